@@ -1,0 +1,24 @@
+# The language, the warnings and the sanitizers that everything of ours is built with.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+find_package(Threads REQUIRED)
+
+add_library(lv_options INTERFACE)
+target_compile_options(lv_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_link_libraries(lv_options INTERFACE Threads::Threads)
+if(LV_SANITIZE)
+  target_compile_options(lv_options INTERFACE -fsanitize=${LV_SANITIZE} -fno-omit-frame-pointer)
+  target_link_options(lv_options INTERFACE -fsanitize=${LV_SANITIZE})
+  if(LV_SANITIZE MATCHES "undefined")
+    target_compile_options(lv_options INTERFACE -fno-sanitize-recover=undefined)
+  endif()
+endif()
