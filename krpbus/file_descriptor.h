@@ -1,0 +1,34 @@
+// Ownership of a descriptor.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+class FileDescriptor {
+  public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int fd) : fd_(fd) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    ~FileDescriptor() {
+        if (fd_ >= 0) {
+            close(fd_);
+        }
+    }
+
+    int get() const { return fd_; }
+
+  private:
+    int fd_ = -1;
+};
+
+// An event counter that another thread waits on. Throws std::system_error where the process has no
+// descriptor left.
+FileDescriptor makeEventFd();
+// Makes the counter readable, or no longer so.
+void raiseEvent(int fd);
+void clearEvent(int fd);
