@@ -1,0 +1,54 @@
+#include "json/websocket_send.h"
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "host/websocket_plugin.h"
+#include "krpbus/log_util.h"
+#include "setup/lv_setup.h"
+
+const _WebSocketServer* currentServer() {
+    const LvSetup* setup = stp;
+    return setup != nullptr && setup->socket != nullptr ? setup->socket->server : nullptr;
+}
+
+void sendWebsocketMessage(const unsigned char* buffer, unsigned size) {
+    if (buffer == nullptr) {
+        LogUtil::log(LogLevel::Error, "sendWebsocketMessage", "Buffer is empty");
+        return;
+    }
+    const _WebSocketServer* server = currentServer();
+    if (server == nullptr) {
+        LogUtil::log(LogLevel::Debug, "sendWebsocketMessage", "Invalid server");
+        return;
+    }
+    server->send(server, WEBSOCKET_MESSAGE_TEXT, buffer, size);
+}
+
+void sendAndFreeText(char* text, const _WebSocketServer* server, std::string_view function) {
+    const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
+    if (text == nullptr) {
+        LogUtil::log(LogLevel::Error, function, "Buffer is empty");
+        return;
+    }
+    if (server == nullptr) {
+        LogUtil::log(LogLevel::Debug, function, "Invalid server");
+        return;
+    }
+    server->send(server, WEBSOCKET_MESSAGE_TEXT, reinterpret_cast<const unsigned char*>(text),
+                 std::strlen(text));
+}
+
+void closeWebwsocket() {
+    LogUtil::log(LogLevel::Debug, "closeWebwsocket", "Send close frame to browser");
+    const _WebSocketServer* server = currentServer();
+    if (server == nullptr) {
+        LogUtil::log(LogLevel::Debug, "closeWebwsocket", "Invalid server");
+        return;
+    }
+    constexpr std::array<unsigned char, 2> kGoingAway = {0x03, 0xE9};  // 1001 in network order
+    server->send(server, WEBSOCKET_MESSAGE_CLOSE, kGoingAway.data(), kGoingAway.size());
+    LogUtil::log(LogLevel::Debug, "closeWebwsocket", "close frame was send");
+}

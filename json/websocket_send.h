@@ -1,0 +1,23 @@
+// The two raw ways to the browser: a text frame and a close frame. Both find the connection through
+// the current session's set-up record and may be called by any thread of the session. They take no
+// lock: each frame goes to the host's send callback whole, in one call.
+#pragma once
+
+#include <string_view>
+
+struct _WebSocketServer;
+
+// The current session's websocket server; null where there is none.
+const _WebSocketServer* currentServer();
+
+// Sends `size` bytes as one text frame. Does not free the buffer. Without a buffer or a server the
+// text is dropped, and a log line says so.
+void sendWebsocketMessage(const unsigned char* buffer, unsigned size);
+
+// Hands a zero-terminated text to `server` as one text frame, its zero byte left out. Frees `text`,
+// which may be null, in any case. What cannot be sent is dropped with a log line in the name of
+// `function`.
+void sendAndFreeText(char* text, const _WebSocketServer* server, std::string_view function);
+
+// Sends a close frame with status 1001 (going away). The name's spelling is historical.
+void closeWebwsocket();

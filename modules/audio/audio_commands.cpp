@@ -1,0 +1,110 @@
+#include "modules/audio/audio_commands.h"
+
+#include <memory>
+#include <string>
+
+#include "json/request_parsers.h"
+#include "json/simple_response.h"
+#include "krpbus/krp_set_audio_file.h"
+#include "krpbus/krpbus_client.h"
+#include "krpbus/log_util.h"
+#include "krpbus/simple_messages.h"
+#include "modules/audio/audio_module.h"
+#include "modules/audio/set_audio_file_response.h"
+#include "modules/audio/upload_info.h"
+#include "setup/lv_setup.h"
+
+std::atomic<int> php_version{0};
+
+namespace {
+
+void sendToHandheldServer(std::unique_ptr<MessageBase> message) {
+    KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr;
+    if (client != nullptr) {
+        client->sendTo(client->getName(), "HandheldServer", std::move(message));
+    }
+}
+
+// Makes the announcement the pending one; where another is pending, tells the browser so.
+void announce(const std::shared_ptr<UploadInfoAudio>& info) {
+    while (!uploadfileInfo.announce(info)) {
+        // The pending one may be completed by the bus thread at this very moment.
+        if (const auto pending = uploadfileInfo.get()) {
+            const std::string text = "other data upload in progress: " + pending->toString();
+            LogUtil::log(LogLevel::Error, "uploadAudioFile", text);
+            WaResponseSetAudioFile(info.get(), KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD, text);
+            return;
+        }
+    }
+    LogUtil::log(LogLevel::Debug, "uploadAudioFile", "create audioFileInfo");
+    LogUtil::log(LogLevel::Debug, "uploadAudioFile", "uploadfileInfo: " + info->toString());
+    WaResponseSetAudioFile(info.get(), KR_STATE_WAITING_FOR_DATA, KR_ERROR_UNSPECIFIED, "");
+}
+
+}  // namespace
+
+void uploadAudioFile(const Document& doc) {
+    php_version = 0;
+    std::string name;
+    std::string marker;
+    unsigned startTime = 0;
+    unsigned endTime = 0;
+    if (parseString("name", name, &doc, false) != 0 ||
+        parseString("marker_id", marker, &doc, false) != 0 ||
+        parseUint("start_time", startTime, &doc) != 0 ||
+        parseUint("end_time", endTime, &doc) != 0) {
+        return;
+    }
+    // A file without an extension is as good as any other.
+    std::string extension;
+    parseString("file_extension", extension, &doc, true);
+    announce(std::make_shared<UploadInfoAudio>(name, extension, startTime, endTime, marker));
+}
+
+void cancelDataUpload() {
+    if (const auto pending = uploadfileInfo.take()) {
+        LogUtil::log(LogLevel::Debug, "cancelDataUpload", "delete audio file");
+        createAndSendJSON_simple("cancel_data_upload", KR_STATE_OK, KR_ERROR_TODO,
+                                 pending->toString());
+    }
+    // Sent after the first answer, too: two answers to one cancel, intended.
+    createAndSendJSON_simple("cancel_data_upload", KR_STATE_OK, KR_ERROR_NO_DATA_UPLOAD, "");
+}
+
+void getAudioList() {
+    LogUtil::log(LogLevel::Debug, "getAudioList", "GetAudioList");
+    sendToHandheldServer(std::make_unique<SimpleMessageRequest<86>>("NotSet"));
+}
+
+void setAudioFile(const Document& doc) {
+    LogUtil::log(LogLevel::Debug, "setAudioFile", "SetAudioFile");
+    php_version = 1;
+    std::string file;
+    unsigned startTime = 0;
+    unsigned endTime = 0;
+    if (parseString("audio_file", file, &doc, false) != 0 ||
+        parseUint("start_time", startTime, &doc) != 0 ||
+        parseUint("end_time", endTime, &doc) != 0) {
+        return;
+    }
+    // Without a marker the parser has answered, and the request goes out all the same, intended.
+    std::string marker;
+    parseString("marker_id", marker, &doc, false);
+    sendToHandheldServer(
+        std::make_unique<KRPRequestSetAudioFile>(startTime, endTime, file, marker));
+}
+
+int wa_handle_message_audio(const std::string& cmd, const Document& doc) {
+    if (cmd == "get_audio_list") {
+        getAudioList();
+    } else if (cmd == "upload_audio_file") {
+        uploadAudioFile(doc);
+    } else if (cmd == "cancel_data_upload") {
+        cancelDataUpload();
+    } else if (cmd == "set_audio_file") {
+        setAudioFile(doc);
+    } else {
+        return 0;
+    }
+    return 1;
+}

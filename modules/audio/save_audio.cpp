@@ -1,0 +1,56 @@
+#include "modules/audio/save_audio.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "json/simple_response.h"
+#include "krpbus/krp_set_audio_file.h"
+#include "krpbus/krpbus_client.h"
+#include "krpbus/log_util.h"
+#include "modules/audio/set_audio_file_response.h"
+#include "modules/audio/upload_info.h"
+#include "modules/whole_file.h"
+#include "setup/lv_setup.h"
+
+namespace {
+
+constexpr const char* kUploadDirectory = "/tmp/";
+
+void tellService(const UploadInfoAudio& info, const std::string& path) {
+    KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr;
+    if (client == nullptr) {
+        return;
+    }
+    const KRPRequestSetAudioFile request(info.getStartTime(), info.getEndTime(), path,
+                                         info.getMarkerId());
+    client->sendTo(client->getName(), "HandheldServer", request.clone());
+}
+
+}  // namespace
+
+void save_audio(const unsigned char* data, unsigned int size, const UploadInfoAudio* info) {
+    LogUtil::log(LogLevel::Debug, "save_audio", "save audio file");
+    if (info == nullptr) {
+        createAndSendJSON_simple(
+            "upload_audio_file", KR_STATE_ERROR, KR_ERROR_NO_DATA_UPLOAD,
+            "no audioFileInfo available, send command \"upload_audio_file\" first");
+        return;
+    }
+    LogUtil::log(LogLevel::Debug, "save_audio", "audioFileInfo exists");
+    if (info->isReceiving()) {
+        WaResponseSetAudioFile(info, KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD,
+                               "already data receiving.");
+        return;
+    }
+    const std::string path = kUploadDirectory + info->getStoredName();
+    LogUtil::log(LogLevel::Debug, "save_audio", "filename: " + path);
+    // The directory is open to everybody: a link that somebody has laid there is not followed.
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    if (!writeWholeFile(path, bytes, SymbolicLinks::Refuse)) {
+        createAndSendJSON_simple("upload_audio_file", KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD,
+                                 "Unable to open file " + path);
+        return;
+    }
+    tellService(*info, path);
+}

@@ -1,0 +1,53 @@
+#include "modules/busload/bus_catalogue.h"
+
+BusInfo* busInfo = new BusInfo;
+
+constinit std::atomic<unsigned char> busnamesActiveOnly{1};
+
+int BusInfo::getBusnamesMapSize() const {
+    const MutexLocker lock(mutex_);
+    return static_cast<int>(busNames_.size());
+}
+
+void BusInfo::resetBusNamesMap() {
+    const MutexLocker lock(mutex_);
+    busNames_.clear();
+    state = BUS_NAMES_NONE;
+}
+
+BusInfo::BusnamesMap BusInfo::getBusnamesMap() const {
+    const MutexLocker lock(mutex_);
+    return busNames_;
+}
+
+void BusInfo::addBusnamesMessage(const KRPResponseGetBusNames* answer, const std::string& source) {
+    auto copy = std::make_shared<const KRPResponseGetBusNames>(*answer);
+    const MutexLocker lock(mutex_);
+    busNames_[source].swap(copy);
+}
+
+bool BusInfo::beginCollection() {
+    const MutexLocker lock(mutex_);
+    if (state != BUS_NAMES_NONE) {
+        return false;
+    }
+    busNames_.clear();
+    state = BUS_NAMES_REQUESTED;
+    return true;
+}
+
+// Counted and set under one lock, so that a collection that begins in between cannot be complete
+// without an answer.
+bool BusInfo::completeCollection(std::size_t neighbours) {
+    const MutexLocker lock(mutex_);
+    if (busNames_.size() <= neighbours) {
+        return false;
+    }
+    state = BUS_NAMES_COMPLETE;
+    return true;
+}
+
+void BusInfo::abandonCollection() {
+    std::uint32_t requested = BUS_NAMES_REQUESTED;
+    state.compare_exchange_strong(requested, BUS_NAMES_NONE);
+}

@@ -1,0 +1,103 @@
+#include "modules/busload/busload_commands.h"
+
+#include <cstddef>
+#include <cstdint>
+
+#include "json/request_parsers.h"
+#include "json/simple_response.h"
+#include "krpbus/log_util.h"
+#include "krpbus/microsleep.h"
+#include "krpbus/simple_messages.h"
+#include "krpbus/system_message.h"
+#include "modules/busload/bus_catalogue.h"
+#include "modules/busload/busload_module.h"
+#include "modules/busload/busload_values.h"
+#include "network/bus_requests.h"
+#include "network/ksl_info.h"
+
+namespace {
+
+constexpr const char* kTarget = "HandheldServer";
+constexpr std::uint32_t kPollPause = 100000;  // microseconds
+
+using BusNamesRequest = Simple1MessageRequest<81, unsigned char>;
+
+bool everyLoggerHasAnswered() {
+    return static_cast<std::size_t>(busInfo->getBusnamesMapSize()) > countNeighbours();
+}
+
+void broadcastState(const char* text) {
+    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kTarget);
+}
+
+}  // namespace
+
+// A request under way is waited for and a complete catalogue is never asked for again: intended,
+// what buses a logger records does not change within a session, unlike its signals.
+void getBusNames(unsigned char activeOnly, int waitCount) {
+    checkKSLNetwork(waitCount);
+    if (busInfo->beginCollection()) {
+        sendKslBroadcast(BusNamesRequest(activeOnly, "NotSet"), kTarget);
+        return;
+    }
+    while (waitCount > 0 && busInfo->state == BUS_NAMES_REQUESTED) {
+        microsleep(kPollPause, false);
+        --waitCount;
+    }
+}
+
+void getBusNames(const Document& doc, int waitCount) {
+    unsigned active = 0;
+    if (parseUint("active", active, &doc) != 0) {
+        active = 1;  // the parser has told the browser; the request goes out all the same
+    }
+    const auto activeOnly = static_cast<unsigned char>(active);
+    busnamesActiveOnly = activeOnly;
+    getBusNames(activeOnly, waitCount);
+}
+
+void getBusNames(const std::string& logger) {
+    sendMessage(BusNamesRequest(busnamesActiveOnly, "NotSet"), kTarget, logger);
+}
+
+void busload_start() {
+    const bool alreadyRunning = busInfo->running.exchange(true);
+    if (alreadyRunning && everyLoggerHasAnswered()) {
+        createAndSendJSON_simple("busload_start", KR_STATE_OK, KR_ERROR_RUNNING,
+                                 "busload module is already running");
+        sendBusValues();
+        return;
+    }
+    // Answers that come from now on show their buses by themselves. Those that came before were
+    // only listed: without their initial values their figures would be dropped.
+    const bool namesCameBefore = !alreadyRunning && busInfo->getBusnamesMapSize() > 0;
+    getBusNames(static_cast<unsigned char>(1), 20);
+    broadcastState("75-LVStartBusload");
+    createAndSendJSON_simple("busload_start", KR_STATE_OK, KR_ERROR_TODO, "");
+    if (namesCameBefore) {
+        sendInitialValues();
+    }
+}
+
+void busload_stop() {
+    LogUtil::log(LogLevel::Debug, "busload_stop", "stopping busload module");
+    LogUtil::log(LogLevel::Debug, "busload_stop", "stop ksl busload module");
+    broadcastState("76-LVStopBusload");
+    LogUtil::log(LogLevel::Debug, "busload_stop", "set active busses to unknown");
+    busloadSetUnknown();
+    busInfo->running = false;
+    createAndSendJSON_simple("busload_stop", KR_STATE_OK, KR_ERROR_TODO, "");
+}
+
+int wa_handle_message_busload(const std::string& cmd, const Document& doc) {
+    if (cmd == "busload_start") {
+        busload_start();
+    } else if (cmd == "busload_stop") {
+        busload_stop();
+    } else if (cmd == "get_bus_names") {
+        getBusNames(doc, 20);
+    } else {
+        return 0;
+    }
+    return 1;
+}

@@ -1,0 +1,162 @@
+#include "modules/busload/busload_values.h"
+
+#include <map>
+#include <string_view>
+#include <tuple>
+
+#include "krpbus/mutex.h"
+#include "modules/busload/bus_catalogue.h"
+#include "modules/busload/bus_vocabulary.h"
+#include "modules/busload/busload_responses.h"
+
+namespace {
+
+using Bus = KRPResponseGetBusNames::busName_t;
+
+// Orders keys, and what stands for one without owning the logger's name.
+struct BusKeyLess {
+    using is_transparent = void;
+
+    template <class Left, class Right>
+    bool operator()(const Left& left, const Right& right) const {
+        const int loggers = std::string_view(std::get<0>(left)).compare(std::get<0>(right));
+        return loggers != 0 ? loggers < 0
+                            : std::tie(std::get<1>(left), std::get<2>(left)) <
+                                  std::tie(std::get<1>(right), std::get<2>(right));
+    }
+};
+
+using BusMap = std::map<BusKey, BusloadData, BusKeyLess>;
+
+// The buses grow with every catalogue and are never forgotten while the process lives.
+struct Values {
+    Mutex mutex;
+    BusMap buses;
+    std::map<std::string, GpsData> gps;
+};
+
+// Never destroyed: the bus thread may still use it while the process ends.
+Values& values() {
+    static auto* const all = new Values;
+    return *all;
+}
+
+BusloadData unknownBus(const Bus& bus) {
+    BusloadData data;
+    data.busId = bus.busId;
+    data.channel = bus.channel;
+    data.kslOffset = bus.kslOffset;
+    data.name = bus.name;
+    return data;
+}
+
+GpsData unknownGps(const Bus& bus) {
+    GpsData data;
+    data.name = "GPS";
+    data.channel = bus.channel;
+    data.kslOffset = bus.kslOffset;
+    return data;
+}
+
+// A bus that is known already is shown as it stands; only the loggers' marker, which a stop leaves
+// alone, becomes "unknown" here.
+void showInitially(BusMap& buses, const std::string& logger, const Bus& bus) {
+    const BusKey key(logger, bus.busId, bus.channel);
+    const auto [entry, isNew] = buses.try_emplace(key);
+    BusloadData& data = entry->second;
+    if (isNew) {
+        data = unknownBus(bus);
+    } else if (data.value == BusLoadExtMessage::kMarker) {
+        data.value = BusLoadExtMessage::kUnknown;
+    }
+    const WaResponseBusload shown(key, data);
+}
+
+// A logger has a GPS receiver when its catalogue lists one.
+void addGpsReceivers(std::map<std::string, GpsData>& gps, const std::string& logger,
+                     const KRPResponseGetBusNames& answer) {
+    for (const Bus& bus : answer.busNames) {
+        if (bus.busId == BUSID_GPS) {
+            gps.try_emplace(logger, unknownGps(bus));
+        }
+    }
+}
+
+}  // namespace
+
+void updateBusValue(const BusLoadExtMessage* message, const std::string& source) {
+    Values& all = values();
+    const MutexLocker lock(all.mutex);
+    if (isMostBus(message->busId)) {
+        const WaResponseBusloadMost shown(message, source);
+        return;
+    }
+    const auto entry =
+        all.buses.find(std::tuple(std::string_view(source), message->busId, message->channel));
+    if (entry == all.buses.end() || entry->second.value == message->value) {
+        return;
+    }
+    BusloadData& data = entry->second;
+    data.value = message->value;
+    data.timestamp = message->timestamp;
+    data.unit = message->unit;
+    const WaResponseBusload shown(entry->first, data);
+}
+
+// Only another status counts. A stop makes the value unknown but keeps the status, so that after a
+// new start the value stays unknown until the status changes; intended.
+void updateBusValueGps(const GPSTraceMessage* message, const std::string& source) {
+    Values& all = values();
+    const MutexLocker lock(all.mutex);
+    const auto entry = all.gps.find(source);
+    if (entry == all.gps.end() || entry->second.gprmcStatus == message->gprmcStatus) {
+        return;
+    }
+    GpsData& data = entry->second;
+    data.gprmcStatus = message->gprmcStatus;
+    data.value = data.gprmcStatus == "A" ? GpsData::kFix : BusLoadExtMessage::kUnknown;
+    data.timestamp = message->timestamp;
+    data.changed = true;
+    const WaResponseBusloadGps shown(&data);
+}
+
+void sendBusValues() {
+    Values& all = values();
+    const MutexLocker lock(all.mutex);
+    for (const auto& [key, data] : all.buses) {
+        const WaResponseBusload shown(key, data);
+    }
+}
+
+void sendInitialValues() {
+    const BusInfo::BusnamesMap catalogue = busInfo->getBusnamesMap();
+    Values& all = values();
+    const MutexLocker lock(all.mutex);
+    for (const auto& [logger, answer] : catalogue) {
+        for (const Bus& bus : answer->busNames) {
+            showInitially(all.buses, logger, bus);
+        }
+        addGpsReceivers(all.gps, logger, *answer);
+    }
+    for (const auto& [logger, data] : all.gps) {
+        const WaResponseBusloadGps shown(&data);
+    }
+}
+
+// The loggers' marker stays, and the GPS states are not shown here; both intended. The next
+// sendInitialValues() makes the one unknown and shows the other.
+void busloadSetUnknown() {
+    Values& all = values();
+    const MutexLocker lock(all.mutex);
+    for (auto& [key, data] : all.buses) {
+        if (data.value != BusLoadExtMessage::kMarker) {
+            data.value = BusLoadExtMessage::kUnknown;
+            const WaResponseBusload shown(key, data);
+        }
+    }
+    for (auto& [logger, data] : all.gps) {
+        if (data.value != BusLoadExtMessage::kMarker) {
+            data.value = BusLoadExtMessage::kUnknown;
+        }
+    }
+}

@@ -1,0 +1,115 @@
+#include "modules/config/config_commands.h"
+
+#include <cstdio>
+#include <string>
+
+#include "json/request_parsers.h"
+#include "json/simple_response.h"
+#include "krpbus/log_util.h"
+#include "modules/config/config_module.h"
+#include "modules/config/config_responses.h"
+#include "modules/config/config_storage.h"
+#include "modules/whole_file.h"
+
+namespace {
+
+void refuse(const char* function, const Document& doc, const std::string& reason) {
+    LogUtil::log(LogLevel::Error, function, reason);
+    createAndSendJSON_simpleDoc(&doc, KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG, reason);
+}
+
+// Reads "name". False when it is missing, no string or empty; that has been answered then.
+bool readName(const char* function, const Document& doc, std::string& name) {
+    if (parseString("name", name, &doc, false) != 0) {
+        return false;
+    }
+    if (name.empty()) {
+        refuse(function, doc, "config name must not be empty");
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+void save_configuration(const Document& doc) {
+    LogUtil::log(LogLevel::Debug, "save_configuration", "save configuration.");
+    std::string name;
+    std::string config;
+    if (parseString("name", name, &doc, false) != 0 ||
+        parseString("config", config, &doc, false) != 0) {
+        return;
+    }
+    LogUtil::log(LogLevel::Debug, "save_configuration", "name: " + name + "\tconfig: " + config);
+    if (config.empty()) {
+        refuse("save_configuration", doc, "config must not be empty");
+        return;
+    }
+    if (name.empty()) {
+        refuse("save_configuration", doc, "config name must not be empty");
+        return;
+    }
+    const std::string path = configurationPath(name);
+    if (!writeWholeFile(path, config, SymbolicLinks::Follow)) {
+        // "unspecified" here and "illegal_config" for everything else, intended: the web
+        // application tells the two apart.
+        LogUtil::log(LogLevel::Error, "save_configuration", "Unable to open file " + path);
+        WaResponseSaveConfig(name, KR_STATE_ERROR, KR_ERROR_UNSPECIFIED);
+        return;
+    }
+    WaResponseSaveConfig(name, KR_STATE_OK, KR_ERROR_UNSPECIFIED);
+}
+
+void get_configurations() {
+    WaResponseGetConfigurations();
+}
+
+void load_configuration(const Document& doc) {
+    std::string name;
+    if (!readName("load_configuration", doc, name)) {
+        return;
+    }
+    const auto text = readWholeFile(configurationPath(name));
+    if (!text) {
+        LogUtil::log(LogLevel::Debug, "load_configuration", "Unable to open file");
+        WaResponseLoadConfig(name, nullptr, KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
+        return;
+    }
+    LogUtil::log(LogLevel::Debug, "load_configuration", "length: " + std::to_string(text->size()));
+    LogUtil::log(LogLevel::Debug, "load_configuration", "config: " + *text);
+    WaResponseLoadConfig(name, text->c_str(), KR_STATE_OK, KR_ERROR_UNSPECIFIED);
+}
+
+void delete_configuration(const Document& doc) {
+    std::string name;
+    if (parseString("name", name, &doc, false) != 0) {
+        return;
+    }
+    LogUtil::log(LogLevel::Debug, "delete_configuration", "delete_configuration: name: " + name);
+    if (name.empty()) {
+        refuse("delete_configuration", doc, "config name must not be empty");
+        return;
+    }
+    if (std::remove(configurationPath(name).c_str()) == 0) {
+        LogUtil::log(LogLevel::Debug, "delete_configuration", "File successfully deleted");
+        WaResponseDeleteConfig(KR_STATE_OK, KR_ERROR_UNSPECIFIED);
+    } else {
+        LogUtil::log(LogLevel::Debug, "delete_configuration", "Unable to delete file");
+        WaResponseDeleteConfig(KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
+    }
+}
+
+int wa_handle_message_config(const std::string& cmd, const Document& doc) {
+    if (cmd == "save_config") {
+        save_configuration(doc);
+    } else if (cmd == "get_configs") {
+        get_configurations();
+    } else if (cmd == "load_config") {
+        load_configuration(doc);
+    } else if (cmd == "delete_config") {
+        delete_configuration(doc);
+    } else {
+        return 0;
+    }
+    return 1;
+}

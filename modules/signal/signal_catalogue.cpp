@@ -1,0 +1,152 @@
+#include "modules/signal/signal_catalogue.h"
+
+SignalInfo* signalInfo = new SignalInfo;
+
+namespace {
+
+// What a configuration answer says about a signal. The channel of the local logger is counted from
+// 1, that of another one is shifted by its offset alone; the difference is intended. Both wrap at
+// 256.
+void takeConfiguration(SignalData& signal, const SignalInfo::signalConfig_t& config) {
+    signal.webappName = config.webappName;
+    signal.instanceName = config.instanceName;
+    signal.unit = config.unit;
+    signal.userName = config.userName;
+    signal.busId = config.busId;
+    signal.valueType = static_cast<signalValue_t>(config.valueType);
+    signal.scale = config.scale;
+    signal.offset = config.offset;
+    signal.valueDescriptionTable = config.valueDescriptionTable;
+    const unsigned int shift = config.kslOffset == 0 ? 1U : config.kslOffset;
+    signal.channel = static_cast<std::uint8_t>(config.channel + shift);
+    signal.kslOffset = config.kslOffset;
+    signal.valid = true;
+}
+
+}  // namespace
+
+SignalData* SignalInfo::find(const KeyView& key) const {
+    const auto entry = index_.find(key);
+    return entry == index_.end() ? nullptr : entry->second;
+}
+
+SignalData& SignalInfo::findOrInsert(const SignalKey& key) {
+    const auto [entry, isNew] = signals_.try_emplace(key);
+    if (isNew) {
+        index_.emplace(KeyView(entry->first), &entry->second);
+    }
+    return entry->second;
+}
+
+void SignalInfo::clear() {
+    index_.clear();
+    signals_.clear();
+}
+
+bool SignalInfo::checkSignal(const SignalKey& key) const {
+    const MutexLocker lock(mutex_);
+    return find(key) != nullptr;
+}
+
+SignalData SignalInfo::getSignalData(const SignalKey& key) const {
+    const MutexLocker lock(mutex_);
+    const SignalData* signal = find(key);
+    return signal == nullptr ? SignalData() : *signal;
+}
+
+void SignalInfo::updateSignalConfiguration(const signalConfig_t& config,
+                                           const std::string& source) {
+    // One lock from the look-up to the store: a start in between would get lost.
+    const MutexLocker lock(mutex_);
+    SignalData& signal = findOrInsert(SignalKey(config.webappName, source));
+    if (signal.instanceName.empty()) {
+        signal = SignalData();
+        signal.MAC = source;
+        signal.value = "NaN";
+    }
+    takeConfiguration(signal, config);
+}
+
+void SignalInfo::updateSignalValue(const SignalMessage* message, const std::string& source) {
+    updateAndUse(*message, source, [](const SignalData&) {});
+}
+
+void SignalInfo::storeValue(SignalData& signal, const SignalMessage& message) {
+    if (!signal.active || !signal.valid) {
+        return;
+    }
+    signal.instanceName = message.instanceName;
+    signal.unit = message.unit;
+    signal.value = message.value;
+    signal.raw = message.raw;
+    signal.phys = message.phys;
+    signal.descr = message.descr;
+    signal.timestamp = message.timestamp;
+}
+
+void SignalInfo::setSignalDataInvalid() {
+    const MutexLocker lock(mutex_);
+    for (auto& [key, signal] : signals_) {
+        signal.valid = false;
+    }
+}
+
+void SignalInfo::clearSignalData() {
+    const MutexLocker lock(mutex_);
+    clear();
+}
+
+bool SignalInfo::beginCycle() {
+    // Two threads may want to begin one; the loser leaves the winner's cycle alone. The signals
+    // become invalid first, under the lock that an answer needs, so that none that has just been
+    // answered is invalidated.
+    const MutexLocker lock(mutex_);
+    std::uint32_t state = configState.load();
+    do {
+        if (state == SIGNAL_CONFIG_REQUESTED) {
+            return false;
+        }
+    } while (!configState.compare_exchange_weak(state, SIGNAL_CONFIG_REQUESTED));
+    for (auto& [key, signal] : signals_) {
+        signal.valid = false;
+    }
+    return true;
+}
+
+bool SignalInfo::addAnswer(const std::string& source) {
+    const MutexLocker lock(mutex_);
+    if (configState.load() != SIGNAL_CONFIG_REQUESTED) {
+        return false;
+    }
+    if (answered_.empty()) {
+        clear();
+    }
+    answered_.insert(source);
+    return true;
+}
+
+void SignalInfo::completeCycle(std::size_t neighbours) {
+    const MutexLocker lock(mutex_);
+    std::uint32_t requested = SIGNAL_CONFIG_REQUESTED;
+    if (answered_.size() > neighbours &&
+        configState.compare_exchange_strong(requested, SIGNAL_CONFIG_COMPLETE)) {
+        answered_.clear();
+    }
+}
+
+void SignalInfo::abandonCycle() {
+    const MutexLocker lock(mutex_);
+    std::uint32_t requested = SIGNAL_CONFIG_REQUESTED;
+    if (configState.compare_exchange_strong(requested, SIGNAL_CONFIG_NONE)) {
+        answered_.clear();
+    }
+}
+
+std::set<std::string> SignalInfo::getLoggers() const {
+    const MutexLocker lock(mutex_);
+    std::set<std::string> loggers;
+    for (const auto& [key, signal] : signals_) {
+        loggers.insert(key.second);
+    }
+    return loggers;
+}

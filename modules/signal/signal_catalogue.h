@@ -1,0 +1,121 @@
+// The catalogue of the live-view signals of all loggers, with the latest value of each.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "krpbus/krp_get_lv_signal_config.h"
+#include "krpbus/mutex.h"
+#include "modules/signal/signal_data.h"
+
+// How far the catalogue has come.
+enum signalConfigState_t : std::uint32_t {
+    SIGNAL_CONFIG_NONE = 0,       // not requested yet
+    SIGNAL_CONFIG_REQUESTED = 1,  // requested, not every logger has answered
+    SIGNAL_CONFIG_COMPLETE = 2,   // every logger has answered
+};
+
+// The bus thread fills the catalogue, the connection thread starts and stops signals in it. Each
+// operation holds the one mutex for its whole run; none logs or sends meanwhile. The two words that
+// threads poll are atomic.
+class SignalInfo {
+  public:
+    using signalConfig_t = KRPResponseGetLVSignalConfig::signalConfig_t;
+
+    std::atomic<std::uint32_t> configState{SIGNAL_CONFIG_NONE};
+    std::atomic<bool> forwardingActive{false};  // the loggers have been told to send values
+
+    // Whether the catalogue has exactly this signal.
+    bool checkSignal(const SignalKey& key) const;
+    // A copy of the signal; an empty one when there is none.
+    SignalData getSignalData(const SignalKey& key) const;
+    // Inserts the signal of the logger `source`, or refreshes it: then its latest value and its
+    // being started stay.
+    void updateSignalConfiguration(const signalConfig_t& config, const std::string& source);
+    // Stores a value of a signal that has been started. Others are dropped without a word.
+    void updateSignalValue(const SignalMessage* message, const std::string& source);
+    // Marks every signal as not of the current configuration; all of them stay.
+    void setSignalDataInvalid();
+    // Empties the catalogue. Who has answered in a running cycle is kept: such a logger is not
+    // asked again.
+    void clearSignalData();
+
+    // Begins a cycle of configuration answers: every signal becomes invalid, and the state moves to
+    // requested. False, with nothing changed, when one is under way.
+    bool beginCycle();
+    // Counts an answer of the running cycle, and empties the catalogue when it is the first. False,
+    // with nothing changed, while no cycle is under way.
+    bool addAnswer(const std::string& source);
+    // Completes the running cycle when more loggers than `neighbours` have answered.
+    void completeCycle(std::size_t neighbours);
+    // The answers of a running cycle will not come: nothing counts as requested any more.
+    void abandonCycle();
+
+    // Stores the value like updateSignalValue(), then hands a started signal to `use` in the same
+    // look-up. `use` must not call the catalogue, and neither send nor log.
+    template <class Use>
+    void updateAndUse(const SignalMessage& message, std::string_view source, Use&& use) {
+        const MutexLocker lock(mutex_);
+        SignalData* signal = find(KeyView(message.webappName, source));
+        if (signal == nullptr) {
+            return;
+        }
+        storeValue(*signal, message);
+        if (signal->active) {
+            std::forward<Use>(use)(*signal);
+        }
+    }
+
+    // Hands the signal, null when there is none, to `use` under the lock. `use` may send and log,
+    // but must not call the catalogue.
+    template <class Use>
+    void withSignal(const SignalKey& key, Use&& use) {
+        const MutexLocker lock(mutex_);
+        std::forward<Use>(use)(find(key));
+    }
+
+    // Hands every signal to `use` under the lock, in the order of the keys. `use` must not call the
+    // catalogue, and neither send nor log.
+    template <class Use>
+    void forEachSignal(Use&& use) const {
+        const MutexLocker lock(mutex_);
+        for (const auto& [key, signal] : signals_) {
+            use(key, signal);
+        }
+    }
+
+    // The loggers that have signals in the catalogue.
+    std::set<std::string> getLoggers() const;
+
+  private:
+    using KeyView = std::pair<std::string_view, std::string_view>;
+    struct KeyHash {
+        std::size_t operator()(const KeyView& key) const {
+            const std::hash<std::string_view> hash;
+            return hash(key.first) * 31 + hash(key.second);
+        }
+    };
+
+    SignalData* find(const KeyView& key) const;
+    SignalData& findOrInsert(const SignalKey& key);
+    void clear();
+    static void storeValue(SignalData& signal, const SignalMessage& message);
+
+    std::set<std::string> answered_;  // loggers that have answered in the running cycle
+    std::map<SignalKey, SignalData> signals_;
+    // The way of each value to its signal; refers to the keys and entries of signals_.
+    std::unordered_map<KeyView, SignalData*, KeyHash> index_;
+    mutable Mutex mutex_;
+};
+
+// The one catalogue, created when the plug-in is loaded and never destroyed: the bus thread may
+// still use it while the process ends.
+extern SignalInfo* signalInfo;

@@ -1,0 +1,98 @@
+// The events of all loggers, merged into one list on the time base of the local logger.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "krpbus/krp_get_event_list.h"
+#include "krpbus/mutex.h"
+#include "modules/trigger/marker_set.h"
+
+// How far a collection of events has come.
+enum triggerState_t : std::uint32_t {
+    TRIGGER_IDLE = 0,        // nothing under way
+    TRIGGER_COLLECTING = 1,  // requested, not every logger has answered
+    TRIGGER_COMPLETE = 2,    // every logger has answered
+};
+
+// The bus thread adds answers and merges, both threads begin collections. Each operation holds the
+// one mutex for its whole run; none logs, sends or waits meanwhile. A merge takes the network
+// record's mutex inside: this mutex first, then that one. The state is polled without it.
+class TriggerInfo {
+  public:
+    using event_t = KRPResponseGetEventList::event_t;
+    using EventList = std::vector<event_t>;
+
+    std::atomic<std::uint32_t> state{TRIGGER_IDLE};
+
+    // The number of loggers that have answered since the last reset.
+    int getTriggerMapSize() const;
+    // The merged list, ordered by time.
+    EventList getTriggerList() const;
+    // Forgets all answers and the merged list; nothing counts as under way.
+    void resetTriggerMap();
+    // Stores a copy of a logger's answer in the place of an earlier one.
+    void addTriggerMessage(const KRPResponseGetEventList* answer, const std::string& logger);
+    // Merges one answer into the list without storing it.
+    void mergeTriggerMessage(const KRPResponseGetEventList* answer, const std::string& logger);
+    // Merges all stored answers into the list and returns it.
+    //
+    // Of events with the same marker, whatever their loggers and times, the first one counts: what
+    // the list has already, then by logger name, then by the logger's own order. Each event gets
+    // its logger's time offset added, modulo 2^64. Of events with the same time the one merged last
+    // stands first.
+    EventList mergeTrigger();
+
+    // The two steps of a merge for a single event; the caller lets no other thread in meanwhile.
+    // Whether the list has an event with the same marker:
+    bool findComment(const event_t& event) const;
+    // Puts an event into its place, before those of the same time:
+    void insertEvent(event_t event);
+
+    // Begins a collection: resets, and moves the state to collecting. False, with nothing changed,
+    // when one is under way; of two threads that try at once one begins.
+    bool beginCollection();
+    // Whether more loggers than `neighbours` have answered, which do not include this logger; the
+    // collection is complete then.
+    bool completeCollection(std::size_t neighbours);
+    // The answers of a collection under way will not come: nothing counts as under way any more.
+    void abandonCollection();
+
+  private:
+    using Message = std::unique_ptr<const KRPResponseGetEventList>;
+
+    struct Answer {
+        Message message;
+        bool merged = false;  // its markers are all in the list, merging it again changes nothing
+        bool listed = false;  // the list refers to its events
+    };
+    // An event of the list: its time there, and the event as it came.
+    struct Listed {
+        std::uint64_t timestamp;
+        const event_t* event;
+    };
+
+    // Merges the events of one answer; whether any of them came into the list.
+    bool merge(const EventList& events, const std::string& logger);
+    void place(std::vector<Listed>& additions, std::vector<Listed>& room);
+    EventList copyOfList() const;
+    void forget();
+
+    mutable Mutex mutex_;
+    std::vector<Listed> events_;  // ascending by time, unsigned
+    MarkerSet markers_;           // of the list
+    std::map<std::string, Answer> triggerMap_;
+    // What the list refers to beside the stored answers.
+    std::vector<Message> replaced_;
+    std::deque<event_t> inserted_;
+};
+
+// The one catalogue, created when the plug-in is loaded and never destroyed: the bus thread may
+// still use it while the process ends.
+extern TriggerInfo* triggerInfo;

@@ -1,0 +1,104 @@
+#include "modules/trigger/trigger_commands.h"
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "json/request_parsers.h"
+#include "json/simple_response.h"
+#include "krpbus/keyboard_message.h"
+#include "krpbus/kr_system.h"
+#include "krpbus/krpbus_client.h"
+#include "krpbus/log_util.h"
+#include "krpbus/microsleep.h"
+#include "krpbus/simple_messages.h"
+#include "krpbus/system_ng_event_message.h"
+#include "modules/trigger/trigger_catalogue.h"
+#include "modules/trigger/trigger_module.h"
+#include "network/bus_requests.h"
+#include "network/common_commands.h"
+#include "setup/lv_setup.h"
+
+namespace {
+
+constexpr unsigned char kSelector = 3;        // events of triggers
+constexpr std::uint32_t kPollPause = 100000;  // microseconds
+
+using EventListRequest = Simple1MessageRequest<50, unsigned char>;
+using EventIndexRequest = Simple1MessageRequest<96, unsigned char>;
+
+std::string busName() {
+    return stp != nullptr ? stp->krpbus_name : std::string();
+}
+
+// To this logger's event service alone. Nothing is sent in a session without a bus.
+void sendToEventHandler(const MessageBase& message) {
+    if (stp != nullptr && stp->krpbus != nullptr) {
+        stp->krpbus->sendTo(stp->krpbus->getName(), "EventHandler", message.clone());
+    }
+}
+
+void broadcastKey(std::uint64_t eventTime, unsigned char pressed) {
+    sendKslBroadcast(KeyboardMessage(KeyboardMessage::kTriggerKey, pressed, eventTime),
+                     "OnlineProcessor");
+}
+
+}  // namespace
+
+void setTrigger(const Document& doc) {
+    std::string markerId;
+    // The result is of no interest, intended: a trigger must never be lost over its marker.
+    parseString("marker_id", markerId, &doc, true);
+    const std::uint64_t eventTime = getTimeOfDay();
+    const std::uint64_t time = getTimeOfDay();
+    const SystemNgEventMessage event(time, EVENTID_TRIGGER_SET, eventTime, "", markerId, 0,
+                                     SystemMessage::NOT_AVAILABLE);
+    sendToEventHandler(event);
+    // The other loggers learn of it as of a press of the trigger key, at the event's own time.
+    broadcastKey(event.getEventTime(), 1);
+    broadcastKey(event.getEventTime(), 0);
+}
+
+void getTriggerCount() {
+    LogUtil::log(LogLevel::Debug, "getTriggerCount", "stp->krpbus_name=" + busName());
+    sendToEventHandler(EventIndexRequest(kSelector));
+}
+
+// A collection that one logger never completes stays under way, and later calls only wait for it;
+// intended. A complaint follows the last wait even when the collection became complete in it; this,
+// too, is what the web application knows.
+void getTrigger(int waitCount) {
+    getKslTimeOffset(waitCount);
+    if (triggerInfo->beginCollection()) {
+        sendKslBroadcast(EventListRequest(kSelector), "EventHandler");
+    }
+    while (waitCount >= 1 && triggerInfo->state != TRIGGER_COMPLETE) {
+        microsleep(kPollPause, false);
+        --waitCount;
+        if (waitCount == 0) {
+            createAndSendJSON_simple("get_trigger", KR_STATE_ERROR, KR_ERROR_CANNOT_START,
+                                     "not all triggers received");
+        }
+    }
+}
+
+// Addressed to the logger's general service, unlike the request to all: intended, that one is
+// there also while the event service is busy.
+void getTrigger(const std::string& sourceMac) {
+    LogUtil::log(LogLevel::Debug, "getTrigger",
+                 "stp->krpbus_name" + busName() + " sourceMac=" + sourceMac);
+    sendMessage(EventListRequest(kSelector), "HandheldServer", sourceMac);
+}
+
+int wa_handle_message_trigger(const std::string& cmd, const Document& doc) {
+    if (cmd == "set_trigger") {
+        setTrigger(doc);
+    } else if (cmd == "get_trigger_count") {
+        getTriggerCount();
+    } else if (cmd == "get_trigger") {
+        getTrigger(20);
+    } else {
+        return 0;
+    }
+    return 1;
+}

@@ -1,0 +1,99 @@
+#include "network/bus_requests.h"
+
+#include <ios>
+#include <memory>
+
+#include "krpbus/krpbus_client.h"
+#include "krpbus/ksl_util.h"
+#include "krpbus/log_util.h"
+#include "krpbus/message_base.h"
+#include "krpbus/microsleep.h"
+#include "krpbus/router_message.h"
+#include "krpbus/simple_messages.h"
+#include "network/ksl_info.h"
+#include "setup/lv_setup.h"
+
+namespace {
+
+// The session's bus client; null, after a line in the log, when the session has none.
+KRPBusClient* busClient(const char* function) {
+    KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr;
+    if (client == nullptr) {
+        LogUtil::log(LogLevel::Error, function, "no krpBusClient");
+    }
+    return client;
+}
+
+RouterMessage wrap(const MessageBase& message, const std::string& address) {
+    return RouterMessage(stp->krpbus_name, address, message.clone());
+}
+
+}  // namespace
+
+void sendMessage(const MessageBase& message, const std::string& destination,
+                 const std::string& mac) {
+    KRPBusClient* client = busClient("sendMessage");
+    if (client == nullptr) {
+        return;
+    }
+    LogUtil::log(LogLevel::Debug, "sendMessage",
+                 "send message to " + destination + " sourceMac=" + mac +
+                     " stp->krpbus_name=" + stp->krpbus_name);
+    // Only the upper-case form is this logger's own; any other goes to the forwarder.
+    if (mac == KSLUtil::findLowestMAC().toString(std::ios::uppercase)) {
+        client->sendTo(client->getName(), destination, message.clone());
+        return;
+    }
+    const std::string address = KSLUtil::createKslRouterMsgAddress(0, mac, destination);
+    LogUtil::log(LogLevel::Debug, "sendMessage", "destination: " + address);
+    const RouterMessage routed = wrap(message, address);
+    client->sendTo(client->getName(), "KSLForwarder", routed.clone());
+    LogUtil::log(LogLevel::Debug, "sendMessage", "RouterMessage" + routed.toString());
+}
+
+void sendKslBroadcast(const MessageBase& message, const std::string& destination) {
+    KRPBusClient* client = busClient("sendKslBroadcast");
+    if (client == nullptr) {
+        return;
+    }
+    client->sendTo(client->getName(), destination, message.clone());
+    const RouterMessage routed =
+        wrap(message, KSLUtil::createKslBroadcastRouterMsgAddress(destination));
+    client->sendTo(client->getName(), "KSLForwarder", routed.clone());
+}
+
+void getKSLNetwork(int waitCount) {
+    KslInfo* info = kslInfo;
+    // Two threads come here: whoever moves the state to "update" sends, the other one waits.
+    const bool underWay = info != nullptr && info->neighboursState.exchange(KSL_MSG_STATE_UPDATE) ==
+                                                 KSL_MSG_STATE_UPDATE;
+    if (!underWay) {
+        if (KRPBusClient* client = busClient("getKSLNetwork")) {
+            client->sendTo(client->getName(), "HandheldServer",
+                           std::make_unique<SimpleMessageRequest<88>>());
+        }
+    }
+    while (info != nullptr && info->neighboursState != KSL_MSG_STATE_COMPLETE && waitCount > 0) {
+        microsleep(100000, false);
+        --waitCount;
+    }
+}
+
+void checkKSLNetwork(int waitCount) {
+    if (kslInfo == nullptr) {
+        LogUtil::log(LogLevel::Error, "checkKSLNetwork", "no kslInfo");
+        return;
+    }
+    if (kslInfo->neighboursState == KSL_MSG_STATE_EMPTY) {
+        LogUtil::log(LogLevel::Error, "checkKSLNetwork", "kslInfo->neighboursState undefined");
+    }
+    if (kslInfo->neighboursState != KSL_MSG_STATE_COMPLETE) {
+        getKSLNetwork(waitCount);
+    }
+}
+
+void waRequestMessage_setup() {}
+
+void waRequestMessage_destroy() {
+    LogUtil::log(LogLevel::Debug, "waRequestMessage_destroy", "waRequestMessage module destroyed");
+}

@@ -1,0 +1,24 @@
+// Sending requests to one logger or to all loggers of the network.
+#pragma once
+
+#include <string>
+
+class MessageBase;
+
+// Sends a copy of the message to `destination` on the logger with this MAC address: directly when
+// that is this logger's own, through the forwarder otherwise. Any thread of the session.
+void sendMessage(const MessageBase& message, const std::string& destination,
+                 const std::string& mac);
+
+// Sends a copy of the message to `destination` on this logger and on every other one of the
+// network. Any thread of the session.
+void sendKslBroadcast(const MessageBase& message, const std::string& destination);
+
+// Asks for the neighbour list unless that is under way, then waits up to waitCount * 100 ms for it.
+void getKSLNetwork(int waitCount);
+
+// Makes sure that the neighbour list is there: asks for it and waits when it is not.
+void checkKSLNetwork(int waitCount);
+
+void waRequestMessage_setup();
+void waRequestMessage_destroy();

@@ -1,0 +1,122 @@
+// What the loggers of the network have answered, by logger.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <list>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "krpbus/simple_messages.h"
+
+class KRPResponseGetDeviceComponents;
+
+// How far a collection of answers has come.
+enum kslMsgState_t : std::uint32_t {
+    KSL_MSG_STATE_EMPTY = 0,     // never requested
+    KSL_MSG_STATE_UPDATE = 1,    // requested, waiting for answers
+    KSL_MSG_STATE_COMPLETE = 2,  // every logger has answered
+};
+
+// Writes the name of the state; "unknown" for a value that has none.
+std::ostream& operator<<(std::ostream& out, kslMsgState_t state);
+
+// The record of the logger network. The bus thread adds answers, the connection thread resets and
+// reads; the maps and lists are guarded by a mutex that no caller sees, and are handed out as
+// copies. The states and flags are polled without it. Nothing is sent and nothing waits in here.
+class KslInfo {
+  public:
+    using State = std::atomic<kslMsgState_t>;
+
+    // What one logger has answered to the three requests behind "get_logger_info". A logger has an
+    // entry from its first answer on; each flag tells whether that answer has come.
+    struct logger_info_t {
+        bool hasConfig = false;
+        std::string configName;
+        bool hasTimeZone = false;
+        std::string timeZone;
+        bool hasDeviceComponents = false;
+        unsigned int deviceClass = 0;
+        unsigned int subType = 0;
+        std::string softwareVersion;
+    };
+    using ConfigMap = std::map<std::string, logger_info_t>;
+    using StatusMap = std::map<std::string, std::string>;
+    using TimeOffsetMap = std::map<std::string, std::int64_t>;
+
+    State neighboursState{KSL_MSG_STATE_EMPTY};
+    std::atomic<bool> networkInUse{false};  // there are other loggers on the network
+    std::atomic<bool> standsAlone{false};   // the neighbour list has arrived, and is empty
+    State configState{KSL_MSG_STATE_EMPTY};
+    State timeZoneState{KSL_MSG_STATE_EMPTY};
+    State deviceComponentsState{KSL_MSG_STATE_EMPTY};
+    State statusState{KSL_MSG_STATE_EMPTY};
+    State timeOffsetState{KSL_MSG_STATE_EMPTY};
+
+    // The MAC addresses of the other loggers. Replacing the list sets the two flags.
+    std::list<std::string> getNeighbours() const;
+    void setNeighbours(std::list<std::string> neighbours);
+
+    // The loggers' status, as decimal text, and the offsets of their clocks against the network's.
+    StatusMap getStatusMap() const;
+    TimeOffsetMap getKslTimeOffsetMap() const;
+    // Copies what the loggers have answered about themselves; false when there is nothing.
+    bool getConfigMap(ConfigMap& out) const;
+
+    // The offset of one logger's clock; 0 for a logger that has given none.
+    std::int64_t getKslTimeOffset(const std::string& mac) const;
+    // The name that a logger has given itself. When it has given none that is logged, and `name`
+    // stays as it is.
+    void getLoggerName(const std::string& mac, std::string& name) const;
+
+    // Empty one map before its requests are sent anew. The configuration map's three collections
+    // wait from then on; names stay, since live data goes on being shown under them.
+    void resetStatusMap();
+    void resetConfigMap();
+    void resetKslTimeOffsetMap();
+
+    // Store one logger's answer in the place of an earlier one. The caller has looked at the
+    // answer's status.
+    void addStateMessage(const Simple1MessageResponse<23, unsigned char>* response,
+                         const std::string& mac);
+    void addKslTimeOffsetMessage(const Simple1MessageResponse<89, long long>* response,
+                                 const std::string& mac);
+    void addConfigMessage(const String2MessageResponse<82>* response, const std::string& mac);
+    void addTimeZoneMessage(const StringMessageResponse<53, 1>* response, const std::string& mac);
+    void addDevCompMessage(const KRPResponseGetDeviceComponents* response, const std::string& mac);
+
+    // Each moves its collection to "complete" when more loggers have answered it than there are
+    // neighbours, which do not include this logger; true when that is so.
+    bool completeStatus();
+    bool completeTimeOffset();
+    bool completeConfig();
+    bool completeTimeZone();
+    bool completeDeviceComponents();
+
+    // True when configurations, time zones and device components of every logger have arrived.
+    bool loggerInfoComplete() const;
+
+    // The bus connection was lost and is back: a neighbour list that was asked for will not come.
+    void busReconnected();
+
+  private:
+    bool completeWith(State& state, std::size_t answers);
+    std::size_t countConfigs(bool logger_info_t::*answered) const;
+
+    mutable std::mutex mutex_;  // guards everything below
+    std::list<std::string> neighbours_;
+    StatusMap status_;
+    TimeOffsetMap timeOffsets_;
+    ConfigMap configs_;
+    std::map<std::string, std::string> loggerNames_;
+};
+
+// The one record, created when the plug-in is loaded. The first session of a process takes it away
+// at its end and nothing makes another one: every user tests it for null.
+extern KslInfo* kslInfo;
+
+// The number of other loggers on the network; 0 without a record. Any thread.
+std::size_t countNeighbours();

@@ -1,0 +1,106 @@
+// From a frame to the module that knows what to do with it.
+#include <array>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "json/request_parsers.h"
+#include "json/simple_response.h"
+#include "json/websocket_send.h"
+#include "krpbus/log_util.h"
+#include "modules/audio/audio_module.h"
+#include "modules/audio/save_audio.h"
+#include "modules/audio/set_audio_file_response.h"
+#include "modules/audio/upload_info.h"
+#include "modules/busload/busload_module.h"
+#include "modules/config/config_module.h"
+#include "modules/monitor/monitor_module.h"
+#include "modules/signal/signal_module.h"
+#include "modules/trigger/trigger_module.h"
+#include "network/common_commands.h"
+#include "network/ksl_info.h"
+#include "plugin/lv_websocket.h"
+#include "threads/keep_alive.h"
+
+namespace {
+
+// The browser has sent text that is no request where it had announced data.
+void abandonUpload(const unsigned char* data, unsigned size, const UploadInfo& upload) {
+    std::ostringstream message;
+    message << "Received a string message: ";
+    if (data != nullptr) {
+        message.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+    }
+    message << "\n Expected a binary data upload."
+            << "\n Canceling data upload progress: " << upload;
+    LogUtil::log(LogLevel::Error, "wa_handle_message", message.str());
+    WaResponseSetAudioFile(dynamic_cast<const UploadInfoAudio*>(&upload), KR_STATE_ERROR,
+                           KR_ERROR_OTHER_DATA_UPLOAD, message.str());
+}
+
+bool isLoggerInfoComplete() {
+    return kslInfo != nullptr && kslInfo->loggerInfoComplete();
+}
+
+// Offers the command to one module after the other until one takes it.
+bool offerToModules(const std::string& cmd, const Document& doc) {
+    static constexpr std::array kHandlers = {
+        wa_handle_message_config,  wa_handle_message_busload, wa_handle_message_signal,
+        wa_handle_message_trigger, wa_handle_message_audio,   wa_handle_message_monitor,
+    };
+    for (const auto handler : kHandlers) {
+        if (handler(cmd, doc) != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+void LvWebsocket::wa_handle_message(const unsigned char* data, unsigned size) {
+    Document doc;
+    if (wa_setup_document(data, size, &doc) != 0) {
+        if (const std::shared_ptr<UploadInfo> upload = uploadfileInfo.take()) {
+            abandonUpload(data, size, *upload);
+        }
+        return;
+    }
+    std::string cmd;
+    if (parseCommand(cmd, &doc) != 0) {
+        return;
+    }
+    if (cmd == "ping") {
+        sendPing();
+        return;
+    }
+    if (wa_handle_message_common(cmd, doc) != 0) {
+        return;
+    }
+    if (!isLoggerInfoComplete()) {
+        createAndSendJSON_simpleDoc(&doc, KR_STATE_ERROR, KR_ERROR_WAIT_FOR_LOGGER_INFO, "");
+        return;
+    }
+    if (offerToModules(cmd, doc)) {
+        return;
+    }
+    if (cmd == "close_webapp") {
+        closeWebwsocket();
+        return;
+    }
+    createAndSendJSON_simpleDoc(&doc, KR_STATE_ERROR, KR_ERROR_INVALID_COMMAND, "");
+}
+
+void LvWebsocket::wa_binary_handle_message(const unsigned char* data, unsigned size) {
+    LogUtil::log(LogLevel::Debug, "wa_binary_handle_message",
+                 "binary_handle_message. Size: " + std::to_string(size));
+    const std::shared_ptr<UploadInfo> upload = uploadfileInfo.get();
+    if (const auto* audio = dynamic_cast<const UploadInfoAudio*>(upload.get())) {
+        save_audio(data, size, audio);
+        return;
+    }
+    const std::string reason =
+        "no audioFileInfo available, send command \"upload_audio_file\" first";
+    LogUtil::log(LogLevel::Error, "wa_binary_handle_message", reason);
+    createAndSendJSON_simple("upload_audio_file", KR_STATE_ERROR, KR_ERROR_NO_DATA_UPLOAD, reason);
+}

@@ -1,0 +1,102 @@
+// From a text frame to the document of a request.
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "json/simple_response.h"
+#include "krpbus/log_util.h"
+#include "plugin/diagnostics.h"
+#include "plugin/kr_websocket.h"
+#include "plugin/parse_error.h"
+
+namespace {
+
+// The parser and the writer call themselves for every level.
+constexpr int kDeepestNesting = 1000;
+
+// Whether the arrays and objects of a JSON text lie deeper in each other than we go.
+bool nestsTooDeep(const char* text) {
+    int depth = 0;
+    bool inString = false;
+    for (; *text != '\0'; ++text) {
+        if (inString) {
+            if (*text == '\\' && text[1] != '\0') {
+                ++text;
+            } else if (*text == '"') {
+                inString = false;
+            }
+            continue;
+        }
+        switch (*text) {
+            case '"':
+                inString = true;
+                break;
+            case '[':
+            case '{':
+                if (++depth > kDeepestNesting) {
+                    return true;
+                }
+                break;
+            case ']':
+            case '}':
+                --depth;
+                break;
+            default:
+                break;
+        }
+    }
+    return false;
+}
+
+// A zero-terminated copy of the frame that lives as long as the document: its strings stay in it.
+char* copyFrame(const unsigned char* data, unsigned size, Document& doc) {
+    auto* copy = static_cast<char*>(doc.GetAllocator().Malloc(std::size_t{size} + 1));
+    std::memcpy(copy, data, size);
+    copy[size] = '\0';
+    return copy;
+}
+
+int refuse(const std::string& logged, const std::string& reason) {
+    LogUtil::log(LogLevel::Error, "wa_setup_document", logged);
+    createAndSendJSON_simple("undef_cmd", KR_STATE_ERROR, KR_ERROR_INVALID_COMMAND, reason);
+    return 1;
+}
+
+int refuseUnparsed(const std::string& reason) {
+    return refuse("failed to parse webapp buffer: " + reason, reason);
+}
+
+}  // namespace
+
+int KrWebsocket::wa_setup_document(const unsigned char* data, unsigned size, Document* doc) {
+    print_buffer(data, static_cast<int>(size));
+    if (data == nullptr || size == 0) {
+        return refuseUnparsed("no data received");
+    }
+    char* text = copyFrame(data, size, *doc);
+    if (std::strcmp(text, "undefined") == 0) {
+        return refuseUnparsed("\"undefined\" received");
+    }
+    if (std::strcmp(text, "{}") == 0) {
+        // Refused although it is an object: it can carry no command.
+        return refuseUnparsed("{} received");
+    }
+    if (nestsTooDeep(text)) {
+        return refuseUnparsed("arrays and objects are nested deeper than " +
+                              std::to_string(kDeepestNesting) + " levels");
+    }
+    doc->ParseInsitu(text);
+    if (doc->HasParseError()) {
+        const std::string_view frame(reinterpret_cast<const char*>(data), size);
+        return refuseUnparsed(std::string(parseErrorText(doc->GetParseError())) +
+                              " At Position: " + std::to_string(doc->GetErrorOffset()) + ". (" +
+                              std::string(frame) + ")");
+    }
+    if (!doc->IsObject()) {
+        const std::string_view frame(reinterpret_cast<const char*>(data), size);
+        const std::string reason =
+            "failed to parse webapp buffer, no object available. (" + std::string(frame) + ")";
+        return refuse(reason, reason);  // the line has no further prefix here, intended
+    }
+    return 0;
+}

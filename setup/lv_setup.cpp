@@ -1,0 +1,3 @@
+#include "setup/lv_setup.h"
+
+LvSetup* stp = nullptr;

@@ -1,0 +1,231 @@
+#include "threads/thread_krpbus_data.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <ios>
+#include <iostream>
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include "json/kr_state.h"
+#include "json/simple_response.h"
+#include "krpbus/kr_exception.h"
+#include "krpbus/krpbus_client.h"
+#include "krpbus/krselect.h"
+#include "krpbus/ksl_config_file.h"
+#include "krpbus/ksl_util.h"
+#include "krpbus/log_util.h"
+#include "krpbus/message_base.h"
+#include "krpbus/microsleep.h"
+#include "krpbus/signal_message.h"
+#include "krpbus/system_set_state_message.h"
+#include "setup/lv_setup.h"
+#include "threads/thread_name.h"
+
+namespace {
+
+constexpr std::uint16_t kBusPort = 20010;
+constexpr std::uint32_t kSecond = 1000000;  // microseconds
+constexpr long kSelectTimeout = 800000000;  // nanoseconds; a stop is seen this late at most
+
+bool readKslEnabled() {
+    const KSLConfigFile config;
+    return config.isEnabled() && config.isActive();
+}
+
+void reportBusError(const std::string& threadName, const std::string& text) {
+    createAndSendJSON_simple(threadName, KR_STATE_ERROR, KR_ERROR_KRPBUS_ERROR, text);
+}
+
+void logSelectError(int error) {
+    const std::string line = std::string("[ERROR] krselect() error: ") + strerror(error) + "\n";
+    const std::lock_guard lock(LogUtil::logMutex);
+    std::cerr << line << std::flush;
+}
+
+}  // namespace
+
+ThreadKrpbusData::ThreadKrpbusData(LvSetup* setup, unsigned int id, const std::string& name,
+                                   apr_thread_start_t function)
+    : ThreadData(setup, id, name, function) {
+    BaseSignal::debug = 1;
+    kslEnabled_ = readKslEnabled();
+    LogUtil::log(LogLevel::Debug, "ThreadKrpbusData",
+                 std::string("kslEnabled: ") + (kslEnabled_ ? "1" : "0"));
+    setupKrpClient();
+    if (krpBusClient_ == nullptr) {
+        LogUtil::log(LogLevel::Error, "ThreadKrpbusData", "no krpBusClient");
+    } else if (!krpBusClient_->isConnected()) {
+        LogUtil::log(LogLevel::Error, "ThreadKrpbusData", "Not connected to server!");
+    }
+}
+
+ThreadKrpbusData::~ThreadKrpbusData() {
+    if (krpBusClient_ != nullptr) {
+        deleteClient("~ThreadKrpbusData");
+    } else {
+        LogUtil::log(LogLevel::Debug, "~ThreadKrpbusData", "krpBusClient is null;");
+    }
+}
+
+void ThreadKrpbusData::handleMessages(const MessageBase*) {}
+
+void ThreadKrpbusData::handleReconnect() {}
+
+void ThreadKrpbusData::setupKrpClient() {
+    try {
+        MessageBase::registerMessages();
+        createClient();
+        connectClient();
+        announceClient();
+    } catch (const KRException& e) {
+        LogUtil::log(LogLevel::Debug, "setupKrpClient", e.what());
+        LogUtil::log(LogLevel::Debug, "setupKrpClient", "krpbus module setup failed");
+        // A session is of no use without its client, and the server gives the browser a new
+        // process. The keep-alive thread may be running: what it uses has no destructor that runs
+        // at exit.
+        exit(1);
+    }
+}
+
+void ThreadKrpbusData::createClient() {
+    krpBusClient_.reset(new (std::nothrow) KRPBusClient(getBusName(), "", kBusPort));
+    setup()->krpbus = krpBusClient_.get();
+    if (krpBusClient_ == nullptr) {
+        throw KRException("[ERROR] cannot create KRPBusClient instance");
+    }
+}
+
+// The client's constructor has tried once. Three more attempts follow, one second apart, while the
+// browser's handshake waits.
+void ThreadKrpbusData::connectClient() {
+    int counter = 4;
+    while (!krpBusClient_->isConnected() && --counter != 0) {
+        LogUtil::log(LogLevel::Error, "setupKrpClient",
+                     "Connection to KRPBus server failed, retrying...");
+        microsleep(kSecond, false);
+        krpBusClient_->connectToServer();
+    }
+    connections_ = krpBusClient_->getConnectionCount();
+}
+
+void ThreadKrpbusData::announceClient() {
+    const SystemSetStateKrpBusMessage state(KRPBus::statusNames[2], "", 0);
+    krpBusClient_->sendTo(krpBusClient_->getName(), "KRPBusServer", state.clone());
+}
+
+void ThreadKrpbusData::handleKRPBusServer(timespec* timeout) {
+    noticeReconnect();
+    FdSet fdset;
+    fdset.set(krpBusClient_->getFd());
+    const int ready = krselect(&fdset, nullptr, nullptr, timeout, nullptr);
+    if (ready == -1) {
+        if (errno != EINTR) {
+            logSelectError(errno);
+        }
+        return;
+    }
+    if (ready == 0) {
+        return;
+    }
+    if (!fdset.isSet(krpBusClient_->getFd())) {
+        LogUtil::log(LogLevel::Error, "handleKRPBusServer",
+                     "oops, FD_ISSET(krpBusClient->getFd(), &fdset) failed");
+        return;
+    }
+    if (krpBusClient_->read()) {
+        handleReceived();
+    } else {
+        handleServerGone();
+    }
+}
+
+void ThreadKrpbusData::noticeReconnect() {
+    const std::uint32_t connections = krpBusClient_->getConnectionCount();
+    if (connections != connections_) {
+        connections_ = connections;
+        handleReconnect();
+    }
+}
+
+void ThreadKrpbusData::handleReceived() {
+    while (const std::unique_ptr<MessageBase> message = krpBusClient_->getMessage()) {
+        try {
+            handleMessages(message.get());
+        } catch (const std::exception& e) {
+            LogUtil::log(LogLevel::Error, "handleKRPBusServer",
+                         std::string("message dropped: ") + e.what());
+        }
+    }
+}
+
+// While the server stays away the next pass comes here again, so the browser is told about every
+// five seconds that there is nothing to see: intended, it is the browser's only sign of it.
+void ThreadKrpbusData::handleServerGone() {
+    microsleep(5 * kSecond, false);
+    LogUtil::log(LogLevel::Error, "handleKRPBusServer", "oops, krpbus server is gone");
+    reportBusError(getName(), "oops, krpbus server is gone");
+}
+
+void ThreadKrpbusData::getMacAddress(const std::string& source, std::string& mac) {
+    unsigned char link = 0;
+    if (!KSLUtil::parseForwardMsgAddr(source, link, mac)) {
+        mac = KSLUtil::findLowestMAC().toString(std::ios::uppercase);
+    }
+    std::transform(mac.begin(), mac.end(), mac.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+}
+
+bool ThreadKrpbusData::isConnected() const {
+    return krpBusClient_ != nullptr && krpBusClient_->isConnected();
+}
+
+void ThreadKrpbusData::closeBus() {
+    if (krpBusClient_ != nullptr) {
+        deleteClient("closeBus");
+    }
+}
+
+void ThreadKrpbusData::deleteClient(const char* function) {
+    LogUtil::log(LogLevel::Debug, function, "delete krpBusClient");
+    setup()->krpbus = nullptr;
+    krpBusClient_.reset();
+    LogUtil::log(LogLevel::Debug, function, "krpBusClient deleted");
+}
+
+int initalize_thread(void*, ThreadKrpbusData* thread) {
+    LogUtil::redirectOutputToError();
+    if (!thread->isConnected()) {
+        reportBusError(thread->getName(), "not connected");
+        return -1;
+    }
+    return 0;
+}
+
+void* krpbus_run(apr_thread_t*, void* data) {
+    auto* thread = dynamic_cast<ThreadKrpbusData*>(static_cast<ThreadData*>(data));
+    if (thread == nullptr) {
+        return nullptr;
+    }
+    setThreadName(thread->getName(), thread->getServer());
+    if (initalize_thread(data, thread) != 0) {
+        return nullptr;
+    }
+    while (thread->isActive() != 0) {
+        timespec timeout{0, kSelectTimeout};
+        thread->handleKRPBusServer(&timeout);
+    }
+    LogUtil::log(
+        LogLevel::Debug, "krpbus_run",
+        getThreadName() + " thread stopped [TID=" + std::to_string(syscall(SYS_gettid)) + "]");
+    return nullptr;
+}
