@@ -1,0 +1,75 @@
+// A session on a real bus, and the participants of the local logger that modules talk to.
+#pragma once
+
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "krpbus/router_message.h"
+#include "krpbus/system_message.h"
+#include "network/ksl_info.h"
+#include "tests/krpbus/bus_test_client.h"
+#include "tests/support/worker_session.h"
+
+// The session has its bus client but no bus thread: a test hands answers to the modules itself. The
+// neighbour list is complete and empty at first.
+class ModuleSession {
+  public:
+    ModuleSession() {
+        setenv("KRPBUS_MAC", "02:00:00:00:00:01", 1);
+        bus = makeClient(server, "17_KLV1");
+        for (const char* name :
+             {"HandheldServer", "EventHandler", "OnlineProcessor", "KSLForwarder"}) {
+            participants_[name] = makeClient(server, name);
+            synchronise(*bus, *participants_[name]);
+        }
+        session.setup.krpbus = bus.get();
+        session.setup.krpbus_name = bus->getName();
+        kslInfo->setNeighbours({});
+        kslInfo->neighboursState = KSL_MSG_STATE_COMPLETE;
+    }
+    ~ModuleSession() { session.setup.krpbus = nullptr; }
+
+    // The next message that reaches the participant, printed; behind its destination address for
+    // one that is to be forwarded.
+    std::string next(const std::string& participant) {
+        const auto message = nextMessage(*participants_.at(participant));
+        if (const auto* router = dynamic_cast<const RouterMessage*>(message.get())) {
+            return router->getDestinationAddress() + " " +
+                   (router->getMessage() != nullptr ? router->getMessage()->toString() : "nothing");
+        }
+        return message ? message->toString() : "nothing";
+    }
+    // The next message itself.
+    std::unique_ptr<MessageBase> nextMessageAt(const std::string& participant) {
+        return nextMessage(*participants_.at(participant));
+    }
+
+    // Whether no participant has been sent anything more. The bus keeps the order of what the
+    // session sends, so a last notice shows that nothing stood before it.
+    bool isQuiet() {
+        for (const auto& [name, participant] : participants_) {
+            bus->sendTo(bus->getName(), name, std::make_unique<SystemMessage>(255, "last"));
+            if (next(name) != "SystemMessage [type=255] [text=last]") {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    NatsServer server;
+    WorkerSession session;
+    std::unique_ptr<KRPBusClient> bus;
+
+  private:
+    std::map<std::string, std::unique_ptr<KRPBusClient>> participants_;
+};
+
+// Runs a request as the session does; what the module's handler returns.
+template <class Handler>
+int runRequest(Handler handler, const std::string& request) {
+    Document doc;
+    doc.Parse(request.c_str());
+    return handler(doc["command"].GetString(), doc);
+}

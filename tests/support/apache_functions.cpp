@@ -1,0 +1,9 @@
+// The functions of the web server that the plug-in calls, for programs that no server has loaded.
+#include <http_core.h>
+#include <httpd.h>
+
+// Visible, so that a plug-in that such a program loads finds it.
+extern "C" __attribute__((visibility("default"))) const char* ap_get_remote_host(
+    conn_rec* connection, void*, int type, int*) {
+    return type == REMOTE_NOLOOKUP ? connection->client_ip : connection->remote_host;
+}

@@ -1,0 +1,18 @@
+// The modules' handlers as the routing sees them: each keeps what it was given, and claims it when
+// it is told to.
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+class MessageBase;
+
+struct RecordingModules {
+    // One line per call, in their order: "<handler> <message's class> <mac>".
+    std::vector<std::string> calls;
+    // The handlers that claim what they are given.
+    std::set<std::string> claiming;
+};
+
+extern RecordingModules recordingModules;
