@@ -1,0 +1,76 @@
+// One logger of a network that lives on a desk.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "desk/agenda.h"
+#include "desk/busload_service.h"
+#include "desk/command_input.h"
+#include "desk/event_service.h"
+#include "desk/event_store.h"
+#include "desk/forwarder.h"
+#include "desk/logger_info_service.h"
+#include "desk/membership.h"
+#include "desk/options.h"
+#include "desk/request_answering.h"
+#include "desk/signal_service.h"
+#include "desk/signals.h"
+#include "krpbus/krpbus_client.h"
+
+namespace desk {
+
+// Puts the services together and runs them on one thread.
+class DeskLogger {
+  public:
+    // A connected client. All three must outlive the logger.
+    DeskLogger(const Options& options, KRPBusClient& bus, Signals& signals);
+
+    // Joins the network, answers until it is asked to end, and leaves. Returns the exit code.
+    int run();
+
+  private:
+    // Waits until something has happened or the next action is due.
+    void wait();
+    void readSignals();
+    void readCommands();
+    void readBus();
+    void readMissing();
+    void watchConnection();
+    void handle(const MessageBase& message);
+    void dispatch(const MessageBase& message);
+    bool takenByService(const MessageBase& message);
+    void handleAnnouncement(const MessageBase& message);
+    void runCommand(const std::string& command);
+
+    void openParticipants();
+    void joined();
+    void end(int exitCode);
+
+    const Options& options_;
+    KRPBusClient& bus_;
+    Signals& signals_;
+    CommandInput commands_;
+    Agenda agenda_;
+    Membership membership_;
+    Forwarder forwarder_;
+    LoggerInfoService loggerInfo_;
+    SignalService signalService_;
+    BusloadService busloadService_;
+    EventStore eventStore_;
+    EventRecorder eventRecorder_;
+    EventService eventService_;
+    RepeatedEventRequests repeatedEventRequests_;
+    KeyService keyService_;
+    std::vector<Service*> services_;
+    RequestAnswering requests_;
+    std::uint32_t connection_ = 0;  // the bus client's connection count, as last seen
+    bool busIsGone_ = false;
+    bool commandsWait_ = false;
+    bool ended_ = false;
+    int exitCode_ = kExitOk;
+};
+
+}  // namespace desk

@@ -1,0 +1,39 @@
+// A directory of a test's own.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+// Made at construction, removed with everything in it at the end.
+class TemporaryDirectory {
+  public:
+    TemporaryDirectory() {
+        std::string name = (std::filesystem::temp_directory_path() / "desk-test-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error("no temporary directory");
+        }
+        path_ = name;
+    }
+    ~TemporaryDirectory() {
+        std::error_code none;
+        std::filesystem::remove_all(path_, none);
+    }
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+
+    // Writes a file, with the directories that it stands in, and returns its path.
+    std::string write(const std::filesystem::path& name, const std::string& content) const {
+        const std::filesystem::path file = path_ / name;
+        std::filesystem::create_directories(file.parent_path());
+        std::ofstream(file, std::ios::binary) << content;
+        return file.string();
+    }
+
+  private:
+    std::filesystem::path path_;
+};
