@@ -1,0 +1,96 @@
+# Shell library of ./run: the programs it starts, what happens when one of them ends, and their end.
+# Needs setup.sh. Every program is started with a death signal, so that none outlives ./run however that ends.
+
+part_names=() # by process id
+part_logs=()  # by process id
+part_order=() # process ids in the order of their start
+stopping=no
+
+# start_part <name> <log file> <user> <command>...: starts one program in the background, as another user where
+# one is named. A session of its own keeps the terminal's Ctrl-C away from it: parts are stopped in order instead.
+start_part() {
+  local name=$1 log=$2 as=()
+  [[ $3 == '' ]] || as=(--reuid "$3" --regid "$(id -g "$3")" --clear-groups)
+  shift 3
+  setpriv "${as[@]}" --pdeathsig TERM setsid "$@" >>"$log" 2>&1 </dev/null {guard_fd}>&- &
+  part_names[$!]=$name
+  part_order+=("$!")
+  part_logs[$!]=$log
+  printf '%s\n' "$!" >>"$runtime/pids"
+}
+
+# runs <process id>: whether that process runs; one that only waits to be noticed by its parent does not.
+runs() { grep -q '^State:.[^ZX]' "/proc/$1/status" 2>/dev/null; }
+
+# start_guard: starts what cleans up when ./run itself is killed. It sees the end of a pipe that ./run alone
+# holds open, waits until the parts, which get their death signal, are gone, and removes the runtime directory.
+start_guard() {
+  exec {guard_fd}> >(
+    trap '' INT TERM HUP
+    cat >/dev/null
+    for _ in {1..200}; do
+      [[ -e $runtime/pids ]] || break
+      alive=no
+      while read -r pid; do
+        ! runs "$pid" || alive=yes
+      done <"$runtime/pids"
+      [[ $alive == yes ]] || break
+      sleep 0.1
+    done
+    rm -rf "$runtime"
+  )
+  guard_pid=$!
+}
+
+# part_ended <process id>: tells which part has ended by itself and what it wrote last, and stops everything.
+part_ended() {
+  local name=${part_names[$1]} log=${part_logs[$1]} last
+  unset "part_names[$1]"
+  last=$(tail -n 5 "$log" 2>/dev/null | cut -c1-500)
+  stop_parts
+  fail "$name has ended${last:+; it wrote last:$'\n'$last}"
+}
+
+# wait_for_part <process id>: waits until this one has ended and answers with its status; any other part's end
+# is an error. With an empty process id every part's end is one.
+wait_for_part() {
+  local ended status
+  while true; do
+    status=0
+    wait -n -p ended || status=$?
+    [[ ${ended-} != '' ]] || continue # a signal whose trap has run
+    if [[ $ended == "$1" ]]; then
+      unset "part_names[$ended]"
+      return $status
+    fi
+    [[ ${part_names[$ended]+set} != set ]] || part_ended "$ended"
+  done
+}
+
+# stop_parts: ends what was started, the last one first, and removes the runtime directory.
+stop_parts() {
+  stopping=yes
+  trap '' INT TERM HUP
+  local index pid
+  for ((index = ${#part_order[@]} - 1; index >= 0; index--)); do
+    pid=${part_order[index]}
+    [[ ${part_names[$pid]+set} == set ]] || continue
+    stop_part "$pid"
+  done
+  rm -rf "$runtime"
+  exec {guard_fd}>&-
+  wait "$guard_pid" 2>/dev/null
+}
+
+# stop_part <process id>: asks one part to end; kills it when it does not within some 15 s.
+stop_part() {
+  local try
+  kill -TERM "$1" 2>/dev/null || true
+  for ((try = 0; try < 150; try++)); do
+    runs "$1" || break
+    sleep 0.1
+  done
+  kill -KILL "$1" 2>/dev/null || true
+  wait "$1" 2>/dev/null || true
+  unset "part_names[$1]"
+}
