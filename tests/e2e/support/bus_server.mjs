@@ -1,0 +1,48 @@
+// A real message bus server.
+import { readFileSync, writeFileSync } from "node:fs";
+import path from "node:path";
+import { fill } from "./apache.mjs";
+import { Part } from "./part.mjs";
+import * as paths from "./paths.mjs";
+import { freePort, listens } from "./ports.mjs";
+import { until } from "./wait.mjs";
+
+export class BusServer {
+  constructor(runtimeDir, port) {
+    this.port = port;
+    this.file = path.join(runtimeDir, `nats-${port}.conf`);
+    writeFileSync(this.file, fill(readFileSync(paths.natsTemplate, "utf8"), { BUS_PORT: port }));
+  }
+
+  // On a port of its own.
+  static async start(runtimeDir) {
+    const server = new BusServer(runtimeDir, await freePort());
+    await server.start();
+    return server;
+  }
+
+  // Also starts again one that was stopped, on the same port.
+  async start() {
+    this.part = new Part("nats-server", paths.natsServer, ["-c", this.file]);
+    await until(
+      () => `the bus server listens; it wrote: ${this.part.output}`,
+      async () => {
+        if (!this.part.running) throw new Error(`the bus server has ended: ${this.part.output}`);
+        return listens(this.port);
+      },
+    );
+  }
+
+  // Stands still as long as the process is stopped, without closing a connection.
+  pause() {
+    this.part.signal("SIGSTOP");
+  }
+
+  resume() {
+    this.part.signal("SIGCONT");
+  }
+
+  async stop() {
+    await this.part.stop();
+  }
+}

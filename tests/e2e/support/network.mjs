@@ -1,0 +1,177 @@
+// A whole set-up: bus server, desk loggers, Apache with the plug-in, and clients.
+import { chmodSync, mkdtempSync, rmSync, writeFileSync } from "node:fs";
+import os from "node:os";
+import path from "node:path";
+import { Apache } from "./apache.mjs";
+import { BusServer } from "./bus_server.mjs";
+import { Client } from "./client.mjs";
+import { DeskLogger } from "./desk_logger.mjs";
+import { freePort } from "./ports.mjs";
+import { until } from "./wait.mjs";
+
+// Three loggers of three types that differ in everything; the first is the one that Apache runs on.
+export const kLoggers = [
+  {
+    mac: "02:00:00:00:00:01",
+    name: "Front",
+    type: "Stratolog2",
+    config: "Winter test",
+    timezone: "Europe/Berlin",
+    softwareVersion: "3.14.1",
+    status: 4,
+    timeOffset: 0,
+  },
+  {
+    mac: "02:00:00:00:00:02",
+    name: "Rear \u00e4\u00f6 \"axle\"",
+    type: "Stratolog Pocket",
+    config: "Brakes",
+    timezone: "America/New_York",
+    softwareVersion: "2.0.7",
+    status: 255,
+    timeOffset: -1234567890123,
+  },
+  {
+    mac: "02:00:00:00:00:03",
+    name: "Roof",
+    type: "Stratolog Bus Recorder",
+    config: "All buses",
+    timezone: "UTC",
+    softwareVersion: "10.2",
+    status: 3,
+    timeOffset: 4503599627370497,
+  },
+];
+
+function networkConfiguration(name) {
+  const escaped = name.replaceAll("&", "&amp;").replaceAll("<", "&lt;");
+  return `<?xml version="1.0" encoding="UTF-8"?>
+<ksl><name>${escaped}</name><enabled>true</enabled><active>true</active></ksl>
+`;
+}
+
+// Complete logger info for a client, as a page gets it: the wait for the loggers' answers ends with the first of
+// three collections, so that a first answer may come before the other two are complete.
+export async function completeInfo(client, attempts = 20) {
+  let info;
+  for (let attempt = 0; attempt < attempts; attempt++) {
+    info = await client.ask("get_logger_info", {}, 20_000);
+    client.skipAll();
+    if (info.status === "OK") return info;
+  }
+  throw new Error(`the logger info stays incomplete: ${JSON.stringify(info)}`);
+}
+
+export class Network {
+  loggers = [];
+  #clients = [];
+
+  // options: `loggers`, descriptions as kLoggers, further members as in DeskLogger; `bus: false` leaves the
+  // bus server away (its port is chosen all the same); `networkName`; `apache`, options of Apache.start.
+  static async start({ loggers = kLoggers, bus = true, networkName = "Test network", apache = {} } = {}) {
+    const network = new Network();
+    network.dir = mkdtempSync(path.join(os.tmpdir(), "live-view-e2e-"));
+    chmodSync(network.dir, 0o755); // the web server's children are somebody else
+    try {
+      await network.#startParts(loggers, bus, networkName, apache);
+    } catch (error) {
+      await network.#endAll().catch(() => {});
+      throw error;
+    }
+    return network;
+  }
+
+  async #startParts(loggers, bus, networkName, apache) {
+    this.configFile = path.join(this.dir, "network.xml");
+    writeFileSync(this.configFile, networkConfiguration(networkName));
+    this.bus = bus ? await BusServer.start(this.dir) : new BusServer(this.dir, await freePort());
+    await Promise.all(loggers.map((description) => this.addLogger(description)));
+    const localMac = loggers[0]?.mac ?? kLoggers[0].mac;
+    this.apache = await Apache.start(this.dir, {
+      ...apache,
+      env: { ...this.environment(localMac), ...apache.env },
+    });
+    if (bus && loggers.length > 0) await this.neighbours(loggers.length - 1);
+  }
+
+  // What every program on the logger with this MAC finds in its environment.
+  environment(mac) {
+    return { KRPBUS_SERVER: `127.0.0.1:${this.bus.port}`, KRPBUS_MAC: mac, KSL_CONFIG_FILE: this.configFile };
+  }
+
+  async addLogger(description) {
+    const logger = new DeskLogger(this, description);
+    this.loggers.push(logger);
+    await logger.started();
+    return logger;
+  }
+
+  // A connected client.
+  async connect(options = {}) {
+    const { url = this.apache.url, ...rest } = options;
+    const client = new Client(url, { log: this.apache.log, ...rest });
+    this.#clients.push(client);
+    await client.opened();
+    return client;
+  }
+
+  // A client that has complete logger info: whatever it sends next is not refused for the want of it.
+  async connectReady(options = {}) {
+    const client = await this.connect(options);
+    client.info = await completeInfo(client);
+    return client;
+  }
+
+  // Waits until the local logger knows so many others. Asked for itself, since a logger that misbehaves may
+  // never show in the logger info.
+  async neighbours(count) {
+    let last = null;
+    await until(
+      () => `${count} neighbours; last answer: ${JSON.stringify(last)}`,
+      async () => {
+        const client = await this.connect();
+        try {
+          last = await client.ask("get_ksl_network", {}, 2_000);
+          return last.ksl_network?.length === count;
+        } catch (error) {
+          // A logger that has only just come may miss a first question: ask again, as a page does.
+          last = error.message;
+          return false;
+        } finally {
+          client.terminate();
+        }
+      },
+      20_000,
+    );
+  }
+
+  // Lines of this kind in Apache's error log are no surprise from now on.
+  expectInLog(...patterns) {
+    for (const pattern of patterns) this.apache.log.expect(pattern);
+  }
+
+  // Complaints of this kind on a desk logger's output are no surprise, either.
+  expectOfLoggers(...patterns) {
+    for (const logger of this.loggers) logger.expected.push(...patterns);
+  }
+
+  // Ends everything, Apache first, and fails on what nobody expected.
+  async stop() {
+    try {
+      await this.#endAll();
+    } finally {
+      rmSync(this.dir, { recursive: true, force: true });
+    }
+  }
+
+  async #endAll() {
+    const errors = [];
+    const attempt = (promise) => promise?.catch((error) => errors.push(error));
+    for (const client of this.#clients) client.terminate();
+    await attempt(this.apache?.stop());
+    for (const logger of this.loggers) await attempt(logger.stop());
+    if (this.bus?.part) await attempt(this.bus.stop());
+    if (errors.length === 1) throw errors[0];
+    if (errors.length > 1) throw new AggregateError(errors, errors.map((error) => error.message).join("\n"));
+  }
+}
