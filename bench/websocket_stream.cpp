@@ -1,0 +1,142 @@
+#include "bench/websocket_stream.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace {
+
+std::uint64_t bigEndian(const char* bytes, std::size_t count) {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        value = value << 8 | static_cast<unsigned char>(bytes[i]);
+    }
+    return value;
+}
+
+void append(std::string& out, std::uint64_t value, int count) {
+    for (int shift = 8 * (count - 1); shift >= 0; shift -= 8) {
+        out += static_cast<char>(value >> shift & 0xFF);
+    }
+}
+
+}  // namespace
+
+int connectToLoopback(std::uint16_t port) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    if (connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        close(socket);
+        throw std::runtime_error("nobody listens on port " + std::to_string(port));
+    }
+    const int on = 1;
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    return socket;
+}
+
+void sendAll(int socket, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t sent = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent <= 0) {
+            throw std::runtime_error("the connection has ended");
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+}
+
+WebSocketStream::WebSocketStream(std::uint16_t port, const std::string& path,
+                                 const std::string& protocol)
+    : socket_(connectToLoopback(port)), buffer_(std::size_t{1} << 20) {
+    sendAll(socket_, "GET " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
+                         "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: "
+                         "13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n" +
+                         (protocol.empty() ? "" : "Sec-WebSocket-Protocol: " + protocol + "\r\n") +
+                         "\r\n");
+    std::string head;
+    char c = 0;
+    while (!head.ends_with("\r\n\r\n")) {
+        if (recv(socket_, &c, 1, 0) != 1) {
+            close(socket_);
+            throw std::runtime_error("no handshake: " + head);
+        }
+        head += c;
+    }
+    if (!head.starts_with("HTTP/1.1 101")) {
+        close(socket_);
+        throw std::runtime_error("no handshake: " + head);
+    }
+}
+
+WebSocketStream::~WebSocketStream() {
+    close(socket_);
+}
+
+void WebSocketStream::send(unsigned int type, std::string_view payload) {
+    std::string frame(1, static_cast<char>(0x80 | type));
+    if (payload.size() < 126) {
+        frame += static_cast<char>(0x80 | payload.size());
+    } else if (payload.size() < 65536) {
+        frame += static_cast<char>(0x80 | 126);
+        append(frame, payload.size(), 2);
+    } else {
+        frame += static_cast<char>(0x80 | 127);
+        append(frame, payload.size(), 8);
+    }
+    frame.append(4, '\0');  // a mask that changes nothing
+    frame += payload;
+    sendAll(socket_, frame);
+}
+
+bool WebSocketStream::read(int milliseconds, const OnFrame& onFrame) {
+    pollfd waiting{socket_, POLLIN, 0};
+    if (poll(&waiting, 1, milliseconds) <= 0) {
+        return true;
+    }
+    if (filled_ == buffer_.size()) {
+        buffer_.resize(2 * buffer_.size());
+    }
+    const ssize_t got = recv(socket_, buffer_.data() + filled_, buffer_.size() - filled_, 0);
+    if (got <= 0) {
+        return false;
+    }
+    filled_ += static_cast<std::size_t>(got);
+    const std::size_t used = handOn(onFrame);
+    std::copy(buffer_.begin() + static_cast<std::ptrdiff_t>(used),
+              buffer_.begin() + static_cast<std::ptrdiff_t>(filled_), buffer_.begin());
+    filled_ -= used;
+    return true;
+}
+
+// The number of bytes that were frames.
+std::size_t WebSocketStream::handOn(const OnFrame& onFrame) const {
+    std::size_t at = 0;
+    while (filled_ - at >= 2) {
+        const char* frame = buffer_.data() + at;
+        std::size_t head = 2;
+        std::uint64_t length = static_cast<unsigned char>(frame[1]) & 0x7FU;
+        if (length >= 126) {
+            const std::size_t bytes = length == 126 ? 2 : 8;
+            head += bytes;
+            if (filled_ - at < head) {
+                break;
+            }
+            length = bigEndian(frame + 2, bytes);
+        }
+        if (filled_ - at - head < length) {
+            break;
+        }
+        onFrame(static_cast<unsigned char>(frame[0]) & 0x0FU,
+                {frame + head, static_cast<std::size_t>(length)});
+        at += head + static_cast<std::size_t>(length);
+    }
+    return at;
+}
