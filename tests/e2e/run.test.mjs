@@ -1,11 +1,13 @@
 // ./run itself: what it prints, what it serves, and that nothing stays behind however it ends.
 import assert from "node:assert/strict";
-import { chmodSync, mkdtempSync, readdirSync, readFileSync, rmSync } from "node:fs";
+import { execFileSync } from "node:child_process";
+import { chmodSync, mkdtempSync, readdirSync, readFileSync, rmSync, statSync, writeFileSync } from "node:fs";
 import net from "node:net";
 import os from "node:os";
 import path from "node:path";
 import { after, afterEach, describe, test } from "node:test";
 import { Client } from "./support/client.mjs";
+import { completeInfo } from "./support/network.mjs";
 import { Part } from "./support/part.mjs";
 import * as paths from "./support/paths.mjs";
 import { freePort, listens } from "./support/ports.mjs";
@@ -139,6 +141,45 @@ describe("./run", () => {
     assert.equal(code, 1);
     assert.match(part.output, /^error: logger 2 has ended/m);
     assertNothingLeft();
+  });
+});
+
+describe("./run and the directory of configurations", { skip: !paths.isolated && "no /var/opt of its own" }, () => {
+  const kTop = "/var/opt/sandorvale";
+  const userOfTheWebServer = process.getuid() === 0 ? "www-data" : os.userInfo().username;
+  afterEach(() => rmSync(kTop, { recursive: true, force: true }));
+
+  async function save(port) {
+    const client = await Client.connect(`ws://127.0.0.1:${port}/live`);
+    try {
+      await completeInfo(client);
+      return await client.ask("save_config", { name: "a", config: "x" });
+    } finally {
+      await client.close();
+    }
+  }
+
+  test("makes it for the web server's user, and what is in it stays", async () => {
+    const part = await ready(await run("--loggers", 1));
+    assert.equal((await save(part.port)).status, "OK");
+    const owner = execFileSync("stat", ["-c", "%U %a", paths.configurations], { encoding: "utf8" });
+    assert.equal(owner, `${userOfTheWebServer} 755\n`);
+    assert.equal(statSync(kTop).uid, process.getuid());
+    await part.stop(40_000);
+    assert.equal(readFileSync(path.join(paths.configurations, "a"), "utf8"), "x");
+
+    const again = await ready(await run("--loggers", 1));
+    assert.equal(readFileSync(path.join(paths.configurations, "a"), "utf8"), "x");
+    assert.doesNotMatch(again.output, /cannot be saved/);
+  });
+
+  test("says that it cannot be made, and goes on", async () => {
+    writeFileSync(kTop, "in the way");
+    const part = await ready(await run("--loggers", 1));
+    const lines = part.output.split("\n").filter((line) => line.includes("onfigurations"));
+    assert.equal(lines.length, 1);
+    assert.match(lines[0], /^Configurations cannot be saved: .*sandorvale/);
+    assert.equal((await save(part.port)).error_code, "unspecified");
   });
 });
 

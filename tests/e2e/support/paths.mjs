@@ -17,6 +17,11 @@ export const webDir = path.join(sourceDir, "web");
 export const apacheTemplate = path.join(sourceDir, "host/httpd.conf.in");
 export const natsTemplate = path.join(sourceDir, "packaging/nats-server.conf.in");
 
+// Whether /tmp and /var/opt are this test's own.
+export const isolated = process.env.LV_ISOLATED === "yes";
+// Where the plug-in keeps configurations.
+export const configurations = "/var/opt/sandorvale/etc/webapp/config";
+
 export const apache = firstThatExists("/usr/sbin/apache2", "/usr/sbin/httpd");
 export const apacheModules = firstThatExists("/usr/lib/apache2/modules");
 export const natsServer = firstThatExists("/usr/sbin/nats-server", "/usr/bin/nats-server");
