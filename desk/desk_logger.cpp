@@ -60,9 +60,12 @@ DeskLogger::DeskLogger(const Options& options, KRPBusClient& bus, Signals& signa
       eventService_(eventRecorder_, eventStore_),
       repeatedEventRequests_(eventStore_),
       keyService_(eventRecorder_),
+      audioStore_(options.audioDirectory),
+      audioService_(audioStore_, options.uploadDirectory),
+      monitorService_(bus, agenda_, makeSignalSource(options.source), options.rate),
       services_{&loggerInfo_,     &membership_,   &signalService_,
                 &busloadService_, &eventService_, &repeatedEventRequests_,
-                &keyService_},
+                &keyService_,     &audioService_, &monitorService_},
       requests_(bus, agenda_, options.scenario, options.latency, services_,
                 [this] { end(kExitOk); }),
       connection_(bus.getConnectionCount()) {}

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "desk/agenda.h"
+#include "desk/audio_service.h"
+#include "desk/audio_store.h"
 #include "desk/busload_service.h"
 #include "desk/command_input.h"
 #include "desk/event_service.h"
@@ -14,6 +16,7 @@
 #include "desk/forwarder.h"
 #include "desk/logger_info_service.h"
 #include "desk/membership.h"
+#include "desk/monitor_service.h"
 #include "desk/options.h"
 #include "desk/request_answering.h"
 #include "desk/signal_service.h"
@@ -64,6 +67,9 @@ class DeskLogger {
     EventService eventService_;
     RepeatedEventRequests repeatedEventRequests_;
     KeyService keyService_;
+    AudioStore audioStore_;
+    AudioService audioService_;
+    MonitorService monitorService_;
     std::vector<Service*> services_;
     RequestAnswering requests_;
     std::uint32_t connection_ = 0;  // the bus client's connection count, as last seen

@@ -12,10 +12,9 @@
 namespace desk {
 
 // The newest events, up to a cap, in memory and, where a file is given, in that file. The file has
-// one event a line: its number, its time, its time zone and its marker, separated by blanks; every
-// byte of a text that is not a printable ASCII character, and '%' and the blank, is written as '%'
-// and two hexadecimal digits. An event is in the file before add() returns. What stands behind the
-// last line's end was being written when the logger died, and is cut off.
+// one event a line: its number, its time, its time zone and its marker, separated by blanks, the
+// texts as words of desk/escaped_text.h. An event is in the file before add() returns. What stands
+// behind the last line's end was being written when the logger died, and is cut off.
 class EventStore {
   public:
     using Event = KRPResponseGetEventList::event_t;

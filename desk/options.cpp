@@ -309,6 +309,15 @@ void addActionOptions(CLI::App& app, Options& options) {
         },
         "keep this many events, the newest ones (default 10000)", "N")
         ->group(group);
+    app.add_option("--audio", options.audioDirectory,
+                   "keep the audio files in this directory over restarts (default: they go with "
+                   "the logger)")
+        ->type_name("DIR")
+        ->group(group);
+    app.add_option("--uploads", options.uploadDirectory,
+                   "take uploaded audio files over from this directory only (default /tmp)")
+        ->type_name("DIR")
+        ->group(group);
     app.add_option_function<std::vector<std::string>>(
            "--notify",
            [&options](const std::vector<std::string>& texts) {

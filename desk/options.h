@@ -55,6 +55,8 @@ struct Options {
     std::optional<double> rate;
     std::string eventFile;         // where events are kept; empty: nowhere
     std::size_t eventCap = 10000;  // events beyond it push the oldest out
+    std::string audioDirectory;    // where audio files are kept; empty: they go with the logger
+    std::string uploadDirectory = "/tmp";  // where uploaded audio files are taken from
     bool readCommands = false;
     std::optional<std::string> tell;  // set: tell the logger this state and end
 };

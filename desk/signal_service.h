@@ -4,12 +4,11 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <vector>
 
 #include "desk/agenda.h"
 #include "desk/audience.h"
 #include "desk/service.h"
-#include "desk/signal_source.h"
+#include "desk/signal_playback.h"
 #include "krpbus/krpbus_client.h"
 #include "krpbus/signal_message.h"
 
@@ -31,20 +30,12 @@ class SignalService : public Service {
     void clientMissing(const std::string& address) override { audience_.missing(address); }
 
   private:
-    void start(const std::string& client);
-    void sendDue();
     void send(const SignalReading& reading, std::uint64_t timestamp);
 
     KRPBusClient& bus_;
-    Agenda& agenda_;
-    const std::unique_ptr<SignalSource> source_;
-    const std::optional<double> rate_;
     const std::uint8_t networkOffset_;
     Audience audience_;
-    Clock::time_point begin_;  // when values began to be wanted
-    Clock::time_point due_;    // when the next ones are due
-    bool runs_ = false;        // sendDue() is on the agenda
-    std::vector<SignalReading> readings_;
+    SignalPlayback playback_;
 };
 
 }  // namespace desk

@@ -71,8 +71,16 @@ TEST(CommandLine, NeedsNothingForALoggerOfThisMachine) {
     EXPECT_EQ(options.heartbeat, Milliseconds(500));
     EXPECT_EQ(options.neighboursTimeout, Milliseconds(3000));
     EXPECT_EQ(options.latency, Milliseconds(20));
+    EXPECT_EQ(options.audioDirectory, "");
+    EXPECT_EQ(options.uploadDirectory, "/tmp");
     EXPECT_FALSE(options.readCommands);
     EXPECT_EQ(options.tell, std::nullopt);
+}
+
+TEST(CommandLine, ReadsWhereAudioFilesAre) {
+    const Options options = optionsOf({"--audio", "kept", "--uploads", "/var/uploads/"});
+    EXPECT_EQ(options.audioDirectory, "kept");
+    EXPECT_EQ(options.uploadDirectory, "/var/uploads/");
 }
 
 TEST(CommandLine, ReadsEveryPartOfTheIdentity) {
