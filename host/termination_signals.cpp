@@ -70,9 +70,16 @@ void TerminationSignals::release() {
     }
     close(descriptor_);
     descriptor_ = -1;
+    if (retired_) {
+        sigset_t graceful;
+        sigemptyset(&graceful);
+        sigaddset(&graceful, AP_SIG_GRACEFUL);
+        pthread_sigmask(SIG_UNBLOCK, &graceful, nullptr);
+        return;
+    }
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     for (const int number : kSignals) {
-        if (!retired_ && sigismember(&received_, number) == 1) {
+        if (sigismember(&received_, number) == 1) {
             raise(number);
         }
     }

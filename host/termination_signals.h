@@ -23,8 +23,9 @@ class TerminationSignals {
     /// Takes signals that have come; true when there was one, now or before.
     bool taken();
 
-    /// Lets signals through again. Those that were taken have their usual effect, unless the
-    /// process is about to end anyhow: Apache's handlers would end it in the midst of the request.
+    /// Lets signals through again, and those that were taken have their usual effect. A process that
+    /// retires keeps the hard ones held back until it has ended: Apache's handlers free the process's
+    /// memory wherever it stands, and in the midst of the connection's end that corrupts the heap.
     void release();
 
     /// Has this process end once the present connection is over. Nothing happens where the server

@@ -1,6 +1,7 @@
 import { after, before, test } from 'node:test';
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
+import os from 'node:os';
 
 import { Apache, echoPlugin, location, probePlugin, sanitized, until } from './apache.mjs';
 import { CLOSE, PING, PONG, Peer, TEXT, closePayload, frame } from './peer.mjs';
@@ -101,6 +102,21 @@ test('a signal that comes while on_message runs waits for it', async () => {
   while ((text = await peer.nextText()) !== 'block over') assert.match(text, /^tick \d+$/);
   await peer.expectClose(1001);
   await until(() => disconnects() > before, 'on_disconnect');
+});
+
+test('a signal that comes after the session does not break in on the end of the connection', async () => {
+  const peer = await open();
+  peer.socket.allowHalfOpen = true; // the server waits a moment for this side to close as well
+  peer.send(frame(CLOSE, closePayload(1000)));
+  await peer.expectClose(1000);
+  const status = fs.readFileSync(`/proc/${peer.pid}/status`, 'latin1');
+  const blocked = BigInt(`0x${/^SigBlk:\s*(\w+)/m.exec(status)[1]}`);
+  for (const signal of ['SIGTERM', 'SIGHUP']) {
+    assert.ok(blocked & (1n << BigInt(os.constants.signals[signal] - 1)), `${signal} would be taken`);
+  }
+  process.kill(peer.pid, 'SIGTERM');
+  peer.hangUp();
+  await until(() => isGone(peer.pid), 'the process to end');
 });
 
 test('a peer that does not answer the close frame does not hold the process', async () => {
