@@ -52,6 +52,7 @@ export class SignalTable {
     this.#complete = status === "OK";
     this.#body.classList.remove("stale");
     this.#values.clear();
+    this.#changed.clear(); // a picture may be due for a value that has just been forgotten
     this.#draw();
     if (!this.#complete) return;
     // A new catalogue stops everything.

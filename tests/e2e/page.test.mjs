@@ -130,6 +130,24 @@ describe("the page", () => {
     await page.locator('#frames li[data-kind="received"] pre', { hasText: '"generic_stop_sig"' }).waitFor();
   });
 
+  test("forgets a value that it has not shown yet when the signals are listed anew", async () => {
+    const shown = await page.evaluate(async () => {
+      const { SignalTable } = await import("/signals.js");
+      const parts = document.createElement("div");
+      parts.innerHTML = "<table><tbody></tbody></table><p></p><input>";
+      const signals = new SignalTable(...parts.children, () => {});
+      const key = ["Gear", "02:00:00:00:00:01"];
+      const stream = { signal_key: key, bus_id: "BUSID_CAN", channel: 1, unit: "" };
+      const catalogue = { response: "get_signal_names", status: "OK", Streams: [stream] };
+      signals.take(catalogue);
+      signals.take({ response: "generic_sig_value", status: "OK", signal_key: key, value: 3 });
+      signals.take(catalogue);
+      await new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve)));
+      return parts.querySelector("td:nth-child(5)").textContent;
+    });
+    assert.equal(shown, "");
+  });
+
   test("shows the loads of the buses until they are stopped", async () => {
     await table();
     await page.getByRole("button", { name: "Start loads" }).click();

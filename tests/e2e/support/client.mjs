@@ -9,6 +9,7 @@ export class Client {
   #log;
   #waiting = [];
   #closed;
+  #closeCode;
 
   // Every text frame that has come, whole, in order.
   frames = [];
@@ -23,7 +24,11 @@ export class Client {
     this.#socket.on("message", (data, binary) => this.#received(data, binary));
     this.#socket.on("ping", () => this.pings++);
     this.#closed = new Promise((resolve) => {
-      this.#socket.on("close", (code, reason) => resolve({ code, reason: reason.toString() }));
+      this.#socket.on("close", (code, reason) => {
+        resolve({ code, reason: reason.toString() });
+        this.#closeCode = code;
+        for (const look of [...this.#waiting]) look();
+      });
     });
     this.#socket.on("error", () => {}); // "close" follows
   }
@@ -154,15 +159,19 @@ export class Client {
       };
       const look = () => {
         const found = this.answers.find((answer) => !this.#taken.has(answer) && wanted(answer));
-        if (!found) return;
-        this.#taken.add(found);
-        finish();
-        resolve(found);
+        if (found) {
+          this.#taken.add(found);
+          finish();
+          resolve(found);
+        } else if (this.#closeCode !== undefined) {
+          giveUp(`closed with ${this.#closeCode} before`);
+        }
       };
-      const timer = setTimeout(() => {
+      const giveUp = (why) => {
         finish();
-        reject(new Error(`not in time: ${what}; came so far: ${JSON.stringify(this.answers)}`));
-      }, patience(timeout));
+        reject(new Error(`${why}: ${what}; came so far: ${JSON.stringify(this.answers)}`));
+      };
+      const timer = setTimeout(() => giveUp("not in time"), patience(timeout));
       this.#waiting.push(look);
       look();
     });
