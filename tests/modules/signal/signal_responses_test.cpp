@@ -79,10 +79,15 @@ TEST_F(SignalResponsesTest, UnwrapsAForwardedMessage) {
 
 TEST_F(SignalResponsesTest, SendsTheCatalogueOfALoneLogger) {
     signalInfo->beginCycle();
+    const KRPResponseGetLVSignalConfig message(std::vector{speedConfig()});
 
-    EXPECT_EQ(answer({speedConfig()}), 1);
+    EXPECT_EQ(handleSignalMessages(&message, kLocalLogger), 1);
 
     EXPECT_EQ(signalInfo->configState, 2U);
+    EXPECT_THAT(
+        log.logLines(kName),
+        ElementsAre("[INFO] KLV::WaResponseGetSignalNames() KRPResponseGetLVSignalConfig: " +
+                    message.toString()));
     EXPECT_THAT(texts(), ElementsAre("{\n"
                                      "    \"response\": \"get_signal_names\",\n"
                                      "    \"Streams\": [\n"
@@ -101,9 +106,6 @@ TEST_F(SignalResponsesTest, SendsTheCatalogueOfALoneLogger) {
                                      "    ],\n"
                                      "    \"status\": \"OK\"\n"
                                      "}"));
-    EXPECT_THAT(log.logLines(kName),
-                Contains(StartsWith("[INFO] KLV::WaResponseGetSignalNames() "
-                                    "KRPResponseGetLVSignalConfig: KRPMessageResponse [id=137]")));
 }
 
 TEST_F(SignalResponsesTest, SendsAnEmptyCatalogue) {
