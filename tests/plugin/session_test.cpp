@@ -101,6 +101,7 @@ TEST(SessionBase, WritesTestLinesAndSendsStandardOutputWhereStandardErrorGoes) {
     const BareSession session;
     EXPECT_EQ(session.setup.id, "NULL");
     EXPECT_EQ(session.setup.socket, nullptr);
+    EXPECT_EQ(session.setup.krpbus_name, "");
     EXPECT_EQ(capture.standardOutput(), "debug test 0\n");
     EXPECT_EQ(capture.standardError(), "error test 0\n");
     const BareSession second;
