@@ -147,7 +147,12 @@ TEST_F(TriggerCommands, SetATriggerWithAnEmptyMarker) {
 TEST_F(TriggerCommands, SetATriggerAlsoWhenTheMarkerIsNoText) {
     EXPECT_EQ(run(R"({"command": "set_trigger", "marker_id": 5})"), 1);
     expectTrigger("");
-    EXPECT_THAT(sent(), ElementsAre(HasSubstr("value of 'marker_id' must be a string")));
+    EXPECT_THAT(
+        sent(),
+        ElementsAre(R"({"response":"set_trigger","status":"ERROR","error_code":"invalid_command",)"
+                    R"("error_msg":"value of 'marker_id' must be a string .  You send a Number. )"
+                    R"(IsUint32: 1. IsDouble: 0 . ({\n    \"command\": \"set_trigger\",\n    )"
+                    R"x(\"marker_id\": 5\n})"})x"));
 }
 
 TEST_F(TriggerCommands, SetATriggerWithAVeryLongMarker) {
