@@ -107,12 +107,16 @@ describe("bus loads", () => {
     }
 
     client.skipAll();
-    const before = figuresOf(client, "CAN1", kRear.name).length;
+    const busOf = ({ data }) => `${data.bus_id} ${data.ksl_offset} ${data.name}`;
+    const loads = () => client.answers.filter((a) => isFigure(a) && a.data.bus_id !== undefined);
+    const buses = new Set(loads().map(busOf));
+    assert.ok(buses.size > 2 * kDriveBuses.length);
+    const before = loads().length;
     client.send({ command: "busload_stop" });
-    assert.equal((await client.answerTo("busload_stop")).status, "OK");
+    assert.equal(client.textOf(await client.answerTo("busload_stop")), okText("busload_stop"));
     // A figure that was on its way may still come after it.
-    const stopped = figuresOf(client, "CAN1", kRear.name).slice(before);
-    assert.ok(stopped.some(({ data }) => data.value === -4), JSON.stringify(stopped));
+    const unknown = loads().slice(before).filter(({ data }) => data.value === -4);
+    assert.deepEqual(new Set(unknown.map(busOf)), buses);
 
     client.send({ command: "busload_start" });
     await client.answerTo("busload_start");
@@ -160,10 +164,21 @@ describe("bus loads", () => {
     const client = await network.connectReady();
     await client.ask("busload_start");
     const states = () => client.answers.filter((a) => isFigure(a) && a.data.gps_status !== undefined);
-    await until("a state of both receivers", () => states().filter(({ data }) => data.gps_status !== "").length >= 2);
+    const of = (channel) => states().filter(({ data }) => data.channel === channel);
+    // The two receivers differ by their loggers' offsets.
+    await until("a fix of both receivers", () => [8, 16].every((channel) => of(channel).some(({ data }) => data.gps_status === "A")), 20_000);
+    // Ten states a second come from each logger.
+    await figuresCome(client, "CAN1", kRear.name, figuresOf(client, "CAN1", kRear.name).length + 10);
     for (const { data } of states()) {
       assert.equal(data.name, "GPS");
       assert.equal(data.value, data.gps_status === "A" ? 0 : -4);
+    }
+    for (const channel of [8, 16]) {
+      // What a catalogue repeats has the time of the change.
+      const changes = of(channel).filter(({ timestamp }, i, all) => timestamp !== all[i - 1]?.timestamp);
+      for (let i = 1; i < changes.length; i++) {
+        assert.notEqual(changes[i].data.gps_status, changes[i - 1].data.gps_status);
+      }
     }
     client.terminate();
   });

@@ -60,6 +60,10 @@ describe("a trigger", () => {
           }),
         );
       }
+      // The list comes to all without being asked for.
+      for (const client of [setter, other]) {
+        assert.ok(markers(await completeList(client)).includes("Schl\u00fcssel \u{1f511}"));
+      }
       await until("every logger has kept it", async () => (await listOf(other)).markers.length === 2);
       // The other loggers know the key press only; both gave it the same marker, so one of them is left.
       const list = await listOf(other);
