@@ -78,7 +78,7 @@ function assertNothingLeft() {
 }
 
 afterEach(async () => {
-  for (const part of started.splice(0)) if (part.running) await part.stop(40_000);
+  for (const part of started.splice(0)) if (part.running) await part.stop({ timeout: 40_000 });
 });
 
 after(() => rmSync(temporary, { recursive: true, force: true }));
@@ -165,7 +165,7 @@ describe("./run and the directory of configurations", { skip: !paths.isolated &&
     const owner = execFileSync("stat", ["-c", "%U %a", paths.configurations], { encoding: "utf8" });
     assert.equal(owner, `${userOfTheWebServer} 755\n`);
     assert.equal(statSync(kTop).uid, process.getuid());
-    await part.stop(40_000);
+    await part.stop({ timeout: 40_000 });
     assert.equal(readFileSync(path.join(paths.configurations, "a"), "utf8"), "x");
 
     const again = await ready(await run("--loggers", 1));

@@ -131,10 +131,11 @@ export class Network {
       async () => {
         const client = await this.connect();
         try {
-          last = await client.ask("get_ksl_network", {}, 2_000);
+          last = await client.ask("get_ksl_network");
           return last.ksl_network?.length === count;
         } catch (error) {
-          // A logger that has only just come may miss a first question: ask again, as a page does.
+          // A change of the network closes the connections of all browsers, which then come again.
+          if (client.open) throw error;
           last = error.message;
           return false;
         } finally {

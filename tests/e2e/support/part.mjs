@@ -49,9 +49,9 @@ export class Part {
   }
 
   // Asks it to end and waits; what does not end in time is killed, and that is an error.
-  async stop(timeout = 20_000) {
+  async stop({ timeout = 20_000, signal = "SIGTERM" } = {}) {
     this.signal("SIGCONT");
-    this.signal("SIGTERM");
+    this.signal(signal);
     const timer = setTimeout(() => this.signal("SIGKILL"), patience(timeout));
     const result = await this.#exit;
     clearTimeout(timer);
