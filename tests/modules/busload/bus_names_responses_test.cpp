@@ -99,6 +99,15 @@ TEST_F(BusNamesResponses, ShowEveryBusOnlyWhileBusLoadRuns) {
                                     HasSubstr(R"("name":"Powertrain")")));
 }
 
+TEST_F(BusNamesResponses, ShowTheBusesOfTheLoggersThatHaveAnsweredWhileBusLoadRuns) {
+    knowNetwork({kOtherLogger});
+    busInfo->running = true;
+    answer(kLocalLogger, kLocalBuses);
+    EXPECT_THAT(sent(),
+                ElementsAre(catalogue(kLocalEntries, "PROGRESS"), HasSubstr(R"("name":"Doors")"),
+                            HasSubstr(R"("name":"Powertrain")")));
+}
+
 TEST_F(BusNamesResponses, AskABusyLoggerAgainWithoutTellingTheBrowser) {
     busnamesActiveOnly = 0;
     const auto start = Clock::now();

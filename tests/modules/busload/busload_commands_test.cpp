@@ -102,6 +102,15 @@ TEST_F(BusloadCommands, AskAllLoggersForTheirBuses) {
     EXPECT_THAT(sent(), IsEmpty());
 }
 
+TEST_F(BusloadCommands, AskForTheNeighboursFirst) {
+    kslInfo->neighboursState = KSL_MSG_STATE_EMPTY;
+    getBusNames(static_cast<unsigned char>(1), 1);
+    EXPECT_EQ(network_.next("HandheldServer"),
+              "KRPMessageRequest [id=88] [name=NotSet] [payload=]");
+    expectBroadcast(namesRequest("01"));
+    EXPECT_TRUE(network_.isQuiet());
+}
+
 TEST_F(BusloadCommands, PassTheActiveFlagOnAsAByte) {
     EXPECT_EQ(run(R"({"command": "get_bus_names", "active": 259})"), 1);
     expectBroadcast(namesRequest("03"));
@@ -140,6 +149,14 @@ TEST_F(BusloadCommands, WaitForAnswersThatAreOutstandingWithoutAskingAgain) {
     EXPECT_GE(Clock::now() - start, 300ms);
     EXPECT_TRUE(network_.isQuiet());
     EXPECT_EQ(busInfo->state, 1U);
+}
+
+TEST_F(BusloadCommands, WaitTwoSecondsOnRequestOfTheBrowser) {
+    run(R"({"command": "get_bus_names", "active": 1})");
+    const auto start = Clock::now();
+    EXPECT_EQ(run(R"({"command": "get_bus_names", "active": 1})"), 1);
+    EXPECT_GE(Clock::now() - start, 2s);
+    EXPECT_THAT(sent(), IsEmpty());
 }
 
 TEST_F(BusloadCommands, StopWaitingWhenEveryLoggerHasAnswered) {
@@ -188,6 +205,13 @@ TEST_F(BusloadCommands, StartReportingAndAskForTheBuses) {
     EXPECT_TRUE(network_.isQuiet());
     EXPECT_TRUE(busInfo->running);
     EXPECT_THAT(sent(), ElementsAre(kStarted));
+}
+
+TEST_F(BusloadCommands, AskForTheBusesInUseAtTheStartWhateverWasAskedForBefore) {
+    busnamesActiveOnly = 0;
+    run(R"({"command": "busload_start"})");
+    expectBroadcast(namesRequest("01"));
+    EXPECT_EQ(busnamesActiveOnly, 0);
 }
 
 TEST_F(BusloadCommands, ShowEveryBusWhenItsNamesArriveAfterTheStart) {
