@@ -10,8 +10,11 @@ std::string firstPart(const std::string& name) {
     return name.substr(0, name.find('.'));
 }
 
-std::string allButLastPart(const std::string& name) {
-    return name.substr(0, name.rfind('.'));
+// Without what stands behind the second point, or, where there is but one, behind that.
+std::string subject(const std::string& name) {
+    const std::size_t first = name.find('.');
+    const std::size_t second = first == std::string::npos ? first : name.find('.', first + 1);
+    return name.substr(0, second == std::string::npos ? first : second);
 }
 
 }  // namespace
@@ -23,7 +26,7 @@ std::vector<Monitor> makeMonitors(const std::vector<SignalConfig>& signals) {
     std::vector<Monitor> monitors;
     for (std::size_t i = 0; i < signals.size(); ++i) {
         const std::string& signal = signals[i].instanceName;
-        const std::string name = differ ? firstPart(signal) : allButLastPart(signal);
+        const std::string name = differ ? firstPart(signal) : subject(signal);
         auto monitor = std::find_if(monitors.begin(), monitors.end(),
                                     [&](const Monitor& known) { return known.name == name; });
         if (monitor == monitors.end()) {

@@ -21,9 +21,8 @@ struct Monitor {
 inline constexpr std::size_t kMostMonitors = 10;
 
 // A monitor for each group of signals, in the order of the signals, up to kMostMonitors. Signals
-// are grouped by what stands in front of the first point of their instance names ("CAN1" for
-// "CAN1.Engine.Speed"); where that is the same for all of them, by what stands in front of the last
-// point ("Host.Memory" for "Host.Memory.Used").
+// are grouped by the first part of their instance names ("CAN1" for "CAN1.Engine.Speed"); where all
+// have the same, by the first two of three or more ("Host.Memory" for "Host.Memory.Used").
 std::vector<Monitor> makeMonitors(const std::vector<SignalConfig>& signals);
 
 }  // namespace desk

@@ -46,6 +46,9 @@ TEST(Monitors, AreOneForEachBus) {
 TEST(Monitors, AreOneForEachSubjectOfASingleSource) {
     EXPECT_THAT(makeMonitors(named({"Host.Memory.Used", "Host.Uptime", "Host.Memory.Free"})),
                 ElementsAre(Monitor{"Host.Memory", {0, 2}}, Monitor{"Host", {1}}));
+    EXPECT_THAT(makeMonitors(named({"Host.Net.eth0.Sent", "Host.Net.eth1.Sent"})),
+                ElementsAre(Monitor{"Host.Net", {0, 1}}));
+    EXPECT_THAT(makeMonitors(named({"Speed", "Speed"})), ElementsAre(Monitor{"Speed", {0, 1}}));
     EXPECT_THAT(makeMonitors({}), IsEmpty());
 }
 
