@@ -18,7 +18,18 @@ using std::chrono::milliseconds;
 const char* const kNoLoggerInfo =
     R"({"response":"get_logger_info","ksl_name":"","configs":[],"status":"PROGRESS"})";
 
-class CommonCommands : public NetworkSession {};
+const char* const kNeighbour =
+    R"({"response":"get_ksl_network","ksl_network":["02:00:00:00:00:0B"],"status":"OK"})";
+
+class CommonCommands : public NetworkSession {
+  protected:
+    // Nothing is known of the neighbours, and their list takes its time.
+    void forgetTheNeighbours() {
+        kslInfo->setNeighbours({});
+        kslInfo->neighboursState = KSL_MSG_STATE_EMPTY;
+        logger(0).behave(88, {.delay = milliseconds(300)});
+    }
+};
 
 }  // namespace
 
@@ -144,6 +155,44 @@ TEST_F(CommonCommands, ForgetTheStatusOfALoggerThatLeft) {
               R"({"response":"get_logger_status","logger_status":[)"
               R"({"mac":"02:00:00:00:00:0A","status":"1"},)"
               R"({"mac":"02:00:00:00:00:0B","status":"2"}],"status":"OK"})");
+}
+
+// A collection that began before the neighbours are known would be complete with this logger alone.
+TEST_F(CommonCommands, WaitForTheNeighboursBeforeTheyAskForTheStatus) {
+    start(2);
+    forgetTheNeighbours();
+    run("get_logger_status");
+    EXPECT_THAT(logger(0).requestOrder(), ElementsAre(88, 23));
+    EXPECT_THAT(session_.sent(),
+                ElementsAre(kNeighbour, R"({"response":"get_logger_status",)"
+                                        R"("logger_status":[)"
+                                        R"({"mac":"02:00:00:00:00:0A","status":"1"},)"
+                                        R"({"mac":"02:00:00:00:00:0B","status":"2"}],)"
+                                        R"("status":"OK"})"));
+}
+
+TEST_F(CommonCommands, WaitForTheNeighboursBeforeTheyAskForTheTimeOffsets) {
+    start(2);
+    forgetTheNeighbours();
+    run("get_ksl_time_offset");
+    EXPECT_THAT(logger(0).requestOrder(), ElementsAre(88, 89));
+    EXPECT_THAT(session_.sent(),
+                ElementsAre(kNeighbour, R"({"response":"get_ksl_time_offset","offset":[)"
+                                        R"({"mac":"02:00:00:00:00:0A","time_offset":0},)"
+                                        R"({"mac":"02:00:00:00:00:0B","time_offset":-250000}],)"
+                                        R"("status":"OK"})"));
+}
+
+TEST_F(CommonCommands, ForgetTheTimeOffsetOfALoggerThatLeft) {
+    start(3);
+    run("get_ksl_time_offset");
+    loggers_.pop_back();
+    kslInfo->setNeighbours({kOther});
+    run("get_ksl_time_offset");
+    EXPECT_EQ(session_.sent().back(),
+              R"({"response":"get_ksl_time_offset","offset":[)"
+              R"({"mac":"02:00:00:00:00:0A","time_offset":0},)"
+              R"({"mac":"02:00:00:00:00:0B","time_offset":-250000}],"status":"OK"})");
 }
 
 TEST_F(CommonCommands, ShowTheTimeOffsetsOfThreeLoggers) {
