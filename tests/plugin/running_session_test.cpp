@@ -98,8 +98,10 @@ TEST_F(RunningSession, StartsItsThreadsAroundTheModulesAndStopsThemInOrder) {
     EXPECT_TRUE(host.waitForText("\"ping\""));
 
     uploadfileInfo.announce(std::make_shared<UploadInfo>("a", "b"));
+    const apr_pool_t* pool = stp->socket->pool;
     capture_.clear();
     host.disconnect();
+    EXPECT_EQ(aprFaults.destroyedPool, pool);
     EXPECT_EQ(lvWebsocket, nullptr);
     EXPECT_EQ(stp, nullptr);
     EXPECT_EQ(kslInfo, nullptr);

@@ -5,5 +5,12 @@
 // Visible, so that a plug-in that such a program loads finds it.
 extern "C" __attribute__((visibility("default"))) const char* ap_get_remote_host(
     conn_rec* connection, void*, int type, int*) {
-    return type == REMOTE_NOLOOKUP ? connection->client_ip : connection->remote_host;
+    switch (type) {
+        case REMOTE_NOLOOKUP:
+            return connection->client_ip;
+        case REMOTE_NAME:
+            return connection->remote_host;
+        default:
+            return nullptr;
+    }
 }

@@ -4,9 +4,12 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <functional>
 
+#include "plugin/plugin_callbacks.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/nats_server.h"
 #include "tests/support/worker_session.h"
 #include "threads/keep_alive.h"
 #include "threads/thread_data.h"
@@ -45,7 +48,7 @@ class KeepAliveSleeps : public testing::Test {
 }  // namespace
 
 // In the place of the system's.
-extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microseconds) {
+extern "C" int usleep(useconds_t microseconds) {
     if (microseconds != 1000) {
         ++otherSleeps;
     }
@@ -92,6 +95,20 @@ TEST_F(KeepAliveSleeps, CloseNothingWhenTheThreadIsStoppedMeanwhile) {
     EXPECT_THAT(session_.sent(), IsEmpty());
     EXPECT_THAT(log_.logLines("ping_run"),
                 testing::Not(testing::Contains(testing::HasSubstr("no ping received"))));
+}
+
+TEST(SessionKeepAlive, HasTenMillionSleeps) {
+    const NatsServer nats;
+    setenv("KRPBUS_SERVER", nats.address().c_str(), 1);
+    RecordingHost host;
+    const LogCapture log;
+    krwebsocket_on_connect(host.server());
+    EXPECT_TRUE(host.waitForFrames(1));
+    krwebsocket_on_disconnect(nullptr, host.server());
+    EXPECT_EQ(sleeps, 10000000U);
+    ASSERT_FALSE(host.frames().empty());
+    EXPECT_EQ(host.frames().front().type, WEBSOCKET_MESSAGE_CLOSE);
+    EXPECT_EQ(host.frames().front().payload, "\x03\xE9");
 }
 
 TEST_F(KeepAliveSleeps, AreNoneWhenTheTimeoutIsZero) {

@@ -184,6 +184,7 @@ TEST_F(KeepAlive, LogsAThreadWithoutData) {
     EXPECT_THAT(log_.logLines(), ElementsAre("[DEBUG] KLV::ping_run() starting ping thread",
                                              "[ERROR] KLV::ping_run() no thread data",
                                              "[DEBUG] KLV::ping_run() ping  thread stopped"));
+    EXPECT_EQ(log_.standardOutput(), "") << "from its first line on it writes to standard error";
     EXPECT_THAT(session_.sent(), IsEmpty());
 }
 

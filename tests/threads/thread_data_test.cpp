@@ -78,6 +78,15 @@ void* stopItselfUnderItsPlainName(apr_thread_t*, void* data) {
     return nullptr;
 }
 
+void* stopItselfUnderItsNumberedName(apr_thread_t*, void* data) {
+    auto* thread = static_cast<ThreadData*>(data);
+    prctl(PR_SET_NAME, (thread->getName() + "_17").c_str(), 0, 0, 0);
+    thread->stop_thread();  // cannot wait for itself
+    seen.cameBack = true;
+    seen.returned = true;
+    return nullptr;
+}
+
 void waitUntilReturned() {
     while (!seen.returned) {
         nap();
@@ -242,6 +251,15 @@ TEST_F(ThreadDataTest, EndsAThreadThatStopsItselfUnderItsPlainName) {
     thread.stop_thread();
     EXPECT_FALSE(seen.cameBack);
     EXPECT_EQ(aprFaults.joins, 1);
+}
+
+TEST_F(ThreadDataTest, EndsNoThreadThatStopsItselfUnderALongerName) {
+    ThreadData& thread = make(stopItselfUnderItsNumberedName);
+    thread.start_thread();
+    waitUntilReturned();
+    thread.stop_thread();
+    EXPECT_TRUE(seen.cameBack);
+    EXPECT_EQ(aprFaults.joins, 2);
 }
 
 TEST_F(ThreadDataTest, CanBeStartedAgainAfterAStop) {

@@ -60,6 +60,14 @@ struct SelectFault {
 
 std::atomic<bool> refuseClient{false};
 
+// What the bus loop has waited with, at most.
+std::mutex waitsMutex;
+std::vector<timespec> waits;
+
+// Where the last client was told to look for the bus server.
+std::string clientHost = "(none)";
+unsigned clientPort = 0;
+
 // A bus thread that keeps what it is given.
 class RecordingThread : public ThreadKrpbusData {
   public:
@@ -145,6 +153,14 @@ extern "C" int realSelect(FdSet*, FdSet*, FdSet*, const timespec*, const sigset_
 
 int wrappedSelect(FdSet* readSet, FdSet* writeSet, FdSet* errorSet, const timespec* timeout,
                   const sigset_t* mask) {
+    {
+        const std::lock_guard lock(waitsMutex);
+        waits.push_back(*timeout);
+    }
+    EXPECT_EQ(readSet->descriptors().size(), 1U);
+    EXPECT_EQ(writeSet, nullptr);
+    EXPECT_EQ(errorSet, nullptr);
+    EXPECT_EQ(mask, nullptr);
     if (!selectFault.armed) {
         return realSelect(readSet, writeSet, errorSet, timeout, mask);
     }
@@ -154,6 +170,25 @@ int wrappedSelect(FdSet* readSet, FdSet* writeSet, FdSet* errorSet, const timesp
     }
     errno = selectFault.error;
     return selectFault.result;
+}
+
+// The client's constructor goes through here, for its arguments.
+extern "C" void
+wrappedClient(KRPBusClient*, const std::string&, const std::string&, unsigned short, const KRPBusOptions&) __asm__(
+    "__wrap__ZN12KRPBusClientC1ERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEES7_"
+    "tRK13KRPBusOptions");
+extern "C" void
+realClient(KRPBusClient*, const std::string&, const std::string&, unsigned short, const KRPBusOptions&) __asm__(
+    "__real__ZN12KRPBusClientC1ERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEES7_"
+    "tRK13KRPBusOptions");
+
+void wrappedClient(KRPBusClient* client, const std::string& name, const std::string& host,
+                   unsigned short port, const KRPBusOptions& options) {
+    if (name.find("_KLV") != std::string::npos) {
+        clientHost = host;
+        clientPort = port;
+    }
+    realClient(client, name, host, port, options);
 }
 
 // Lets the process be out of memory for one client.
@@ -178,6 +213,29 @@ TEST_F(BusThread, ConnectsAndGivesItsClientToTheSession) {
     EXPECT_THAT(log_.logLines("ThreadKrpbusData"),
                 ElementsAre("[DEBUG] KLV::ThreadKrpbusData() kslEnabled: 0"));
     EXPECT_THAT(log_.logLines("setupKrpClient"), IsEmpty());
+}
+
+TEST_F(BusThread, LeavesTheChoiceOfTheServerToTheClientAndNamesItsPort) {
+    make();
+    EXPECT_EQ(clientHost, "");
+    EXPECT_EQ(clientPort, 20010U);
+}
+
+TEST_F(BusThread, WaitsForEightTenthsOfASecondAtMostInEachPass) {
+    RecordingThread& thread = make();
+    ASSERT_EQ(thread.start_thread(), 0);
+    const auto passes = [] {
+        const std::lock_guard lock(waitsMutex);
+        return waits.size();
+    };
+    while (passes() < 3) {
+        std::this_thread::sleep_for(milliseconds(10));
+    }
+    thread.stop_thread();
+    for (const timespec& wait : waits) {
+        EXPECT_EQ(wait.tv_sec, 0);
+        EXPECT_EQ(wait.tv_nsec, 800000000);
+    }
 }
 
 TEST_F(BusThread, AnnouncesItselfToTheBusServer) {
