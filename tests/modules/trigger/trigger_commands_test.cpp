@@ -133,6 +133,24 @@ TEST_F(TriggerCommands, SetATriggerOnAllLoggers) {
     EXPECT_THAT(sent(), IsEmpty());
 }
 
+TEST_F(TriggerCommands, TellTheTimeOfTheEventAndTheLaterOneOfTheMessage) {
+    bool differ = false;
+    // The clock is read twice within much less than a microsecond.
+    for (int attempt = 0; attempt < 5000 && !differ; ++attempt) {
+        run(R"({"command": "set_trigger", "marker_id": "m"})");
+        const auto message = network_.nextMessageAt("EventHandler");
+        const auto* event = dynamic_cast<const SystemNgEventMessage*>(message.get());
+        ASSERT_NE(event, nullptr);
+        ASSERT_LE(event->getEventTime(), event->getTime());
+        differ = event->getEventTime() != event->getTime();
+        for (const auto pressed : {std::uint8_t{1}, std::uint8_t{0}}) {
+            ASSERT_EQ(network_.next("OnlineProcessor"),
+                      KeyboardMessage(16, pressed, event->getEventTime()).toString());
+        }
+    }
+    EXPECT_TRUE(differ);
+}
+
 TEST_F(TriggerCommands, SetATriggerWithoutAMarker) {
     EXPECT_EQ(run(R"({"command": "set_trigger"})"), 1);
     expectTrigger("");
