@@ -4,10 +4,9 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <string>
-#include <vector>
 
 #include "bench/bus_figure_path.h"
+#include "bench/turns.h"
 
 namespace {
 
@@ -40,36 +39,9 @@ void unchangedFigure(benchmark::State& state) {
     }
 }
 
-// They take turns, so that a slow moment of the machine meets all of them.
 BENCHMARK(byHand)->Repetitions(9)->MinTime(0.2);
 BENCHMARK(figurePath)->Repetitions(9)->MinTime(0.2);
 BENCHMARK(unchangedFigure)->Repetitions(9)->MinTime(0.2);
-
-// Prints the usual table, and the ratios of the medians at its end.
-class RatioReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.aggregate_name == "median") {
-                const std::string name = run.benchmark_name();
-                (name.starts_with("byHand")       ? byHand_
-                 : name.starts_with("figurePath") ? path_
-                                                  : unchanged_) = run.GetAdjustedCPUTime();
-            }
-        }
-    }
-    void printRatios() const {
-        std::printf("figure path / by hand: %.2f (%.0f ns / %.0f ns)\n", path_ / byHand_, path_,
-                    byHand_);
-        std::printf("unchanged figure: %.0f ns\n", unchanged_);
-    }
-
-  private:
-    double byHand_ = 0.0;
-    double path_ = 0.0;
-    double unchanged_ = 0.0;
-};
 
 }  // namespace
 
@@ -78,13 +50,10 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "the two ways give different texts\n");
         return EXIT_FAILURE;
     }
-    std::string interleave = "--benchmark_enable_random_interleaving=true";
-    std::vector<char*> arguments(argv, argv + argc);
-    arguments.insert(arguments.begin() + 1, interleave.data());
-    int count = static_cast<int>(arguments.size());
-    benchmark::Initialize(&count, arguments.data());
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printRatios();
+    auto medians = runInTurns(argc, argv);
+    std::printf("figure path / by hand: %.2f (%.0f ns / %.0f ns)\n",
+                medians["figurePath"] / medians["byHand"], medians["figurePath"],
+                medians["byHand"]);
+    std::printf("unchanged figure: %.0f ns\n", medians["unchangedFigure"]);
     return EXIT_SUCCESS;
 }

@@ -1,10 +1,8 @@
 #include "bench/bus_figure_path.h"
 
-#include <charconv>
-#include <cstring>
 #include <span>
-#include <string_view>
 
+#include "bench/hand_pen.h"
 #include "krpbus/byte_writer.h"
 #include "krpbus/message_base.h"
 #include "modules/busload/busload_module.h"
@@ -40,45 +38,16 @@ void knowLogger(unsigned int logger) {
     busInfo->addBusnamesMessage(&answer, mac(logger));
 }
 
-// Appends to room that is known to be enough.
-class Pen {
-  public:
-    explicit Pen(char* out) : start_(out), at_(out) {}
-    void write(std::string_view text) {
-        std::memcpy(at_, text.data(), text.size());
-        at_ += text.size();
-    }
-    void write(std::uint64_t number) { at_ = std::to_chars(at_, at_ + 20, number).ptr; }
-    void write(std::int32_t number) { at_ = std::to_chars(at_, at_ + 20, number).ptr; }
-    std::size_t size() const { return static_cast<std::size_t>(at_ - start_); }
-
-  private:
-    char* start_;
-    char* at_;
-};
-
 }  // namespace
 
 BusFigurePath::BusFigurePath() {
     MessageBase::registerMessages();
-    server_.size = sizeof server_;
-    server_.version = WEBSOCKET_SERVER_VERSION;
-    server_.state = this;
-    server_.send = &BusFigurePath::send;
-    socket_.server = &server_;
-    setup_.socket = &socket_;
-    stp = &setup_;
-
     kslInfo->setNeighbours({mac(1), mac(2), mac(3)});
     for (unsigned int logger = 0; logger < kLoggers; ++logger) {
         knowLogger(logger);
     }
     sendInitialValues();
     makeInputs();
-}
-
-BusFigurePath::~BusFigurePath() {
-    stp = nullptr;
 }
 
 void BusFigurePath::makeInputs() {
@@ -104,16 +73,6 @@ void BusFigurePath::makeInputs() {
     }
 }
 
-std::size_t BusFigurePath::send(const WebSocketServer* server, int, const unsigned char* buffer,
-                                std::size_t size) {
-    auto* path = static_cast<BusFigurePath*>(server->state);
-    path->bytesSent_ += size;
-    if (path->kept_ != nullptr) {
-        path->kept_->assign(reinterpret_cast<const char*>(buffer), size);
-    }
-    return size;
-}
-
 const BusFigurePath::Input& BusFigurePath::next() {
     const Input& input = inputs_[at_];
     at_ = at_ + 1 == inputs_.size() ? 0 : at_ + 1;
@@ -136,7 +95,7 @@ std::size_t BusFigurePath::writeByHand(char* out) {
     const Input& input = next();
     const auto message = MessageBase::decode(std::span<const std::uint8_t>(input.bytes));
     const auto* figure = static_cast<const BusLoadExtMessage*>(message.get());
-    Pen pen(out);
+    HandPen pen(out);
     pen.write("{\n    \"response\": \"busload_data\",\n    \"timestamp\": ");
     pen.write(figure->timestamp);
     if (figure->kslOffset != 0) {
@@ -158,7 +117,7 @@ std::size_t BusFigurePath::writeByHand(char* out) {
 
 bool BusFigurePath::textsAgree() {
     std::string sent;
-    kept_ = &sent;
+    session_.keepTextIn(&sent);
     bool agree = true;
     at_ = 0;
     for (std::size_t i = 0; i < inputs_.size(); ++i) {
@@ -169,6 +128,6 @@ bool BusFigurePath::textsAgree() {
         pass();
         agree = agree && sent == byHand;
     }
-    kept_ = nullptr;
+    session_.keepTextIn(nullptr);
     return agree;
 }

@@ -7,17 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "host/websocket_plugin.h"
-#include "setup/lv_setup.h"
+#include "bench/counting_session.h"
 
 // A session whose browser counts what it is sent, a catalogue of 64 buses on each of four loggers,
 // and figures of them. No figure equals the one before it of the same bus. One at a time.
 class BusFigurePath {
   public:
     BusFigurePath();
-    ~BusFigurePath();
-    BusFigurePath(const BusFigurePath&) = delete;
-    BusFigurePath& operator=(const BusFigurePath&) = delete;
 
     // Decodes the next figure's bytes, stores it and sends its text.
     void pass();
@@ -27,7 +23,7 @@ class BusFigurePath {
     // the network, no look at what the strings hold. Returns its size.
     std::size_t writeByHand(char* out);
 
-    std::size_t bytesSent() const { return bytesSent_; }
+    std::size_t bytesSent() const { return session_.bytesSent(); }
     // Whether both ways give the same texts.
     bool textsAgree();
 
@@ -40,16 +36,10 @@ class BusFigurePath {
         unsigned int channel;
     };
 
-    static std::size_t send(const WebSocketServer* server, int type, const unsigned char* buffer,
-                            std::size_t size);
     void makeInputs();
     const Input& next();
 
-    WebSocketServer server_{};
-    LvSocket socket_{};
-    LvSetup setup_;
+    CountingSession session_;
     std::vector<Input> inputs_;
     std::size_t at_ = 0;
-    std::size_t bytesSent_ = 0;
-    std::string* kept_ = nullptr;
 };

@@ -1,10 +1,8 @@
 #include "bench/signal_value_path.h"
 
-#include <charconv>
-#include <cstring>
 #include <span>
-#include <string_view>
 
+#include "bench/hand_pen.h"
 #include "krpbus/byte_writer.h"
 #include "krpbus/message_base.h"
 #include "modules/signal/signal_module.h"
@@ -63,45 +61,10 @@ SignalMessage valueOf(std::size_t number, std::size_t step) {
     return message;
 }
 
-// Appends to room that is known to be enough.
-class Pen {
-  public:
-    explicit Pen(char* out) : start_(out), at_(out) {}
-    void write(std::string_view text) {
-        std::memcpy(at_, text.data(), text.size());
-        at_ += text.size();
-    }
-    // A text of which nobody knows what it holds, with its quotes.
-    void quote(std::string_view text) {
-        *at_++ = '"';
-        for (const char c : text) {
-            if (c == '"' || c == '\\') {
-                *at_++ = '\\';
-            }
-            *at_++ = static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-        }
-        *at_++ = '"';
-    }
-    void write(std::uint64_t number) { at_ = std::to_chars(at_, at_ + 20, number).ptr; }
-    std::size_t size() const { return static_cast<std::size_t>(at_ - start_); }
-
-  private:
-    char* start_;
-    char* at_;
-};
-
 }  // namespace
 
 SignalValuePath::SignalValuePath() {
     MessageBase::registerMessages();
-    server_.size = sizeof server_;
-    server_.version = WEBSOCKET_SERVER_VERSION;
-    server_.state = this;
-    server_.send = &SignalValuePath::send;
-    socket_.server = &server_;
-    setup_.socket = &socket_;
-    stp = &setup_;
-
     signalInfo->clearSignalData();
     for (std::size_t number = 0; number < kSignals; ++number) {
         offerSignal(number);
@@ -121,20 +84,6 @@ SignalValuePath::SignalValuePath() {
                                isNumber(number)});
         }
     }
-}
-
-SignalValuePath::~SignalValuePath() {
-    stp = nullptr;
-}
-
-std::size_t SignalValuePath::send(const WebSocketServer* server, int, const unsigned char* buffer,
-                                  std::size_t size) {
-    auto* path = static_cast<SignalValuePath*>(server->state);
-    path->bytesSent_ += size;
-    if (path->kept_ != nullptr) {
-        path->kept_->assign(reinterpret_cast<const char*>(buffer), size);
-    }
-    return size;
 }
 
 const SignalValuePath::Input& SignalValuePath::next() {
@@ -157,7 +106,7 @@ void SignalValuePath::warmUp() {
 
 std::size_t SignalValuePath::writeByHand(char* out) {
     const Input& input = next();
-    Pen pen(out);
+    HandPen pen(out);
     pen.write("{\n    \"response\": \"generic_sig_value\",\n    \"signal_key\": [\n        ");
     pen.quote(input.name);
     pen.write(",\n        ");
@@ -182,7 +131,7 @@ std::size_t SignalValuePath::writeByHand(char* out) {
 
 bool SignalValuePath::textsAgree() {
     std::string sent;
-    kept_ = &sent;
+    session_.keepTextIn(&sent);
     bool agree = true;
     at_ = 0;
     for (std::size_t i = 0; i < inputs_.size(); ++i) {
@@ -193,6 +142,6 @@ bool SignalValuePath::textsAgree() {
         pass();
         agree = agree && sent == byHand;
     }
-    kept_ = nullptr;
+    session_.keepTextIn(nullptr);
     return agree;
 }

@@ -7,8 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/websocket_plugin.h"
-#include "setup/lv_setup.h"
+#include "bench/counting_session.h"
 
 // A session whose browser counts what it is sent, a catalogue of started signals of two loggers
 // (numbers and texts, half of them with a description and a value-description table), and values of
@@ -16,9 +15,6 @@
 class SignalValuePath {
   public:
     SignalValuePath();
-    ~SignalValuePath();
-    SignalValuePath(const SignalValuePath&) = delete;
-    SignalValuePath& operator=(const SignalValuePath&) = delete;
 
     // Decodes the next value's bytes, stores it and sends its text.
     void pass();
@@ -28,7 +24,7 @@ class SignalValuePath {
     // no writer of JSON can do without. Returns its size.
     std::size_t writeByHand(char* out);
 
-    std::size_t bytesSent() const { return bytesSent_; }
+    std::size_t bytesSent() const { return session_.bytesSent(); }
     // Whether both ways give the same texts.
     bool textsAgree();
 
@@ -43,15 +39,9 @@ class SignalValuePath {
         unsigned int kslOffset;
         bool isNumber;
     };
-    static std::size_t send(const WebSocketServer* server, int type, const unsigned char* buffer,
-                            std::size_t size);
     const Input& next();
 
+    CountingSession session_;
     std::vector<Input> inputs_;
     std::size_t at_ = 0;
-    std::size_t bytesSent_ = 0;
-    std::string* kept_ = nullptr;  // where a text goes that shall be looked at
-    WebSocketServer server_{};
-    LvSocket socket_{};
-    LvSetup setup_;
 };
