@@ -1,10 +1,12 @@
-// The page: joins the connection, the tables of loggers, signals, buses and triggers, the command form and the list of
-// frames.
+// The page: joins the connection, the tables, one for each subject, the command form and the list of frames.
 
+import { AudioTable } from "./audio.js";
 import { BusTable } from "./buses.js";
+import { ConfigurationTable } from "./configurations.js";
 import { Connection } from "./connection.js";
 import { FrameLog } from "./frames.js";
 import { LoggerTable } from "./loggers.js";
+import { MonitorTable } from "./monitor.js";
 import { SignalTable } from "./signals.js";
 import { TriggerTable } from "./triggers.js";
 
@@ -41,6 +43,15 @@ const sendRequest = (request) => connection.send(JSON.stringify(request));
 const signals = new SignalTable(element("signals"), element("signals-note"), element("signal-filter"), sendRequest);
 const buses = new BusTable(element("buses"), element("buses-note"), element("busload"), sendRequest);
 const triggers = new TriggerTable(element("triggers"), element("triggers-note"), element("trigger-form"), sendRequest);
+const monitor = new MonitorTable(element("monitor"), element("monitor-note"), element("screen"), element("monitor-run"), sendRequest);
+const sendData = (file) => connection.sendData(file);
+const audio = new AudioTable(element("audio"), element("audio-note"), element("audio-form"), sendRequest, sendData);
+const configurations = new ConfigurationTable(
+  element("configurations"),
+  element("configurations-note"),
+  element("configuration-form"),
+  sendRequest,
+);
 
 let infoTimer = 0;
 let infoPause = kShortestInfoPause;
@@ -69,8 +80,7 @@ function showInfo(answer) {
   }
   if (!signalsAsked) {
     signals.ask();
-    buses.setReady();
-    triggers.setReady();
+    for (const table of [buses, triggers, monitor, audio, configurations]) table.setReady();
   }
   signalsAsked = true;
   element("list-signals").disabled = false;
@@ -104,10 +114,7 @@ connection.addEventListener("state", ({ detail: { state, text } }) => {
   infoPause = kShortestInfoPause;
   if (state === "open") askForInfo();
   else {
-    loggers.setStale();
-    signals.setStale();
-    buses.setStale();
-    triggers.setStale();
+    for (const table of [loggers, signals, buses, triggers, monitor, audio, configurations]) table.setStale();
   }
   signalsAsked = false;
   element("list-signals").disabled = true;
@@ -116,14 +123,14 @@ connection.addEventListener("state", ({ detail: { state, text } }) => {
 connection.addEventListener("frame", ({ detail: { kind, text } }) => {
   const message = asObject(text);
   // Values may come in such numbers that a list of them is only for who asks for it.
-  const isValue = ["generic_sig_value", "busload_data"].includes(message?.response) && message.status === "OK";
+  const isValue =
+    message?.response === "signal_message" ||
+    (["generic_sig_value", "busload_data"].includes(message?.response) && message.status === "OK");
   if (!isValue || element("show-values").checked) frames.add(kind, text, message);
   if (kind !== "received" || !message) return;
   if (message.response === "get_logger_info" && message.configs) showInfo(message);
   if (message.response === "get_logger_status" && message.logger_status) loggers.setStatus(message);
-  signals.take(message);
-  buses.take(message);
-  triggers.take(message);
+  for (const table of [signals, buses, triggers, monitor, audio, configurations]) table.take(message);
 });
 
 function useCommand(command) {

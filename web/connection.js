@@ -45,6 +45,14 @@ export class Connection extends EventTarget {
     return true;
   }
 
+  /** Sends a file as one binary frame; false when there is no connection to send it on. */
+  sendData(file) {
+    if (this.#socket?.readyState !== WebSocket.OPEN) return false;
+    this.#socket.send(file);
+    this.dispatchEvent(new CustomEvent("frame", { detail: { kind: "sent", text: `(${file.size} bytes of ${file.name})` } }));
+    return true;
+  }
+
   #opened() {
     clearTimeout(this.#openTimer);
     this.#attempts = 0;

@@ -3,8 +3,8 @@ import assert from "node:assert/strict";
 import { mkdirSync } from "node:fs";
 import path from "node:path";
 import { after, afterEach, before, beforeEach, describe, test } from "node:test";
-import { chromium } from "playwright-core";
 import { okText } from "./support/answers.mjs";
+import { launchBrowser, openPage } from "./support/browser.mjs";
 import { kLoggers, Network } from "./support/network.mjs";
 import * as paths from "./support/paths.mjs";
 
@@ -16,18 +16,7 @@ before(async () => {
   const loggers = [...kLoggers.slice(0, 2), { ...kLoggers[2], name: kHostile }];
   network = await Network.start({ loggers });
   network.expectInLog(/./); // what the page sends is looked at here, not in the log
-  browser = await chromium.launch({
-    executablePath: paths.chromium,
-    args: [
-      "--no-sandbox",
-      "--disable-gpu",
-      "--disable-quic",
-      "--no-first-run",
-      "--disable-background-networking",
-      "--disable-component-update",
-      "--disable-sync",
-    ],
-  });
+  browser = await launchBrowser();
 });
 
 after(async () => {
@@ -36,14 +25,8 @@ after(async () => {
 });
 
 beforeEach(async () => {
-  page = await browser.newPage({ viewport: { width: 1200, height: 900 } });
-  page.setDefaultTimeout(20_000);
   problems = [];
-  page.on("pageerror", (error) => problems.push(String(error)));
-  page.on("console", (message) => {
-    if (message.type() === "error" || message.type() === "warning") problems.push(message.text());
-  });
-  await page.goto(network.apache.page);
+  page = await openPage(browser, network.apache.page, problems);
 });
 
 afterEach(async () => {
@@ -89,7 +72,7 @@ describe("the page", () => {
     const request = page.getByLabel("Request");
     await request.fill('{"command": "dance"}');
     await request.press("Control+Enter");
-    const answer = page.locator('#frames li[data-kind="received"][data-status="ERROR"] pre');
+    const answer = page.locator('#frames li[data-kind="received"][data-status="ERROR"] pre', { hasText: '"dance"' });
     await answer.waitFor();
     assert.match(await answer.textContent(), /"error_code": "invalid_command"/);
   });

@@ -1,0 +1,30 @@
+// A real browser for the page.
+import { chromium } from "playwright-core";
+import * as paths from "./paths.mjs";
+
+export function launchBrowser() {
+  return chromium.launch({
+    executablePath: paths.chromium,
+    args: [
+      "--no-sandbox",
+      "--disable-gpu",
+      "--disable-quic",
+      "--no-first-run",
+      "--disable-background-networking",
+      "--disable-component-update",
+      "--disable-sync",
+    ],
+  });
+}
+
+// A page that fails the test on whatever its console complains of; `problems` takes it.
+export async function openPage(browser, address, problems) {
+  const page = await browser.newPage({ viewport: { width: 1200, height: 900 } });
+  page.setDefaultTimeout(20_000);
+  page.on("pageerror", (error) => problems.push(String(error)));
+  page.on("console", (message) => {
+    if (message.type() === "error" || message.type() === "warning") problems.push(message.text());
+  });
+  await page.goto(address);
+  return page;
+}
