@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -240,7 +241,7 @@ TEST_F(TriggerCommands, TellTheBrowserWhenNotEveryLoggerHasAnsweredInTime) {
 TEST_F(TriggerCommands, WaitTwoSecondsOnRequestOfTheBrowser) {
     const auto start = Clock::now();
     EXPECT_EQ(run(R"({"command": "get_trigger"})"), 1);
-    EXPECT_GE(Clock::now() - start, 2s);
+    EXPECT_GE(Clock::now() - start, 4s);  // two for the time offsets come before
     EXPECT_THAT(sent(), ElementsAre(kIncomplete));
 }
 
@@ -263,20 +264,29 @@ TEST_F(TriggerCommands, StopWaitingWhenEveryLoggerHasAnswered) {
 }
 
 TEST_F(TriggerCommands, ComplainAfterTheLastWaitEvenWhenTheCollectionJustBecameComplete) {
-    triggerInfo->state = TRIGGER_COLLECTING;
-    std::thread busThread([] {
-        // In the middle of the one wait of 100 ms, which follows a wait for the time offsets.
-        while (kslInfo->timeOffsetState != KSL_MSG_STATE_UPDATE) {
-            std::this_thread::sleep_for(1ms);
+    bool cameInTheLastWait = false;
+    for (int attempt = 0; attempt < 50 && !cameInTheLastWait; ++attempt) {
+        triggerInfo->state = TRIGGER_IDLE;
+        std::atomic<bool> complete{false};
+        std::thread busThread([&complete] {
+            while (triggerInfo->state != TRIGGER_COLLECTING) {
+                std::this_thread::sleep_for(1ms);
+            }
+            std::this_thread::sleep_for(20ms);  // into the one wait of 100 ms
+            triggerInfo->state = TRIGGER_COMPLETE;
+            complete = true;
+        });
+        getTrigger(1);
+        const bool cameInTime = complete;
+        busThread.join();
+        const std::vector<std::string> answers = sent();
+        // On a busy machine it may have come before the wait, or after it.
+        cameInTheLastWait = cameInTime && !answers.empty();
+        if (cameInTheLastWait) {
+            EXPECT_THAT(answers, ElementsAre(kIncomplete));
         }
-        const Simple1MessageResponse<89, long long> offset(0);
-        handleTriggerMessages(&offset, kLocalLogger);
-        std::this_thread::sleep_for(150ms);
-        triggerInfo->state = TRIGGER_COMPLETE;
-    });
-    getTrigger(1);
-    busThread.join();
-    EXPECT_EQ(sent().back(), kIncomplete);
+    }
+    EXPECT_TRUE(cameInTheLastWait);
 }
 
 TEST_F(TriggerCommands, BeginAnewAfterABusReconnectTookTheAnswers) {
