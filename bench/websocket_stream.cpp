@@ -80,7 +80,7 @@ WebSocketStream::~WebSocketStream() {
     close(socket_);
 }
 
-void WebSocketStream::send(unsigned int type, std::string_view payload) {
+std::string WebSocketStream::makeFrame(unsigned int type, std::string_view payload) {
     std::string frame(1, static_cast<char>(0x80 | type));
     if (payload.size() < 126) {
         frame += static_cast<char>(0x80 | payload.size());
@@ -93,7 +93,16 @@ void WebSocketStream::send(unsigned int type, std::string_view payload) {
     }
     frame.append(4, '\0');  // a mask that changes nothing
     frame += payload;
+    return frame;
+}
+
+void WebSocketStream::sendFrame(std::string_view frame) {
     sendAll(socket_, frame);
+}
+
+bool WebSocketStream::hasAnswer(int milliseconds) const {
+    pollfd waiting{socket_, POLLIN, 0};
+    return poll(&waiting, 1, milliseconds) > 0;
 }
 
 bool WebSocketStream::read(int milliseconds, const OnFrame& onFrame) {

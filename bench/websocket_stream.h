@@ -21,15 +21,21 @@ class WebSocketStream {
     WebSocketStream(const WebSocketStream&) = delete;
     WebSocketStream& operator=(const WebSocketStream&) = delete;
 
-    void sendText(std::string_view payload) { send(1, payload); }
-    void sendBinary(std::string_view payload) { send(2, payload); }
+    void sendText(std::string_view payload) { sendFrame(makeFrame(1, payload)); }
+    void sendBinary(std::string_view payload) { sendFrame(makeFrame(2, payload)); }
+
+    // A frame that is made beforehand and sent as often as one likes.
+    static std::string makeFrame(unsigned int type, std::string_view payload);
+    void sendFrame(std::string_view frame);
+
+    // Waits up to `milliseconds` for the first byte of an answer; false when none has come.
+    bool hasAnswer(int milliseconds) const;
 
     // Waits up to `milliseconds` for bytes and hands on the frames that are complete. False when
     // the connection has ended.
     bool read(int milliseconds, const OnFrame& onFrame);
 
   private:
-    void send(unsigned int type, std::string_view payload);
     std::size_t handOn(const OnFrame& onFrame) const;
 
     int socket_ = -1;

@@ -154,7 +154,7 @@ describe("the page", () => {
 
   test("sets a trigger and shows it among those of all loggers", async () => {
     await table();
-    await page.getByLabel("Marker").fill(kHostile);
+    await page.locator("#trigger-form").getByLabel("Marker").fill(kHostile);
     await page.getByRole("button", { name: "Set trigger" }).click();
     await page.locator("#triggers tbody td", { hasText: kHostile }).waitFor();
     await page.getByRole("button", { name: "List triggers" }).click();

@@ -95,7 +95,7 @@ describe("audio files on the page", () => {
     const form = page.locator("#audio-form");
     await page.getByText("0 audio files.").waitFor();
     await choose("note.wav", "RIFF and so on");
-    await form.getByLabel("Belongs to").fill(kHostile);
+    await form.getByLabel("Marker").fill(kHostile);
     await form.getByLabel("From").fill("100");
     await form.getByLabel("To", { exact: true }).fill("4294967295");
     await button("Upload").click();
@@ -106,7 +106,7 @@ describe("audio files on the page", () => {
     assert.equal(readFileSync(path.join(dir, "audio/files", name), "utf8"), "RIFF and so on");
     await shoot("Audio files");
 
-    await form.getByLabel("Belongs to").fill("other");
+    await form.getByLabel("Marker").fill("other");
     await form.getByLabel("From").fill("7");
     await form.getByLabel("To", { exact: true }).fill("8");
     await page.getByRole("button", { name: `Set ${name}` }).click();
