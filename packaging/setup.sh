@@ -10,8 +10,8 @@ fail() {
   exit 1
 }
 
-# missing_packages <run|test>: the listed packages that are not installed, one a line.
-# "test" means everything. Asks dpkg once, so that nothing missing costs next to nothing.
+# missing_packages <run|test|bench>: the listed packages that are not installed, one a line.
+# "test" means those to run as well, "bench" everything. Asks dpkg once, so that nothing missing costs next to nothing.
 missing_packages() {
   local wanted=$1 installed package rest command when
   installed=" $(dpkg-query -W -f '${db:Status-Status}:${Package}\n' 2>/dev/null |
@@ -24,7 +24,7 @@ missing_packages() {
       read -r _ rest <<<"$rest"
     fi
     when=${rest%% *}
-    [[ $wanted == test || $when == run ]] || continue
+    [[ $when == run || $wanted == "$when" || $wanted == bench ]] || continue
     if [[ $command != '' ]]; then
       command -v "$command" >/dev/null || printf '%s\n' "$package"
     elif [[ $installed != *" $package "* ]]; then
@@ -60,7 +60,7 @@ apt_install() {
   "${apt[@]}" update && "${apt[@]}" install --no-install-recommends "$@"
 }
 
-# require_packages <run|test>: installs what is missing; where that is not allowed, names the one command that does.
+# require_packages <run|test|bench>: installs what is missing; where that is not allowed, names the one command that does.
 require_packages() {
   local missing
   mapfile -t missing < <(missing_packages "$1")
