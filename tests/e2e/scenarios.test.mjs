@@ -228,7 +228,8 @@ describe("a network that changes", kSideBySide, () => {
   });
 
   test("a logger that vanishes does the same once it has not been heard for some seconds", async () => {
-    await withNetwork({}, async (network) => {
+    const loggers = kLoggers.map((logger) => ({ ...logger, neighboursTimeout: "2s" }));
+    await withNetwork({ loggers }, async (network) => {
       const client = await network.connectReady();
       await network.loggers[2].kill();
       assert.equal((await client.closed()).code, 1001);

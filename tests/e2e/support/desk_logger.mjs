@@ -25,6 +25,8 @@ export class DeskLogger {
         status: 0,
         timeOffset: 0,
         source: "drive",
+        // Long: a logger that a busy machine has no time for has not left, and a change of the network ends sessions.
+        neighboursTimeout: "30s",
         args: [],
       },
       description,
@@ -41,6 +43,7 @@ export class DeskLogger {
       ["--status", this.status],
       ["--time-offset", this.timeOffset],
       ["--heartbeat", "100ms"],
+      ["--neighbours-timeout", this.neighboursTimeout],
       ...this.args,
     ];
     if (this.scenario) options.push(["--scenario", this.#scenarioFile(network.dir)]);
