@@ -179,6 +179,20 @@ TEST_F(BusRequests, WaitForTheNeighboursAsLongAsToldAndNoLonger) {
     EXPECT_EQ(kslInfo->neighboursState, KSL_MSG_STATE_UPDATE);
 }
 
+TEST_F(BusRequests, WaitOnWhenTheRequestFailsMeanwhile) {
+    std::thread failure([] {
+        while (kslInfo->neighboursState != KSL_MSG_STATE_UPDATE) {
+            std::this_thread::sleep_for(milliseconds(1));
+        }
+        kslInfo->neighboursState = KSL_MSG_STATE_EMPTY;
+    });
+    const auto begin = Clock::now();
+    getKSLNetwork(4);
+    EXPECT_GE(Clock::now() - begin, milliseconds(400));
+    failure.join();
+    EXPECT_EQ(requestsAt(*local_, 88), 1);
+}
+
 TEST_F(BusRequests, EndTheirWaitWhenTheNeighboursAreThere) {
     std::thread answer([] {
         std::this_thread::sleep_for(milliseconds(250));

@@ -159,6 +159,27 @@ TEST(KslInfo, TakesTheSecondTextOfAConfigurationForTheLoggersName) {
     EXPECT_EQ(name, "Front");
 }
 
+TEST(KslInfo, ReplacesWhatALoggerSaidOfItselfBefore) {
+    KslInfo info;
+    addConfig(info, kLocal, "winter", "Front");
+    addZone(info, kLocal, "CET");
+    addDevice(info, kLocal, 1, 2, "3.1");
+    addConfig(info, kLocal, "summer", "Nose");
+    addZone(info, kLocal, "UTC");
+    addDevice(info, kLocal, 16, 21, "3.2");
+    KslInfo::ConfigMap configs;
+    ASSERT_TRUE(info.getConfigMap(configs));
+    const KslInfo::logger_info_t& entry = configs.at(kLocal);
+    EXPECT_EQ(entry.configName, "summer");
+    EXPECT_EQ(entry.timeZone, "UTC");
+    EXPECT_EQ(entry.deviceClass, 16U);
+    EXPECT_EQ(entry.subType, 21U);
+    EXPECT_EQ(entry.softwareVersion, "3.2");
+    std::string name;
+    info.getLoggerName(kLocal, name);
+    EXPECT_EQ(name, "Nose");
+}
+
 TEST(KslInfo, LeavesTheNameAloneWhenThereIsNone) {
     const KslInfo info;
     std::string name = "before";

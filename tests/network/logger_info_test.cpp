@@ -114,6 +114,7 @@ TEST_F(LoggerInfo, AskForTheNeighboursFirstWhenTheyAreNotKnown) {
     start(2);
     kslInfo->setNeighbours({});
     kslInfo->neighboursState = KSL_MSG_STATE_EMPTY;
+    logger(0).behave(88, {.delay = milliseconds(300)});
     run("get_logger_info");
     // One complete part ends the wait, perhaps before the last request has been taken.
     ASSERT_TRUE(logger(0).waitForRequests(117, 1));
