@@ -4,9 +4,17 @@
 
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <memory>
 
+#include "modules/audio/audio_module.h"
 #include "modules/audio/upload_info.h"
+#include "modules/busload/busload_module.h"
+#include "modules/config/config_module.h"
+#include "modules/monitor/monitor_module.h"
+#include "modules/signal/signal_module.h"
+#include "modules/trigger/trigger_module.h"
+#include "network/common_commands.h"
 #include "network/ksl_info.h"
 #include "tests/plugin/frame_session.h"
 #include "threads/keep_alive.h"
@@ -217,4 +225,55 @@ TEST_F(CommandDispatch, StoresBinaryDataThatWasAnnounced) {
     EXPECT_EQ(content, std::string("RIFF\0\xFF", 6));
     EXPECT_THAT(answers(), IsEmpty());
     EXPECT_EQ(uploadfileInfo.get(), upload);
+}
+
+TEST_F(CommandDispatch, HasNoCommandThatTwoModulesTake) {
+    using Handler = int (*)(const std::string&, const Document&);
+    const std::map<std::string, Handler> handlers = {
+        {"common", wa_handle_message_common},   {"config", wa_handle_message_config},
+        {"busload", wa_handle_message_busload}, {"signal", wa_handle_message_signal},
+        {"trigger", wa_handle_message_trigger}, {"audio", wa_handle_message_audio},
+        {"monitor", wa_handle_message_monitor},
+    };
+    const std::vector<std::pair<std::string, std::string>> owners = {
+        {"ping", ""},
+        {"get_logger_info", "common"},
+        {"get_logger_status", "common"},
+        {"get_ksl_network", "common"},
+        {"get_ksl_time_offset", "common"},
+        {"save_config", "config"},
+        {"get_configs", "config"},
+        {"load_config", "config"},
+        {"delete_config", "config"},
+        {"busload_start", "busload"},
+        {"busload_stop", "busload"},
+        {"get_bus_names", "busload"},
+        {"signal_forwarding_start", "signal"},
+        {"signal_forwarding_stop", "signal"},
+        {"get_signal_names", "signal"},
+        {"generic_start_sig", "signal"},
+        {"generic_stop_sig", "signal"},
+        {"set_trigger", "trigger"},
+        {"get_trigger_count", "trigger"},
+        {"get_trigger", "trigger"},
+        {"get_audio_list", "audio"},
+        {"upload_audio_file", "audio"},
+        {"cancel_data_upload", "audio"},
+        {"set_audio_file", "audio"},
+        {"get_rcmonitor_names", "monitor"},
+        {"start_monitor", "monitor"},
+        {"stop_monitor", "monitor"},
+        {"request_screen", "monitor"},
+        {"close_webapp", ""},
+    };
+    for (const auto& [command, owner] : owners) {
+        Document doc;
+        doc.Parse((R"({"command":")" + command + R"("})").c_str());
+        for (const auto& [module, handler] : handlers) {
+            if (module != owner) {
+                EXPECT_EQ(handler(command, doc), 0) << module << " takes " << command;
+            }
+        }
+    }
+    EXPECT_THAT(answers(), IsEmpty());
 }
