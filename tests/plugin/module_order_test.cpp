@@ -15,8 +15,7 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/nats_server.h"
 #include "tests/support/recording_host.h"
-
-class ThreadKrpbusData;
+#include "threads/thread_krpbus_data.h"
 
 namespace {
 
@@ -162,8 +161,10 @@ TEST(ModuleOrder, OfASession) {
                             "[DEBUG] KLV::start_modules() threadKrpbusData->start_thread()",
                             "[DEBUG] KLV::start_thread() TIME: <ms>",
                             "[DEBUG] KLV::start_modules() return"));
-    EXPECT_NE(busloadsThread, nullptr);
+    ASSERT_NE(busloadsThread, nullptr);
     EXPECT_EQ(busloadsThread, signalsThread);
+    EXPECT_EQ(busloadsThread->getName(), "krpbus");
+    EXPECT_EQ(busloadsThread->getId(), 0U);
 
     capture.clear();
     krwebsocket_on_disconnect(nullptr, host.server());

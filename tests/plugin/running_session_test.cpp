@@ -146,6 +146,29 @@ TEST_F(RunningSession, StartsItsThreadsAroundTheModulesAndStopsThemInOrder) {
             "[DEBUG] KLV::lv_destroy() finished"));
 }
 
+TEST_F(RunningSession, LogsTheTimeOfItsEndInMilliseconds) {
+    RoughHost host(krwebsocket_init());
+    host.connect();
+    capture_.clear();
+    const auto begin = std::chrono::steady_clock::now();
+    host.disconnect();
+    const std::chrono::duration<double, std::milli> taken =
+        std::chrono::steady_clock::now() - begin;
+    double logged = -1;
+    double ofTheBusThread = -1;
+    for (const std::string& line : capture_.logLines()) {
+        const auto at = line.find("() TIME: ");
+        if (at != std::string::npos) {
+            const double time = std::stod(line.substr(at + 9));
+            ofTheBusThread = ofTheBusThread < 0 ? time : ofTheBusThread;
+            logged = time;
+        }
+    }
+    // The wait for the bus thread is nearly all of it.
+    EXPECT_GE(logged, ofTheBusThread);
+    EXPECT_LE(logged, taken.count() + 1);
+}
+
 TEST_F(RunningSession, LeavesNoThreadBehind) {
     RoughHost host(krwebsocket_init());
     host.connect();
@@ -197,10 +220,26 @@ TEST_F(RunningSession, EndsItsThreadsWhenItsConstructorCannotGoOn) {
     EXPECT_NE(kslInfo, nullptr);
 }
 
-TEST_F(RunningSession, StartModulesTellsWhetherTheThreadsCouldBeStarted) {
+TEST_F(RunningSession, StartModulesTellsWhetherBothThreadsCouldBeStarted) {
+    const RecordingHost runtime;
     LvWebsocket session;
-    aprFaults.failThreadCreate = true;
+    EXPECT_EQ(session.start_modules(), 0U);
+}
+
+TEST_F(RunningSession, StartModulesTellsThatTheKeepAliveThreadCouldNotBeStarted) {
+    const RecordingHost runtime;
+    LvWebsocket session;
+    aprFaults.failThreadNumber = 1;
     EXPECT_EQ(session.start_modules(), static_cast<unsigned>(-1));
+    EXPECT_EQ(aprFaults.threadsCreated, 1);
+}
+
+TEST_F(RunningSession, StartModulesTellsThatTheBusThreadCouldNotBeStarted) {
+    const RecordingHost runtime;
+    LvWebsocket session;
+    aprFaults.failThreadNumber = 2;
+    EXPECT_EQ(session.start_modules(), static_cast<unsigned>(-1));
+    EXPECT_EQ(aprFaults.threadsCreated, 1);
 }
 
 TEST_F(RunningSession, GoesOnWithoutThreadsThatCouldNotBeStarted) {

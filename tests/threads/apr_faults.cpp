@@ -62,7 +62,7 @@ apr_status_t apr_thread_create(apr_thread_t** thread, apr_threadattr_t* attribut
     if (aprFaults.throwInThreadCreate) {
         throw KRException("no room");
     }
-    if (aprFaults.failThreadCreate) {
+    if (aprFaults.failThreadCreate || ++aprFaults.threadsAskedFor == aprFaults.failThreadNumber) {
         return APR_ENOTHREAD;
     }
     ++aprFaults.threadsCreated;

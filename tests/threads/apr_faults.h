@@ -13,6 +13,7 @@ struct AprFaults {
     bool failAttrCreate = false;
     bool failDetachSet = false;
     bool failThreadCreate = false;
+    int failThreadNumber = 0;  // only the creation of this thread fails, counted from 1; 0: none
     bool throwInThreadCreate = false;
 
     // The last pool asked for with apr_pool_create_ex, and what it was asked with.
@@ -21,6 +22,7 @@ struct AprFaults {
     apr_allocator_t* allocator = nullptr;
     std::atomic<apr_pool_t*> destroyedPool{nullptr};
     int detached = -1;
+    int threadsAskedFor = 0;
     int threadsCreated = 0;
     std::atomic<int> joins{0};
 };

@@ -52,6 +52,12 @@ void* runUntilStopped(apr_thread_t*, void* data) {
     return nullptr;
 }
 
+void* takeItsTimeToStop(apr_thread_t* thread, void* data) {
+    runUntilStopped(thread, data);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    return nullptr;
+}
+
 void* returnAtOnce(apr_thread_t*, void*) {
     seen.returned = true;
     return nullptr;
@@ -189,6 +195,21 @@ TEST_F(ThreadDataTest, LogsItsStop) {
                             "[DEBUG] KLV::stop_thread() runningThread: " + getThreadName(),
                             "[DEBUG] KLV::stop_thread() stopped thread worker Success",
                             MatchesRegex("\\[DEBUG\\] KLV::stop_thread\\(\\) TIME: [0-9.e+-]+")));
+}
+
+TEST_F(ThreadDataTest, LogsTheTimeOfItsStopInMilliseconds) {
+    ThreadData& thread = make(takeItsTimeToStop);
+    thread.start_thread();
+    seen.started.acquire();
+    log_.clear();
+    const auto begin = std::chrono::steady_clock::now();
+    thread.stop_thread();
+    const std::chrono::duration<double, std::milli> taken =
+        std::chrono::steady_clock::now() - begin;
+    const std::string line = log_.logLines().back();
+    const double logged = std::stod(line.substr(line.find("TIME: ") + 6));
+    EXPECT_GE(logged, 200.0);
+    EXPECT_LE(logged, taken.count() + 1);  // another clock, but not another unit
 }
 
 TEST_F(ThreadDataTest, ShowsWhatTheThreadEndedWith) {
