@@ -221,22 +221,25 @@ TEST_F(RunningSession, EndsItsThreadsWhenItsConstructorCannotGoOn) {
 }
 
 TEST_F(RunningSession, StartModulesTellsWhetherBothThreadsCouldBeStarted) {
-    const RecordingHost runtime;
+    RecordingHost host;
     LvWebsocket session;
+    ASSERT_EQ(session.setup_socket(host.server()), 0);
     EXPECT_EQ(session.start_modules(), 0U);
 }
 
 TEST_F(RunningSession, StartModulesTellsThatTheKeepAliveThreadCouldNotBeStarted) {
-    const RecordingHost runtime;
+    RecordingHost host;
     LvWebsocket session;
+    ASSERT_EQ(session.setup_socket(host.server()), 0);
     aprFaults.failThreadNumber = 1;
     EXPECT_EQ(session.start_modules(), static_cast<unsigned>(-1));
     EXPECT_EQ(aprFaults.threadsCreated, 1);
 }
 
 TEST_F(RunningSession, StartModulesTellsThatTheBusThreadCouldNotBeStarted) {
-    const RecordingHost runtime;
+    RecordingHost host;
     LvWebsocket session;
+    ASSERT_EQ(session.setup_socket(host.server()), 0);
     aprFaults.failThreadNumber = 2;
     EXPECT_EQ(session.start_modules(), static_cast<unsigned>(-1));
     EXPECT_EQ(aprFaults.threadsCreated, 1);
