@@ -2,30 +2,16 @@
 
 #include "desk/drive_buses.h"
 #include "desk/host_buses.h"
+#include "desk/recording_buses.h"
 
 namespace desk {
-
-namespace {
-
-// What was recorded are signals.
-class NoBuses : public BusSource {
-  public:
-    const std::vector<Bus>& buses() const override { return none_; }
-    void begin() override {}
-    void read(Duration, std::vector<BusReading>&) override {}
-
-  private:
-    const std::vector<Bus> none_{};
-};
-
-}  // namespace
 
 std::unique_ptr<BusSource> makeBusSource(const Source& source) {
     switch (source.kind) {
         case Source::Kind::Drive:
             return std::make_unique<DriveBuses>();
         case Source::Kind::Recording:
-            return std::make_unique<NoBuses>();
+            return std::make_unique<RecordingBuses>(source.recording);
         case Source::Kind::Host:
             break;
     }

@@ -59,7 +59,7 @@ class BusSource {
     virtual std::optional<GpsReading> readGps(Duration) { return std::nullopt; }
 };
 
-// The buses of what the logger stands for; a recording has none.
+// The buses of what the logger stands for.
 std::unique_ptr<BusSource> makeBusSource(const Source& source);
 
 }  // namespace desk

@@ -83,11 +83,14 @@ void BusloadService::sendDue() {
     const std::uint64_t timestamp = getTimeOfDay();
     readings_.clear();
     source_->read(time, readings_);
-    for (const BusReading& reading : readings_) {
-        send(reading, timestamp);
-    }
-    if (const auto gps = source_->readGps(time)) {
-        send(*gps, timestamp);
+    const auto gps = source_->readGps(time);
+    if (bus_.isConnected()) {  // else each figure would be one more line in the log
+        for (const BusReading& reading : readings_) {
+            send(reading, timestamp);
+        }
+        if (gps) {
+            send(*gps, timestamp);
+        }
     }
     runs_ = !audience_.empty();
     if (runs_) {

@@ -1,5 +1,6 @@
 #include "desk/recording.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -8,6 +9,9 @@
 #include <set>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
+
+#include "desk/bus_title.h"
 
 namespace desk {
 
@@ -15,6 +19,8 @@ namespace {
 
 // Longer recordings could not be played in a loop that anybody waits for.
 constexpr double kMostSeconds = 366.0 * 24 * 3600;
+// From the last row to the first one of the next round where the rows themselves do not tell.
+constexpr std::chrono::seconds kBetweenRounds{1};
 
 // One row after the other of a table's text.
 class Table {
@@ -102,31 +108,50 @@ Recording::Signal signalOf(const std::string& title) {
     return {title.substr(0, open), title.substr(open + 2, title.size() - open - 3), false};
 }
 
-void readTitles(const std::optional<std::vector<std::string>>& row, Recording& recording) {
+// What the columns behind the time are.
+struct Columns {
+    std::vector<bool> holdsLoads;
+    std::set<std::string> signals;
+    std::set<std::pair<busid_t, std::uint8_t>> buses;
+};
+
+void addColumn(const std::string& title, Columns& columns, Recording& recording) {
+    Recording::Signal signal = signalOf(title);
+    if (signal.name.empty()) {
+        throw std::invalid_argument("a signal has no name");
+    }
+    auto bus = readBusTitle(signal.name, signal.unit);
+    columns.holdsLoads.push_back(bus.has_value());
+    if (bus) {
+        if (!columns.buses.emplace(bus->id, bus->channel).second) {
+            throw std::invalid_argument("two columns are of " + std::string(busIdText(bus->id)) +
+                                        " " + std::to_string(bus->channel + 1));
+        }
+        recording.buses.push_back(std::move(*bus));
+        return;
+    }
+    if (!columns.signals.insert(signal.name).second) {
+        throw std::invalid_argument("two signals have the name \"" + signal.name + "\"");
+    }
+    recording.signals.push_back(std::move(signal));
+}
+
+Columns readTitles(const std::optional<std::vector<std::string>>& row, Recording& recording) {
     if (!row || row->front() != "time" || row->size() < 2) {
         throw std::invalid_argument("the first row must be: time,<signal> [unit],...");
     }
-    std::set<std::string> names;
+    Columns columns;
     for (std::size_t i = 1; i < row->size(); ++i) {
-        recording.signals.push_back(signalOf((*row)[i]));
-        const std::string& name = recording.signals.back().name;
-        if (name.empty()) {
-            throw std::invalid_argument("a signal has no name");
-        }
-        if (!names.insert(name).second) {
-            throw std::invalid_argument("two signals have the name \"" + name + "\"");
-        }
+        addColumn((*row)[i], columns, recording);
     }
+    return columns;
 }
 
-void addRow(std::vector<std::string> fields, double& firstTime, Recording& recording) {
-    const auto time = toNumber(fields.front());
+std::chrono::microseconds timeOf(const std::string& field, double& firstTime,
+                                 const Recording& recording) {
+    const auto time = toNumber(field);
     if (!time || !std::isfinite(*time)) {
-        throw std::invalid_argument("\"" + fields.front() + "\" is not a time in seconds");
-    }
-    if (fields.size() != recording.signals.size() + 1) {
-        throw std::invalid_argument("there must be " + std::to_string(recording.signals.size()) +
-                                    " values, not " + std::to_string(fields.size() - 1));
+        throw std::invalid_argument("\"" + field + "\" is not a time in seconds");
     }
     if (recording.rows.empty()) {
         firstTime = *time;
@@ -134,14 +159,43 @@ void addRow(std::vector<std::string> fields, double& firstTime, Recording& recor
     if (*time - firstTime > kMostSeconds) {
         throw std::invalid_argument("the recording is longer than a year");
     }
-    Recording::Row row;
-    row.time = std::chrono::microseconds(std::llround((*time - firstTime) * 1e6));
-    if (row.time.count() < 0 ||
-        (!recording.rows.empty() && row.time < recording.rows.back().time)) {
+    const auto sinceFirst = std::chrono::microseconds(std::llround((*time - firstTime) * 1e6));
+    if (sinceFirst.count() < 0 ||
+        (!recording.rows.empty() && sinceFirst < recording.rows.back().time)) {
         throw std::invalid_argument("the time goes back");
     }
-    fields.erase(fields.begin());
-    row.values = std::move(fields);
+    return sinceFirst;
+}
+
+std::optional<std::int32_t> loadOf(const std::string& field) {
+    if (field.empty()) {
+        return std::nullopt;
+    }
+    std::int32_t load = 0;
+    const char* const end = field.data() + field.size();
+    const auto result = std::from_chars(field.data(), end, load);
+    if (result.ec != std::errc() || result.ptr != end) {
+        throw std::invalid_argument("\"" + field + "\" is no load, which is a whole number");
+    }
+    return load;
+}
+
+void addRow(std::vector<std::string> fields, const Columns& columns, double& firstTime,
+            Recording& recording) {
+    const std::size_t wanted = columns.holdsLoads.size();
+    Recording::Row row;
+    row.time = timeOf(fields.front(), firstTime, recording);
+    if (fields.size() != wanted + 1) {
+        throw std::invalid_argument("there must be " + std::to_string(wanted) + " values, not " +
+                                    std::to_string(fields.size() - 1));
+    }
+    for (std::size_t i = 0; i < wanted; ++i) {
+        if (columns.holdsLoads[i]) {
+            row.loads.push_back(loadOf(fields[i + 1]));
+        } else {
+            row.values.push_back(std::move(fields[i + 1]));
+        }
+    }
     recording.rows.push_back(std::move(row));
 }
 
@@ -164,10 +218,10 @@ Recording parse(std::string_view text, Table& table) {
     }
     table = Table(text);
     Recording recording;
-    readTitles(table.nextRow(), recording);
+    const Columns columns = readTitles(table.nextRow(), recording);
     double firstTime = 0.0;
     while (auto fields = table.nextRow()) {
-        addRow(std::move(*fields), firstTime, recording);
+        addRow(std::move(*fields), columns, firstTime, recording);
     }
     if (recording.rows.empty()) {
         throw std::invalid_argument("there are no values");
@@ -194,6 +248,17 @@ Recording readRecording(const std::filesystem::path& file) {
         throw std::invalid_argument("the recording \"" + file.string() + "\", line " +
                                     std::to_string(table.line()) + ": " + wrong.what());
     }
+}
+
+std::chrono::microseconds untilRowAfter(const Recording& recording, std::size_t row) {
+    const std::vector<Recording::Row>& rows = recording.rows;
+    if (row + 1 < rows.size()) {
+        return rows[row + 1].time - rows[row].time;
+    }
+    // The loop closes after as much time as lies between the last two rows.
+    const auto last =
+        rows.size() > 1 ? rows[row].time - rows[row - 1].time : std::chrono::microseconds(0);
+    return last.count() > 0 ? last : kBetweenRounds;
 }
 
 }  // namespace desk

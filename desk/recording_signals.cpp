@@ -9,9 +9,6 @@ namespace desk {
 
 namespace {
 
-// From the last row to the first one of the next round where the rows themselves do not tell.
-constexpr std::chrono::seconds kBetweenRounds{1};
-
 SignalReading readingOf(std::size_t signal, const std::string& value, bool isNumber) {
     if (!isNumber) {
         return textReading(signal, value);
@@ -47,17 +44,7 @@ std::optional<SignalSource::Duration> RecordingSignals::read(Duration,
             readings.push_back(readingOf(i, values[i], recording_->signals[i].isNumber));
         }
     }
-    return untilRowAfter(row);
-}
-
-SignalSource::Duration RecordingSignals::untilRowAfter(std::size_t row) const {
-    const std::vector<Recording::Row>& rows = recording_->rows;
-    if (row + 1 < rows.size()) {
-        return rows[row + 1].time - rows[row].time;
-    }
-    // The loop closes after as much time as lies between the last two rows.
-    const Duration last = rows.size() > 1 ? rows[row].time - rows[row - 1].time : Duration(0);
-    return last.count() > 0 ? last : kBetweenRounds;
+    return untilRowAfter(*recording_, row);
 }
 
 }  // namespace desk

@@ -24,8 +24,6 @@ class RecordingSignals : public SignalSource {
     double usualRate() const override { return 1.0; }
 
   private:
-    Duration untilRowAfter(std::size_t row) const;
-
     std::shared_ptr<const Recording> recording_;
     std::vector<SignalConfig> configs_;
     std::size_t next_ = 0;

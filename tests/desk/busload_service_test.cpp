@@ -167,4 +167,15 @@ TEST_F(BusloadServiceTest, ForgetsAClientThatVanished) {
     EXPECT_FALSE(agenda.next().has_value());
 }
 
+TEST_F(BusloadServiceTest, SaysNothingOfLoadsThatItCannotSend) {
+    notice("75-LVStartBusload");
+    server.stop();
+    ASSERT_TRUE(eventually([this] { return !bus->isConnected(); }));
+    testing::internal::CaptureStdout();
+    for (int i = 0; i < 3; ++i) {
+        agenda.runDue(Clock::now() + 1s);
+    }
+    EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::Not(testing::HasSubstr("sendTo")));
+}
+
 }  // namespace

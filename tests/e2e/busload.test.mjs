@@ -1,6 +1,9 @@
 // Buses, their loads and GPS states, from the loggers to the browser.
 import assert from "node:assert/strict";
+import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import { createServer, connect } from "node:net";
+import os from "node:os";
+import path from "node:path";
 import { after, before, describe, test } from "node:test";
 import { answerText, okText } from "./support/answers.mjs";
 import { kLoggers, Network } from "./support/network.mjs";
@@ -217,5 +220,34 @@ describe("bus loads", () => {
       client.answers.slice(count).some((a) => isFigure(a) && a.data.name === "CAN1" && a.data.value === -4));
     assert.equal((await client.ask("ping")).status, "OK");
     client.terminate();
+  });
+});
+
+describe("a recording", () => {
+  test("may hold loads of buses", async () => {
+    const dir = mkdtempSync(path.join(os.tmpdir(), "live-view-loads-"));
+    const file = path.join(dir, "lap.csv");
+    writeFileSync(file, "time,Speed [km/h],BUSID_CAN 1 Powertrain [UNIT_PERCENT],BUSID_FLEXRAY 2 Chassis [UNIT_KBYTES_SEC]\n0,1,31,\n0.3,2,34,700\n");
+    let recorded;
+    try {
+      recorded = await Network.start({ loggers: [{ ...kFront, source: file, args: [["--rate", 20]] }] });
+      const client = await recorded.connectReady();
+      assert.deepEqual((await catalogueOf(client)).busnames, [
+        { bus_id: "BUSID_CAN", channel: 1, ksl_offset: 0, bus_name: "Powertrain" },
+        { bus_id: "BUSID_FLEXRAY", channel: 2, ksl_offset: 0, bus_name: "Chassis" },
+      ]);
+      await client.ask("busload_start");
+      await figuresCome(client, "Powertrain", undefined, 5);
+      await figuresCome(client, "Chassis", undefined, 2);
+      const loads = (name) => figuresOf(client, name).map(({ data }) => `${data.value} ${data.unit}`);
+      const [first, ...powertrain] = loads("Powertrain");
+      assert.equal(first, "-4 UNIT_NONE");
+      assert.deepEqual(new Set(powertrain), new Set(["31 UNIT_PERCENT", "34 UNIT_PERCENT"]));
+      assert.ok(powertrain.every((load, i) => load !== powertrain[i - 1]), `${powertrain}`);
+      assert.deepEqual(loads("Chassis"), ["-4 UNIT_NONE", "700 UNIT_KBYTES_SEC"]);
+    } finally {
+      await recorded?.stop();
+      rmSync(dir, { recursive: true, force: true });
+    }
   });
 });
