@@ -268,6 +268,30 @@ describe("a logger that is busy for ever", () => {
   });
 });
 
+describe("a logger that leaves while its signals run", () => {
+  test("ends the session, and the next one goes without it", async () => {
+    const leaving = await Network.start({ loggers: [kFront, kRear].map((logger) => ({ ...logger, source: "drive", args: [["--rate", 20]] })) });
+    try {
+      const client = await leaving.connectReady();
+      await catalogueOf(client);
+      for (const { mac } of [kFront, kRear]) {
+        await start(client, ["Vehicle.Speed", mac]);
+        await waitForValues(client, ["Vehicle.Speed", mac], 3);
+      }
+      await leaving.loggers[1].stop();
+      assert.equal((await client.closed()).code, 1001);
+
+      const next = await leaving.connectReady();
+      const { Streams: streams } = await catalogueOf(next);
+      assert.deepEqual(new Set(streams.map(({ signal_key: key }) => key[1])), new Set([kFront.mac]));
+      await start(next, ["Vehicle.Speed", kFront.mac]);
+      await waitForValues(next, ["Vehicle.Speed", kFront.mac], 3);
+    } finally {
+      await leaving.stop();
+    }
+  });
+});
+
 describe("the bus server", () => {
   test("may go and come back: values go on in the same session", async () => {
     const away = await Network.start({ loggers: [{ ...kFront, args: [["--rate", 20]] }] });
