@@ -38,5 +38,10 @@ export function sanitizerPreload() {
   const preload = execFileSync("gcc", [`-print-file-name=${library}`], { encoding: "utf8" }).trim();
   // Leaks are the unit tests' business: a server that loads, unloads and forks leaves what its libraries keep. And
   // its own signal handlers do what only a sanitizer minds.
-  return { LD_PRELOAD: preload, ASAN_OPTIONS: "detect_leaks=0", TSAN_OPTIONS: "report_signal_unsafe=0" };
+  const suppressions = path.join(sourceDir, "tests/support/apache.tsan");
+  return {
+    LD_PRELOAD: preload,
+    ASAN_OPTIONS: "detect_leaks=0",
+    TSAN_OPTIONS: `report_signal_unsafe=0 suppressions=${suppressions}`,
+  };
 }
