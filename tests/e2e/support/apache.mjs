@@ -70,6 +70,7 @@ LoadModule ssl_module "${paths.apacheModules}/mod_ssl.so"
 LogLevel ssl:error
 Listen 127.0.0.1:${this.tlsPort}
 <VirtualHost 127.0.0.1:${this.tlsPort}>
+    ServerName localhost
     SSLEngine on
     SSLCertificateFile "${certificate}"
     SSLCertificateKeyFile "${key}"
