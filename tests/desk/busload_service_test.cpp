@@ -141,6 +141,27 @@ TEST_F(BusloadServiceTest, HasNothingToDoAfterTheLastStop) {
     EXPECT_FALSE(agenda.next().has_value());
 }
 
+TEST_F(BusloadServiceTest, BeginsItsLoadsAnewWithTheNextStart) {
+    notice("75-LVStartBusload");
+    messages(*client, 4);
+    notice("76-LVStopBusload");
+    for (int i = 0; i < 3; ++i) {
+        agenda.runDue(Clock::now() + 1h);
+    }
+    ASSERT_FALSE(agenda.next().has_value());
+    bus->sendTo("desk", "17_KLV1", std::make_unique<SystemMessage>(255, "last"));
+    std::unique_ptr<MessageBase> message;
+    do {
+        message = nextMessage(*client);
+        ASSERT_NE(message, nullptr);
+    } while (dynamic_cast<const SystemMessage*>(message.get()) == nullptr);
+
+    notice("75-LVStartBusload");
+    const auto received = messages(*client, 1);
+    ASSERT_FALSE(received.empty());
+    EXPECT_EQ(dynamic_cast<const BusLoadExtMessage&>(*received.front()).value, 1);
+}
+
 TEST_F(BusloadServiceTest, SendsWrappedLoadsWithItsOffsetToClientsOfOtherLoggers) {
     const auto other = makeClient(server, "18_KLV1", kOtherMac);
     synchronise(*bus, *other);

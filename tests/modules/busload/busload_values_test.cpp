@@ -1,54 +1,18 @@
-#include "modules/busload/busload_values.h"
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
-#include <vector>
 
 #include "krpbus/router_message.h"
-#include "modules/busload/bus_catalogue.h"
 #include "modules/busload/busload_module.h"
-#include "tests/modules/busload/busload_samples.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
+#include "tests/modules/busload/busload_values_fixture.h"
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
 namespace {
 
-class BusloadValues : public testing::Test {
-  protected:
-    // The logger's answer comes in, as on the bus thread.
-    void know(const std::string& logger,
-              const std::vector<KRPResponseGetBusNames::busName_t>& buses) {
-        const KRPResponseGetBusNames answer(buses);
-        busInfo->addBusnamesMessage(&answer, logger);
-    }
-    // What the browser has been sent since the last call.
-    std::vector<std::string> sent() {
-        std::vector<std::string> lines = session_.sent();
-        session_.host.clearFrames();
-        return lines;
-    }
-    void showInitialValues() {
-        sendInitialValues();
-        sent();
-    }
-    static void arrive(const BusLoadExtMessage& message, const std::string& logger) {
-        updateBusValue(&message, logger);
-    }
-    static void arrive(const GPSTraceMessage& message, const std::string& logger) {
-        updateBusValueGps(&message, logger);
-    }
-
-    WorkerSession session_;
-    LogCapture log_;
-};
+using BusloadValues = BusloadValuesFixture;
 
 }  // namespace
 
@@ -256,64 +220,6 @@ TEST_F(BusloadValues, ComeBackWithTheNextFigureAfterAStop) {
     arrive(figure(BUSID_CAN, 0, 42), kLocalLogger);
     ASSERT_EQ(session_.host.texts().size(), 1U);
     EXPECT_EQ(session_.host.json(0)["data"]["value"].GetInt(), 42);
-}
-
-TEST_F(BusloadValues, GiveALoggerAGpsStateWhenItsCatalogueListsAReceiver) {
-    knowNetwork({kOtherLogger});
-    knowName(kOtherLogger, "Rear");
-    know(kLocalLogger, {bus(BUSID_CAN, 0, 0, "a")});
-    know(kOtherLogger, {bus(BUSID_GPS, 1, 20, "Receiver")});
-    sendInitialValues();
-    const std::vector<std::string> texts = sent();
-    ASSERT_THAT(texts, SizeIs(3));
-    EXPECT_EQ(texts[1], R"({"response":"busload_data","timestamp":0,"logger_name":"Rear","data":{)"
-                        R"("bus_id":"BUSID_GPS","channel":21,"ksl_offset":20,"name":"Receiver",)"
-                        R"("unit":"UNIT_NONE","value":-4},"status":"OK"})");
-    EXPECT_EQ(texts[2], R"({"response":"busload_data","timestamp":0,"data":{"channel":21,)"
-                        R"("name":"GPS","gps_status":"","value":-4},"status":"OK"})");
-}
-
-TEST_F(BusloadValues, ShowAGpsStateWhenItChanges) {
-    know(kLocalLogger, {bus(BUSID_GPS, 0, 0, "Receiver")});
-    showInitialValues();
-    arrive(gpsState("V"), kLocalLogger);
-    EXPECT_THAT(sent(), ElementsAre(R"({"response":"busload_data","timestamp":1700000000000002,)"
-                                    R"("data":{"channel":1,"name":"GPS","gps_status":"V",)"
-                                    R"("value":-4},"status":"OK"})"));
-    arrive(gpsState("A", 5), kLocalLogger);
-    EXPECT_THAT(sent(), ElementsAre(R"({"response":"busload_data","timestamp":5,)"
-                                    R"("data":{"channel":1,"name":"GPS","gps_status":"A",)"
-                                    R"("value":0},"status":"OK"})"));
-    arrive(gpsState("A", 6), kLocalLogger);
-    EXPECT_THAT(sent(), IsEmpty());
-    arrive(gpsState("", 7), kLocalLogger);
-    EXPECT_THAT(sent(), ElementsAre(R"({"response":"busload_data","timestamp":7,)"
-                                    R"("data":{"channel":1,"name":"GPS","gps_status":"",)"
-                                    R"("value":-4},"status":"OK"})"));
-}
-
-TEST_F(BusloadValues, IgnoreTheGpsStateOfALoggerWithoutAReceiver) {
-    know(kLocalLogger, {bus(BUSID_CAN, 0, 0, "a")});
-    showInitialValues();
-    arrive(gpsState("A"), kLocalLogger);
-    arrive(gpsState("A"), kOtherLogger);
-    EXPECT_THAT(sent(), IsEmpty());
-}
-
-TEST_F(BusloadValues, MakeTheGpsStateUnknownWithoutShowingIt) {
-    know(kLocalLogger, {bus(BUSID_GPS, 0, 0, "Receiver")});
-    showInitialValues();
-    arrive(gpsState("A"), kLocalLogger);
-    sent();
-    busloadSetUnknown();
-    EXPECT_THAT(sent(), SizeIs(1));  // the bus of the receiver
-    sendInitialValues();
-    EXPECT_EQ(sent()[1], R"({"response":"busload_data","timestamp":1700000000000002,)"
-                         R"("data":{"channel":1,"name":"GPS","gps_status":"A",)"
-                         R"("value":-4},"status":"OK"})");
-    // The status has not changed, so the fix is shown with the next change only.
-    arrive(gpsState("A"), kLocalLogger);
-    EXPECT_THAT(sent(), IsEmpty());
 }
 
 TEST_F(BusloadValues, ReplaceIllFormedBytesInNames) {
