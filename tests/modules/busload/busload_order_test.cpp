@@ -11,7 +11,7 @@
 #include "modules/busload/bus_catalogue.h"
 #include "modules/busload/busload_values.h"
 #include "tests/modules/busload/busload_samples.h"
-#include "tests/support/after_send.h"
+#include "tests/support/after_first_send.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/worker_session.h"
 
@@ -37,10 +37,7 @@ class BusloadOrder : public testing::Test {
     std::vector<std::string> shownBy(const std::function<void()>& operation) {
         std::thread other;
         {
-            const AfterSend afterFirst(session_.host, [&] {
-                if (other.joinable()) {
-                    return;
-                }
+            const AfterFirstSend afterFirst(session_.host, [&] {
                 other = std::thread([] {
                     const BusLoadExtMessage message = figure(BUSID_CAN, 0, 7);
                     updateBusValue(&message, kLocalLogger);

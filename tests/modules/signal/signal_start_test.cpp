@@ -5,7 +5,7 @@
 #include <chrono>
 #include <thread>
 
-#include "tests/support/after_send.h"
+#include "tests/support/after_first_send.h"
 
 namespace {
 
@@ -170,10 +170,7 @@ TEST_F(SignalStartTest, SendsNoValueBeforeBothAnswersToItsStart) {
     std::thread bus;
     bool valueCameBetween = false;
     {
-        const AfterSend afterStart(network.session.host, [&] {
-            if (bus.joinable()) {
-                return;
-            }
+        const AfterFirstSend afterStart(network.session.host, [&] {
             // A value arrives while the first answer is being sent.
             bus = std::thread([] {
                 const SignalMessage value = speedValue();
@@ -196,7 +193,7 @@ TEST_F(SignalStartTest, SendsNoValueAfterTheAnswerToItsStop) {
     clearAnswers();
     std::thread bus;
     {
-        const AfterSend afterStop(network.session.host, [&] {
+        const AfterFirstSend afterStop(network.session.host, [&] {
             bus = std::thread([] {
                 const SignalMessage value = speedValue();
                 handleSignalMessages(&value, kLocalLogger);
