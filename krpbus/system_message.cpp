@@ -5,8 +5,6 @@
 #include "krpbus/byte_reader.h"
 #include "krpbus/byte_writer.h"
 
-const std::string SystemMessage::NOT_AVAILABLE = "n/a";
-
 SystemMessage::SystemMessage(unsigned char messageType, std::string messageText)
     : SystemMessage(kMessageID, messageType, std::move(messageText)) {}
 

@@ -19,7 +19,7 @@ class SystemMessage : public MessageBase {
     static constexpr unsigned char SM_EVENT = 35;          // a SystemNgEventMessage
 
     // The text of a field that does not apply: "n/a".
-    static const std::string NOT_AVAILABLE;
+    static constexpr const char* NOT_AVAILABLE = "n/a";
 
     SystemMessage(unsigned char messageType, std::string messageText);
 

@@ -5,9 +5,6 @@
 #include "krpbus/byte_reader.h"
 #include "krpbus/byte_writer.h"
 
-const std::array<std::string, 5> KRPBus::statusNames = {"0-unknown", "1-starting", "2-running",
-                                                        "3-stopping", "4-failed"};
-
 SystemSetStateKrpBusMessage::SystemSetStateKrpBusMessage(const std::string& status,
                                                          const std::string& description,
                                                          unsigned long long time)

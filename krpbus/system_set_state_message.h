@@ -9,7 +9,8 @@
 
 struct KRPBus {
     // The states of a bus client; a client that is ready announces the one at index 2.
-    static const std::array<std::string, 5> statusNames;
+    static constexpr std::array<const char*, 5> statusNames = {
+        "0-unknown", "1-starting", "2-running", "3-stopping", "4-failed"};
 };
 
 class SystemSetStateKrpBusMessage : public SystemMessage {

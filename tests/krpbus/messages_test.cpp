@@ -153,7 +153,7 @@ TEST(SystemNgEventMessage, IsASystemMessageOfNeitherStateNorNetwork) {
 }
 
 TEST(SystemSetStateKrpBusMessage, AnnouncesARunningClient) {
-    EXPECT_EQ(KRPBus::statusNames[2], "2-running");
+    EXPECT_STREQ(KRPBus::statusNames[2], "2-running");
     EXPECT_EQ(printed(SystemSetStateKrpBusMessage(KRPBus::statusNames[2], "", 0)),
               "SystemSetStateKrpBusMessage [status=2-running] [description=] [time=0]");
 }
