@@ -223,8 +223,13 @@ void measureUploads(std::uint16_t port, const std::string& server, int rounds) {
     print("30 MB from the browser to the file", uploads);
     print("30 MB to a plug-in that only gets them", echoes);
     print("30 MB by cp", copies);
-    std::printf("upload / plug-in that only gets them: %.2f; upload / cp: %.2f\n",
-                median(uploads) / median(echoes), median(uploads) / median(copies));
+    const auto fastest = [](const std::vector<double>& values) {
+        return *std::min_element(values.begin(), values.end());
+    };
+    std::printf("upload / plug-in that only gets them: %.2f, the fastest of each: %.2f\n",
+                median(uploads) / median(echoes), fastest(uploads) / fastest(echoes));
+    std::printf("upload / cp: %.2f, the fastest of each: %.2f\n", median(uploads) / median(copies),
+                fastest(uploads) / fastest(copies));
     fs::remove(product.sample());
 }
 
