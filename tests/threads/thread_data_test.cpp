@@ -78,7 +78,6 @@ void* endWithGeneralError(apr_thread_t* thread, void*) {
 void* stopItselfUnderItsPlainName(apr_thread_t*, void* data) {
     auto* thread = static_cast<ThreadData*>(data);
     prctl(PR_SET_NAME, thread->getName().c_str(), 0, 0, 0);
-    seen.returned = true;
     thread->stop_thread();
     seen.cameBack = true;
     return nullptr;
@@ -268,7 +267,9 @@ TEST_F(ThreadDataTest, JoinsAThreadThatClearedItsFlagItself) {
 TEST_F(ThreadDataTest, EndsAThreadThatStopsItselfUnderItsPlainName) {
     ThreadData& thread = make(stopItselfUnderItsPlainName);
     thread.start_thread();
-    waitUntilReturned();
+    while (thread.isActive() != 0) {
+        nap();
+    }
     thread.stop_thread();
     EXPECT_FALSE(seen.cameBack);
     EXPECT_EQ(aprFaults.joins, 1);
