@@ -76,7 +76,8 @@ void load_configuration(const Document& doc) {
         return;
     }
     LogUtil::log(LogLevel::Debug, "load_configuration", "length: " + std::to_string(text->size()));
-    LogUtil::log(LogLevel::Debug, "load_configuration", "config: " + *text);
+    // As it is answered: up to a first zero character.
+    LogUtil::log(LogLevel::Debug, "load_configuration", std::string("config: ") + text->c_str());
     WaResponseLoadConfig(name, text->c_str(), KR_STATE_OK, KR_ERROR_UNSPECIFIED);
 }
 

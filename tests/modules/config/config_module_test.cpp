@@ -223,7 +223,9 @@ TEST_F(ConfigModule, RefusesToSaveAnEmptyTextBeforeItLooksAtTheName) {
         ElementsAre(
             R"({"response":"save_config","status":"ERROR","error_code":"illegal_config","error_msg":"config must not be empty"})"));
     EXPECT_THAT(log.logLines("save_configuration"),
-                Contains("[ERROR] KLV::save_configuration() config must not be empty"));
+                ElementsAre("[DEBUG] KLV::save_configuration() save configuration.",
+                            "[DEBUG] KLV::save_configuration() name: \tconfig: ",
+                            "[ERROR] KLV::save_configuration() config must not be empty"));
 }
 
 TEST_F(ConfigModule, RefusesAnEmptyName) {
@@ -235,23 +237,41 @@ TEST_F(ConfigModule, RefusesAnEmptyName) {
     EXPECT_THAT(save("", "x"), ElementsAre(refused("save_config")));
     EXPECT_THAT(load(""), ElementsAre(refused("load_config")));
     EXPECT_THAT(remove(""), ElementsAre(refused("delete_config")));
-    for (const std::string function :
-         {"save_configuration", "load_configuration", "delete_configuration"}) {
-        EXPECT_THAT(log.logLines(function),
-                    Contains("[ERROR] KLV::" + function + "() config name must not be empty"));
-    }
+    EXPECT_THAT(log.logLines("save_configuration"),
+                ElementsAre("[DEBUG] KLV::save_configuration() save configuration.",
+                            "[DEBUG] KLV::save_configuration() name: \tconfig: x",
+                            "[ERROR] KLV::save_configuration() config name must not be empty"));
+    EXPECT_THAT(log.logLines("load_configuration"),
+                ElementsAre("[ERROR] KLV::load_configuration() config name must not be empty"));
+    EXPECT_THAT(log.logLines("delete_configuration"),
+                ElementsAre("[DEBUG] KLV::delete_configuration() delete_configuration: name: ",
+                            "[ERROR] KLV::delete_configuration() config name must not be empty"));
 }
 
 TEST_F(ConfigModule, LeavesMissingMembersToTheParser) {
-    run(R"({"command":"save_config","name":"a"})");
-    EXPECT_THAT(member("error_msg"), testing::StartsWith("no entry for 'config'. ("));
-    run(R"({"command":"save_config","config":"x"})");
-    EXPECT_THAT(member("error_msg"), testing::StartsWith("no entry for 'name'. ("));
-    run(R"({"command":"load_config","name":1})");
-    EXPECT_THAT(member("error_msg"),
-                testing::StartsWith("value of 'name' must be a string .  You send a Number."));
-    run(R"({"command":"delete_config"})");
-    EXPECT_THAT(member("error_msg"), testing::StartsWith("no entry for 'name'. ("));
+    const auto refused = [](const std::string& command, const std::string& reason) {
+        return ElementsAre(R"({"response":")" + command +
+                           R"(","status":"ERROR","error_code":"invalid_command","error_msg":")" +
+                           reason + R"("})");
+    };
+    EXPECT_THAT(
+        run(R"({"command":"save_config","name":"a"})"),
+        refused(
+            "save_config",
+            R"(no entry for 'config'. ({\n    \"command\": \"save_config\",\n    \"name\": \"a\"\n}))"));
+    EXPECT_THAT(
+        run(R"({"command":"save_config","config":1})"),
+        refused(
+            "save_config",
+            R"(no entry for 'name'. ({\n    \"command\": \"save_config\",\n    \"config\": 1\n}))"));
+    EXPECT_THAT(
+        run(R"({"command":"load_config","name":1})"),
+        refused(
+            "load_config",
+            R"(value of 'name' must be a string .  You send a Number. IsUint32: 1. IsDouble: 0 . ({\n    \"command\": \"load_config\",\n    \"name\": 1\n}))"));
+    EXPECT_THAT(run(R"({"command":"delete_config"})"),
+                refused("delete_config",
+                        R"(no entry for 'name'. ({\n    \"command\": \"delete_config\"\n}))"));
     EXPECT_TRUE(fs::is_empty(path("")));
 }
 
@@ -287,6 +307,17 @@ TEST_F(ConfigModule, LoadsAnEmptyFileAsAnEmptyText) {
     EXPECT_THAT(log.logLines("load_configuration"),
                 ElementsAre("[DEBUG] KLV::load_configuration() length: 0",
                             "[DEBUG] KLV::load_configuration() config: "));
+}
+
+TEST_F(ConfigModule, LoadsAFileUpToItsFirstZeroCharacter) {
+    put("a", std::string("one\0two", 7));
+    LogCapture log;
+    EXPECT_THAT(
+        load("a"),
+        ElementsAre(R"({"response":"load_config","name":"a","config":"one","status":"OK"})"));
+    EXPECT_THAT(log.logLines("load_configuration"),
+                ElementsAre("[DEBUG] KLV::load_configuration() length: 7",
+                            "[DEBUG] KLV::load_configuration() config: one"));
 }
 
 TEST_F(ConfigModule, LoadsOnlyRegularFiles) {
