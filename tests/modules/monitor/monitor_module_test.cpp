@@ -76,6 +76,7 @@ TEST_F(MonitorModule, AsksTheLocalLoggerForItsMonitors) {
     ASSERT_NE(nullptr, request);
     EXPECT_EQ(83, request->getKrpMsgID());
     EXPECT_THAT(request->payload, IsEmpty());
+    EXPECT_EQ("NotSet", request->name);
     EXPECT_EQ("monitor_test", request->getSource());
 }
 
@@ -99,17 +100,23 @@ TEST_F(MonitorModule, SelectsEachOfTheTenScreens) {
         EXPECT_THAT(run(R"({"command":"request_screen","index":")" + index + "\"}"), IsEmpty());
         EXPECT_EQ(std::pair(25, index), nextNotice());
     }
-    EXPECT_THAT(log.logLines("requestScreen"),
-                testing::IsSupersetOf(
-                    {"[DEBUG] KLV::requestScreen() requestScreen:9",
-                     "[DEBUG] KLV::requestScreen() send (SystemMessage::SM_RCMON, index)"}));
+    std::vector<std::string> expected;
+    for (const char index : std::string("0123456789")) {
+        expected.push_back(std::string("[DEBUG] KLV::requestScreen() requestScreen:") + index);
+        expected.push_back("[DEBUG] KLV::requestScreen() send (SystemMessage::SM_RCMON, index)");
+    }
+    EXPECT_EQ(expected, log.logLines("requestScreen"));
 }
 
 TEST_F(MonitorModule, RefusesWhatIsNoScreen) {
+    LogCapture log;
     for (const std::string index : {"07", "10", "a", "", " 1", "1 ", "-1", "٣"}) {
         EXPECT_THAT(run(R"({"command":"request_screen","index":")" + index + "\"}"),
                     ElementsAre(kNoScreen))
             << index;
+        EXPECT_THAT(log.logLines("requestScreen"),
+                    ElementsAre("[DEBUG] KLV::requestScreen() requestScreen:" + index));
+        log.clear();
     }
     // Nothing has gone out: the next that arrives is this one.
     run(R"({"command":"request_screen","index":"3"})");
@@ -117,12 +124,17 @@ TEST_F(MonitorModule, RefusesWhatIsNoScreen) {
 }
 
 TEST_F(MonitorModule, LeavesAMissingOrNumericIndexToTheParser) {
-    run(R"({"command":"request_screen"})");
-    EXPECT_THAT(session_.host.json(0)["error_msg"].GetString(),
-                testing::StartsWith("no entry for 'index'. ("));
-    run(R"({"command":"request_screen","index":7})");
-    EXPECT_THAT(session_.host.json(0)["error_msg"].GetString(),
-                testing::StartsWith("value of 'index' must be a string .  You send a Number."));
+    const auto refused = [](const std::string& reason) {
+        return ElementsAre(
+            R"({"response":"request_screen","status":"ERROR","error_code":"invalid_command","error_msg":")" +
+            reason + R"("})");
+    };
+    EXPECT_THAT(run(R"({"command":"request_screen"})"),
+                refused(R"(no entry for 'index'. ({\n    \"command\": \"request_screen\"\n}))"));
+    EXPECT_THAT(
+        run(R"({"command":"request_screen","index":7})"),
+        refused(
+            R"(value of 'index' must be a string .  You send a Number. IsUint32: 1. IsDouble: 0 . ({\n    \"command\": \"request_screen\",\n    \"index\": 7\n}))"));
 }
 
 TEST_F(MonitorModule, SendsNothingWithoutABus) {
@@ -152,10 +164,10 @@ TEST_F(MonitorModule, ReportsAFailedAnswer) {
     KRPResponseGetRCMonitorNames answer;
     answer.setError(KRPMessageResponse::KRPSTATUS_ERROR, errorCode_t::NotAllowed, "no unit");
     EXPECT_EQ(1, handleMonitorMessages(&answer));
-    const Document sent = session_.host.json(0);
-    EXPECT_STREQ("ERROR", sent["status"].GetString());
-    EXPECT_STREQ("krpbus_error", sent["error_code"].GetString());
-    EXPECT_STREQ("no unit", sent["krp_error_description"].GetString());
+    EXPECT_THAT(
+        session_.sent(),
+        ElementsAre(
+            R"({"response":"get_rcmonitor_names","rc_monitors":[],"status":"ERROR","krp_status":"ERROR","error_code":"krpbus_error","krp_error_code":"KRPERROR_NOT_ALLOWED","krp_error_description":"no unit"})"));
 }
 
 TEST_F(MonitorModule, ShowsAScreenValueAndStillOffersItToTheOthers) {
