@@ -22,14 +22,16 @@ class UploadInfo {
     const std::string& getStoredName() const { return storedName_; }
     const std::string& getName() const { return name_; }
     const std::string& getFileExtension() const { return fileExtension_; }
-    // Looked at before a frame is stored. Nothing ever sets it, intended.
+    // Looked at before a frame is stored.
     bool isReceiving() const { return receiving_; }
 
   private:
     std::string storedName_;
     std::string name_;
     std::string fileExtension_;
-    bool receiving_ = false;
+
+  protected:
+    bool receiving_ = false;  // nothing ever sets it, intended
 };
 
 // An audio file, with the time span and the marker that it belongs to.

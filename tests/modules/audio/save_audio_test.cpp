@@ -23,6 +23,12 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+// An upload whose data is coming in already.
+class ReceivingUpload : public UploadInfoAudio {
+  public:
+    ReceivingUpload() : UploadInfoAudio("note", "wav", 5, 9, "m1") { receiving_ = true; }
+};
+
 // An announced upload, and the place where its data goes.
 class SaveAudio : public testing::Test {
   protected:
@@ -76,6 +82,23 @@ TEST_F(SaveAudio, RefusesDataWithoutAnAnnouncement) {
                 ElementsAre(R"({"response":"upload_audio_file","status":"ERROR",)"
                             R"("error_code":"no_data_upload","error_msg":"no audioFileInfo )"
                             R"(available, send command \"upload_audio_file\" first"})"));
+    EXPECT_THAT(capture_.logLines("save_audio"),
+                ElementsAre("[DEBUG] KLV::save_audio() save audio file"));
+}
+
+TEST_F(SaveAudio, RefusesDataForAnUploadThatIsReceivingAlready) {
+    const ReceivingUpload info;
+    const unsigned char byte = 1;
+    save_audio(&byte, 1, &info);
+    EXPECT_THAT(session_.sent(),
+                ElementsAre(R"({"response":"upload_audio_file","name":"note",)"
+                            R"("file_extension":"wav","marker_id":"m1","start_time":5,)"
+                            R"("end_time":9,"status":"ERROR","error_code":"other_data_upload",)"
+                            R"("error_msg":"already data receiving."})"));
+    EXPECT_THAT(capture_.logLines("save_audio"),
+                ElementsAre("[DEBUG] KLV::save_audio() save audio file",
+                            "[DEBUG] KLV::save_audio() audioFileInfo exists"));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/" + info.getStoredName()));
 }
 
 TEST_F(SaveAudio, ReportsADirectoryOfThatName) {

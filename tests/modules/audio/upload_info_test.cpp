@@ -3,9 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <sstream>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -47,6 +51,21 @@ TEST(UploadInfo, StoresUnderANumberAndTheExtension) {
     EXPECT_FALSE(without.isReceiving());
 }
 
+TEST(UploadInfo, DrawsTheNumberFromTheCurrentSecond) {
+    const auto drawnIn = [](std::time_t second) {
+        std::srand(static_cast<unsigned>(second));
+        return std::to_string(std::rand());
+    };
+    const std::time_t before = std::time(nullptr);
+    const std::string name = UploadInfo("a", "").getStoredName();
+    const std::time_t after = std::time(nullptr);
+    std::vector<std::string> possible;
+    for (std::time_t second = before; second <= after; ++second) {
+        possible.push_back(drawnIn(second));
+    }
+    EXPECT_THAT(possible, testing::Contains(name));
+}
+
 TEST(UploadInfo, OfTheSameSecondShareTheirStoredName) {
     // The second may turn between two announcements, but not a hundred times in a row.
     bool shared = false;
@@ -66,6 +85,7 @@ TEST(PendingUpload, IsOneAtATime) {
     EXPECT_EQ(uploadfileInfo.get(), nullptr);
     EXPECT_EQ(uploadfileInfo.take(), nullptr);
     EXPECT_TRUE(uploadfileInfo.announce(first));
+    uploadfileInfo.take();
 }
 
 TEST(PendingUpload, StaysForWhoeverWorksOnItAfterItWasTaken) {
