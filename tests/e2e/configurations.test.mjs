@@ -192,14 +192,14 @@ describe("configurations", kNeedsDirectory, () => {
       const request = { command, ...members };
       assert.equal(await answer(command, members), errorText(command, "invalid_command", `${wrong} (${requestText(request)})`));
     }
-    for (const [command, members] of [
-      ["save_config", { name: 1, config: "x" }],
-      ["save_config", { name: "a", config: { x: 1 } }],
-      ["load_config", { name: null }],
-      ["delete_config", { name: ["a"] }],
+    for (const [command, members, wrong] of [
+      ["save_config", { name: 1, config: "x" }, "value of 'name' must be a string .  You send a Number. IsUint32: 1. IsDouble: 0 ."],
+      ["save_config", { name: "a", config: { x: 1 } }, "value of 'config' must be a string .  You send a Object. ."],
+      ["load_config", { name: null }, "value of 'name' must be a string .  You send a Null. ."],
+      ["delete_config", { name: ["a"] }, "value of 'name' must be a string .  You send a Array. ."],
     ]) {
-      const { status, error_code: code } = await client.ask(command, members);
-      assert.deepEqual([status, code], ["ERROR", "invalid_command"]);
+      const request = { command, ...members };
+      assert.equal(await answer(command, members), errorText(command, "invalid_command", `${wrong} (${requestText(request)})`));
     }
     assert.deepEqual(storedConfigurations(), []);
   });
