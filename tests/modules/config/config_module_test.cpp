@@ -147,6 +147,20 @@ TEST_F(ConfigModule, ListsWhatWasSavedBesidesOtherFilesAndDirectories) {
                                      "[DEBUG] KLV::WaResponseGetConfigurations() sub"));
 }
 
+TEST_F(ConfigModule, ListsInTheOrderOfTheDirectory) {
+    for (const char* name : {"b", "e", "a", "d", "c", "g", "f"}) {
+        put(name, "");
+    }
+    std::string expected;
+    for (const auto& entry : fs::directory_iterator(path(""))) {
+        expected += expected.empty() ? "" : ",";
+        expected += R"({"name":")" + entry.path().filename().string() + R"("})";
+    }
+    EXPECT_THAT(
+        run(R"({"command":"get_configs"})"),
+        ElementsAre(R"({"response":"get_configs","configs":[)" + expected + R"(],"status":"OK"})"));
+}
+
 TEST_F(ConfigModule, ListsAnEmptyDirectoryAsAnEmptyArray) {
     EXPECT_THAT(run(R"({"command":"get_configs"})"),
                 ElementsAre(R"({"response":"get_configs","configs":[],"status":"OK"})"));
