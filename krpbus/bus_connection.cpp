@@ -295,9 +295,13 @@ short BusConnection::waitAndRead(int interest, const timespec* timeout) {
         clearEvent(wake_.get());
     }
     const short ready = polled[1].revents;
-    if ((ready & ~POLLOUT) != 0 && socket == socket_.load()) {
+    if ((ready & ~POLLOUT) != 0) {
         const std::lock_guard lock(ioMutex_);
-        natsConnection_ProcessReadEvent(connection_.load());
+        // A writer may just have found that the connection is lost. The library then sets up the
+        // next one and must not lose the server's greeting to us.
+        if (socket == socket_.load()) {
+            natsConnection_ProcessReadEvent(connection_.load());
+        }
     }
     return ready;
 }
