@@ -34,8 +34,8 @@ void abandonUpload(const unsigned char* data, unsigned size, const UploadInfo& u
     message << "\n Expected a binary data upload."
             << "\n Canceling data upload progress: " << upload;
     LogUtil::log(LogLevel::Error, "wa_handle_message", message.str());
-    WaResponseSetAudioFile(dynamic_cast<const UploadInfoAudio*>(&upload), KR_STATE_ERROR,
-                           KR_ERROR_OTHER_DATA_UPLOAD, message.str());
+    const WaResponseSetAudioFile answer(dynamic_cast<const UploadInfoAudio*>(&upload),
+                                        KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD, message.str());
 }
 
 bool isLoggerInfoComplete() {

@@ -32,13 +32,15 @@ void announce(const std::shared_ptr<UploadInfoAudio>& info) {
         if (const auto pending = uploadfileInfo.get()) {
             const std::string text = "other data upload in progress: " + pending->toString();
             LogUtil::log(LogLevel::Error, "uploadAudioFile", text);
-            WaResponseSetAudioFile(info.get(), KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD, text);
+            const WaResponseSetAudioFile answer(info.get(), KR_STATE_ERROR,
+                                                KR_ERROR_OTHER_DATA_UPLOAD, text);
             return;
         }
     }
     LogUtil::log(LogLevel::Debug, "uploadAudioFile", "create audioFileInfo");
     LogUtil::log(LogLevel::Debug, "uploadAudioFile", "uploadfileInfo: " + info->toString());
-    WaResponseSetAudioFile(info.get(), KR_STATE_WAITING_FOR_DATA, KR_ERROR_UNSPECIFIED, "");
+    const WaResponseSetAudioFile answer(info.get(), KR_STATE_WAITING_FOR_DATA, KR_ERROR_UNSPECIFIED,
+                                        "");
 }
 
 }  // namespace

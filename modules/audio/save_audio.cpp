@@ -39,8 +39,8 @@ void save_audio(const unsigned char* data, unsigned int size, const UploadInfoAu
     }
     LogUtil::log(LogLevel::Debug, "save_audio", "audioFileInfo exists");
     if (info->isReceiving()) {
-        WaResponseSetAudioFile(info, KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD,
-                               "already data receiving.");
+        const WaResponseSetAudioFile answer(info, KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD,
+                                            "already data receiving.");
         return;
     }
     const std::string path = kUploadDirectory + info->getStoredName();

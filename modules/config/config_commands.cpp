@@ -54,14 +54,14 @@ void save_configuration(const Document& doc) {
         // "unspecified" here and "illegal_config" for everything else, intended: the web
         // application tells the two apart.
         LogUtil::log(LogLevel::Error, "save_configuration", "Unable to open file " + path);
-        WaResponseSaveConfig(name, KR_STATE_ERROR, KR_ERROR_UNSPECIFIED);
+        const WaResponseSaveConfig answer(name, KR_STATE_ERROR, KR_ERROR_UNSPECIFIED);
         return;
     }
-    WaResponseSaveConfig(name, KR_STATE_OK, KR_ERROR_UNSPECIFIED);
+    const WaResponseSaveConfig answer(name, KR_STATE_OK, KR_ERROR_UNSPECIFIED);
 }
 
 void get_configurations() {
-    WaResponseGetConfigurations();
+    const WaResponseGetConfigurations answer;
 }
 
 void load_configuration(const Document& doc) {
@@ -72,13 +72,13 @@ void load_configuration(const Document& doc) {
     const auto text = readWholeFile(configurationPath(name));
     if (!text) {
         LogUtil::log(LogLevel::Debug, "load_configuration", "Unable to open file");
-        WaResponseLoadConfig(name, nullptr, KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
+        const WaResponseLoadConfig answer(name, nullptr, KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
         return;
     }
     LogUtil::log(LogLevel::Debug, "load_configuration", "length: " + std::to_string(text->size()));
     // As it is answered: up to a first zero character.
     LogUtil::log(LogLevel::Debug, "load_configuration", std::string("config: ") + text->c_str());
-    WaResponseLoadConfig(name, text->c_str(), KR_STATE_OK, KR_ERROR_UNSPECIFIED);
+    const WaResponseLoadConfig answer(name, text->c_str(), KR_STATE_OK, KR_ERROR_UNSPECIFIED);
 }
 
 void delete_configuration(const Document& doc) {
@@ -93,10 +93,10 @@ void delete_configuration(const Document& doc) {
     }
     if (std::remove(configurationPath(name).c_str()) == 0) {
         LogUtil::log(LogLevel::Debug, "delete_configuration", "File successfully deleted");
-        WaResponseDeleteConfig(KR_STATE_OK, KR_ERROR_UNSPECIFIED);
+        const WaResponseDeleteConfig answer(KR_STATE_OK, KR_ERROR_UNSPECIFIED);
     } else {
         LogUtil::log(LogLevel::Debug, "delete_configuration", "Unable to delete file");
-        WaResponseDeleteConfig(KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
+        const WaResponseDeleteConfig answer(KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
     }
 }
 
