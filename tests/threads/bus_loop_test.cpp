@@ -38,6 +38,19 @@ struct SelectFault {
 std::mutex waitsMutex;
 std::vector<timespec> waits;
 
+std::size_t passes() {
+    const std::lock_guard lock(waitsMutex);
+    return waits.size();
+}
+
+// A thread that finds no server when it starts ends at once: before the server may go, the thread
+// has to have come as far as its loop.
+void waitForPasses(std::size_t count) {
+    while (passes() < count) {
+        std::this_thread::sleep_for(milliseconds(10));
+    }
+}
+
 }  // namespace
 
 // The bus loop's wait goes through here, so that a test can have it fail.
@@ -70,13 +83,7 @@ int wrappedSelect(FdSet* readSet, FdSet* writeSet, FdSet* errorSet, const timesp
 TEST_F(BusThread, WaitsForEightTenthsOfASecondAtMostInEachPass) {
     RecordingThread& thread = make();
     ASSERT_EQ(thread.start_thread(), 0);
-    const auto passes = [] {
-        const std::lock_guard lock(waitsMutex);
-        return waits.size();
-    };
-    while (passes() < 3) {
-        std::this_thread::sleep_for(milliseconds(10));
-    }
+    waitForPasses(3);
     thread.stop_thread();
     for (const timespec& wait : waits) {
         EXPECT_EQ(wait.tv_sec, 0);
@@ -171,6 +178,7 @@ TEST_F(BusThread, StopsWithinItsWait) {
 TEST_F(BusThread, TellsTheBrowserAgainAndAgainThatTheServerIsGoneAndGoesOnWhenItIsBack) {
     RecordingThread& thread = make();
     ASSERT_EQ(thread.start_thread(), 0);
+    waitForPasses(1);
     const auto begin = Clock::now();
     nats_.stop();
     ASSERT_TRUE(session_.host.waitForFrames(2));
@@ -198,14 +206,7 @@ TEST_F(BusThread, TellsTheBrowserAgainAndAgainThatTheServerIsGoneAndGoesOnWhenIt
 TEST_F(BusThread, StopsWhileTheServerIsGone) {
     RecordingThread& thread = make();
     ASSERT_EQ(thread.start_thread(), 0);
-    {
-        // A thread that finds no server when it starts ends at once: it has to have come further.
-        BusLogger logger(kLocal, {}, nats_.port());
-        while (thread.texts().empty()) {
-            logger.client().sendTo("HandheldServer", thread.getBusName(), notice("running"));
-            std::this_thread::sleep_for(milliseconds(50));
-        }
-    }
+    waitForPasses(1);
     nats_.stop();
     while (thread.isConnected()) {
         std::this_thread::sleep_for(milliseconds(10));
