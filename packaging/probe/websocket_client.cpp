@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <strings.h>
 #include <sys/random.h>
@@ -108,6 +109,9 @@ void WebsocketClient::connectTo(std::uint16_t port) {
     if (connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         failWithErrno("nobody listens on port " + std::to_string(port));
     }
+    // As browsers do: a frame's payload does not wait for the peer to acknowledge its header.
+    const int on = 1;
+    setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
 void WebsocketClient::shakeHands(std::string_view path, std::string_view protocol,
