@@ -121,7 +121,7 @@ class Receiver {
                 last = number;
                 const std::uint64_t first = first_;
                 if (first != 0 && number >= first && number - first < arrived_.size()) {
-                    arrived_[number - first] = Clock::now();
+                    arrived_[static_cast<std::size_t>(number - first)] = Clock::now();
                 }
                 received_.fetch_add(1);
             });
@@ -160,7 +160,7 @@ bool sendFlatOut(ValueRoute& route, const Receiver& receiver, std::uint64_t from
 std::vector<Clock::time_point> sendPaced(ValueRoute& route, std::uint64_t first) {
     std::vector<Clock::time_point> sent(kPaced);
     const auto begin = Clock::now();
-    for (std::uint64_t i = 0; i < kPaced; ++i) {
+    for (std::size_t i = 0; i < kPaced; ++i) {
         std::this_thread::sleep_until(begin + i * (1000000us / kPerSecond));
         sent[i] = Clock::now();
         route.publish(first + i);
