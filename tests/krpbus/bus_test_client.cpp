@@ -55,10 +55,15 @@ void synchronise(KRPBusClient& first, KRPBusClient& second) {
     for (KRPBusClient* client : {&first, &second}) {
         client->sendTo(client->getName(), client->getName(),
                        std::make_unique<SystemMessage>(255, "synchronise"));
-        const auto message = nextMessage(*client);
-        const auto* const own = dynamic_cast<const SystemMessage*>(message.get());
-        if (own == nullptr || own->text != "synchronise") {
-            throw std::runtime_error("the bus does not answer");
+        bool isBack = false;
+        while (!isBack) {
+            // What else was on its way comes before it.
+            const auto message = nextMessage(*client);
+            if (message == nullptr) {
+                throw std::runtime_error("the bus does not answer");
+            }
+            const auto* const own = dynamic_cast<const SystemMessage*>(message.get());
+            isBack = own != nullptr && own->text == "synchronise";
         }
     }
 }

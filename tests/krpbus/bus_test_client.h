@@ -27,7 +27,8 @@ std::unique_ptr<KRPBusClient> makeClient(const NatsServer& server, const std::st
 std::unique_ptr<MessageBase> nextMessage(KRPBusClient& client,
                                          std::chrono::milliseconds patience = kPatience);
 
-// Sends messages back and forth until the bus server has all subscriptions of both clients.
+// Sends messages back and forth until the bus server has all subscriptions of both clients. Drops
+// what else comes in until then.
 void synchronise(KRPBusClient& first, KRPBusClient& second);
 
 // Waits on the client's descriptor; whether it became readable.
