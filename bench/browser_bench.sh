@@ -37,12 +37,12 @@ user=www-data group=www-data
 sed -e "s|@PORT@|$port|g" -e "s|@SERVER_ROOT@|$runtime/httpd|g" -e "s|@MODULE_DIR@|/usr/lib/apache2/modules|g" \
   -e "s|@MOD_WEBSOCKET@|$tree/host/mod_websocket.so|g" -e "s|@KRWEBSOCKET@|$tree/plugin/krwebsocket.so|g" \
   -e "s|@DOCUMENT_ROOT@|$runtime/page|g" -e "s|@USER@|$user|g" -e "s|@GROUP@|$group|g" \
-  -e "s|@ERROR_LOG@|$runtime/error.log|g" "$top/host/httpd.conf.in" >"$runtime/httpd.conf"
+  -e "s|@ERROR_LOG@|$runtime/error.log|g" "$top/host/apache/httpd.conf.in" >"$runtime/httpd.conf"
 cat >>"$runtime/httpd.conf" <<END
 <Location "/echo">
     Require all granted
     SetHandler websocket-handler
-    WebSocketHandler "$tree/tests/support/echo_plugin.so" echo_init
+    WebSocketHandler "$tree/tests/kit/echo_plugin.so" echo_init
 </Location>
 END
 start /usr/sbin/apache2 -f "$runtime/httpd.conf" -DFOREGROUND

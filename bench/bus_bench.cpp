@@ -17,10 +17,10 @@
 #include <thread>
 #include <vector>
 
-#include "krpbus/byte_writer.h"
-#include "krpbus/krpbus_client.h"
-#include "krpbus/signal_message.h"
-#include "tests/support/nats_server.h"
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/byte_writer.h"
+#include "krpbus/messages/signal_message.h"
+#include "tests/kit/nats_server.h"
 
 namespace {
 

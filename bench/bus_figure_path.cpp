@@ -3,8 +3,8 @@
 #include <span>
 
 #include "bench/hand_pen.h"
-#include "krpbus/byte_writer.h"
-#include "krpbus/message_base.h"
+#include "krpbus/messages/byte_writer.h"
+#include "krpbus/messages/message_base.h"
 #include "modules/busload/busload_module.h"
 #include "network/ksl_info.h"
 

@@ -11,9 +11,9 @@
 #include <thread>
 #include <vector>
 
-#include "krpbus/busload_message.h"
-#include "krpbus/krp_get_bus_names.h"
-#include "tests/support/bus_loggers.h"
+#include "krpbus/messages/busload_message.h"
+#include "krpbus/messages/krp_get_bus_names.h"
+#include "tests/kit/bus_loggers.h"
 
 namespace {
 

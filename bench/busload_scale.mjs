@@ -1,17 +1,17 @@
 // The loads of many buses on four loggers, all the way to one websocket client on this machine: whether any is lost, and
 // what the browser's process of the web server takes for them.
 //
-//   tests/e2e/support/isolated node bench/busload_scale.mjs [buses] [loads per second and bus] [seconds]
+//   tests/kit/js/isolated node bench/busload_scale.mjs [buses] [loads per second and bus] [seconds]
 import { execFileSync } from "node:child_process";
 import { readFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import path from "node:path";
-import { Network } from "../tests/e2e/support/network.mjs";
-import { Part } from "../tests/e2e/support/part.mjs";
-import * as paths from "../tests/e2e/support/paths.mjs";
-import { until } from "../tests/e2e/support/wait.mjs";
+import { Network } from "../tests/kit/js/network.mjs";
+import { Part } from "../tests/kit/js/part.mjs";
+import * as paths from "../tests/kit/js/paths.mjs";
+import { until } from "../tests/kit/js/wait.mjs";
 
-const { WebSocket } = createRequire(new URL("../tests/e2e/package.json", import.meta.url))("ws");
+const { WebSocket } = createRequire(new URL("../tests/package.json", import.meta.url))("ws");
 const [buses = "64", rate = "50", seconds = "10"] = process.argv.slice(2);
 const kTicks = Number(execFileSync("getconf", ["CLK_TCK"]));
 

@@ -22,8 +22,8 @@
 #include <thread>
 #include <vector>
 
-#include "host/frame_sender.h"
-#include "host/socket_port.h"
+#include "host/protocol/frame_sender.h"
+#include "host/protocol/socket_port.h"
 
 namespace {
 

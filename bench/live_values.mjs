@@ -1,17 +1,17 @@
 // Signal values all the way to one websocket client on this machine, and the same texts through the bus server's own
 // websocket gateway and through an MQTT broker's, one after the other, several times in turn.
 //
-//   tests/e2e/support/isolated node bench/live_values.mjs [rounds]
+//   tests/kit/js/isolated node bench/live_values.mjs [rounds]
 import { execFile } from "node:child_process";
 import { existsSync, mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import os from "node:os";
 import path from "node:path";
 import { promisify } from "node:util";
-import { Network } from "../tests/e2e/support/network.mjs";
-import { Part } from "../tests/e2e/support/part.mjs";
-import * as paths from "../tests/e2e/support/paths.mjs";
-import { freePort, listens } from "../tests/e2e/support/ports.mjs";
-import { until } from "../tests/e2e/support/wait.mjs";
+import { Network } from "../tests/kit/js/network.mjs";
+import { Part } from "../tests/kit/js/part.mjs";
+import * as paths from "../tests/kit/js/paths.mjs";
+import { freePort, listens } from "../tests/kit/js/ports.mjs";
+import { until } from "../tests/kit/js/wait.mjs";
 
 const kMac = "02:00:00:00:00:01";
 const kSignals = 100;

@@ -6,9 +6,9 @@
 
 #include "bench/value_route.h"
 #include "bench/websocket_stream.h"
-#include "krpbus/krpbus_client.h"
-#include "krpbus/signal_message.h"
-#include "krpbus/system_message.h"
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/signal_message.h"
+#include "krpbus/messages/system_message.h"
 
 namespace {
 

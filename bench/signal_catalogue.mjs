@@ -1,10 +1,10 @@
 // Time from "get_signal_names" to the last catalogue answer, with 5 000 and 20 000 signals of four loggers.
 //
-//   tests/e2e/support/isolated node bench/signal_catalogue.mjs [rounds]
+//   tests/kit/js/isolated node bench/signal_catalogue.mjs [rounds]
 import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import os from "node:os";
 import path from "node:path";
-import { Network } from "../tests/e2e/support/network.mjs";
+import { Network } from "../tests/kit/js/network.mjs";
 
 const kLoggers = 4;
 const rounds = Number(process.argv[2] ?? 5);

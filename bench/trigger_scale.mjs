@@ -1,16 +1,16 @@
 // One trigger with many browsers connected: each of their processes asks all loggers for all events again. How long until
 // every browser has the complete list, and what that takes.
 //
-//   tests/e2e/support/isolated node bench/trigger_scale.mjs [browsers] [loggers] [events per logger]
+//   tests/kit/js/isolated node bench/trigger_scale.mjs [browsers] [loggers] [events per logger]
 import { execFileSync } from "node:child_process";
 import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import os from "node:os";
 import path from "node:path";
-import { kLoggers, Network } from "../tests/e2e/support/network.mjs";
-import { until } from "../tests/e2e/support/wait.mjs";
+import { kLoggers, Network } from "../tests/kit/js/network.mjs";
+import { until } from "../tests/kit/js/wait.mjs";
 
-const { WebSocket } = createRequire(new URL("../tests/e2e/package.json", import.meta.url))("ws");
+const { WebSocket } = createRequire(new URL("../tests/package.json", import.meta.url))("ws");
 const [browsers, loggers, events] = [20, 4, 10_000].map((usual, i) => Number(process.argv[2 + i] ?? usual));
 const kTicks = Number(execFileSync("getconf", ["CLK_TCK"]));
 

@@ -10,11 +10,11 @@
 #include <iostream>
 #include <mutex>
 
-#include "desk/notices.h"
-#include "krpbus/log_util.h"
-#include "krpbus/router_message.h"
-#include "krpbus/system_message.h"
-#include "krpbus/system_set_state_message.h"
+#include "base/log.h"
+#include "desk/network/notices.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/system_message.h"
+#include "krpbus/messages/system_set_state_message.h"
 
 namespace desk {
 

@@ -6,22 +6,22 @@
 #include <string>
 #include <vector>
 
-#include "desk/agenda.h"
-#include "desk/audio_service.h"
-#include "desk/audio_store.h"
-#include "desk/busload_service.h"
 #include "desk/command_input.h"
-#include "desk/event_service.h"
-#include "desk/event_store.h"
-#include "desk/forwarder.h"
-#include "desk/logger_info_service.h"
-#include "desk/membership.h"
-#include "desk/monitor_service.h"
+#include "desk/loop/agenda.h"
+#include "desk/loop/posix_signals.h"
+#include "desk/network/forwarder.h"
+#include "desk/network/membership.h"
+#include "desk/network/request_answering.h"
 #include "desk/options.h"
-#include "desk/request_answering.h"
-#include "desk/signal_service.h"
-#include "desk/signals.h"
-#include "krpbus/krpbus_client.h"
+#include "desk/services/audio_service.h"
+#include "desk/services/audio_store.h"
+#include "desk/services/busload_service.h"
+#include "desk/services/event_service.h"
+#include "desk/services/event_store.h"
+#include "desk/services/logger_info_service.h"
+#include "desk/services/monitor_service.h"
+#include "desk/services/signal_service.h"
+#include "krpbus/client/krpbus_client.h"
 
 namespace desk {
 

@@ -5,10 +5,10 @@
 #include <iostream>
 #include <string>
 
-#include "desk/bus_connection.h"
 #include "desk/desk_logger.h"
+#include "desk/first_connection.h"
+#include "desk/loop/posix_signals.h"
 #include "desk/options.h"
-#include "desk/signals.h"
 #include "desk/tell.h"
 
 namespace {

@@ -11,9 +11,9 @@
 #include <type_traits>
 #include <utility>
 
-#include "desk/device_type.h"
-#include "desk/scenario_reader.h"
-#include "krpbus/ksl_util.h"
+#include "desk/scenario/scenario_reader.h"
+#include "desk/services/device_type.h"
+#include "krpbus/address/ksl_util.h"
 
 namespace desk {
 

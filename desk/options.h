@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "desk/duration.h"
-#include "desk/logger_identity.h"
-#include "desk/scenario.h"
-#include "desk/source.h"
+#include "desk/loop/duration.h"
+#include "desk/scenario/scenario.h"
+#include "desk/sources/logger_identity.h"
+#include "desk/sources/source.h"
 
 namespace desk {
 

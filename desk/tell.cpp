@@ -6,12 +6,12 @@
 #include <csignal>
 #include <memory>
 
-#include "desk/agenda.h"
-#include "desk/duration.h"
+#include "base/log.h"
+#include "desk/loop/agenda.h"
+#include "desk/loop/duration.h"
 #include "desk/options.h"
-#include "desk/service.h"
-#include "krpbus/log_util.h"
-#include "krpbus/system_message.h"
+#include "desk/services/service.h"
+#include "krpbus/messages/system_message.h"
 
 namespace desk {
 

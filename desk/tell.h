@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "desk/signals.h"
-#include "krpbus/krpbus_client.h"
+#include "desk/loop/posix_signals.h"
+#include "krpbus/client/krpbus_client.h"
 
 namespace desk {
 

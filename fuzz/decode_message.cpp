@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <span>
 
-#include "krpbus/byte_writer.h"
-#include "krpbus/live_data_key.h"
-#include "krpbus/message_base.h"
+#include "krpbus/client/live_data_key.h"
+#include "krpbus/messages/byte_writer.h"
+#include "krpbus/messages/message_base.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::span bytes(data, size);

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "json/utf8.h"
+#include "base/utf8.h"
 
 void JsonPen::escaped(std::string_view text) {
     constexpr std::string_view kShort = "\"\\\b\f\n\r\t";

@@ -9,8 +9,8 @@
 #include <memory>
 #include <string_view>
 
-#include "json/utf8.h"
-#include "krpbus/log_util.h"
+#include "base/log.h"
+#include "base/utf8.h"
 
 namespace {
 

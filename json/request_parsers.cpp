@@ -3,9 +3,9 @@
 #include <array>
 #include <string_view>
 
+#include "base/log.h"
 #include "json/json_text.h"
 #include "json/simple_response.h"
-#include "krpbus/log_util.h"
 
 namespace {
 

@@ -2,10 +2,10 @@
 
 #include <sstream>
 
+#include "base/log.h"
 #include "json/json_text.h"
 #include "json/websocket_send.h"
-#include "krpbus/krp_message.h"
-#include "krpbus/log_util.h"
+#include "krpbus/messages/krp_message.h"
 
 WaResponseMessage::WaResponseMessage()
     : server(currentServer()), document(rapidjson::kObjectType) {}

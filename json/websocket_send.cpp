@@ -5,8 +5,8 @@
 #include <cstring>
 #include <memory>
 
+#include "base/log.h"
 #include "host/websocket_plugin.h"
-#include "krpbus/log_util.h"
 #include "setup/lv_setup.h"
 
 const _WebSocketServer* currentServer() {

@@ -3,13 +3,13 @@
 #include <ios>
 #include <memory>
 
-#include "krpbus/krpbus_client.h"
-#include "krpbus/ksl_util.h"
-#include "krpbus/log_util.h"
-#include "krpbus/message_base.h"
-#include "krpbus/microsleep.h"
-#include "krpbus/router_message.h"
-#include "krpbus/simple_messages.h"
+#include "base/log.h"
+#include "base/microsleep.h"
+#include "krpbus/address/ksl_util.h"
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/message_base.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/simple_messages.h"
 #include "network/ksl_info.h"
 #include "setup/lv_setup.h"
 

@@ -1,10 +1,10 @@
 #include "network/common_commands.h"
 
+#include "base/log.h"
+#include "base/microsleep.h"
 #include "json/kr_state.h"
 #include "json/simple_response.h"
-#include "krpbus/log_util.h"
-#include "krpbus/microsleep.h"
-#include "krpbus/simple_messages.h"
+#include "krpbus/messages/simple_messages.h"
 #include "network/bus_requests.h"
 #include "network/common_responses.h"
 #include "network/ksl_info.h"

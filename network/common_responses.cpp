@@ -4,11 +4,11 @@
 #include <utility>
 #include <vector>
 
+#include "base/log.h"
 #include "json/document.h"
 #include "json/kr_state.h"
-#include "krpbus/krp_get_device_components.h"
-#include "krpbus/ksl_config_file.h"
-#include "krpbus/log_util.h"
+#include "krpbus/address/ksl_config_file.h"
+#include "krpbus/messages/krp_get_device_components.h"
 #include "network/ksl_info.h"
 #include "network/logger_type.h"
 #include "setup/lv_setup.h"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "json/wa_response_message.h"
-#include "krpbus/simple_messages.h"
+#include "krpbus/messages/simple_messages.h"
 
 class KRPResponseGetDeviceComponents;
 

@@ -4,8 +4,8 @@
 #include <ostream>
 #include <utility>
 
-#include "krpbus/krp_get_device_components.h"
-#include "krpbus/log_util.h"
+#include "base/log.h"
+#include "krpbus/messages/krp_get_device_components.h"
 
 KslInfo* kslInfo = new KslInfo;
 

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <string>
 
-#include "krpbus/simple_messages.h"
+#include "krpbus/messages/simple_messages.h"
 
 class KRPResponseGetDeviceComponents;
 

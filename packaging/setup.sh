@@ -113,7 +113,7 @@ build_tree() {
 
 # require_node_modules: fetches the end-to-end tests' libraries unless those of the lock file are there.
 require_node_modules() {
-  local dir=$top/tests/e2e stamp
+  local dir=$top/tests stamp
   stamp=$dir/node_modules/.lock-file
   cmp -s "$dir/package-lock.json" "$stamp" && return
   say "Fetching the end-to-end tests' libraries"

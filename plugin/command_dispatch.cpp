@@ -4,10 +4,10 @@
 #include <sstream>
 #include <string>
 
+#include "base/log.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
 #include "json/websocket_send.h"
-#include "krpbus/log_util.h"
 #include "modules/audio/audio_module.h"
 #include "modules/audio/save_audio.h"
 #include "modules/audio/set_audio_file_response.h"

@@ -11,8 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/log.h"
 #include "host/websocket_plugin.h"
-#include "krpbus/log_util.h"
 #include "plugin/diagnostics.h"
 
 namespace {

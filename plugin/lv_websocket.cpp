@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "krpbus/kr_system.h"
-#include "krpbus/log_util.h"
+#include "base/clock.h"
+#include "base/log.h"
 #include "modules/audio/upload_info.h"
 #include "modules/busload/busload_module.h"
 #include "modules/monitor/monitor_module.h"

@@ -6,7 +6,7 @@
 #include <limits>
 #include <string>
 
-#include "krpbus/log_util.h"
+#include "base/log.h"
 #include "plugin/diagnostics.h"
 #include "plugin/lv_websocket.h"
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/log.h"
 #include "json/simple_response.h"
-#include "krpbus/log_util.h"
 #include "plugin/diagnostics.h"
 #include "plugin/kr_websocket.h"
 #include "plugin/parse_error.h"

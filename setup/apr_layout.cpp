@@ -1,6 +1,6 @@
-// Apache and its runtime are compiled elsewhere: whatever we share with them must have the size that
-// they were built with. The headers of another architecture, or a changed width of time_t or off_t,
-// would give wrong layouts without a warning; here they stop the build.
+// Apache and its runtime are compiled elsewhere: whatever we share with them must have the size
+// that they were built with. The headers of another architecture, or a changed width of time_t or
+// off_t, would give wrong layouts without a warning; here they stop the build.
 #include <apr.h>
 #include <apr_time.h>
 #include <sys/types.h>

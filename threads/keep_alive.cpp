@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <string>
 
+#include "base/clock.h"
+#include "base/log.h"
 #include "json/kr_state.h"
 #include "json/simple_response.h"
 #include "json/websocket_send.h"
-#include "krpbus/kr_system.h"
-#include "krpbus/log_util.h"
 #include "threads/thread_data.h"
 #include "threads/thread_name.h"
 

@@ -11,10 +11,10 @@
 #include <ctime>
 #include <sstream>
 
+#include "base/kr_exception.h"
+#include "base/log.h"
 #include "json/kr_state.h"
 #include "json/simple_response.h"
-#include "krpbus/kr_exception.h"
-#include "krpbus/log_util.h"
 #include "setup/lv_setup.h"
 #include "threads/thread_name.h"
 

@@ -16,18 +16,18 @@
 #include <new>
 #include <utility>
 
+#include "base/kr_exception.h"
+#include "base/krselect.h"
+#include "base/log.h"
+#include "base/microsleep.h"
 #include "json/kr_state.h"
 #include "json/simple_response.h"
-#include "krpbus/kr_exception.h"
-#include "krpbus/krpbus_client.h"
-#include "krpbus/krselect.h"
-#include "krpbus/ksl_config_file.h"
-#include "krpbus/ksl_util.h"
-#include "krpbus/log_util.h"
-#include "krpbus/message_base.h"
-#include "krpbus/microsleep.h"
-#include "krpbus/signal_message.h"
-#include "krpbus/system_set_state_message.h"
+#include "krpbus/address/ksl_config_file.h"
+#include "krpbus/address/ksl_util.h"
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/message_base.h"
+#include "krpbus/messages/signal_message.h"
+#include "krpbus/messages/system_set_state_message.h"
 #include "setup/lv_setup.h"
 #include "threads/thread_name.h"
 

@@ -3,13 +3,13 @@
 #include <string>
 #include <string_view>
 
+#include "base/log.h"
 #include "json/websocket_send.h"
-#include "krpbus/krp_message.h"
-#include "krpbus/log_util.h"
-#include "krpbus/message_base.h"
-#include "krpbus/router_message.h"
-#include "krpbus/system_message.h"
-#include "krpbus/system_ng_event_message.h"
+#include "krpbus/messages/krp_message.h"
+#include "krpbus/messages/message_base.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/system_message.h"
+#include "krpbus/messages/system_ng_event_message.h"
 #include "modules/audio/audio_module.h"
 #include "modules/busload/busload_module.h"
 #include "modules/monitor/monitor_module.h"

@@ -3,12 +3,12 @@
 #include <memory>
 #include <string>
 
+#include "base/log.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
-#include "krpbus/krp_set_audio_file.h"
-#include "krpbus/krpbus_client.h"
-#include "krpbus/log_util.h"
-#include "krpbus/simple_messages.h"
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/krp_set_audio_file.h"
+#include "krpbus/messages/simple_messages.h"
 #include "modules/audio/audio_module.h"
 #include "modules/audio/set_audio_file_response.h"
 #include "modules/audio/upload_info.h"

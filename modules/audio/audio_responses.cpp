@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "krpbus/krp_get_audio_list.h"
-#include "krpbus/log_util.h"
-#include "krpbus/simple_messages.h"
+#include "base/log.h"
+#include "krpbus/messages/krp_get_audio_list.h"
+#include "krpbus/messages/simple_messages.h"
 #include "modules/audio/audio_commands.h"
 #include "modules/audio/audio_module.h"
 #include "modules/audio/set_audio_file_response.h"

@@ -4,13 +4,13 @@
 #include <string>
 #include <string_view>
 
+#include "base/log.h"
+#include "base/whole_file.h"
 #include "json/simple_response.h"
-#include "krpbus/krp_set_audio_file.h"
-#include "krpbus/krpbus_client.h"
-#include "krpbus/log_util.h"
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/krp_set_audio_file.h"
 #include "modules/audio/set_audio_file_response.h"
 #include "modules/audio/upload_info.h"
-#include "modules/whole_file.h"
 #include "setup/lv_setup.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "krpbus/log_util.h"
+#include "base/log.h"
 #include "modules/audio/audio_commands.h"
 #include "modules/audio/upload_info.h"
 

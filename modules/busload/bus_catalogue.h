@@ -8,8 +8,8 @@
 #include <memory>
 #include <string>
 
-#include "krpbus/krp_get_bus_names.h"
-#include "krpbus/mutex.h"
+#include "base/mutex.h"
+#include "krpbus/messages/krp_get_bus_names.h"
 
 // How far the catalogue has come.
 enum busNamesState_t : std::uint32_t {

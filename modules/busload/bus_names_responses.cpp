@@ -2,10 +2,10 @@
 
 #include <cstdint>
 
-#include "krpbus/krp_get_bus_names.h"
-#include "krpbus/log_util.h"
-#include "krpbus/microsleep.h"
-#include "krpbus/signal_message.h"
+#include "base/log.h"
+#include "base/microsleep.h"
+#include "krpbus/messages/krp_get_bus_names.h"
+#include "krpbus/messages/signal_message.h"
 #include "modules/busload/bus_catalogue.h"
 #include "modules/busload/bus_vocabulary.h"
 #include "modules/busload/busload_commands.h"

@@ -4,8 +4,8 @@
 #include <cstdint>
 
 #include "json/document.h"
-#include "krpbus/bus_id.h"
-#include "krpbus/busload_message.h"
+#include "krpbus/messages/bus_id.h"
+#include "krpbus/messages/busload_message.h"
 
 // Adds the member "bus_id" to the object: the text of busIdText(). Any thread.
 void addBusIdToDom(Value& object, busid_t id, Document::AllocatorType& allocator);

@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/log.h"
+#include "base/microsleep.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
-#include "krpbus/log_util.h"
-#include "krpbus/microsleep.h"
-#include "krpbus/simple_messages.h"
-#include "krpbus/system_message.h"
+#include "krpbus/messages/simple_messages.h"
+#include "krpbus/messages/system_message.h"
 #include "modules/busload/bus_catalogue.h"
 #include "modules/busload/busload_module.h"
 #include "modules/busload/busload_values.h"

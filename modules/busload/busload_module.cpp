@@ -1,8 +1,8 @@
 #include "modules/busload/busload_module.h"
 
-#include "krpbus/krp_get_bus_names.h"
-#include "krpbus/log_util.h"
-#include "krpbus/router_message.h"
+#include "base/log.h"
+#include "krpbus/messages/krp_get_bus_names.h"
+#include "krpbus/messages/router_message.h"
 
 int busload_module_setup(ThreadKrpbusData*) {
     LogUtil::log(LogLevel::Info, "busload_module_setup", "setup busload module");

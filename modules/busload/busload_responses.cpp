@@ -2,8 +2,8 @@
 
 #include <string_view>
 
+#include "base/log.h"
 #include "json/websocket_send.h"
-#include "krpbus/log_util.h"
 #include "modules/busload/bus_vocabulary.h"
 #include "modules/busload/busload_text.h"
 #include "network/ksl_info.h"

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <tuple>
 
-#include "krpbus/mutex.h"
+#include "base/mutex.h"
 #include "modules/busload/bus_catalogue.h"
 #include "modules/busload/bus_vocabulary.h"
 #include "modules/busload/busload_responses.h"

@@ -10,9 +10,9 @@
 #include <string>
 #include <tuple>
 
-#include "krpbus/bus_id.h"
-#include "krpbus/busload_message.h"
-#include "krpbus/gps_trace_message.h"
+#include "krpbus/messages/bus_id.h"
+#include "krpbus/messages/busload_message.h"
+#include "krpbus/messages/gps_trace_message.h"
 
 // The logger (MAC), the bus, and its channel counted from 0.
 using BusKey = std::tuple<std::string, busid_t, unsigned char>;

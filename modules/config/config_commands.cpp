@@ -3,13 +3,13 @@
 #include <cstdio>
 #include <string>
 
+#include "base/log.h"
+#include "base/whole_file.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
-#include "krpbus/log_util.h"
 #include "modules/config/config_module.h"
 #include "modules/config/config_responses.h"
 #include "modules/config/config_storage.h"
-#include "modules/whole_file.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/log.h"
 #include "json/simple_response.h"
-#include "krpbus/log_util.h"
 #include "modules/config/config_storage.h"
 
 WaResponseSaveConfig::WaResponseSaveConfig(const std::string& name, kr_state state,

@@ -4,12 +4,12 @@
 #include <string>
 #include <string_view>
 
+#include "base/log.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
-#include "krpbus/krpbus_client.h"
-#include "krpbus/log_util.h"
-#include "krpbus/simple_messages.h"
-#include "krpbus/system_message.h"
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/simple_messages.h"
+#include "krpbus/messages/system_message.h"
 #include "modules/monitor/monitor_module.h"
 #include "setup/lv_setup.h"
 

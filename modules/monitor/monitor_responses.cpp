@@ -1,8 +1,8 @@
 #include "modules/monitor/monitor_responses.h"
 
-#include "krpbus/krp_get_rc_monitor_names.h"
-#include "krpbus/log_util.h"
-#include "krpbus/signal_message.h"
+#include "base/log.h"
+#include "krpbus/messages/krp_get_rc_monitor_names.h"
+#include "krpbus/messages/signal_message.h"
 #include "modules/monitor/monitor_module.h"
 
 WaResponseGetRCMonitorNames::WaResponseGetRCMonitorNames(

@@ -12,8 +12,8 @@
 #include <unordered_map>
 #include <utility>
 
-#include "krpbus/krp_get_lv_signal_config.h"
-#include "krpbus/mutex.h"
+#include "base/mutex.h"
+#include "krpbus/messages/krp_get_lv_signal_config.h"
 #include "modules/signal/signal_data.h"
 
 // How far the catalogue has come.

@@ -3,13 +3,13 @@
 #include <sstream>
 #include <string_view>
 
+#include "base/log.h"
+#include "base/microsleep.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
-#include "krpbus/ksl_util.h"
-#include "krpbus/log_util.h"
-#include "krpbus/microsleep.h"
-#include "krpbus/simple_messages.h"
-#include "krpbus/system_message.h"
+#include "krpbus/address/ksl_util.h"
+#include "krpbus/messages/simple_messages.h"
+#include "krpbus/messages/system_message.h"
 #include "modules/signal/signal_catalogue.h"
 #include "network/bus_requests.h"
 

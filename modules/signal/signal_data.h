@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
-#include "krpbus/bus_id.h"
-#include "krpbus/signal_message.h"
+#include "krpbus/messages/bus_id.h"
+#include "krpbus/messages/signal_message.h"
 
 // The name under which the web application knows a signal, and the MAC address of its logger.
 using SignalKey = std::pair<std::string, std::string>;

@@ -4,12 +4,12 @@
 #include <string_view>
 #include <vector>
 
+#include "base/log.h"
+#include "base/microsleep.h"
 #include "json/websocket_send.h"
-#include "krpbus/krp_get_lv_signal_config.h"
-#include "krpbus/log_util.h"
-#include "krpbus/microsleep.h"
-#include "krpbus/router_message.h"
-#include "krpbus/signal_message.h"
+#include "krpbus/messages/krp_get_lv_signal_config.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/signal_message.h"
 #include "modules/signal/signal_catalogue.h"
 #include "modules/signal/signal_commands.h"
 #include "modules/signal/signal_value_text.h"

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "krpbus/krp_get_event_list.h"
-#include "krpbus/mutex.h"
+#include "base/mutex.h"
+#include "krpbus/messages/krp_get_event_list.h"
 #include "modules/trigger/marker_set.h"
 
 // How far a collection of events has come.

@@ -4,15 +4,15 @@
 #include <memory>
 #include <utility>
 
+#include "base/clock.h"
+#include "base/log.h"
+#include "base/microsleep.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
-#include "krpbus/keyboard_message.h"
-#include "krpbus/kr_system.h"
-#include "krpbus/krpbus_client.h"
-#include "krpbus/log_util.h"
-#include "krpbus/microsleep.h"
-#include "krpbus/simple_messages.h"
-#include "krpbus/system_ng_event_message.h"
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/keyboard_message.h"
+#include "krpbus/messages/simple_messages.h"
+#include "krpbus/messages/system_ng_event_message.h"
 #include "modules/trigger/trigger_catalogue.h"
 #include "modules/trigger/trigger_module.h"
 #include "network/bus_requests.h"

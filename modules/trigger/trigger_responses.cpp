@@ -2,11 +2,11 @@
 
 #include <cstdint>
 
-#include "krpbus/krp_get_event_index.h"
-#include "krpbus/krp_get_event_list.h"
-#include "krpbus/log_util.h"
-#include "krpbus/microsleep.h"
-#include "krpbus/system_ng_event_message.h"
+#include "base/log.h"
+#include "base/microsleep.h"
+#include "krpbus/messages/krp_get_event_index.h"
+#include "krpbus/messages/krp_get_event_list.h"
+#include "krpbus/messages/system_ng_event_message.h"
 #include "modules/trigger/trigger_catalogue.h"
 #include "modules/trigger/trigger_commands.h"
 #include "network/ksl_info.h"

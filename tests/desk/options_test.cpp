@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "krpbus/ksl_util.h"
+#include "krpbus/address/ksl_util.h"
 #include "tests/desk/temporary_directory.h"
 
 using desk::CommandLine;

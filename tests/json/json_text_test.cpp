@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "tests/support/log_capture.h"
+#include "tests/kit/log_capture.h"
 
 namespace {
 

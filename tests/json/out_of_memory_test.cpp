@@ -9,8 +9,8 @@
 #include "json/json_text.h"
 #include "json/simple_response.h"
 #include "json/wa_response_message.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 
 namespace {
 

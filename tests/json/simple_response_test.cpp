@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 
 namespace {
 

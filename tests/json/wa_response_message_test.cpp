@@ -5,9 +5,9 @@
 #include <memory>
 #include <utility>
 
-#include "krpbus/simple_messages.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
+#include "krpbus/messages/simple_messages.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 
 namespace {
 

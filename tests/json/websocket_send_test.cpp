@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 
 namespace {
 

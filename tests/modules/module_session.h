@@ -6,11 +6,11 @@
 #include <memory>
 #include <string>
 
-#include "krpbus/router_message.h"
-#include "krpbus/system_message.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/system_message.h"
 #include "network/ksl_info.h"
-#include "tests/krpbus/bus_test_client.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/worker_session.h"
+#include "tests/krpbus/client/bus_test_client.h"
 
 // The session has its bus client but no bus thread: a test hands answers to the modules itself. The
 // neighbour list is complete and empty at first.

@@ -9,14 +9,14 @@
 #include <optional>
 #include <thread>
 
-#include "krpbus/ksl_util.h"
-#include "krpbus/router_message.h"
-#include "krpbus/simple_messages.h"
+#include "krpbus/address/ksl_util.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/simple_messages.h"
 #include "network/ksl_info.h"
-#include "tests/support/bus_loggers.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/nats_server.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/bus_loggers.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/nats_server.h"
+#include "tests/kit/worker_session.h"
 
 using testing::Contains;
 using testing::Each;

@@ -283,7 +283,8 @@ TEST_F(CommonCommands, AnswerWithoutTheRecord) {
 
 TEST_F(CommonCommands, AskAnewForNeighboursThatALostConnectionSwallowed) {
     start(1);
-    // The bus thread runs once it has handled an answer; one that meets no server at its start ends.
+    // The bus thread runs once it has handled an answer; one that meets no server at its start
+    // ends.
     run("get_ksl_network");
     ASSERT_TRUE(session_.host.waitForText("\"get_ksl_network\""));
     session_.host.clearFrames();

@@ -6,11 +6,11 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "krpbus/krp_get_device_components.h"
+#include "krpbus/messages/krp_get_device_components.h"
 #include "modules/trigger/trigger_module.h"
 #include "network/ksl_info.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "krpbus/krp_get_device_components.h"
+#include "krpbus/messages/krp_get_device_components.h"
 
 using testing::ElementsAre;
 using testing::Pair;

@@ -1,7 +1,7 @@
 #include <chrono>
 #include <thread>
 
-#include "krpbus/krp_get_device_components.h"
+#include "krpbus/messages/krp_get_device_components.h"
 #include "tests/network/network_session.h"
 
 using testing::Contains;

@@ -10,13 +10,13 @@
 #include <utility>
 #include <vector>
 
-#include "krpbus/simple_messages.h"
+#include "krpbus/messages/simple_messages.h"
 #include "network/common_commands.h"
 #include "network/ksl_info.h"
-#include "tests/support/bus_loggers.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/nats_server.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/bus_loggers.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/nats_server.h"
+#include "tests/kit/worker_session.h"
 #include "threads/thread_krpbus_lv_data.h"
 
 inline const std::string kLocal = "02:00:00:00:00:0A";

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "plugin/lv_websocket.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 
 // The session under test answers to the host of `connection`.
 class FrameSession : public testing::Test {

@@ -10,7 +10,7 @@
 #include <xercesc/util/PlatformUtils.hpp>
 
 #include "host/websocket_plugin.h"
-#include "tests/support/log_capture.h"
+#include "tests/kit/log_capture.h"
 
 #ifdef __SANITIZE_ADDRESS__
 #include <sanitizer/lsan_interface.h>

@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "krpbus/log_util.h"
+#include "base/log.h"
 #include "plugin/plugin_callbacks.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/nats_server.h"
+#include "tests/kit/recording_host.h"
 #include "tests/plugin/frame_session.h"
 #include "tests/plugin/without_times.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/nats_server.h"
-#include "tests/support/recording_host.h"
 #include "threads/thread_krpbus_data.h"
 
 namespace {

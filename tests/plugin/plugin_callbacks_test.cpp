@@ -11,10 +11,10 @@
 
 #include "plugin/diagnostics.h"
 #include "plugin/lv_websocket.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/recording_host.h"
 #include "tests/plugin/allocation_fault.h"
 #include "tests/plugin/without_times.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/recording_host.h"
 
 namespace {
 

@@ -12,17 +12,17 @@
 #include <new>
 #include <thread>
 
-#include "krpbus/log_util.h"
+#include "base/log.h"
 #include "modules/audio/upload_info.h"
 #include "network/ksl_info.h"
 #include "plugin/lv_websocket.h"
 #include "plugin/plugin_callbacks.h"
 #include "setup/lv_setup.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/nats_server.h"
+#include "tests/kit/rough_host.h"
 #include "tests/plugin/allocation_fault.h"
 #include "tests/plugin/without_times.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/nats_server.h"
-#include "tests/support/rough_host.h"
 #include "tests/threads/apr_faults.h"
 #include "threads/thread_krpbus_lv_data.h"
 #include "threads/thread_name.h"

@@ -10,10 +10,10 @@
 #include "network/ksl_info.h"
 #include "plugin/lv_websocket.h"
 #include "setup/lv_setup.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/recording_host.h"
 #include "tests/plugin/apr_memory_fault.h"
 #include "tests/plugin/without_times.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/recording_host.h"
 #include "tests/threads/apr_faults.h"
 #include "threads/thread_name.h"
 

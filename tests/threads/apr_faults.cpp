@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "krpbus/kr_exception.h"
+#include "base/kr_exception.h"
 
 AprFaults aprFaults;
 

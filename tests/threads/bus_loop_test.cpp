@@ -9,9 +9,9 @@
 #include <mutex>
 #include <thread>
 
-#include "krpbus/krpbus_client.h"
-#include "krpbus/krselect.h"
-#include "tests/support/bus_loggers.h"
+#include "base/krselect.h"
+#include "krpbus/client/krpbus_client.h"
+#include "tests/kit/bus_loggers.h"
 #include "tests/threads/bus_thread.h"
 
 using testing::ElementsAre;

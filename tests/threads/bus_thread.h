@@ -13,10 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "krpbus/system_message.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/nats_server.h"
-#include "tests/support/worker_session.h"
+#include "krpbus/messages/system_message.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/nats_server.h"
+#include "tests/kit/worker_session.h"
 #include "threads/thread_krpbus_data.h"
 
 inline const std::string kLocal = "02:00:00:00:00:0A";

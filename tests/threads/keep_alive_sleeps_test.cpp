@@ -8,9 +8,9 @@
 #include <functional>
 
 #include "plugin/plugin_callbacks.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/nats_server.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/nats_server.h"
+#include "tests/kit/worker_session.h"
 #include "threads/keep_alive.h"
 #include "threads/thread_data.h"
 

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 #include "tests/threads/apr_faults.h"
 #include "threads/thread_data.h"
 #include "threads/thread_name.h"

@@ -1,9 +1,9 @@
 #include "tests/threads/recording_modules.h"
 
-#include "krpbus/krp_message.h"
-#include "krpbus/router_message.h"
-#include "krpbus/signal_message.h"
-#include "krpbus/system_ng_event_message.h"
+#include "krpbus/messages/krp_message.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/signal_message.h"
+#include "krpbus/messages/system_ng_event_message.h"
 #include "modules/audio/audio_module.h"
 #include "modules/busload/busload_module.h"
 #include "modules/monitor/monitor_module.h"

@@ -11,8 +11,8 @@
 #include <semaphore>
 #include <thread>
 
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 #include "tests/threads/apr_faults.h"
 #include "threads/thread_name.h"
 

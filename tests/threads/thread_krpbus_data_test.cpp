@@ -16,11 +16,11 @@
 #include <semaphore>
 #include <thread>
 
-#include "krpbus/krpbus_client.h"
-#include "krpbus/log_util.h"
-#include "krpbus/signal_message.h"
-#include "krpbus/system_set_state_message.h"
-#include "tests/support/bus_loggers.h"
+#include "base/log.h"
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/signal_message.h"
+#include "krpbus/messages/system_set_state_message.h"
+#include "tests/kit/bus_loggers.h"
 #include "tests/threads/bus_thread.h"
 #include "threads/keep_alive.h"
 

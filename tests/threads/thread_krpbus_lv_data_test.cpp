@@ -6,16 +6,16 @@
 #include <cstdlib>
 #include <memory>
 
-#include "krpbus/router_message.h"
-#include "krpbus/signal_message.h"
-#include "krpbus/simple_messages.h"
-#include "krpbus/system_message.h"
-#include "krpbus/system_ng_event_message.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/signal_message.h"
+#include "krpbus/messages/simple_messages.h"
+#include "krpbus/messages/system_message.h"
+#include "krpbus/messages/system_ng_event_message.h"
 #include "network/ksl_info.h"
-#include "tests/support/bus_loggers.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/nats_server.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/bus_loggers.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/nats_server.h"
+#include "tests/kit/worker_session.h"
 #include "tests/threads/recording_modules.h"
 
 using testing::ElementsAre;

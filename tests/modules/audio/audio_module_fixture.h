@@ -12,13 +12,13 @@
 #include <vector>
 
 #include "json/json_text.h"
-#include "krpbus/simple_messages.h"
+#include "krpbus/messages/simple_messages.h"
 #include "modules/audio/audio_module.h"
 #include "modules/audio/save_audio.h"
 #include "modules/audio/upload_info.h"
-#include "tests/support/bus_participant.h"
-#include "tests/support/nats_server.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/bus_participant.h"
+#include "tests/kit/nats_server.h"
+#include "tests/kit/worker_session.h"
 
 // An announcement, and the record of it that is pending then.
 inline constexpr const char* kAnnounce =

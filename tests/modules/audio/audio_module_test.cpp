@@ -1,11 +1,11 @@
 // The list of audio files, the selection of one, and what the module takes.
 #include "modules/audio/audio_module.h"
 
-#include "krpbus/krp_get_audio_list.h"
-#include "krpbus/krp_set_audio_file.h"
+#include "krpbus/messages/krp_get_audio_list.h"
+#include "krpbus/messages/krp_set_audio_file.h"
 #include "modules/audio/audio_commands.h"
+#include "tests/kit/log_capture.h"
 #include "tests/modules/audio/audio_module_fixture.h"
-#include "tests/support/log_capture.h"
 
 namespace {
 

@@ -3,10 +3,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "krpbus/krp_set_audio_file.h"
+#include "krpbus/messages/krp_set_audio_file.h"
 #include "modules/audio/audio_commands.h"
+#include "tests/kit/log_capture.h"
 #include "tests/modules/audio/audio_module_fixture.h"
-#include "tests/support/log_capture.h"
 
 namespace {
 

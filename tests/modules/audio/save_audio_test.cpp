@@ -15,8 +15,8 @@
 
 #include "modules/audio/set_audio_file_response.h"
 #include "modules/audio/upload_info.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 
 namespace {
 

@@ -5,11 +5,11 @@
 
 #include <chrono>
 
-#include "krpbus/signal_message.h"
+#include "krpbus/messages/signal_message.h"
 #include "modules/busload/busload_module.h"
+#include "tests/kit/log_capture.h"
 #include "tests/modules/busload/busload_samples.h"
 #include "tests/modules/module_session.h"
-#include "tests/support/log_capture.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -7,11 +7,11 @@
 #include <utility>
 #include <vector>
 
-#include "krpbus/signal_message.h"
+#include "krpbus/messages/signal_message.h"
 #include "modules/busload/busload_module.h"
+#include "tests/kit/log_capture.h"
 #include "tests/modules/busload/busload_samples.h"
 #include "tests/modules/module_session.h"
-#include "tests/support/log_capture.h"
 
 inline std::string namesRequest(const std::string& payload) {
     return "KRPMessageRequest [id=81] [name=NotSet] [payload=" + payload + "]";

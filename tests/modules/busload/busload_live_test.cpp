@@ -8,14 +8,14 @@
 #include <memory>
 #include <thread>
 
-#include "krpbus/system_message.h"
+#include "krpbus/messages/system_message.h"
 #include "modules/busload/busload_module.h"
 #include "plugin/lv_websocket.h"
+#include "tests/kit/bus_loggers.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/nats_server.h"
+#include "tests/kit/recording_host.h"
 #include "tests/modules/busload/busload_samples.h"
-#include "tests/support/bus_loggers.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/nats_server.h"
-#include "tests/support/recording_host.h"
 
 using testing::HasSubstr;
 

@@ -10,10 +10,10 @@
 
 #include "modules/busload/bus_catalogue.h"
 #include "modules/busload/busload_values.h"
+#include "tests/kit/after_first_send.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 #include "tests/modules/busload/busload_samples.h"
-#include "tests/support/after_first_send.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
 
 using testing::ElementsAre;
 

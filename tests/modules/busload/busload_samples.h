@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "krpbus/busload_message.h"
-#include "krpbus/gps_trace_message.h"
-#include "krpbus/krp_get_bus_names.h"
-#include "krpbus/simple_messages.h"
+#include "krpbus/messages/busload_message.h"
+#include "krpbus/messages/gps_trace_message.h"
+#include "krpbus/messages/krp_get_bus_names.h"
+#include "krpbus/messages/simple_messages.h"
 #include "network/ksl_info.h"
 
 inline const std::string kLocalLogger = "02:00:00:00:00:01";

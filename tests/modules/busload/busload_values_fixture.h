@@ -8,9 +8,9 @@
 
 #include "modules/busload/bus_catalogue.h"
 #include "modules/busload/busload_values.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 #include "tests/modules/busload/busload_samples.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
 
 class BusloadValuesFixture : public testing::Test {
   protected:

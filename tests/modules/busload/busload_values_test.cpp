@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "krpbus/router_message.h"
+#include "krpbus/messages/router_message.h"
 #include "modules/busload/busload_module.h"
 #include "tests/modules/busload/busload_values_fixture.h"
 

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "modules/busload/busload_values.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 #include "tests/modules/busload/busload_samples.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -12,8 +12,8 @@
 #include <sstream>
 
 #include "modules/config/config_storage.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/worker_session.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/worker_session.h"
 
 namespace {
 

@@ -3,14 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "krpbus/krp_get_rc_monitor_names.h"
-#include "krpbus/signal_message.h"
-#include "krpbus/simple_messages.h"
-#include "krpbus/system_message.h"
-#include "tests/support/bus_participant.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/nats_server.h"
-#include "tests/support/worker_session.h"
+#include "krpbus/messages/krp_get_rc_monitor_names.h"
+#include "krpbus/messages/signal_message.h"
+#include "krpbus/messages/simple_messages.h"
+#include "krpbus/messages/system_message.h"
+#include "tests/kit/bus_participant.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/nats_server.h"
+#include "tests/kit/worker_session.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include "modules/signal/signal_catalogue.h"
 #include "modules/signal/signal_commands.h"
 #include "modules/signal/signal_responses.h"
+#include "tests/kit/log_capture.h"
 #include "tests/modules/signal/signal_network.h"
-#include "tests/support/log_capture.h"
 
 inline const SignalKey kSpeed("Speed", kLocalLogger);
 

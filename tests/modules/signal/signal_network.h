@@ -5,11 +5,11 @@
 #include <memory>
 #include <string>
 
-#include "krpbus/ksl_util.h"
-#include "krpbus/router_message.h"
-#include "krpbus/simple_messages.h"
-#include "krpbus/system_message.h"
-#include "tests/krpbus/bus_test_client.h"
+#include "krpbus/address/ksl_util.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/simple_messages.h"
+#include "krpbus/messages/system_message.h"
+#include "tests/krpbus/client/bus_test_client.h"
 #include "tests/modules/signal/signal_samples.h"
 #include "tests/modules/signal/signal_session.h"
 

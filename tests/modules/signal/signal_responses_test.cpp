@@ -2,13 +2,13 @@
 
 #include <gmock/gmock.h>
 
-#include "krpbus/router_message.h"
-#include "krpbus/simple_messages.h"
-#include "krpbus/system_message.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/simple_messages.h"
+#include "krpbus/messages/system_message.h"
 #include "modules/signal/signal_catalogue.h"
+#include "tests/kit/log_capture.h"
 #include "tests/modules/signal/signal_samples.h"
 #include "tests/modules/signal/signal_session.h"
-#include "tests/support/log_capture.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-#include "krpbus/krp_get_lv_signal_config.h"
-#include "krpbus/signal_message.h"
+#include "krpbus/messages/krp_get_lv_signal_config.h"
+#include "krpbus/messages/signal_message.h"
 
 inline constexpr const char* kLocalLogger = "02:00:00:00:00:01";
 inline constexpr const char* kOtherLogger = "02:00:00:00:00:02";

@@ -3,7 +3,7 @@
 
 #include "network/ksl_info.h"
 #include "setup/lv_setup.h"
-#include "tests/support/recording_host.h"
+#include "tests/kit/recording_host.h"
 
 // Stands for the session. Nothing but the browser is connected: what goes to the bus is dropped.
 class SignalSession {

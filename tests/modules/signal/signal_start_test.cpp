@@ -5,7 +5,7 @@
 #include <chrono>
 #include <thread>
 
-#include "tests/support/after_first_send.h"
+#include "tests/kit/after_first_send.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "krpbus/krp_get_event_list.h"
+#include "krpbus/messages/krp_get_event_list.h"
 
 // One list, every event looked up and inserted by itself, with nothing but loops.
 class PlainMerge {

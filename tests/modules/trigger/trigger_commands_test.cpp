@@ -7,14 +7,14 @@
 #include <chrono>
 #include <thread>
 
-#include "krpbus/keyboard_message.h"
-#include "krpbus/kr_system.h"
-#include "krpbus/system_ng_event_message.h"
+#include "base/clock.h"
+#include "krpbus/messages/keyboard_message.h"
+#include "krpbus/messages/system_ng_event_message.h"
 #include "modules/trigger/trigger_catalogue.h"
 #include "modules/trigger/trigger_module.h"
+#include "tests/kit/log_capture.h"
 #include "tests/modules/module_session.h"
 #include "tests/modules/trigger/trigger_samples.h"
-#include "tests/support/log_capture.h"
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -6,13 +6,13 @@
 #include <chrono>
 #include <limits>
 
-#include "krpbus/krp_get_event_index.h"
-#include "krpbus/system_ng_event_message.h"
+#include "krpbus/messages/krp_get_event_index.h"
+#include "krpbus/messages/system_ng_event_message.h"
 #include "modules/trigger/trigger_catalogue.h"
 #include "modules/trigger/trigger_module.h"
+#include "tests/kit/log_capture.h"
 #include "tests/modules/module_session.h"
 #include "tests/modules/trigger/trigger_samples.h"
-#include "tests/support/log_capture.h"
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "krpbus/krp_get_event_list.h"
-#include "krpbus/simple_messages.h"
+#include "krpbus/messages/krp_get_event_list.h"
+#include "krpbus/messages/simple_messages.h"
 #include "network/ksl_info.h"
 
 inline const std::string kLocalLogger = "02:00:00:00:00:01";

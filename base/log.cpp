@@ -1,0 +1,43 @@
+#include "base/log.h"
+
+#include <iostream>
+#include <string>
+
+constinit std::mutex LogUtil::logMutex;
+
+namespace {
+
+std::string_view levelTag(LogLevel level) {
+    switch (level) {
+        case LogLevel::Debug:
+            return "[DEBUG] ";
+        case LogLevel::Info:
+            return "[INFO] ";
+        case LogLevel::Warning:
+            return "[WARNING] ";
+        case LogLevel::Error:
+            return "[ERROR] ";
+    }
+    return "";
+}
+
+}  // namespace
+
+void LogUtil::log(LogLevel level, std::string_view function, std::string_view text) {
+    const std::string_view tag = levelTag(level);
+    std::string line;
+    line.reserve(tag.size() + function.size() + text.size() + 9);
+    line.append(tag).append("KLV::").append(function).append("() ").append(text).append("\n");
+
+    const std::lock_guard lock(logMutex);
+    std::cout.write(line.data(), static_cast<std::streamsize>(line.size()));
+    std::cout.flush();
+    std::cout.clear();  // one line that could not be written must not silence all later ones
+}
+
+void LogUtil::redirectOutputToError() {
+    const std::lock_guard lock(logMutex);
+    if (std::cout.rdbuf() != std::cerr.rdbuf()) {
+        std::cout.rdbuf(std::cerr.rdbuf());
+    }
+}

@@ -1,0 +1,127 @@
+#include "desk/services/busload_service.h"
+
+#include <utility>
+
+#include "base/clock.h"
+#include "krpbus/address/ksl_util.h"
+#include "krpbus/messages/gps_trace_message.h"
+#include "krpbus/messages/krp_get_bus_names.h"
+
+namespace desk {
+
+namespace {
+
+Clock::duration periodOf(double rate) {
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / rate));
+}
+
+// The request's parameter: whether only the buses in use are wanted.
+bool activeOnly(const KRPMessageRequest& request) {
+    return !request.payload.empty() && request.payload.front() != 0;
+}
+
+}  // namespace
+
+BusloadService::BusloadService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<BusSource> source,
+                               std::optional<double> rate, std::uint8_t networkOffset)
+    : bus_(bus),
+      agenda_(agenda),
+      source_(std::move(source)),
+      period_(periodOf(rate.value_or(kUsualRate))),
+      networkOffset_(networkOffset),
+      audience_(bus, agenda) {}
+
+// To its own clients a logger is the local one; to those of other loggers it has its offset.
+std::uint8_t BusloadService::offsetFor(const std::string& client) const {
+    return KSLUtil::splitAddress(client) ? networkOffset_ : std::uint8_t{0};
+}
+
+std::unique_ptr<KRPMessageResponse> BusloadService::answer(const KRPMessageRequest& request) {
+    if (request.getKrpMsgID() != KRPResponseGetBusNames::kId) {
+        return nullptr;
+    }
+    auto answer = std::make_unique<KRPResponseGetBusNames>();
+    for (const Bus& bus : source_->buses()) {
+        if (bus.inUse || !activeOnly(request)) {
+            answer->busNames.push_back(bus.name);
+            answer->busNames.back().kslOffset = offsetFor(request.getSource());
+        }
+    }
+    return answer;
+}
+
+bool BusloadService::takeNotice(const SystemMessage& notice) {
+    if (notice.getType() != SystemMessage::SM_STATE) {
+        return false;
+    }
+    if (notice.getText() == "75-LVStartBusload") {
+        start(notice.getSource());
+        return true;
+    }
+    if (notice.getText() == "76-LVStopBusload") {
+        audience_.remove(notice.getSource());
+        return true;
+    }
+    return false;
+}
+
+void BusloadService::start(const std::string& client) {
+    audience_.add(client);
+    if (runs_) {
+        return;
+    }
+    runs_ = true;
+    source_->begin();
+    begin_ = Clock::now();
+    agenda_.after(period_, [this] { sendDue(); });
+}
+
+// A logger that has fallen behind leaves figures out: the newest ones are what counts.
+void BusloadService::sendDue() {
+    const auto now = Clock::now();
+    const auto time = std::chrono::duration_cast<BusSource::Duration>(now - begin_);
+    const std::uint64_t timestamp = getTimeOfDay();
+    readings_.clear();
+    source_->read(time, readings_);
+    const auto gps = source_->readGps(time);
+    if (bus_.isConnected()) {  // else each figure would be one more line in the log
+        for (const BusReading& reading : readings_) {
+            send(reading, timestamp);
+        }
+        if (gps) {
+            send(*gps, timestamp);
+        }
+    }
+    runs_ = !audience_.empty();
+    if (runs_) {
+        agenda_.at(now + period_, [this] { sendDue(); });
+    }
+}
+
+void BusloadService::send(const BusReading& reading, std::uint64_t timestamp) {
+    const KRPResponseGetBusNames::busName_t& name = source_->buses()[reading.bus].name;
+    BusLoadExtMessage message;
+    message.busId = name.busId;
+    message.channel = name.channel;
+    message.value = reading.value;
+    message.timestamp = timestamp;
+    message.unit = reading.unit;
+    message.most = reading.most;
+    for (const std::string& client : audience_.addresses()) {
+        message.kslOffset = offsetFor(client);
+        bus_.sendTo(std::string(kHandheldServer), client, message.clone());
+    }
+}
+
+void BusloadService::send(const GpsReading& reading, std::uint64_t timestamp) {
+    GPSTraceMessage message;
+    message.timestamp = timestamp;
+    message.gprmcStatus.assign(1, reading.hasFix ? 'A' : 'V');
+    message.latitude = reading.latitude;
+    message.longitude = reading.longitude;
+    for (const std::string& client : audience_.addresses()) {
+        bus_.sendTo(std::string(kHandheldServer), client, message.clone());
+    }
+}
+
+}  // namespace desk

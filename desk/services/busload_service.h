@@ -1,0 +1,52 @@
+// The buses of a logger and their loads.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "desk/loop/agenda.h"
+#include "desk/services/audience.h"
+#include "desk/services/service.h"
+#include "desk/sources/bus_source.h"
+#include "krpbus/client/krpbus_client.h"
+
+namespace desk {
+
+// Answers request 81 with the buses, and sends their loads and the state of the GPS receiver to
+// whoever has said "75-LVStartBusload", until it says "76-LVStopBusload" or vanishes.
+class BusloadService : public Service {
+  public:
+    // Figures per second and bus where nobody asks for a certain number.
+    static constexpr double kUsualRate = 2.0;
+
+    // The client and the agenda must outlive this object, and the agenda must not run afterwards.
+    BusloadService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<BusSource> source,
+                   std::optional<double> rate, std::uint8_t networkOffset);
+
+    std::string_view participant() const override { return kHandheldServer; }
+    std::unique_ptr<KRPMessageResponse> answer(const KRPMessageRequest& request) override;
+    bool takeNotice(const SystemMessage& notice) override;
+    void clientMissing(const std::string& address) override { audience_.missing(address); }
+
+  private:
+    void start(const std::string& client);
+    void sendDue();
+    void send(const BusReading& reading, std::uint64_t timestamp);
+    void send(const GpsReading& reading, std::uint64_t timestamp);
+    std::uint8_t offsetFor(const std::string& client) const;
+
+    KRPBusClient& bus_;
+    Agenda& agenda_;
+    const std::unique_ptr<BusSource> source_;
+    const Clock::duration period_;
+    const std::uint8_t networkOffset_;
+    Audience audience_;
+    Clock::time_point begin_;  // when loads began to be wanted
+    bool runs_ = false;        // sendDue() is on the agenda
+    std::vector<BusReading> readings_;
+};
+
+}  // namespace desk

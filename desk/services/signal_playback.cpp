@@ -1,0 +1,61 @@
+#include "desk/services/signal_playback.h"
+
+#include <utility>
+
+#include "base/clock.h"
+
+namespace desk {
+
+namespace {
+
+// A logger that has fallen behind by more than this leaves values out.
+constexpr std::chrono::seconds kMostBehind{1};
+
+Clock::duration period(double rate) {
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / rate));
+}
+
+}  // namespace
+
+SignalPlayback::SignalPlayback(Agenda& agenda, std::unique_ptr<SignalSource> source,
+                               std::optional<double> rate, IsWanted isWanted, Take take)
+    : agenda_(agenda),
+      source_(std::move(source)),
+      rate_(rate),
+      isWanted_(std::move(isWanted)),
+      take_(std::move(take)) {}
+
+void SignalPlayback::start() {
+    if (runs_) {
+        return;
+    }
+    runs_ = true;
+    source_->begin();
+    begin_ = Clock::now();
+    due_ = begin_;
+    agenda_.at(due_, [this] { playDue(); });
+}
+
+void SignalPlayback::playDue() {
+    const auto now = Clock::now();
+    if (now - due_ > kMostBehind) {
+        begin_ += now - due_;
+        due_ = now;
+    }
+    while (due_ <= now && isWanted_()) {
+        readings_.clear();
+        const auto untilNext = source_->read(
+            std::chrono::duration_cast<SignalSource::Duration>(due_ - begin_), readings_);
+        const std::uint64_t timestamp = getTimeOfDay();
+        for (const SignalReading& reading : readings_) {
+            take_(reading, timestamp);
+        }
+        due_ += rate_ || !untilNext ? period(rate_.value_or(source_->usualRate())) : *untilNext;
+    }
+    runs_ = isWanted_();
+    if (runs_) {
+        agenda_.at(due_, [this] { playDue(); });
+    }
+}
+
+}  // namespace desk

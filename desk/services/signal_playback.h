@@ -1,0 +1,47 @@
+// The values of a signal source at their pace.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "desk/loop/agenda.h"
+#include "desk/sources/signal_source.h"
+
+namespace desk {
+
+// Reads a source's values when they are due and hands them on, for as long as somebody wants them.
+class SignalPlayback {
+  public:
+    using IsWanted = std::function<bool()>;
+    // Takes a value and its time, in microseconds since 1970 UTC.
+    using Take = std::function<void(const SignalReading&, std::uint64_t timestamp)>;
+
+    // `rate` is in values per second and signal, of a recording in rows per second; without it
+    // values come as the source has them. The agenda must outlive this object, and must not run
+    // afterwards.
+    SignalPlayback(Agenda& agenda, std::unique_ptr<SignalSource> source, std::optional<double> rate,
+                   IsWanted isWanted, Take take);
+
+    const std::vector<SignalConfig>& signals() const { return source_->signals(); }
+    // Begins with the first values, soon; changes nothing while it runs. It ends when a value is
+    // due that nobody wants.
+    void start();
+
+  private:
+    void playDue();
+
+    Agenda& agenda_;
+    const std::unique_ptr<SignalSource> source_;
+    const std::optional<double> rate_;
+    const IsWanted isWanted_;
+    const Take take_;
+    Clock::time_point begin_;  // when values began to be wanted
+    Clock::time_point due_;    // when the next ones are due
+    bool runs_ = false;        // playDue() is on the agenda
+    std::vector<SignalReading> readings_;
+};
+
+}  // namespace desk

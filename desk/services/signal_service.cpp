@@ -1,0 +1,71 @@
+#include "desk/services/signal_service.h"
+
+#include <utility>
+
+#include "base/log.h"
+#include "krpbus/address/ksl_util.h"
+#include "krpbus/messages/krp_get_lv_signal_config.h"
+
+namespace desk {
+
+SignalService::SignalService(KRPBusClient& bus, Agenda& agenda,
+                             std::unique_ptr<SignalSource> source, std::optional<double> rate,
+                             std::uint8_t networkOffset)
+    : bus_(bus),
+      networkOffset_(networkOffset),
+      audience_(bus, agenda),
+      playback_(
+          agenda, std::move(source), rate, [this] { return !audience_.empty(); },
+          [this](const SignalReading& reading, std::uint64_t timestamp) {
+              send(reading, timestamp);
+          }) {}
+
+std::unique_ptr<KRPMessageResponse> SignalService::answer(const KRPMessageRequest& request) {
+    if (request.getKrpMsgID() != KRPResponseGetLVSignalConfig::kId) {
+        return nullptr;
+    }
+    auto answer = std::make_unique<KRPResponseGetLVSignalConfig>(playback_.signals());
+    // To its own clients a logger is the local one; to those of other loggers it has its offset.
+    const bool isForwarded = KSLUtil::splitAddress(request.getSource()).has_value();
+    for (SignalConfig& config : answer->configs) {
+        config.kslOffset = isForwarded ? networkOffset_ : 0;
+    }
+    return answer;
+}
+
+bool SignalService::takeNotice(const SystemMessage& notice) {
+    if (notice.getType() != SystemMessage::SM_STATE) {
+        return false;
+    }
+    if (notice.getText() == "77-LVStartSignals") {
+        audience_.add(notice.getSource());
+        playback_.start();
+        return true;
+    }
+    if (notice.getText() == "78-LVStopSignals") {
+        audience_.remove(notice.getSource());
+        return true;
+    }
+    return false;
+}
+
+void SignalService::send(const SignalReading& reading, std::uint64_t timestamp) {
+    if (!bus_.isConnected()) {
+        return;  // each value would be one more line in the log
+    }
+    const SignalConfig& config = playback_.signals()[reading.signal];
+    SignalMessage message;
+    message.timestamp = timestamp;
+    message.instanceName = config.instanceName;
+    message.webappName = config.webappName;
+    message.unit = config.unit;
+    message.value = reading.value;
+    message.raw = reading.raw;
+    message.phys = reading.phys;
+    message.descr = reading.descr;
+    for (const std::string& client : audience_.addresses()) {
+        bus_.sendTo(std::string(kHandheldServer), client, message.clone());
+    }
+}
+
+}  // namespace desk

@@ -1,0 +1,41 @@
+// The live-view signals of a logger.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "desk/loop/agenda.h"
+#include "desk/services/audience.h"
+#include "desk/services/service.h"
+#include "desk/services/signal_playback.h"
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/signal_message.h"
+
+namespace desk {
+
+// Answers request 137 with the signals, and sends their values to whoever has said
+// "77-LVStartSignals", until it says "78-LVStopSignals" or vanishes.
+class SignalService : public Service {
+  public:
+    // `rate` is in values per second and signal, of a recording in rows per second; without it
+    // values come as the source has them. The client and the agenda must outlive this object, and
+    // the agenda must not run afterwards.
+    SignalService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<SignalSource> source,
+                  std::optional<double> rate, std::uint8_t networkOffset);
+
+    std::string_view participant() const override { return kHandheldServer; }
+    std::unique_ptr<KRPMessageResponse> answer(const KRPMessageRequest& request) override;
+    bool takeNotice(const SystemMessage& notice) override;
+    void clientMissing(const std::string& address) override { audience_.missing(address); }
+
+  private:
+    void send(const SignalReading& reading, std::uint64_t timestamp);
+
+    KRPBusClient& bus_;
+    const std::uint8_t networkOffset_;
+    Audience audience_;
+    SignalPlayback playback_;
+};
+
+}  // namespace desk

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "host/apache/module.h"
+#include "host/websocket_plugin.h"
+
+namespace websocket {
+
+enum class OriginCheck { Unset, Same, Trusted, Off };
+
+/// The directives of one directory or location. Lives in a pool of the server's configuration, so
+/// it holds plain values only.
+struct Directives {
+    WebSocketPlugin* plugin;     ///< null: WebSocketHandler was not given
+    apr_int64_t maxMessageSize;  ///< bytes; negative: not given
+    apr_int64_t pingInterval;    ///< seconds, 0 for none; negative: not given
+    OriginCheck originCheck;
+    apr_array_header_t* trustedOrigins;  ///< of const char*; null: not given
+
+    apr_uint64_t effectiveMaxMessageSize() const;
+};
+
+extern const command_rec kDirectives[];
+
+extern "C" {
+void* websocketCreateDirectives(apr_pool_t* pool, char* directory);
+void* websocketMergeDirectives(apr_pool_t* pool, void* base, void* added);
+}
+
+/// The directives that hold for a request.
+const Directives& directivesOf(const request_rec* request);
+
+}  // namespace websocket

@@ -1,0 +1,113 @@
+// The websocket module: what Apache calls, and in which order a websocket is served.
+
+#include <exception>
+#include <memory>
+#include <string_view>
+
+#include "host/apache/apache_transport.h"
+#include "host/apache/connection.h"
+#include "host/apache/directives.h"
+#include "host/apache/handshake.h"
+#include "host/apache/module.h"
+#include "host/apache/termination_signals.h"
+
+namespace {
+
+using websocket::ApacheTransport;
+using websocket::Connection;
+using websocket::Handshake;
+using websocket::TerminationSignals;
+
+constexpr std::string_view kHandlerName = "websocket-handler";
+
+/// What a thread of a plug-in may still hold when its connection has ended. A process of its own
+/// ends soon after, so the record is kept until then and a late call into it finds a dead
+/// connection.
+std::unique_ptr<Connection>& lastConnection() {
+    static auto* last = new std::unique_ptr<Connection>;
+    return *last;
+}
+
+int serve(request_rec* request, const websocket::Directives& directives, Handshake handshake,
+          TerminationSignals& signals) {
+    auto connection =
+        std::make_unique<Connection>(request, directives, std::move(handshake), signals);
+    const int status = connection->run();
+    if (TerminationSignals::processIsOurs()) {
+        lastConnection() = std::move(connection);
+    }
+    return status;
+}
+
+/// After a websocket nothing of HTTP follows on the connection: what the server still sends through
+/// the request's filters must not become an HTTP answer.
+void leaveHttp(request_rec* request) {
+    conn_rec* connection = request->connection;
+    request->output_filters = connection->output_filters;
+    request->proto_output_filters = connection->output_filters;
+    request->input_filters = connection->input_filters;
+    request->proto_input_filters = connection->input_filters;
+}
+
+int handle(request_rec* request) {
+    const websocket::Directives& directives = websocket::directivesOf(request);
+    // Whatever becomes of it: nothing follows on this connection.
+    request->connection->keepalive = AP_CONN_CLOSE;
+    if (directives.plugin == nullptr) {
+        ap_log_rerror(APLOG_MARK, APLOG_ERR, 0, request,
+                      "WS001: websocket-handler is set here but no WebSocketHandler is given");
+        return HTTP_INTERNAL_SERVER_ERROR;
+    }
+    Handshake handshake;
+    int status = websocket::checkHandshake(request, directives, handshake);
+    if (status != OK) {
+        return status;
+    }
+    TerminationSignals signals;
+    status = serve(request, directives, std::move(handshake), signals);
+    if (status == OK) {
+        leaveHttp(request);
+    }
+    if (signals.taken()) {
+        // The server would wait for the peer to close as well; there is no time for that.
+        request->connection->aborted = 1;
+    }
+    // The plug-in has had its session in this process; the next one gets a fresh process.
+    signals.retireProcess();
+    signals.release();
+    return status;
+}
+
+extern "C" int websocketHandler(request_rec* request) {
+    if (request->handler == nullptr || kHandlerName != request->handler) {
+        return DECLINED;
+    }
+    try {
+        return handle(request);
+    } catch (const std::exception& e) {
+        ap_log_rerror(APLOG_MARK, APLOG_ERR, 0, request, "WS002: websocket not served: %s",
+                      e.what());
+        return HTTP_INTERNAL_SERVER_ERROR;
+    }
+}
+
+extern "C" void registerHooks(apr_pool_t*) {
+    ApacheTransport::registerFilter();
+    ap_hook_handler(websocketHandler, nullptr, nullptr, APR_HOOK_MIDDLE);
+}
+
+}  // namespace
+
+extern "C" {
+
+module websocket_module = {
+    STANDARD20_MODULE_STUFF,
+    websocket::websocketCreateDirectives,
+    websocket::websocketMergeDirectives,
+    nullptr,
+    nullptr,
+    websocket::kDirectives,
+    registerHooks,
+    AP_MODULE_FLAG_NONE,
+};
+}

@@ -1,0 +1,205 @@
+#include "krpbus/client/krpbus_client_impl.h"
+
+#include <utility>
+
+#include "base/log.h"
+#include "krpbus/address/ksl_util.h"
+#include "krpbus/client/nats_subject.h"
+
+namespace {
+
+// Room that the encoder keeps between messages.
+constexpr std::size_t kKeptBuffer = std::size_t{1024} * 1024;
+
+std::string ownMac(const KRPBusOptions& options) {
+    return options.mac.empty() ? KSLUtil::findLowestMAC().toString(std::ios::uppercase)
+                               : upperCaseMac(options.mac);
+}
+
+}  // namespace
+
+std::string upperCaseMac(const std::string& text) {
+    const auto mac = macaddr_t::parse(text);
+    return mac ? mac->toString(std::ios::uppercase) : text;
+}
+
+KRPBusClient::Impl::Impl(const std::string& name, const std::string& url,
+                         const KRPBusOptions& options)
+    : name_(name),
+      mac_(ownMac(options)),
+      ownSubject_(participantSubject(mac_, name_)),
+      inbox_(options.queueLimit, options.skipAfter),
+      connection_(std::make_unique<BusConnection>(url, ownSubject_, *this)) {
+    wanted_.try_emplace(ownSubject_, std::make_unique<Entrance>(*this, name_));
+    wanted_.try_emplace(everybodySubject(mac_), std::make_unique<Entrance>(*this, ""));
+    connect();
+}
+
+KRPBusClient::Impl::~Impl() {
+    {
+        const std::lock_guard lock(subscriptionsMutex_);
+        for (const auto& [subject, entrance] : wanted_) {
+            close(*entrance);
+        }
+    }
+    connection_.reset();
+}
+
+bool KRPBusClient::Impl::connect() {
+    if (connection_->connect()) {
+        {
+            const std::lock_guard lock(subscriptionsMutex_);
+            for (const auto& [subject, entrance] : wanted_) {
+                if (entrance->subscription == nullptr) {
+                    entrance->subscription = connection_->subscribe(subject, *entrance);
+                }
+            }
+        }
+        inbox_.connected();
+        if (!connection_->isConnected()) {
+            inbox_.disconnected();  // lost meanwhile, which nobody could tell the inbox before
+        }
+    }
+    return isConnected();
+}
+
+void KRPBusClient::Impl::listen(const std::string& subject, const std::string& destination) {
+    const std::lock_guard lock(subscriptionsMutex_);
+    const auto [entry, isNew] = wanted_.try_emplace(subject);
+    if (isNew) {
+        entry->second = std::make_unique<Entrance>(*this, destination);
+        entry->second->subscription = connection_->subscribe(subject, *entry->second);
+    }
+}
+
+void KRPBusClient::Impl::endListening(const std::string& subject) {
+    const std::lock_guard lock(subscriptionsMutex_);
+    auto entry = wanted_.extract(subject);
+    if (!entry.empty()) {
+        close(*entry.mapped());
+        closed_.push_back(std::move(entry.mapped()));
+    }
+}
+
+void KRPBusClient::Impl::close(Entrance& entrance) {
+    if (entrance.subscription != nullptr) {
+        connection_->unsubscribe(std::exchange(entrance.subscription, nullptr));
+    }
+}
+
+void KRPBusClient::Impl::sendHere(const std::string& source, const std::string& participant,
+                                  const MessageBase& message) {
+    const std::lock_guard lock(sendMutex_);
+    // Who receives live data receives a lot of it: the last subject is kept.
+    if (participant != lastParticipant_ || lastSubject_.empty()) {
+        lastSubject_ = participantSubject(mac_, participant);
+        lastParticipant_ = participant;
+    }
+    publish(source, lastSubject_, message, participant);
+}
+
+void KRPBusClient::Impl::send(const std::string& source, const std::string& subject,
+                              const MessageBase& message, const std::string& whom) {
+    const std::lock_guard lock(sendMutex_);
+    publish(source, subject, message, whom);
+}
+
+void KRPBusClient::Impl::publish(const std::string& source, const std::string& subject,
+                                 const MessageBase& message, const std::string& whom) {
+    writer_.clear();
+    message.encode(writer_);
+    const auto result = connection_->publish(
+        subject, source == name_ ? ownSubject_ : participantSubject(mac_, source), writer_.bytes());
+    if (result != BusConnection::SendResult::Sent) {
+        logNotSent(result, whom);
+    }
+    writer_.shrink(kKeptBuffer);
+}
+
+void KRPBusClient::Impl::logNotSent(BusConnection::SendResult result,
+                                    const std::string& whom) const {
+    std::string text = "message to " + whom + " dropped: ";
+    switch (result) {
+        case BusConnection::SendResult::NotConnected:
+            text += "no connection to the bus server";
+            break;
+        case BusConnection::SendResult::TooLarge:
+            text += std::to_string(writer_.size()) + " bytes are more than the bus server's " +
+                    std::to_string(connection_->maxPayload());
+            break;
+        case BusConnection::SendResult::Stuck:
+            text += "the bus server does not take any more";
+            break;
+        case BusConnection::SendResult::Sent:
+        case BusConnection::SendResult::Failed:
+            text += "the bus client refused it";
+            break;
+    }
+    LogUtil::log(LogLevel::Error, "sendTo", text);
+}
+
+void KRPBusClient::Impl::probe(const std::string& mac, const std::string& participant,
+                               const std::string& address) {
+    listen(probeWildcard(mac_, name_), "");
+    const std::lock_guard lock(sendMutex_);
+    connection_->publish(participantSubject(mac, participant), probeSubject(mac_, name_, address),
+                         {});
+}
+
+void KRPBusClient::Impl::Entrance::onMessage(natsMsg* message) {
+    Received received;
+    received.message.reset(message);
+    received.destination = &destination_;
+    owner_.receive(std::move(received));
+}
+
+void KRPBusClient::Impl::receive(Received&& received) {
+    natsMsg* const message = received.message.get();
+    if (natsMsg_GetDataLength(message) == 0) {
+        // Somebody's probe, or the bus server's answer to one of ours or to a message for somebody
+        // who is not there.
+        if (natsMsg_IsNoResponders(message)) {
+            if (auto address = parseProbeSubject(natsMsg_GetSubject(message))) {
+                inbox_.addVanished(std::move(*address));
+            }
+        }
+        return;
+    }
+    if (inbox_.push(std::move(received))) {
+        LogUtil::log(LogLevel::Error, "receive",
+                     "too much is waiting to be read, dropped all of it");
+    }
+}
+
+std::unique_ptr<MessageBase> KRPBusClient::Impl::unpack(const Received& received) {
+    const natsMsg* const payload = received.message.get();
+    const auto size = static_cast<std::size_t>(natsMsg_GetDataLength(payload));
+    auto message = MessageBase::decode(
+        {reinterpret_cast<const std::uint8_t*>(natsMsg_GetData(payload)), size});
+    const char* const reply = natsMsg_GetReply(payload);
+    if (!message) {
+        LogUtil::log(LogLevel::Error, "getMessage",
+                     "dropped " + std::to_string(size) + " bytes that are no message, from " +
+                         (reply != nullptr ? reply : "an unknown sender"));
+        return nullptr;
+    }
+    message->setSource(senderOf(reply != nullptr ? reply : ""));
+    message->setDestination(*received.destination);
+    return message;
+}
+
+// The address that answers to a reply subject go to. Senders repeat, so the last one is kept.
+const std::string& KRPBusClient::Impl::senderOf(std::string_view reply) {
+    if (reply != lastReply_) {
+        lastReply_ = reply;
+        const auto sender = parseParticipantSubject(reply);
+        if (!sender) {
+            lastSender_.clear();
+        } else if (sender->mac == mac_) {
+            lastSender_ = sender->participant;
+        } else {
+            lastSender_ = KSLUtil::createKslRouterMsgAddress(0, sender->mac, sender->participant);
+        }
+    }
+    return lastSender_;
+}

@@ -1,0 +1,98 @@
+// The inside of a bus client: what it listens to, what it sends, what has come in.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "krpbus/client/bus_connection.h"
+#include "krpbus/client/inbox.h"
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/byte_writer.h"
+
+// A logger's name as subjects carry it. What is no hardware address stays as it is, and names no
+// logger.
+std::string upperCaseMac(const std::string& text);
+
+// Puts subjects and addresses around a connection and an inbox. Thread rules as for KRPBusClient.
+class KRPBusClient::Impl final : public BusListener {
+  public:
+    Impl(const std::string& name, const std::string& url, const KRPBusOptions& options);
+    ~Impl() override;
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    bool connect();
+    bool isConnected() const { return connection_->isConnected() && inbox_.isConnected(); }
+    Inbox& inbox() { return inbox_; }
+    const Inbox& inbox() const { return inbox_; }
+    const std::string& name() const { return name_; }
+    const std::string& mac() const { return mac_; }
+
+    // Receives what is published to a subject, as messages for `destination`.
+    void listen(const std::string& subject, const std::string& destination);
+    void endListening(const std::string& subject);
+
+    // Sends to a participant of the own logger.
+    void sendHere(const std::string& source, const std::string& participant,
+                  const MessageBase& message);
+    // Sends to a subject of the bus; `whom` is for the log.
+    void send(const std::string& source, const std::string& subject, const MessageBase& message,
+              const std::string& whom);
+    // Asks whether anybody listens to the participant; `address` is what takeVanished() then tells.
+    void probe(const std::string& mac, const std::string& participant, const std::string& address);
+
+    // The message of a payload, with its sender and destination; null when the payload is none.
+    std::unique_ptr<MessageBase> unpack(const Received& received);
+
+    void onReconnected() override { inbox_.connected(); }
+    void onDisconnected() override { inbox_.disconnected(); }
+
+  private:
+    // One subscription, and what messages that come in through it are for.
+    class Entrance final : public BusSubscriber {
+      public:
+        Entrance(Impl& owner, std::string destination)
+            : owner_(owner), destination_(std::move(destination)) {}
+
+        void onMessage(natsMsg* message) override;
+
+        natsSubscription* subscription = nullptr;
+
+      private:
+        Impl& owner_;
+        const std::string destination_;
+    };
+
+    void receive(Received&& received);
+    void close(Entrance& entrance);
+    void publish(const std::string& source, const std::string& subject, const MessageBase& message,
+                 const std::string& whom);
+    void logNotSent(BusConnection::SendResult result, const std::string& whom) const;
+    const std::string& senderOf(std::string_view reply);
+
+    const std::string name_;
+    const std::string mac_;
+    const std::string ownSubject_;
+    Inbox inbox_;
+
+    std::mutex sendMutex_;
+    ByteWriter writer_;
+    std::string lastParticipant_;
+    std::string lastSubject_;
+
+    std::mutex subscriptionsMutex_;
+    std::map<std::string, std::unique_ptr<Entrance>> wanted_;  // by subject
+    // Ended ones: messages that came in through them may still wait, or be on their way.
+    std::vector<std::unique_ptr<Entrance>> closed_;
+
+    // Of the consumer thread.
+    std::string lastReply_;
+    std::string lastSender_;
+
+    // Goes first, since it calls the others.
+    std::unique_ptr<BusConnection> connection_;
+};

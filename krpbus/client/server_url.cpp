@@ -1,0 +1,42 @@
+#include "krpbus/client/server_url.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+bool isUrl(const std::string& text) {
+    return text.find("://") != std::string::npos;
+}
+
+// "host:port", "[address]:port"; an IPv6 address without brackets has no port.
+bool hasPort(const std::string& text) {
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos) {
+        return false;
+    }
+    return text[colon == 0 ? 0 : colon - 1] == ']' ||
+           std::count(text.begin(), text.end(), ':') == 1;
+}
+
+std::string withPort(const std::string& host, unsigned short port) {
+    const bool bareIpv6 = host.find(':') != std::string::npos && host.front() != '[';
+    return "nats://" + (bareIpv6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
+}
+
+}  // namespace
+
+std::string serverUrl(const std::string& host, unsigned short port) {
+    if (!host.empty()) {
+        return isUrl(host) ? host : withPort(host, port);
+    }
+    const char* const configured = std::getenv("KRPBUS_SERVER");
+    if (configured == nullptr || *configured == '\0') {
+        return withPort("127.0.0.1", port);
+    }
+    std::string server = configured;
+    if (isUrl(server)) {
+        return server;
+    }
+    return hasPort(server) ? "nats://" + server : withPort(server, port);
+}

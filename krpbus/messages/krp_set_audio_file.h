@@ -1,0 +1,27 @@
+// Request 87: an audio file belongs to a time span and a marker. Its answer is
+// SimpleMessageResponse<87>.
+#pragma once
+
+#include <string>
+
+#include "krpbus/messages/simple_messages.h"
+
+class KRPRequestSetAudioFile : public Simple2MessageRequest<87, unsigned int, unsigned int> {
+  public:
+    static constexpr krpMsgID_t kId = 87;
+
+    KRPRequestSetAudioFile(unsigned int startTime, unsigned int endTime, std::string file,
+                           std::string marker);
+
+    std::unique_ptr<MessageBase> clone() const override;
+
+    unsigned int getStartTime() const { return getFirst(); }
+    unsigned int getEndTime() const { return getSecond(); }
+    // The path of an uploaded file, or the name of one that the service already holds.
+    const std::string& getFileName() const { return fileName_; }
+    const std::string& getMarkerId() const { return markerId_; }
+
+  private:
+    std::string fileName_;
+    std::string markerId_;
+};

@@ -1,0 +1,202 @@
+#include "desk/services/busload_service.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "krpbus/messages/gps_trace_message.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/simple_messages.h"
+#include "tests/krpbus/client/bus_test_client.h"
+
+using desk::Agenda;
+using desk::BusloadService;
+using desk::BusReading;
+using desk::Clock;
+using testing::ElementsAre;
+using testing::SizeIs;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr const char* kMac = "02:00:00:00:00:01";
+constexpr const char* kOtherMac = "02:00:00:00:00:02";
+
+// Two buses, one of them not in use, and a receiver; the loads count how often they were read.
+class CountingBuses : public desk::BusSource {
+  public:
+    const std::vector<desk::Bus>& buses() const override { return buses_; }
+    void begin() override { count_ = 0; }
+    void read(Duration, std::vector<BusReading>& readings) override {
+        BusReading reading;
+        reading.value = ++count_;
+        reading.unit = BusLoadExtMessage::UNIT_FRAMES_SEC;
+        readings.push_back(reading);
+    }
+    std::optional<desk::GpsReading> readGps(Duration) override {
+        return desk::GpsReading{count_ > 1, 1.0, 2.0};
+    }
+
+  private:
+    const std::vector<desk::Bus> buses_ = {{{BUSID_CAN, 4, 0, "used"}, true},
+                                           {{BUSID_LIN, 0, 0, "spare"}, false}};
+    std::int32_t count_ = 0;
+};
+
+// A service on a real bus, with a client that it serves.
+class BusloadServiceTest : public testing::Test {
+  protected:
+    BusloadServiceTest() : bus(makeClient(server, "desk", kMac)) {
+        client = makeClient(server, "17_KLV1", kMac);
+        synchronise(*bus, *client);
+        service.emplace(*bus, agenda, std::make_unique<CountingBuses>(), 200.0, std::uint8_t{8});
+    }
+    bool notice(const std::string& text, const std::string& from = "17_KLV1") {
+        SystemMessage message(SystemMessage::SM_STATE, text);
+        message.setSource(from);
+        return service->takeNotice(message);
+    }
+    std::vector<KRPResponseGetBusNames::busName_t> names(unsigned char activeOnly,
+                                                         const std::string& from = "17_KLV1") {
+        Simple1MessageRequest<81, unsigned char> request(activeOnly);
+        request.setSource(from);
+        const auto answer = service->answer(request);
+        return dynamic_cast<const KRPResponseGetBusNames&>(*answer).busNames;
+    }
+    // Runs the agenda until the client has that many messages.
+    std::vector<std::unique_ptr<MessageBase>> messages(KRPBusClient& receiver, std::size_t count) {
+        std::vector<std::unique_ptr<MessageBase>> received;
+        const auto deadline = Clock::now() + kPatience;
+        while (received.size() < count && Clock::now() < deadline) {
+            agenda.runDue(Clock::now());
+            for (const std::string& address : bus->takeVanished()) {
+                service->clientMissing(address);
+            }
+            receiver.read();
+            while (auto message = receiver.getMessage()) {
+                received.push_back(std::move(message));
+            }
+            std::this_thread::sleep_for(1ms);
+        }
+        return received;
+    }
+
+    NatsServer server;
+    Agenda agenda;
+    std::unique_ptr<KRPBusClient> bus;
+    std::unique_ptr<KRPBusClient> client;
+    std::optional<BusloadService> service;
+};
+
+TEST_F(BusloadServiceTest, ListsTheBusesInUse) {
+    EXPECT_THAT(names(1), ElementsAre(KRPResponseGetBusNames::busName_t{BUSID_CAN, 4, 0, "used"}));
+}
+
+TEST_F(BusloadServiceTest, ListsAllBusesWhereThoseNotInUseAreWanted) {
+    EXPECT_THAT(names(0), ElementsAre(KRPResponseGetBusNames::busName_t{BUSID_CAN, 4, 0, "used"},
+                                      KRPResponseGetBusNames::busName_t{BUSID_LIN, 0, 0, "spare"}));
+}
+
+TEST_F(BusloadServiceTest, HasItsOffsetForClientsOfOtherLoggers) {
+    EXPECT_EQ(names(1, "ksl://0/02:00:00:00:00:02/17_KLV1").front().kslOffset, 8);
+}
+
+TEST_F(BusloadServiceTest, LeavesOtherRequestsAndNoticesAlone) {
+    EXPECT_EQ(service->answer(SimpleMessageRequest<23>()), nullptr);
+    EXPECT_FALSE(notice("77-LVStartSignals"));
+    EXPECT_FALSE(service->takeNotice(SystemMessage(25, "75-LVStartBusload")));
+    EXPECT_FALSE(agenda.next().has_value());
+}
+
+TEST_F(BusloadServiceTest, SendsLoadsAndGpsStatesFromStartToStop) {
+    EXPECT_TRUE(notice("75-LVStartBusload"));
+    const auto received = messages(*client, 4);
+    ASSERT_GE(received.size(), 4U);
+    const auto* load = dynamic_cast<const BusLoadExtMessage*>(received[0].get());
+    ASSERT_NE(load, nullptr);
+    EXPECT_EQ(load->busId, BUSID_CAN);
+    EXPECT_EQ(load->channel, 4);
+    EXPECT_EQ(load->kslOffset, 0);
+    EXPECT_EQ(load->value, 1);
+    EXPECT_EQ(load->unit, BusLoadExtMessage::UNIT_FRAMES_SEC);
+    EXPECT_GT(load->timestamp, 0U);
+    const auto* gps = dynamic_cast<const GPSTraceMessage*>(received[1].get());
+    ASSERT_NE(gps, nullptr);
+    EXPECT_EQ(gps->gprmcStatus, "V");
+    EXPECT_EQ(dynamic_cast<const GPSTraceMessage&>(*received[3]).gprmcStatus, "A");
+
+    EXPECT_TRUE(notice("76-LVStopBusload"));
+    agenda.runDue(Clock::now() + 1h);
+    EXPECT_TRUE(notice("76-LVStopBusload"));
+}
+
+TEST_F(BusloadServiceTest, HasNothingToDoAfterTheLastStop) {
+    notice("75-LVStartBusload");
+    notice("75-LVStartBusload");
+    notice("76-LVStopBusload");
+    for (int i = 0; i < 3; ++i) {
+        agenda.runDue(Clock::now() + 1h);
+    }
+    EXPECT_FALSE(agenda.next().has_value());
+}
+
+TEST_F(BusloadServiceTest, BeginsItsLoadsAnewWithTheNextStart) {
+    notice("75-LVStartBusload");
+    messages(*client, 4);
+    notice("76-LVStopBusload");
+    for (int i = 0; i < 3; ++i) {
+        agenda.runDue(Clock::now() + 1h);
+    }
+    ASSERT_FALSE(agenda.next().has_value());
+    bus->sendTo("desk", "17_KLV1", std::make_unique<SystemMessage>(255, "last"));
+    std::unique_ptr<MessageBase> message;
+    do {
+        message = nextMessage(*client);
+        ASSERT_NE(message, nullptr);
+    } while (dynamic_cast<const SystemMessage*>(message.get()) == nullptr);
+
+    notice("75-LVStartBusload");
+    const auto received = messages(*client, 1);
+    ASSERT_FALSE(received.empty());
+    EXPECT_EQ(dynamic_cast<const BusLoadExtMessage&>(*received.front()).value, 1);
+}
+
+TEST_F(BusloadServiceTest, SendsWrappedLoadsWithItsOffsetToClientsOfOtherLoggers) {
+    const auto other = makeClient(server, "18_KLV1", kOtherMac);
+    synchronise(*bus, *other);
+    notice("75-LVStartBusload", std::string("ksl://0/") + kOtherMac + "/18_KLV1");
+    const auto received = messages(*other, 1);
+    ASSERT_FALSE(received.empty());
+    const auto* router = dynamic_cast<const RouterMessage*>(received[0].get());
+    ASSERT_NE(router, nullptr);
+    EXPECT_EQ(dynamic_cast<const BusLoadExtMessage&>(*router->getMessage()).kslOffset, 8);
+}
+
+TEST_F(BusloadServiceTest, ForgetsAClientThatVanished) {
+    notice("75-LVStartBusload");
+    messages(*client, 2);
+    client.reset();
+    const auto deadline = Clock::now() + kPatience;
+    while (agenda.next().has_value() && Clock::now() < deadline) {
+        agenda.runDue(Clock::now());
+        for (const std::string& address : bus->takeVanished()) {
+            service->clientMissing(address);
+        }
+        std::this_thread::sleep_for(1ms);
+    }
+    EXPECT_FALSE(agenda.next().has_value());
+}
+
+TEST_F(BusloadServiceTest, SaysNothingOfLoadsThatItCannotSend) {
+    notice("75-LVStartBusload");
+    server.stop();
+    ASSERT_TRUE(eventually([this] { return !bus->isConnected(); }));
+    testing::internal::CaptureStdout();
+    for (int i = 0; i < 3; ++i) {
+        agenda.runDue(Clock::now() + 1s);
+    }
+    EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::Not(testing::HasSubstr("sendTo")));
+}
+
+}  // namespace

@@ -1,0 +1,147 @@
+import { test } from 'node:test';
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+import path from 'node:path';
+
+import { Apache, checkConfig, echoPlugin, location, moduleDir, moduleFile, probePlugin, templateFile }
+  from '../../kit/js/host_apache.mjs';
+import { Peer, TEXT } from '../../kit/js/peer.mjs';
+
+async function refused(config, pattern) {
+  const { code, output } = await checkConfig(config);
+  assert.notEqual(code, 0);
+  assert.match(output, pattern);
+}
+
+async function accepted(config) {
+  const { code, output } = await checkConfig(config);
+  assert.equal(code, 0, output);
+}
+
+test('a plug-in that is not there is a clear error', () =>
+  refused(location('/a', '/nonexistent/plugin.so', 'x_init'),
+    /cannot load the websocket plug-in \/nonexistent\/plugin.so: .*No such file/));
+
+test('a file that is no library is a clear error', () =>
+  refused(location('/a', templateFile, 'x_init'), /cannot load the websocket plug-in .*invalid ELF/));
+
+test('an unknown init function is a clear error', () =>
+  refused(location('/a', echoPlugin, 'x_init'),
+    /the websocket plug-in .*echo_plugin.so has no function x_init/));
+
+for (const [init, pattern] of Object.entries({
+  newer_init: /newer_init of the websocket plug-in .*: its plug-in record has version 7, not 0/,
+  truncated_init: /truncated_init .*: its plug-in record has 8 bytes, not \d+/,
+  mute_init: /mute_init .*: its plug-in record lacks on_connect or on_message/,
+  null_init: /null_init .*: it gave no plug-in record/,
+  failing_init: /failing_init of the websocket plug-in .* failed: cannot start/,
+})) {
+  test(`${init} is a clear error`, () => refused(location('/a', probePlugin, init), pattern));
+}
+
+test('directives take what they should, in server and directory context', async () => {
+  await accepted(`WebSocketHandler "${echoPlugin}" echo_init
+    WebSocketMaxMessageSize 1
+    MaxMessageSize 33554432
+    WebSocketOriginCheck TRUSTED
+    WebSocketTrustedOrigin https://a.example http://b.example:81
+    WebSocketPingInterval 0
+    <Location "/a">
+      WebSocketHandler "${probePlugin}" probe_init
+      WebSocketPingInterval 30
+      WebSocketOriginCheck Off
+    </Location>`);
+});
+
+for (const [line, pattern] of [
+  ['WebSocketMaxMessageSize 0', /WebSocketMaxMessageSize takes a size in bytes from 1 to \d+, not "0"/],
+  ['WebSocketMaxMessageSize -5', /not "-5"/],
+  ['WebSocketMaxMessageSize 10M', /not "10M"/],
+  ['MaxMessageSize 99999999999999999999', /MaxMessageSize takes .*not "99999999999999999999"/],
+  ['WebSocketOriginCheck Never', /WebSocketOriginCheck takes Same, Trusted or Off, not "Never"/],
+  ['WebSocketTrustedOrigin example.org', /takes origins like https:.*not "example.org"/],
+  ['WebSocketPingInterval soon', /WebSocketPingInterval takes seconds from 0 .*not "soon"/],
+  ['WebSocketHandler only-one', /WebSocketHandler takes two arguments/],
+]) {
+  test(`"${line}" is refused`, () => refused(line, pattern));
+}
+
+test('an inner location inherits what it does not set', async () => {
+  const server = await Apache.start({
+    config: `WebSocketMaxMessageSize 10
+      WebSocketHandler "${echoPlugin}" echo_init
+      <Location "/a">
+        SetHandler websocket-handler
+      </Location>
+      <Location "/a/b">
+        WebSocketMaxMessageSize 20
+      </Location>`,
+  });
+  for (const [at, limit] of [['/a', 10], ['/a/b', 20]]) {
+    const peer = await Peer.open(server, at);
+    await peer.expectEcho(TEXT, 'x'.repeat(limit));
+    peer.text('x'.repeat(limit + 1));
+    await peer.expectClose(1009);
+  }
+  await server.stop();
+});
+
+/** The shipped template with the echo plug-in in the place of the product. */
+function fromTemplate(dir, port) {
+  const values = {
+    PORT: port, SERVER_ROOT: dir, MODULE_DIR: moduleDir, MOD_WEBSOCKET: moduleFile,
+    KRWEBSOCKET: echoPlugin, DOCUMENT_ROOT: path.join(dir, 'www'), USER: 'www-data',
+    GROUP: 'www-data', ERROR_LOG: path.join(dir, 'error.log'),
+  };
+  const text = fs.readFileSync(templateFile, 'utf8').replace('krwebsocket_init', 'echo_init')
+    .replace(/@([A-Z_]+)@/g, (_, name) => values[name]);
+  assert.ok(!text.includes('undefined'), 'a name in the template has no value');
+  return text;
+}
+
+test('the shipped configuration serves the page and ten browsers at once', async () => {
+  const server = await Apache.start({ whole: fromTemplate });
+  const page = await fetch(`http://127.0.0.1:${server.port}/`);
+  assert.equal(page.status, 200);
+  assert.match(page.headers.get('content-type'), /text\/html/);
+  const start = performance.now();
+  const browsers = await Promise.all([...Array(10)].map(async () => {
+    // A browser opens several connections for the page, and keeps them open.
+    const pages = await Promise.all([...Array(3)].map(() => Peer.ask(server, '/index.html',
+      { headers: { Upgrade: undefined, Connection: 'keep-alive' } })));
+    const peer = await Peer.open(server, '/live');
+    await peer.expectEcho(TEXT, 'ready');
+    return [peer, ...pages];
+  }));
+  // Waiting for Apache to start more processes would take longer, also on a busy machine.
+  assert.ok(performance.now() - start < 3000, `${performance.now() - start} ms`);
+  for (const [peer, ...pages] of browsers) {
+    await peer.bye();
+    for (const connection of pages) connection.hangUp();
+  }
+  await server.stop();
+});
+
+for (const mpm of ['worker', 'event']) {
+  test(`the module serves under mpm_${mpm} too, without ending the process`, async () => {
+    const server = await Apache.start({
+      mpm,
+      config: location('/echo', echoPlugin, 'echo_init') +
+        location('/probe', probePlugin, 'probe_init'),
+    });
+    server.allowLog(/probe: disconnected/);
+    server.allowLog(/probe: close frame of 2 bytes/);
+    const pids = [];
+    for (let i = 0; i < 10; i++) {
+      const peer = await Peer.open(server, '/probe');
+      peer.text('pid');
+      pids.push(await peer.nextText());
+      await peer.bye();
+    }
+    assert.ok(new Set(pids).size < 10);
+    const peers = await Promise.all([...Array(8)].map(() => Peer.open(server, '/echo')));
+    await Promise.all(peers.map((peer) => peer.expectEcho(TEXT, 'x'.repeat(100_000))));
+    await Promise.all(peers.map((peer) => peer.bye()));
+    await server.stop();
+  });
+}

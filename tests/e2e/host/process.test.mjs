@@ -1,0 +1,204 @@
+import { after, before, test } from 'node:test';
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+import os from 'node:os';
+
+import { Apache, echoPlugin, location, probePlugin, sanitized, until } from '../../kit/js/host_apache.mjs';
+import { CLOSE, PING, PONG, Peer, TEXT, closePayload, frame } from '../../kit/js/peer.mjs';
+
+let server;
+
+before(async () => {
+  server = await Apache.start({
+    config: location('/probe', probePlugin, 'probe_init') +
+      location('/refusing', probePlugin, 'refusing_init') +
+      location('/pinged', probePlugin, 'probe_init', 'WebSocketPingInterval 1') +
+      location('/echo', echoPlugin, 'echo_init'),
+  });
+  server.allowLog(/probe: disconnected/);
+  server.allowLog(/probe: close frame of 2 bytes/);
+  server.allowLog(/WS102: /);
+});
+after(() => server.stop());
+
+// Apache ends its children the hard way when they take longer.
+const patience = sanitized ? 20_000 : 2900;
+
+async function open(path = '/probe') {
+  const peer = await Peer.open(server, path);
+  peer.text('pid');
+  peer.pid = Number(await peer.nextText());
+  return peer;
+}
+
+const isGone = (pid) => !fs.existsSync(`/proc/${pid}`);
+const disconnects = () => server.countLog(/probe: disconnected/);
+
+test('every websocket meets a process that has had none before', async () => {
+  const pids = new Set();
+  for (let i = 0; i < 30; i++) {
+    const peer = await open();
+    assert.ok(!pids.has(peer.pid), `process ${peer.pid} served a second websocket`);
+    pids.add(peer.pid);
+    await peer.bye();
+  }
+  await until(() => [...pids].every(isGone), 'the processes to end');
+});
+
+test('so it is after a connection that the plug-in refused', async () => {
+  const before = server.countLog(/AH00163/);
+  for (let i = 0; i < 10; i++) {
+    assert.equal((await Peer.ask(server, '/refusing')).status, 500);
+  }
+  await (await open()).bye();
+  assert.equal(server.countLog(/AH00163/), before);
+});
+
+test('pages and refused handshakes do not use processes up', async () => {
+  const pids = () => fs.readFileSync(`/proc/${server.pid}/task/${server.pid}/children`, 'latin1')
+    .trim().split(' ');
+  await until(async () => {
+    const one = pids().join();
+    await new Promise((resolve) => setTimeout(resolve, 1500));
+    return one === pids().join();
+  }, 'the processes to settle', 20_000);
+  const before = pids();
+  for (let i = 0; i < 60; i++) {
+    const peer = await Peer.ask(server, i % 2 ? '/index.html' : '/echo',
+      { headers: { 'Sec-WebSocket-Key': 'wrong' } });
+    assert.equal(peer.status, i % 2 ? 200 : 400);
+    peer.hangUp();
+  }
+  assert.deepEqual(before.filter((pid) => !pids().includes(pid)), []);
+});
+
+test('twenty websockets at once, each with a process of its own', async () => {
+  const peers = await Promise.all([...Array(20)].map(() => open()));
+  assert.equal(new Set(peers.map((peer) => peer.pid)).size, 20);
+  await Promise.all(peers.map((peer) => peer.bye()));
+});
+
+for (const signal of ['SIGTERM', 'SIGHUP', 'SIGUSR1']) {
+  test(`${signal} ends the session in order before the process goes`, async () => {
+    const peer = await open();
+    const before = disconnects();
+    process.kill(peer.pid, signal);
+    const got = await peer.next();
+    assert.deepEqual(got, { opcode: CLOSE, payload: closePayload(1001) });
+    peer.send(frame(CLOSE, closePayload(1001)));
+    await peer.expectEnd();
+    await until(() => disconnects() > before, 'on_disconnect');
+    await until(() => isGone(peer.pid), 'the process to end');
+  });
+}
+
+test('a signal that comes while on_message runs waits for it', async () => {
+  const peer = await open();
+  const before = disconnects();
+  peer.text('block 800');
+  assert.equal(await peer.nextText(), 'tick 0');
+  process.kill(peer.pid, 'SIGTERM');
+  let text;
+  while ((text = await peer.nextText()) !== 'block over') assert.match(text, /^tick \d+$/);
+  await peer.expectClose(1001);
+  await until(() => disconnects() > before, 'on_disconnect');
+});
+
+test('a signal that comes after the session does not break in on the end of the connection', async () => {
+  const peer = await open();
+  peer.socket.allowHalfOpen = true; // the server waits a moment for this side to close as well
+  peer.send(frame(CLOSE, closePayload(1000)));
+  await peer.expectClose(1000);
+  const status = fs.readFileSync(`/proc/${peer.pid}/status`, 'latin1');
+  const blocked = BigInt(`0x${/^SigBlk:\s*(\w+)/m.exec(status)[1]}`);
+  for (const signal of ['SIGTERM', 'SIGHUP']) {
+    assert.ok(blocked & (1n << BigInt(os.constants.signals[signal] - 1)), `${signal} would be taken`);
+  }
+  process.kill(peer.pid, 'SIGTERM');
+  peer.hangUp();
+  await until(() => isGone(peer.pid), 'the process to end');
+});
+
+test('a peer that does not answer the close frame does not hold the process', async () => {
+  const peer = await open();
+  const before = disconnects();
+  const start = Date.now();
+  process.kill(peer.pid, 'SIGTERM');
+  await until(() => disconnects() > before, 'on_disconnect');
+  await until(() => isGone(peer.pid), 'the process to end');
+  assert.ok(Date.now() - start < patience, 'Apache would have lost its patience');
+  peer.hangUp();
+});
+
+test('neither does one that does not read', async () => {
+  const peer = await open();
+  peer.socket.pause();
+  server.allowLog(/probe: flood ended/);
+  peer.text('flood 65536');
+  await new Promise((resolve) => setTimeout(resolve, 300));
+  const start = Date.now();
+  process.kill(peer.pid, 'SIGTERM');
+  await until(() => isGone(peer.pid), 'the process to end');
+  assert.ok(Date.now() - start < patience);
+  peer.hangUp();
+});
+
+test('threads of the plug-in do not take the signal', async () => {
+  const peer = await open();
+  const before = disconnects();
+  server.allowLog(/probe: flood ended/);
+  peer.text('flood 1000');
+  await peer.next();
+  process.kill(peer.pid, 'SIGTERM');
+  await until(() => disconnects() > before, 'on_disconnect');
+  await until(() => isGone(peer.pid), 'the process to end');
+  peer.hangUp();
+});
+
+test('a peer that answers pings stays', async () => {
+  const peer = await open('/pinged');
+  for (let i = 0; i < 3; i++) {
+    const got = await peer.next();
+    assert.equal(got.opcode, PING);
+    peer.send(frame(PONG, got.payload));
+  }
+  await peer.bye();
+});
+
+test('a peer that does not answer pings is let go within the next interval', async () => {
+  const peer = await open('/pinged');
+  const before = disconnects();
+  const start = Date.now();
+  await until(() => disconnects() > before, 'the end of the session');
+  const took = Date.now() - start;
+  assert.ok(took > 1500 && took < 8000, `let go after ${took} ms`);
+  peer.hangUp();
+});
+
+test('a websocket with nothing to say outlives the guard against slow requests', async () => {
+  const peer = await Peer.open(server, '/echo');
+  // RequestReadTimeout is two seconds in this configuration.
+  await new Promise((resolve) => setTimeout(resolve, 4000));
+  await peer.expectEcho(TEXT, 'still there');
+  await peer.bye();
+});
+
+test('a graceful restart ends the session and serves the next one', async () => {
+  const peer = await open();
+  process.kill(server.pid, 'SIGUSR1');
+  await server.expectLog(/AH00171: Graceful restart requested/);
+  await peer.expectClose(1001);
+  await until(() => server.countLog(/AH00163/) > 1, 'the server to come back');
+  await (await open()).bye();
+});
+
+test('the server stops with sessions open, each ended in order', async () => {
+  const peers = await Promise.all([...Array(5)].map(() => open()));
+  const before = disconnects();
+  const start = Date.now();
+  process.kill(server.pid, 'SIGTERM');
+  for (const peer of peers) await peer.expectClose(1001);
+  await server.exited;
+  assert.equal(disconnects(), before + 5);
+  assert.ok(Date.now() - start < patience, 'a process was slow to end');
+});

@@ -1,0 +1,228 @@
+// ./run itself: what it prints, what it serves, and that nothing stays behind however it ends.
+import assert from "node:assert/strict";
+import { execFileSync } from "node:child_process";
+import { chmodSync, mkdtempSync, readdirSync, readFileSync, rmSync, statSync, writeFileSync } from "node:fs";
+import net from "node:net";
+import os from "node:os";
+import path from "node:path";
+import { after, afterEach, describe, test } from "node:test";
+import { Client } from "../../kit/js/client.mjs";
+import { completeInfo } from "../../kit/js/network.mjs";
+import { Part } from "../../kit/js/part.mjs";
+import * as paths from "../../kit/js/paths.mjs";
+import { freePort, listens } from "../../kit/js/ports.mjs";
+import { until } from "../../kit/js/wait.mjs";
+
+const kMark = `LIVE_VIEW_TEST_RUN=${process.pid}-${Date.now()}`;
+const temporary = mkdtempSync(path.join(os.tmpdir(), "live-view-run-"));
+chmodSync(temporary, 0o755);
+const started = [];
+
+// ./run with ports of its own; `args` after them.
+async function run(...args) {
+  const [port, busPort] = [await freePort(), await freePort()];
+  const part = runWith("--port", port, "--bus-port", busPort, ...args);
+  return Object.assign(part, { port, busPort });
+}
+
+function runWith(...args) {
+  const [name, value] = kMark.split("=");
+  const part = new Part("./run", path.join(paths.sourceDir, "run"), args.map(String), {
+    env: { [name]: value, TMPDIR: temporary },
+  });
+  started.push(part);
+  return part;
+}
+
+async function ready(part) {
+  await until(
+    () => `./run is ready; it wrote:\n${part.output}`,
+    () => {
+      if (!part.running) throw new Error(`./run has ended:\n${part.output}`);
+      return /^Live view ready: /m.test(part.output);
+    },
+    90_000,
+  );
+  return part;
+}
+
+async function loggerInfo(port) {
+  const client = await Client.connect(`ws://127.0.0.1:${port}/live`);
+  try {
+    return await client.ask("get_logger_info");
+  } finally {
+    await client.close();
+  }
+}
+
+// The processes that some ./run of this test has started, itself included.
+function processes() {
+  return readdirSync("/proc").filter((pid) => {
+    if (!/^\d+$/.test(pid)) return false;
+    try {
+      if (/^State:\s+[ZX]/m.test(readFileSync(`/proc/${pid}/status`, "utf8"))) return false;
+      return readFileSync(`/proc/${pid}/environ`, "utf8").split("\0").includes(kMark);
+    } catch {
+      return false; // it has just ended
+    }
+  });
+}
+
+function commandOf(pid) {
+  return readFileSync(`/proc/${pid}/cmdline`, "utf8").replaceAll("\0", " ");
+}
+
+function assertNothingLeft() {
+  assert.deepEqual(processes().map(commandOf), []);
+  assert.deepEqual(readdirSync(temporary), []);
+}
+
+afterEach(async () => {
+  for (const part of started.splice(0)) if (part.running) await part.stop({ timeout: 40_000 });
+});
+
+after(() => rmSync(temporary, { recursive: true, force: true }));
+
+describe("./run", () => {
+  test("serves a page and three loggers, and leaves nothing after Ctrl-C", async () => {
+    const part = await ready(await run());
+    const line = part.output.split("\n").find((text) => text.startsWith("Live view ready: "));
+    const page = line.slice("Live view ready: ".length);
+    assert.equal(page, `http://127.0.0.1:${part.port}/`);
+    const response = await fetch(page);
+    assert.equal(response.status, 200);
+    assert.match(await response.text(), /<title>Live View<\/title>/);
+    const info = await loggerInfo(part.port);
+    assert.equal(info.status, "OK");
+    assert.equal(info.configs.length, 3);
+    assert.equal(new Set(info.configs.map(({ mac }) => mac)).size, 3);
+    assert.equal(new Set(info.configs.map(({ logger_type }) => logger_type)).size, 3);
+    assert.ok(info.configs.some(({ logger_name }) => logger_name === os.hostname()));
+
+    part.signal("SIGINT");
+    assert.deepEqual(await part.exited(40_000), { code: 0, signal: null });
+    assertNothingLeft();
+    assert.equal(await listens(part.port), false);
+    assert.equal(await listens(part.busPort), false);
+  });
+
+  test("runs twice side by side, and a browser's session does not keep it from ending", async () => {
+    const parts = await Promise.all([run("--loggers", 1), run("--loggers", 5)]);
+    await Promise.all(parts.map(ready));
+    assert.equal((await loggerInfo(parts[0].port)).configs.length, 1);
+    assert.equal((await loggerInfo(parts[1].port)).configs.length, 5);
+
+    parts[0].signal("SIGTERM");
+    assert.deepEqual(await parts[0].exited(40_000), { code: 0, signal: null });
+    const client = await Client.connect(`ws://127.0.0.1:${parts[1].port}/live`);
+    assert.equal((await client.ask("get_logger_info")).configs.length, 5);
+
+    parts[1].signal("SIGHUP");
+    assert.equal((await client.closed(30_000)).code, 1001);
+    assert.deepEqual(await parts[1].exited(40_000), { code: 0, signal: null });
+    assertNothingLeft();
+  });
+
+  test("leaves nothing when it is killed", async () => {
+    const part = await ready(await run("--loggers", 2));
+    await part.kill();
+    await until(
+      () => `nothing left; still there: ${processes().map(commandOf)} ${readdirSync(temporary)}`,
+      () => processes().length === 0 && readdirSync(temporary).length === 0,
+      40_000,
+    );
+  });
+
+  test("names a part that ends later and ends with an error", async () => {
+    const part = await ready(await run("--loggers", 2));
+    const logger = processes().find((pid) => commandOf(pid).includes("desklogger") && commandOf(pid).includes("Desk 2"));
+    process.kill(Number(logger), "SIGKILL");
+    const { code } = await part.exited(40_000);
+    assert.equal(code, 1);
+    assert.match(part.output, /^error: logger 2 has ended/m);
+    assertNothingLeft();
+  });
+});
+
+describe("./run and the directory of configurations", { skip: !paths.isolated && "no /var/opt of its own" }, () => {
+  const kTop = "/var/opt/sandorvale";
+  const userOfTheWebServer = process.getuid() === 0 ? "www-data" : os.userInfo().username;
+  afterEach(() => rmSync(kTop, { recursive: true, force: true }));
+
+  async function save(port) {
+    const client = await Client.connect(`ws://127.0.0.1:${port}/live`);
+    try {
+      await completeInfo(client);
+      return await client.ask("save_config", { name: "a", config: "x" });
+    } finally {
+      await client.close();
+    }
+  }
+
+  test("makes it for the web server's user, and what is in it stays", async () => {
+    const part = await ready(await run("--loggers", 1));
+    assert.equal((await save(part.port)).status, "OK");
+    const owner = execFileSync("stat", ["-c", "%U %a", paths.configurations], { encoding: "utf8" });
+    assert.equal(owner, `${userOfTheWebServer} 755\n`);
+    assert.equal(statSync(kTop).uid, process.getuid());
+    await part.stop({ timeout: 40_000 });
+    assert.equal(readFileSync(path.join(paths.configurations, "a"), "utf8"), "x");
+
+    const again = await ready(await run("--loggers", 1));
+    assert.equal(readFileSync(path.join(paths.configurations, "a"), "utf8"), "x");
+    assert.doesNotMatch(again.output, /cannot be saved/);
+  });
+
+  test("says that it cannot be made, and goes on", async () => {
+    writeFileSync(kTop, "in the way");
+    const part = await ready(await run("--loggers", 1));
+    const lines = part.output.split("\n").filter((line) => line.includes("onfigurations"));
+    assert.equal(lines.length, 1);
+    assert.match(lines[0], /^Configurations cannot be saved: .*sandorvale/);
+    assert.equal((await save(part.port)).error_code, "unspecified");
+  });
+});
+
+describe("./run that cannot start", () => {
+  for (const [option, other] of [
+    ["--port", "--bus-port"],
+    ["--bus-port", "--port"],
+  ]) {
+    test(`says so when the port of ${option} is in use`, async () => {
+      const server = net.createServer();
+      await new Promise((resolve) => server.listen(0, "127.0.0.1", resolve));
+      const { port } = server.address();
+      try {
+        const part = runWith(option, port, other, await freePort());
+        assert.deepEqual(await part.exited(), { code: 1, signal: null });
+        assert.equal(part.output, `error: port ${port} is in use; choose another one with ${option}\n`);
+        assertNothingLeft();
+      } finally {
+        server.close();
+      }
+    });
+  }
+
+  for (const [args, message] of [
+    [["--port", "0"], '--port takes a number from 1 to 65535, not "0"'],
+    [["--port", "65536"], '--port takes a number from 1 to 65535, not "65536"'],
+    [["--bus-port", "x"], '--bus-port takes a number from 1 to 65535, not "x"'],
+    [["--loggers", "-1"], '--loggers takes a number from 1 to 50, not "-1"'],
+    [["--loggers=0"], '--loggers takes a number from 1 to 50, not "0"'],
+    [["--port"], "--port needs a value; see ./run --help"],
+    [["--color"], 'unknown option "--color"; see ./run --help'],
+    [["--port", "7777", "--bus-port", "7777"], "the page and the message bus need different ports, not both 7777"],
+  ]) {
+    test(`says what is wrong with "${args.join(" ")}"`, async () => {
+      const part = runWith(...args);
+      assert.deepEqual(await part.exited(), { code: 1, signal: null });
+      assert.equal(part.output, `error: ${message}\n`);
+    });
+  }
+
+  test("--help tells the options", async () => {
+    const part = runWith("--help");
+    assert.deepEqual(await part.exited(), { code: 0, signal: null });
+    for (const option of ["--port N", "--bus-port N", "--loggers N", "--help"]) assert.ok(part.output.includes(option));
+  });
+});

@@ -1,0 +1,58 @@
+#include "tests/kit/worker_session.h"
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+namespace {
+
+std::string compact(const std::string& text) {
+    Document document;
+    if (document.Parse(text.c_str()).HasParseError()) {
+        return "no JSON: " + text;
+    }
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    document.Accept(writer);
+    return buffer.GetString();
+}
+
+std::string closeText(const std::string& payload) {
+    unsigned int status = 0;
+    for (const char byte : payload) {
+        status = (status << 8U) + static_cast<unsigned char>(byte);
+    }
+    return "close " + std::to_string(status);
+}
+
+std::string describe(const SentFrame& frame) {
+    switch (frame.type) {
+        case WEBSOCKET_MESSAGE_TEXT:
+            return compact(frame.payload);
+        case WEBSOCKET_MESSAGE_CLOSE:
+            return closeText(frame.payload);
+        default:
+            return "type " + std::to_string(frame.type);
+    }
+}
+
+}  // namespace
+
+WorkerSession::WorkerSession(long connectionId)
+    : host({.connectionId = connectionId}),
+      socket_{host.server(), host.requestPool(), "192.0.2.7", "browser.example"} {
+    setup.id = "[" + std::to_string(connectionId) + "] ";
+    setup.socket = &socket_;
+    stp = &setup;
+}
+
+WorkerSession::~WorkerSession() {
+    stp = nullptr;
+}
+
+std::vector<std::string> WorkerSession::sent() const {
+    std::vector<std::string> lines;
+    for (const SentFrame& frame : host.frames()) {
+        lines.push_back(describe(frame));
+    }
+    return lines;
+}
