@@ -11,9 +11,6 @@
 
 #include "json/document.h"
 
-// The member "command", a string, up to its first zero byte.
-int parseCommand(std::string& cmd, const Document* doc);
-
 // The member `name`, a string, up to its first zero byte; `value` is empty without one. A missing
 // member is told to nobody when it is `optional`. "command" is for parseCommand: asking for it here
 // is answered as an error, result -3.
@@ -29,7 +26,3 @@ int parseInt(const std::string& name, int& value, const Document* doc);
 // have, or has as something else than a string, is left as it was. 0, or -2 when there is no such
 // object; the caller answers the browser, and reads the key's other forms.
 int parseSignalKey(std::string& name, std::string& mac, const Document& doc);
-
-// Tells the browser that a member has the wrong type, in an answer to the request's command.
-void createAndSendJSON_parsingError(const Document* doc, const Value* value,
-                                    const std::string* name, const char* expected);

@@ -8,6 +8,8 @@
 #include "krpbus/address/ksl_util.h"
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/message_base.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/simple_messages.h"
 #include "network/ksl_info.h"
@@ -47,7 +49,7 @@ void sendMessage(const MessageBase& message, const std::string& destination,
     const std::string address = KSLUtil::createKslRouterMsgAddress(0, mac, destination);
     LogUtil::log(LogLevel::Debug, "sendMessage", "destination: " + address);
     const RouterMessage routed = wrap(message, address);
-    client->sendTo(client->getName(), "KSLForwarder", routed.clone());
+    client->sendTo(client->getName(), kKslForwarder, routed.clone());
     LogUtil::log(LogLevel::Debug, "sendMessage", "RouterMessage" + routed.toString());
 }
 
@@ -59,7 +61,7 @@ void sendKslBroadcast(const MessageBase& message, const std::string& destination
     client->sendTo(client->getName(), destination, message.clone());
     const RouterMessage routed =
         wrap(message, KSLUtil::createKslBroadcastRouterMsgAddress(destination));
-    client->sendTo(client->getName(), "KSLForwarder", routed.clone());
+    client->sendTo(client->getName(), kKslForwarder, routed.clone());
 }
 
 void getKSLNetwork(int waitCount) {
@@ -69,8 +71,8 @@ void getKSLNetwork(int waitCount) {
                                                  KSL_MSG_STATE_UPDATE;
     if (!underWay) {
         if (KRPBusClient* client = busClient("getKSLNetwork")) {
-            client->sendTo(client->getName(), "HandheldServer",
-                           std::make_unique<SimpleMessageRequest<88>>());
+            client->sendTo(client->getName(), kHandheldServer,
+                           std::make_unique<SimpleMessageRequest<KRP_GET_KSL_NEIGHBOURS>>());
         }
     }
     while (info != nullptr && info->neighboursState != KSL_MSG_STATE_COMPLETE && waitCount > 0) {

@@ -3,7 +3,10 @@
 #include "base/log.h"
 #include "base/microsleep.h"
 #include "json/kr_state.h"
+#include "json/request_command.h"
 #include "json/simple_response.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
 #include "network/bus_requests.h"
 #include "network/common_responses.h"
@@ -11,8 +14,6 @@
 #include "setup/lv_setup.h"
 
 namespace {
-
-constexpr const char* kTarget = "HandheldServer";
 
 // Sleeps in steps of 100 ms until the state is "complete" or the steps are used up.
 void waitForState(const KslInfo::State& state, int waitCount) {
@@ -56,7 +57,7 @@ void sendToOne(const char* function, const MessageBase& request, const std::stri
     LogUtil::log(LogLevel::Debug, function,
                  "stp->krpbus_name=" + (stp != nullptr ? stp->krpbus_name : std::string()) +
                      " sourceMac=" + mac);
-    sendMessage(request, kTarget, mac);
+    sendMessage(request, kHandheldServer, mac);
 }
 
 }  // namespace
@@ -87,9 +88,9 @@ void getLoggerInfo(int waitCount) {
     if (kslInfo != nullptr) {
         kslInfo->resetConfigMap();
     }
-    sendKslBroadcast(SimpleMessageRequest<82>(), kTarget);
-    sendKslBroadcast(SimpleMessageRequest<53>(), kTarget);
-    sendKslBroadcast(SimpleMessageRequest<117>(), kTarget);
+    sendKslBroadcast(SimpleMessageRequest<KRP_GET_LOGGER_CONFIG>(), kHandheldServer);
+    sendKslBroadcast(SimpleMessageRequest<KRP_GET_TIME_ZONE>(), kHandheldServer);
+    sendKslBroadcast(SimpleMessageRequest<KRP_GET_DEVICE_COMPONENTS>(), kHandheldServer);
     if (kslInfo != nullptr) {
         waitForLoggerInfo(*kslInfo, waitCount);
     }
@@ -108,7 +109,7 @@ void getLoggerStatus(int waitCount) {
     }
     kslInfo->resetStatusMap();
     kslInfo->statusState = KSL_MSG_STATE_UPDATE;
-    sendKslBroadcast(SimpleMessageRequest<23>(), kTarget);
+    sendKslBroadcast(SimpleMessageRequest<KRP_GET_LOGGER_STATUS>(), kHandheldServer);
     if (waitCount > 0 && kslInfo->statusState != KSL_MSG_STATE_COMPLETE) {
         LogUtil::log(LogLevel::Debug, "getLoggerStatus", "wait for logger status");
         waitForState(kslInfo->statusState, waitCount);
@@ -124,7 +125,7 @@ void getKslTimeOffset(int waitCount) {
     }
     kslInfo->resetKslTimeOffsetMap();
     kslInfo->timeOffsetState = KSL_MSG_STATE_UPDATE;
-    sendKslBroadcast(SimpleMessageRequest<89>(), kTarget);
+    sendKslBroadcast(SimpleMessageRequest<KRP_GET_KSL_TIME_OFFSET>(), kHandheldServer);
     if (waitCount > 0 && kslInfo->timeOffsetState != KSL_MSG_STATE_COMPLETE) {
         LogUtil::log(LogLevel::Debug, "getKslTimeOffset", "wait for ksl time offset");
         waitForState(kslInfo->timeOffsetState, waitCount);
@@ -132,21 +133,21 @@ void getKslTimeOffset(int waitCount) {
 }
 
 void getLoggerStatus(const std::string& mac) {
-    sendToOne("getLoggerStatus", SimpleMessageRequest<23>(), mac);
+    sendToOne("getLoggerStatus", SimpleMessageRequest<KRP_GET_LOGGER_STATUS>(), mac);
 }
 
 void getTimeZone(const std::string& mac) {
-    sendToOne("getTimeZone", SimpleMessageRequest<53>(), mac);
+    sendToOne("getTimeZone", SimpleMessageRequest<KRP_GET_TIME_ZONE>(), mac);
 }
 
 void getDeviceComponents(const std::string& mac) {
-    sendToOne("getDeviceComponents", SimpleMessageRequest<117>(), mac);
+    sendToOne("getDeviceComponents", SimpleMessageRequest<KRP_GET_DEVICE_COMPONENTS>(), mac);
 }
 
 void getLoggerConfig(const std::string& mac) {
-    sendToOne("getLoggerConfig", SimpleMessageRequest<82>(), mac);
+    sendToOne("getLoggerConfig", SimpleMessageRequest<KRP_GET_LOGGER_CONFIG>(), mac);
 }
 
 void getKslTimeOffset(const std::string& mac) {
-    sendToOne("getKslTimeOffset", SimpleMessageRequest<89>(), mac);
+    sendToOne("getKslTimeOffset", SimpleMessageRequest<KRP_GET_KSL_TIME_OFFSET>(), mac);
 }

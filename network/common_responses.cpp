@@ -9,6 +9,7 @@
 #include "json/kr_state.h"
 #include "krpbus/address/ksl_config_file.h"
 #include "krpbus/messages/krp_get_device_components.h"
+#include "krpbus/messages/message_ids.h"
 #include "network/ksl_info.h"
 #include "network/logger_type.h"
 #include "setup/lv_setup.h"
@@ -80,11 +81,13 @@ Value configEntry(const std::string& mac, const KslInfo::logger_info_t& info,
 }  // namespace
 
 int handleCommonMessages(const KRPMessageResponse* response, const std::string& mac) {
-    if (const auto* network = dynamic_cast<const StringVectorMessageResponse<88>*>(response)) {
+    if (const auto* network =
+            dynamic_cast<const StringVectorMessageResponse<KRP_GET_KSL_NEIGHBOURS>*>(response)) {
         const WaResponseGetKSLNetwork answer(network);
         return 1;
     }
-    if (const auto* config = dynamic_cast<const String2MessageResponse<82>*>(response)) {
+    if (const auto* config =
+            dynamic_cast<const String2MessageResponse<KRP_GET_LOGGER_CONFIG>*>(response)) {
         const WaResponseGetLoggerConfig answer(config, mac);
         return 1;
     }
@@ -92,12 +95,14 @@ int handleCommonMessages(const KRPMessageResponse* response, const std::string& 
         const WaResponseDeviceComponents answer(device, mac);
         return 1;
     }
-    if (const auto* timeZone = dynamic_cast<const StringMessageResponse<53, 1>*>(response)) {
+    if (const auto* timeZone =
+            dynamic_cast<const StringMessageResponse<KRP_GET_TIME_ZONE, 1>*>(response)) {
         const WaResponseTimeZone answer(timeZone, mac);
         return 1;
     }
     if (const auto* status =
-            dynamic_cast<const Simple1MessageResponse<23, unsigned char>*>(response)) {
+            dynamic_cast<const Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>*>(
+                response)) {
         LogUtil::log(LogLevel::Debug, "handleCommonMessages",
                      "********* GetLoggerStatus **************");
         const WaResponseGetLoggerStatus answer(status, mac);
@@ -106,7 +111,8 @@ int handleCommonMessages(const KRPMessageResponse* response, const std::string& 
     return 0;
 }
 
-WaResponseGetKSLNetwork::WaResponseGetKSLNetwork(const StringVectorMessageResponse<88>* response) {
+WaResponseGetKSLNetwork::WaResponseGetKSLNetwork(
+    const StringVectorMessageResponse<KRP_GET_KSL_NEIGHBOURS>* response) {
     addText("response", "get_ksl_network");
     if (succeeded(*response)) {
         if (kslInfo != nullptr) {
@@ -127,7 +133,8 @@ WaResponseGetKSLNetwork::WaResponseGetKSLNetwork(const StringVectorMessageRespon
 }
 
 WaResponseGetLoggerStatus::WaResponseGetLoggerStatus(
-    const Simple1MessageResponse<23, unsigned char>* response, const std::string& mac) {
+    const Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>* response,
+    const std::string& mac) {
     LogUtil::log(LogLevel::Debug, "WaResponseGetLoggerStatus",
                  "stp->krpbus_name=" + (stp != nullptr ? stp->krpbus_name : std::string()) + " " +
                      response->toString());
@@ -164,7 +171,8 @@ WaResponseGetLoggerStatus::WaResponseGetLoggerStatus() {
 }
 
 WaResponseGetKslTimeOffset::WaResponseGetKslTimeOffset(
-    const Simple1MessageResponse<89, long long>* response, const std::string& mac) {
+    const Simple1MessageResponse<KRP_GET_KSL_TIME_OFFSET, long long>* response,
+    const std::string& mac) {
     if (!succeeded(*response)) {
         addText("response", "get_ksl_time_offset");
         addKrpStatus(response);
@@ -194,8 +202,8 @@ WaResponseGetKslTimeOffset::WaResponseGetKslTimeOffset() {
     sendMessage();
 }
 
-WaResponseGetLoggerConfig::WaResponseGetLoggerConfig(const String2MessageResponse<82>* response,
-                                                     const std::string& mac) {
+WaResponseGetLoggerConfig::WaResponseGetLoggerConfig(
+    const String2MessageResponse<KRP_GET_LOGGER_CONFIG>* response, const std::string& mac) {
     if (!succeeded(*response)) {
         logFailure("WaResponseGetLoggerConfig", *response, mac);
     } else if (kslInfo != nullptr) {
@@ -206,7 +214,7 @@ WaResponseGetLoggerConfig::WaResponseGetLoggerConfig(const String2MessageRespons
     }
 }
 
-WaResponseTimeZone::WaResponseTimeZone(const StringMessageResponse<53, 1>* response,
+WaResponseTimeZone::WaResponseTimeZone(const StringMessageResponse<KRP_GET_TIME_ZONE, 1>* response,
                                        const std::string& mac) {
     if (!succeeded(*response)) {
         logFailure("WaResponseTimeZone", *response, mac);

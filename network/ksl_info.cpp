@@ -6,6 +6,7 @@
 
 #include "base/log.h"
 #include "krpbus/messages/krp_get_device_components.h"
+#include "krpbus/messages/message_ids.h"
 
 KslInfo* kslInfo = new KslInfo;
 
@@ -85,19 +86,22 @@ void KslInfo::resetKslTimeOffsetMap() {
     timeOffsets_.clear();
 }
 
-void KslInfo::addStateMessage(const Simple1MessageResponse<23, unsigned char>* response,
-                              const std::string& mac) {
+void KslInfo::addStateMessage(
+    const Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>* response,
+    const std::string& mac) {
     const std::lock_guard lock(mutex_);
     status_[mac] = std::to_string(response->value);
 }
 
-void KslInfo::addKslTimeOffsetMessage(const Simple1MessageResponse<89, long long>* response,
-                                      const std::string& mac) {
+void KslInfo::addKslTimeOffsetMessage(
+    const Simple1MessageResponse<KRP_GET_KSL_TIME_OFFSET, long long>* response,
+    const std::string& mac) {
     const std::lock_guard lock(mutex_);
     timeOffsets_[mac] = response->value;
 }
 
-void KslInfo::addConfigMessage(const String2MessageResponse<82>* response, const std::string& mac) {
+void KslInfo::addConfigMessage(const String2MessageResponse<KRP_GET_LOGGER_CONFIG>* response,
+                               const std::string& mac) {
     const std::lock_guard lock(mutex_);
     logger_info_t& info = configs_[mac];
     info.hasConfig = true;
@@ -105,7 +109,7 @@ void KslInfo::addConfigMessage(const String2MessageResponse<82>* response, const
     loggerNames_[mac] = response->second;
 }
 
-void KslInfo::addTimeZoneMessage(const StringMessageResponse<53, 1>* response,
+void KslInfo::addTimeZoneMessage(const StringMessageResponse<KRP_GET_TIME_ZONE, 1>* response,
                                  const std::string& mac) {
     const std::lock_guard lock(mutex_);
     logger_info_t& info = configs_[mac];

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <string>
 
+#include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/simple_messages.h"
 
 class KRPResponseGetDeviceComponents;
@@ -80,12 +81,16 @@ class KslInfo {
 
     // Store one logger's answer in the place of an earlier one. The caller has looked at the
     // answer's status.
-    void addStateMessage(const Simple1MessageResponse<23, unsigned char>* response,
-                         const std::string& mac);
-    void addKslTimeOffsetMessage(const Simple1MessageResponse<89, long long>* response,
-                                 const std::string& mac);
-    void addConfigMessage(const String2MessageResponse<82>* response, const std::string& mac);
-    void addTimeZoneMessage(const StringMessageResponse<53, 1>* response, const std::string& mac);
+    void addStateMessage(
+        const Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>* response,
+        const std::string& mac);
+    void addKslTimeOffsetMessage(
+        const Simple1MessageResponse<KRP_GET_KSL_TIME_OFFSET, long long>* response,
+        const std::string& mac);
+    void addConfigMessage(const String2MessageResponse<KRP_GET_LOGGER_CONFIG>* response,
+                          const std::string& mac);
+    void addTimeZoneMessage(const StringMessageResponse<KRP_GET_TIME_ZONE, 1>* response,
+                            const std::string& mac);
     void addDevCompMessage(const KRPResponseGetDeviceComponents* response, const std::string& mac);
 
     // Each moves its collection to "complete" when more loggers have answered it than there are

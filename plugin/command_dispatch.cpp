@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/log.h"
+#include "json/request_command.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
 #include "json/websocket_send.h"

@@ -8,6 +8,8 @@
 #include "json/simple_response.h"
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/krp_set_audio_file.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
 #include "modules/audio/audio_module.h"
 #include "modules/audio/set_audio_file_response.h"
@@ -21,7 +23,7 @@ namespace {
 void sendToHandheldServer(std::unique_ptr<MessageBase> message) {
     KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr;
     if (client != nullptr) {
-        client->sendTo(client->getName(), "HandheldServer", std::move(message));
+        client->sendTo(client->getName(), kHandheldServer, std::move(message));
     }
 }
 
@@ -75,7 +77,7 @@ void cancelDataUpload() {
 
 void getAudioList() {
     LogUtil::log(LogLevel::Debug, "getAudioList", "GetAudioList");
-    sendToHandheldServer(std::make_unique<SimpleMessageRequest<86>>("NotSet"));
+    sendToHandheldServer(std::make_unique<SimpleMessageRequest<KRP_GET_AUDIO_LIST>>("NotSet"));
 }
 
 void setAudioFile(const Document& doc) {

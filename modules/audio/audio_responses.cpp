@@ -4,6 +4,7 @@
 
 #include "base/log.h"
 #include "krpbus/messages/krp_get_audio_list.h"
+#include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/simple_messages.h"
 #include "modules/audio/audio_commands.h"
 #include "modules/audio/audio_module.h"
@@ -50,7 +51,8 @@ int audio_module_destroy() {
 }
 
 int handleAudioMessages(const KRPMessageResponse* response) {
-    if (const auto* stored = dynamic_cast<const SimpleMessageResponse<87>*>(response)) {
+    if (const auto* stored =
+            dynamic_cast<const SimpleMessageResponse<KRP_SET_AUDIO_FILE>*>(response)) {
         LogUtil::log(LogLevel::Debug, "handleAudioMessages",
                      "********* SetAudioFile **************");
         const WaResponseSetAudioFile answer(stored);

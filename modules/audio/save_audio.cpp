@@ -9,6 +9,7 @@
 #include "json/simple_response.h"
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/krp_set_audio_file.h"
+#include "krpbus/messages/participants.h"
 #include "modules/audio/set_audio_file_response.h"
 #include "modules/audio/upload_info.h"
 #include "setup/lv_setup.h"
@@ -24,7 +25,7 @@ void tellService(const UploadInfoAudio& info, const std::string& path) {
     }
     const KRPRequestSetAudioFile request(info.getStartTime(), info.getEndTime(), path,
                                          info.getMarkerId());
-    client->sendTo(client->getName(), "HandheldServer", request.clone());
+    client->sendTo(client->getName(), kHandheldServer, request.clone());
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "base/log.h"
+#include "krpbus/messages/message_ids.h"
 #include "modules/audio/audio_commands.h"
 #include "modules/audio/upload_info.h"
 
@@ -14,7 +15,8 @@ WaResponseSetAudioFile::WaResponseSetAudioFile(const UploadInfoAudio* info, kr_s
     sendMessage();
 }
 
-WaResponseSetAudioFile::WaResponseSetAudioFile(const SimpleMessageResponse<87>* answer) {
+WaResponseSetAudioFile::WaResponseSetAudioFile(
+    const SimpleMessageResponse<KRP_SET_AUDIO_FILE>* answer) {
     if (php_version != 0) {
         document.AddMember("response", "set_audio_file", document.GetAllocator());
         addKrpStatus(answer);
@@ -24,7 +26,8 @@ WaResponseSetAudioFile::WaResponseSetAudioFile(const SimpleMessageResponse<87>* 
     sendMessage();
 }
 
-void WaResponseSetAudioFile::completeUpload(const SimpleMessageResponse<87>* answer) {
+void WaResponseSetAudioFile::completeUpload(
+    const SimpleMessageResponse<KRP_SET_AUDIO_FILE>* answer) {
     document.AddMember("response", "upload_audio_file", document.GetAllocator());
     const std::shared_ptr<UploadInfo> pending = uploadfileInfo.take();
     if (pending == nullptr) {

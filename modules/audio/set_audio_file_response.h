@@ -4,6 +4,7 @@
 #include <string>
 
 #include "json/wa_response_message.h"
+#include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/simple_messages.h"
 
 class UploadInfoAudio;
@@ -16,9 +17,9 @@ class WaResponseSetAudioFile : public WaResponseKRPMessage {
                            const std::string& text);
     // The service's answer to request 87: completes the pending upload, or answers
     // "set_audio_file", whichever command was sent last. Bus thread.
-    explicit WaResponseSetAudioFile(const SimpleMessageResponse<87>* answer);
+    explicit WaResponseSetAudioFile(const SimpleMessageResponse<KRP_SET_AUDIO_FILE>* answer);
 
   private:
-    void completeUpload(const SimpleMessageResponse<87>* answer);
+    void completeUpload(const SimpleMessageResponse<KRP_SET_AUDIO_FILE>* answer);
     void addFileInfo(const UploadInfoAudio* info);
 };

@@ -7,6 +7,8 @@
 #include "base/microsleep.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
 #include "modules/busload/bus_catalogue.h"
@@ -17,17 +19,16 @@
 
 namespace {
 
-constexpr const char* kTarget = "HandheldServer";
 constexpr std::uint32_t kPollPause = 100000;  // microseconds
 
-using BusNamesRequest = Simple1MessageRequest<81, unsigned char>;
+using BusNamesRequest = Simple1MessageRequest<KRP_GET_BUS_NAMES, unsigned char>;
 
 bool everyLoggerHasAnswered() {
     return static_cast<std::size_t>(busInfo->getBusnamesMapSize()) > countNeighbours();
 }
 
 void broadcastState(const char* text) {
-    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kTarget);
+    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kHandheldServer);
 }
 
 }  // namespace
@@ -37,7 +38,7 @@ void broadcastState(const char* text) {
 void getBusNames(unsigned char activeOnly, int waitCount) {
     checkKSLNetwork(waitCount);
     if (busInfo->beginCollection()) {
-        sendKslBroadcast(BusNamesRequest(activeOnly, "NotSet"), kTarget);
+        sendKslBroadcast(BusNamesRequest(activeOnly, "NotSet"), kHandheldServer);
         return;
     }
     while (waitCount > 0 && busInfo->state == BUS_NAMES_REQUESTED) {
@@ -57,7 +58,7 @@ void getBusNames(const Document& doc, int waitCount) {
 }
 
 void getBusNames(const std::string& logger) {
-    sendMessage(BusNamesRequest(busnamesActiveOnly, "NotSet"), kTarget, logger);
+    sendMessage(BusNamesRequest(busnamesActiveOnly, "NotSet"), kHandheldServer, logger);
 }
 
 void busload_start() {

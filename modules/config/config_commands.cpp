@@ -5,6 +5,7 @@
 
 #include "base/log.h"
 #include "base/whole_file.h"
+#include "json/request_command.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
 #include "modules/config/config_module.h"

@@ -8,14 +8,14 @@
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
 #include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
 #include "modules/monitor/monitor_module.h"
 #include "setup/lv_setup.h"
 
 namespace {
-
-constexpr const char* kTarget = "HandheldServer";
 
 // The session's own bus client; null between sessions and in one that has no bus.
 KRPBusClient* busClient() {
@@ -24,7 +24,7 @@ KRPBusClient* busClient() {
 
 void sendToHandheldServer(KRPBusClient* client, std::unique_ptr<MessageBase> message) {
     if (client != nullptr) {
-        client->sendTo(client->getName(), kTarget, std::move(message));
+        client->sendTo(client->getName(), kHandheldServer, std::move(message));
     }
 }
 
@@ -51,7 +51,8 @@ int monitor_module_destroy() {
 }
 
 void getRCMonitorNames(KRPBusClient* client) {
-    sendToHandheldServer(client, std::make_unique<SimpleMessageRequest<83>>("NotSet"));
+    sendToHandheldServer(
+        client, std::make_unique<SimpleMessageRequest<KRP_GET_RC_MONITOR_NAMES>>("NotSet"));
 }
 
 void startMonitor() {

@@ -5,9 +5,11 @@
 
 #include "base/log.h"
 #include "base/microsleep.h"
+#include "json/request_command.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
 #include "krpbus/address/ksl_util.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
 #include "modules/signal/signal_catalogue.h"
@@ -16,7 +18,6 @@
 namespace {
 
 constexpr int kWaitCount = 20;
-constexpr const char* kLoggerProcess = "HandheldServer";
 
 // Kept for whoever needs it later; the module itself sends through the session.
 ThreadKrpbusData* busThread = nullptr;
@@ -32,7 +33,7 @@ void answer(const char* cmd, kr_state state, kr_error_code code, const SignalKey
 }
 
 void broadcastState(const char* text) {
-    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kLoggerProcess);
+    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kHandheldServer);
 }
 
 // Whether every logger has answered, at the latest after two seconds.
@@ -123,7 +124,7 @@ void getSignalNames(int waitCount) {
     if (!signalInfo->beginCycle()) {
         return;
     }
-    sendKslBroadcast(SignalConfigRequest("NotSet"), kLoggerProcess);
+    sendKslBroadcast(SignalConfigRequest("NotSet"), kHandheldServer);
     // This normally ends at once, since the state was set just above, and waits only where another
     // thread has moved it on. Intended: the browser gets the catalogue when it comes, and who needs
     // it complete waits for that.
@@ -136,7 +137,7 @@ void getSignalNames(int waitCount) {
 }
 
 void getSignalNames(const std::string& logger) {
-    sendMessage(SignalConfigRequest("NotSet"), kLoggerProcess, logger);
+    sendMessage(SignalConfigRequest("NotSet"), kHandheldServer, logger);
 }
 
 bool checkSignal(const std::string& cmd, const SignalKey& key) {

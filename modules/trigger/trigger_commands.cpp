@@ -11,6 +11,8 @@
 #include "json/simple_response.h"
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/keyboard_message.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_ng_event_message.h"
 #include "modules/trigger/trigger_catalogue.h"
@@ -24,8 +26,8 @@ namespace {
 constexpr unsigned char kSelector = 3;        // events of triggers
 constexpr std::uint32_t kPollPause = 100000;  // microseconds
 
-using EventListRequest = Simple1MessageRequest<50, unsigned char>;
-using EventIndexRequest = Simple1MessageRequest<96, unsigned char>;
+using EventListRequest = Simple1MessageRequest<KRP_GET_EVENT_LIST, unsigned char>;
+using EventIndexRequest = Simple1MessageRequest<KRP_GET_EVENT_INDEX, unsigned char>;
 
 std::string busName() {
     return stp != nullptr ? stp->krpbus_name : std::string();
@@ -34,13 +36,13 @@ std::string busName() {
 // To this logger's event service alone. Nothing is sent in a session without a bus.
 void sendToEventHandler(const MessageBase& message) {
     if (stp != nullptr && stp->krpbus != nullptr) {
-        stp->krpbus->sendTo(stp->krpbus->getName(), "EventHandler", message.clone());
+        stp->krpbus->sendTo(stp->krpbus->getName(), kEventHandler, message.clone());
     }
 }
 
 void broadcastKey(std::uint64_t eventTime, unsigned char pressed) {
     sendKslBroadcast(KeyboardMessage(KeyboardMessage::kTriggerKey, pressed, eventTime),
-                     "OnlineProcessor");
+                     kOnlineProcessor);
 }
 
 }  // namespace
@@ -70,7 +72,7 @@ void getTriggerCount() {
 void getTrigger(int waitCount) {
     getKslTimeOffset(waitCount);
     if (triggerInfo->beginCollection()) {
-        sendKslBroadcast(EventListRequest(kSelector), "EventHandler");
+        sendKslBroadcast(EventListRequest(kSelector), kEventHandler);
     }
     while (waitCount >= 1 && triggerInfo->state != TRIGGER_COMPLETE) {
         microsleep(kPollPause, false);
@@ -87,7 +89,7 @@ void getTrigger(int waitCount) {
 void getTrigger(const std::string& sourceMac) {
     LogUtil::log(LogLevel::Debug, "getTrigger",
                  "stp->krpbus_name" + busName() + " sourceMac=" + sourceMac);
-    sendMessage(EventListRequest(kSelector), "HandheldServer", sourceMac);
+    sendMessage(EventListRequest(kSelector), kHandheldServer, sourceMac);
 }
 
 int wa_handle_message_trigger(const std::string& cmd, const Document& doc) {

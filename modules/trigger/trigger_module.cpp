@@ -4,6 +4,7 @@
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/krp_get_event_index.h"
 #include "krpbus/messages/krp_get_event_list.h"
+#include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/simple_messages.h"
 #include "modules/trigger/trigger_catalogue.h"
 #include "network/common_responses.h"
@@ -36,7 +37,9 @@ int handleTriggerMessages(const KRPMessageResponse* response, const std::string&
         const WaResponseGetEventList answer(events, logger);
         return 1;
     }
-    if (const auto* offset = dynamic_cast<const Simple1MessageResponse<89, long long>*>(response)) {
+    if (const auto* offset =
+            dynamic_cast<const Simple1MessageResponse<KRP_GET_KSL_TIME_OFFSET, long long>*>(
+                response)) {
         const WaResponseGetKslTimeOffset answer(offset, logger);
         return 1;
     }

@@ -1,4 +1,5 @@
 #include "json/request_parsers.h"
+#include "json/request_command.h"
 
 #include <gtest/gtest.h>
 
