@@ -231,7 +231,7 @@ void DeskLogger::joined() {
     if (options_.scenario.dieAfter) {
         agenda_.after(*options_.scenario.dieAfter, [] { std::raise(SIGKILL); });
     }
-    const std::lock_guard lock(LogUtil::logMutex);
+    const MutexLocker lock(LogUtil::logMutex);
     std::cout << "desklogger " << bus_.getMac() << " ready" << std::endl;
 }
 

@@ -23,42 +23,42 @@ std::ostream& operator<<(std::ostream& out, kslMsgState_t state) {
 }
 
 std::list<std::string> KslInfo::getNeighbours() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     return neighbours_;
 }
 
 void KslInfo::setNeighbours(std::list<std::string> neighbours) {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     networkInUse = !neighbours.empty();
     standsAlone = neighbours.empty();
     neighbours_ = std::move(neighbours);
 }
 
 KslInfo::StatusMap KslInfo::getStatusMap() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     return status_;
 }
 
 KslInfo::TimeOffsetMap KslInfo::getKslTimeOffsetMap() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     return timeOffsets_;
 }
 
 bool KslInfo::getConfigMap(ConfigMap& out) const {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     out = configs_;
     return !out.empty();
 }
 
 std::int64_t KslInfo::getKslTimeOffset(const std::string& mac) const {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     const auto found = timeOffsets_.find(mac);
     return found != timeOffsets_.end() ? found->second : 0;
 }
 
 void KslInfo::getLoggerName(const std::string& mac, std::string& name) const {
     {
-        const std::lock_guard lock(mutex_);
+        const MutexLocker lock(mutex_);
         const auto found = loggerNames_.find(mac);
         if (found != loggerNames_.end()) {
             name = found->second;
@@ -69,12 +69,12 @@ void KslInfo::getLoggerName(const std::string& mac, std::string& name) const {
 }
 
 void KslInfo::resetStatusMap() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     status_.clear();
 }
 
 void KslInfo::resetConfigMap() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     configs_.clear();
     configState = KSL_MSG_STATE_UPDATE;
     timeZoneState = KSL_MSG_STATE_UPDATE;
@@ -82,27 +82,27 @@ void KslInfo::resetConfigMap() {
 }
 
 void KslInfo::resetKslTimeOffsetMap() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     timeOffsets_.clear();
 }
 
 void KslInfo::addStateMessage(
     const Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>* response,
     const std::string& mac) {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     status_[mac] = std::to_string(response->value);
 }
 
 void KslInfo::addKslTimeOffsetMessage(
     const Simple1MessageResponse<KRP_GET_KSL_TIME_OFFSET, long long>* response,
     const std::string& mac) {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     timeOffsets_[mac] = response->value;
 }
 
 void KslInfo::addConfigMessage(const String2MessageResponse<KRP_GET_LOGGER_CONFIG>* response,
                                const std::string& mac) {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     logger_info_t& info = configs_[mac];
     info.hasConfig = true;
     info.configName = response->first;
@@ -111,7 +111,7 @@ void KslInfo::addConfigMessage(const String2MessageResponse<KRP_GET_LOGGER_CONFI
 
 void KslInfo::addTimeZoneMessage(const StringMessageResponse<KRP_GET_TIME_ZONE, 1>* response,
                                  const std::string& mac) {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     logger_info_t& info = configs_[mac];
     info.hasTimeZone = true;
     info.timeZone = response->getText();
@@ -119,7 +119,7 @@ void KslInfo::addTimeZoneMessage(const StringMessageResponse<KRP_GET_TIME_ZONE, 
 
 void KslInfo::addDevCompMessage(const KRPResponseGetDeviceComponents* response,
                                 const std::string& mac) {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     logger_info_t& info = configs_[mac];
     info.hasDeviceComponents = true;
     info.deviceClass = response->deviceClass;
@@ -128,27 +128,27 @@ void KslInfo::addDevCompMessage(const KRPResponseGetDeviceComponents* response,
 }
 
 bool KslInfo::completeStatus() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     return completeWith(statusState, status_.size());
 }
 
 bool KslInfo::completeTimeOffset() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     return completeWith(timeOffsetState, timeOffsets_.size());
 }
 
 bool KslInfo::completeConfig() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     return completeWith(configState, countConfigs(&logger_info_t::hasConfig));
 }
 
 bool KslInfo::completeTimeZone() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     return completeWith(timeZoneState, countConfigs(&logger_info_t::hasTimeZone));
 }
 
 bool KslInfo::completeDeviceComponents() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     return completeWith(deviceComponentsState, countConfigs(&logger_info_t::hasDeviceComponents));
 }
 

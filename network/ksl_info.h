@@ -7,9 +7,9 @@
 #include <iosfwd>
 #include <list>
 #include <map>
-#include <mutex>
 #include <string>
 
+#include "base/mutex.h"
 #include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/simple_messages.h"
 
@@ -108,15 +108,15 @@ class KslInfo {
     void busReconnected();
 
   private:
-    bool completeWith(State& state, std::size_t answers);
-    std::size_t countConfigs(bool logger_info_t::*answered) const;
+    bool completeWith(State& state, std::size_t answers) REQUIRES(mutex_);
+    std::size_t countConfigs(bool logger_info_t::*answered) const REQUIRES(mutex_);
 
-    mutable std::mutex mutex_;  // guards everything below
-    std::list<std::string> neighbours_;
-    StatusMap status_;
-    TimeOffsetMap timeOffsets_;
-    ConfigMap configs_;
-    std::map<std::string, std::string> loggerNames_;
+    mutable Mutex mutex_;
+    std::list<std::string> neighbours_ GUARDED_BY(mutex_);
+    StatusMap status_ GUARDED_BY(mutex_);
+    TimeOffsetMap timeOffsets_ GUARDED_BY(mutex_);
+    ConfigMap configs_ GUARDED_BY(mutex_);
+    std::map<std::string, std::string> loggerNames_ GUARDED_BY(mutex_);
 };
 
 // The one record, created when the plug-in is loaded. The first session of a process takes it away

@@ -10,7 +10,7 @@ fail() {
   exit 1
 }
 
-# missing_packages <run|test|bench>: the listed packages that are not installed, one a line.
+# missing_packages <run|test|ci|bench>: the listed packages that are not installed, one a line.
 # "test" means those to run as well, "bench" everything. Asks dpkg once, so that nothing missing costs next to nothing.
 missing_packages() {
   local wanted=$1 installed package rest command when
@@ -60,7 +60,7 @@ apt_install() {
   "${apt[@]}" update && "${apt[@]}" install --no-install-recommends "$@"
 }
 
-# require_packages <run|test|bench>: installs what is missing; where that is not allowed, names the one command that does.
+# require_packages <run|test|ci|bench>: installs what is missing; where that is not allowed, names the one command that does.
 require_packages() {
   local missing
   mapfile -t missing < <(missing_packages "$1")

@@ -41,7 +41,7 @@ std::string utcNow() {
 }
 
 void writeConstructorLines() {
-    const std::lock_guard lock(LogUtil::logMutex);
+    const MutexLocker lock(LogUtil::logMutex);
     // Text and line end in one piece: other processes write to the same log.
     std::cout << "LvWebsocket()\n" << std::flush;
     std::cerr << "LvWebsocket()\n" << std::flush;

@@ -49,7 +49,7 @@ void reportBusError(const std::string& threadName, const std::string& text) {
 
 void logSelectError(int error) {
     const std::string line = std::string("[ERROR] krselect() error: ") + strerror(error) + "\n";
-    const std::lock_guard lock(LogUtil::logMutex);
+    const MutexLocker lock(LogUtil::logMutex);
     std::cerr << line << std::flush;
 }
 

@@ -43,7 +43,7 @@ class KRPBusClient : public Mutex {
                  const KRPBusOptions& options = {});
     // Sends what is still to be sent, then disconnects and stops the reader thread. No other thread
     // may be in a call.
-    ~KRPBusClient() override;
+    ~KRPBusClient();
 
     // Connects where the client has never been connected; afterwards it reconnects by itself.
     // Returns whether it is connected. At most about two seconds.

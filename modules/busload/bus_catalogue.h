@@ -49,7 +49,7 @@ class BusInfo {
 
   private:
     mutable Mutex mutex_;
-    BusnamesMap busNames_;
+    BusnamesMap busNames_ GUARDED_BY(mutex_);
 };
 
 // The one catalogue, created when the plug-in is loaded and never destroyed: the bus thread may

@@ -31,8 +31,8 @@ using BusMap = std::map<BusKey, BusloadData, BusKeyLess>;
 // The buses grow with every catalogue and are never forgotten while the process lives.
 struct Values {
     Mutex mutex;
-    BusMap buses;
-    std::map<std::string, GpsData> gps;
+    BusMap buses GUARDED_BY(mutex);
+    std::map<std::string, GpsData> gps GUARDED_BY(mutex);
 };
 
 // Never destroyed: the bus thread may still use it while the process ends.

@@ -104,16 +104,17 @@ class SignalInfo {
         }
     };
 
-    SignalData* find(const KeyView& key) const;
-    SignalData& findOrInsert(const SignalKey& key);
-    void clear();
+    SignalData* find(const KeyView& key) const REQUIRES(mutex_);
+    SignalData& findOrInsert(const SignalKey& key) REQUIRES(mutex_);
+    void clear() REQUIRES(mutex_);
     static void storeValue(SignalData& signal, const SignalMessage& message);
 
-    std::set<std::string> answered_;  // loggers that have answered in the running cycle
-    std::map<SignalKey, SignalData> signals_;
-    // The way of each value to its signal; refers to the keys and entries of signals_.
-    std::unordered_map<KeyView, SignalData*, KeyHash> index_;
     mutable Mutex mutex_;
+    std::set<std::string> answered_
+        GUARDED_BY(mutex_);  // loggers that have answered in the running cycle
+    std::map<SignalKey, SignalData> signals_ GUARDED_BY(mutex_);
+    // The way of each value to its signal; refers to the keys and entries of signals_.
+    std::unordered_map<KeyView, SignalData*, KeyHash> index_ GUARDED_BY(mutex_);
 };
 
 // The one catalogue, created when the plug-in is loaded and never destroyed: the bus thread may

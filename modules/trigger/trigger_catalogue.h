@@ -25,6 +25,8 @@ enum triggerState_t : std::uint32_t {
 // one mutex for its whole run; none logs, sends or waits meanwhile. A merge takes the network
 // record's mutex inside: this mutex first, then that one. The state is polled without it.
 class TriggerInfo {
+    mutable Mutex mutex_;
+
   public:
     using event_t = KRPResponseGetEventList::event_t;
     using EventList = std::vector<event_t>;
@@ -51,9 +53,9 @@ class TriggerInfo {
 
     // The two steps of a merge for a single event; the caller lets no other thread in meanwhile.
     // Whether the list has an event with the same marker:
-    bool findComment(const event_t& event) const;
+    bool findComment(const event_t& event) const REQUIRES(mutex_);
     // Puts an event into its place, before those of the same time:
-    void insertEvent(event_t event);
+    void insertEvent(event_t event) REQUIRES(mutex_);
 
     // Begins a collection: resets, and moves the state to collecting. False, with nothing changed,
     // when one is under way; of two threads that try at once one begins.
@@ -79,18 +81,17 @@ class TriggerInfo {
     };
 
     // Merges the events of one answer; whether any of them came into the list.
-    bool merge(const EventList& events, const std::string& logger);
-    void place(std::vector<Listed>& additions, std::vector<Listed>& room);
-    EventList copyOfList() const;
-    void forget();
+    bool merge(const EventList& events, const std::string& logger) REQUIRES(mutex_);
+    void place(std::vector<Listed>& additions, std::vector<Listed>& room) REQUIRES(mutex_);
+    EventList copyOfList() const REQUIRES(mutex_);
+    void forget() REQUIRES(mutex_);
 
-    mutable Mutex mutex_;
-    std::vector<Listed> events_;  // ascending by time, unsigned
-    MarkerSet markers_;           // of the list
-    std::map<std::string, Answer> triggerMap_;
+    std::vector<Listed> events_ GUARDED_BY(mutex_);  // ascending by time, unsigned
+    MarkerSet markers_ GUARDED_BY(mutex_);           // of the list
+    std::map<std::string, Answer> triggerMap_ GUARDED_BY(mutex_);
     // What the list refers to beside the stored answers.
-    std::vector<Message> replaced_;
-    std::deque<event_t> inserted_;
+    std::vector<Message> replaced_ GUARDED_BY(mutex_);
+    std::deque<event_t> inserted_ GUARDED_BY(mutex_);
 };
 
 // The one catalogue, created when the plug-in is loaded and never destroyed: the bus thread may
