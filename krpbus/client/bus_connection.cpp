@@ -19,8 +19,7 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds kPause{200};
 constexpr std::chrono::milliseconds kPauseSpread{50};
 
-// A server that is silent for 15 seconds is given up.
-constexpr std::chrono::milliseconds kProbeInterval{5'000};
+// After so many probes and no answer for one more interval a server is given up.
 constexpr int kProbesAllowed = 2;
 
 // What a burst of messages leaves unwritten is written after this time.
@@ -44,12 +43,13 @@ timespec toTimespec(std::chrono::nanoseconds time) {
 
 }  // namespace
 
-BusConnection::BusConnection(std::string url, std::string address, BusListener& listener)
+BusConnection::BusConnection(std::string url, std::string address, BusListener& listener,
+                             std::chrono::milliseconds probeInterval)
     : url_(std::move(url)),
       address_(std::move(address)),
       listener_(listener),
       wake_(makeEventFd()),
-      watch_(kProbeInterval, kProbesAllowed) {
+      watch_(probeInterval, kProbesAllowed) {
     const SignalsBlocked blocked;
     reader_ = std::thread([this] { run(); });
 }

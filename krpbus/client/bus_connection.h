@@ -28,14 +28,16 @@ class BusListener {
 
 /// Keeps a bus client connected. The first connection is made by connect(). From then on the reader
 /// thread empties the connection's socket, probes a silent server, gives up one that stays silent
-/// for 15 seconds, and after each loss makes a new connection, without end, and renews the
-/// subscriptions on it.
+/// for three times the interval of probes, and after each loss makes a new connection, without end,
+/// and renews the subscriptions on it.
 class BusConnection {
   public:
     /// `address` is the client's own subject: what is published to it comes back, which is how the
-    /// server is probed, and it names the client in the server's list of connections. Throws
+    /// server is probed, every `probeInterval` while it is silent, and it names the client in the
+    /// server's list of connections. Throws
     /// std::system_error where the process has no thread or descriptor left.
-    BusConnection(std::string url, std::string address, BusListener& listener);
+    BusConnection(std::string url, std::string address, BusListener& listener,
+                  std::chrono::milliseconds probeInterval);
     /// Writes what is still to be written, disconnects, and returns when no call to a subscriber is
     /// under way any more. No other thread may be in a call.
     ~BusConnection();

@@ -11,6 +11,10 @@ namespace {
 // Room that the encoder keeps between messages.
 constexpr std::size_t kKeptBuffer = std::size_t{1024} * 1024;
 
+// Payloads that have been handed out are destroyed when they are that many, or that many bytes.
+constexpr std::size_t kMostSpent = 64;
+constexpr std::size_t kMostSpentBytes = std::size_t{64} * 1024;
+
 std::string ownMac(const KRPBusOptions& options) {
     return options.mac.empty() ? KSLUtil::findLowestMAC().toString(std::ios::uppercase)
                                : upperCaseMac(options.mac);
@@ -29,7 +33,7 @@ KRPBusClient::Impl::Impl(const std::string& name, const std::string& url,
       mac_(ownMac(options)),
       ownSubject_(participantSubject(mac_, name_)),
       inbox_(options.queueLimit, options.skipAfter),
-      connection_(std::make_unique<BusConnection>(url, ownSubject_, *this)) {
+      connection_(std::make_unique<BusConnection>(url, ownSubject_, *this, options.probeInterval)) {
     listen(ownSubject_, name_);
     listen(everybodySubject(mac_), "");
     connect();
@@ -161,6 +165,15 @@ std::unique_ptr<MessageBase> KRPBusClient::Impl::unpack(const Received& received
     message->setSource(senderOf(reply != nullptr ? reply : ""));
     message->setDestination(*received.destination);
     return message;
+}
+
+void KRPBusClient::Impl::discard(Received&& received) {
+    spentBytes_ += static_cast<std::size_t>(natsMsg_GetDataLength(received.message.get()));
+    spent_.push_back(std::move(received));
+    if (spent_.size() >= kMostSpent || spentBytes_ >= kMostSpentBytes) {
+        spent_.clear();
+        spentBytes_ = 0;
+    }
 }
 
 // The address that answers to a reply subject go to. Senders repeat, so the last one is kept.

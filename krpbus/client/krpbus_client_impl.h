@@ -47,6 +47,8 @@ class KRPBusClient::Impl final : public BusListener {
 
     // The message of a payload, with its sender and destination; null when the payload is none.
     std::unique_ptr<MessageBase> unpack(const Received& received);
+    // Destroys a payload, together with others: each destruction wakes a thread of the library.
+    void discard(Received&& received);
 
     void onConnected() override { inbox_.connected(); }
     void onDisconnected() override { inbox_.disconnected(); }
@@ -89,6 +91,8 @@ class KRPBusClient::Impl final : public BusListener {
     // Of the consumer thread.
     std::string lastReply_;
     std::string lastSender_;
+    std::vector<Received> spent_;
+    std::size_t spentBytes_ = 0;
 
     // Goes first, since it calls the others.
     std::unique_ptr<BusConnection> connection_;
