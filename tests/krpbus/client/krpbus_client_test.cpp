@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <thread>
 
 #include "base/kr_exception.h"
@@ -13,6 +12,7 @@
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
 #include "tests/kit/log_capture.h"
+#include "tests/krpbus/client/bus_certificate.h"
 #include "tests/krpbus/client/bus_test_client.h"
 
 namespace {
@@ -412,29 +412,6 @@ TEST(KrpBusClient, LogsInWithTheUserOfAUrl) {
     const KRPBusClient unknown("me", "", 1);
     EXPECT_FALSE(unknown.isConnected());
 }
-
-// A certificate of its own for 127.0.0.1, and its key, for as long as the test runs.
-class Certificate {
-  public:
-    Certificate() {
-        std::string name = "/tmp/bus-certificate-XXXXXX";
-        directory_ = mkdtemp(name.data());
-        const std::string command =
-            "openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=localhost -addext "
-            "subjectAltName=IP:127.0.0.1 -keyout " +
-            key() + " -out " + certificate() + " 2>/dev/null";
-        EXPECT_EQ(std::system(command.c_str()), 0);
-    }
-    ~Certificate() { std::filesystem::remove_all(directory_); }
-    Certificate(const Certificate&) = delete;
-    Certificate& operator=(const Certificate&) = delete;
-
-    std::string certificate() const { return directory_ + "/certificate.pem"; }
-    std::string key() const { return directory_ + "/key.pem"; }
-
-  private:
-    std::string directory_;
-};
 
 class KrpBusTls : public testing::Test {
   protected:
