@@ -76,6 +76,7 @@ class ProductRoute : public ValueRoute {
     void findSession() {
         const auto deadline = std::chrono::steady_clock::now() + kPatience;
         while (session_.empty() && std::chrono::steady_clock::now() < deadline) {
+            bus_.read();
             const auto message = bus_.getMessage();
             const auto* notice = dynamic_cast<const SystemMessage*>(message.get());
             if (notice != nullptr && notice->text == "77-LVStartSignals") {

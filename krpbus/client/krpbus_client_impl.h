@@ -47,8 +47,10 @@ class KRPBusClient::Impl final : public BusListener {
 
     // The message of a payload, with its sender and destination; null when the payload is none.
     std::unique_ptr<MessageBase> unpack(const Received& received);
+    // Destroys a payload, together with others: each destruction wakes a thread of the library.
+    void discard(Received&& received);
 
-    void onReconnected() override { inbox_.connected(); }
+    void onConnected() override { inbox_.connected(); }
     void onDisconnected() override { inbox_.disconnected(); }
 
   private:
@@ -60,18 +62,15 @@ class KRPBusClient::Impl final : public BusListener {
 
         void onMessage(natsMsg* message) override;
 
-        natsSubscription* subscription = nullptr;
-
       private:
         Impl& owner_;
         const std::string destination_;
     };
 
     void receive(Received&& received);
-    void close(Entrance& entrance);
     void publish(const std::string& source, const std::string& subject, const MessageBase& message,
                  const std::string& whom);
-    void logNotSent(BusConnection::SendResult result, const std::string& whom) const;
+    void logNotSent(SendResult result, const std::string& whom) const;
     const std::string& senderOf(std::string_view reply);
 
     const std::string name_;
@@ -84,14 +83,16 @@ class KRPBusClient::Impl final : public BusListener {
     std::string lastParticipant_;
     std::string lastSubject_;
 
-    std::mutex subscriptionsMutex_;
-    std::map<std::string, std::unique_ptr<Entrance>> wanted_;  // by subject
+    std::mutex entrancesMutex_;
+    std::map<std::string, std::unique_ptr<Entrance>> entrances_;  // by subject
     // Ended ones: messages that came in through them may still wait, or be on their way.
     std::vector<std::unique_ptr<Entrance>> closed_;
 
     // Of the consumer thread.
     std::string lastReply_;
     std::string lastSender_;
+    std::vector<Received> spent_;
+    std::size_t spentBytes_ = 0;
 
     // Goes first, since it calls the others.
     std::unique_ptr<BusConnection> connection_;

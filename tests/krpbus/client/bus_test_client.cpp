@@ -49,6 +49,18 @@ std::unique_ptr<MessageBase> nextMessage(KRPBusClient& client, std::chrono::mill
     }
 }
 
+std::unique_ptr<MessageBase> nextWaiting(KRPBusClient& client) {
+    if (auto message = client.getMessage()) {
+        return message;
+    }
+    client.read();
+    return client.getMessage();
+}
+
+bool nothingWaits(KRPBusClient& client) {
+    return nextWaiting(client) == nullptr;
+}
+
 void synchronise(KRPBusClient& first, KRPBusClient& second) {
     // The server handles what one client sends in order: once a message to oneself has come back,
     // all that was asked for before is in force.
