@@ -10,8 +10,9 @@ export class Part {
 
   constructor(name, command, args, { env = {}, cwd } = {}) {
     this.name = name;
-    // In a process group of its own: Apache ends its whole group when it is told to end.
-    this.#child = spawn(command, args, {
+    // In a process group of its own: Apache ends its whole group when it is told to end. And told to end with this
+    // process, whatever ends that.
+    this.#child = spawn("setpriv", ["--pdeathsig", "TERM", "--", command, ...args.map(String)], {
       cwd,
       env: { ...process.env, ...env },
       stdio: ["ignore", "pipe", "pipe"],
