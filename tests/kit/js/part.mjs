@@ -1,7 +1,7 @@
 // One program of a test's set-up: started, watched, and ended by its id.
 import { spawn } from "node:child_process";
 import { once } from "node:events";
-import { patience, within } from "./wait.mjs";
+import { kPatience, patience, within } from "./wait.mjs";
 
 export class Part {
   #child;
@@ -41,7 +41,7 @@ export class Part {
   }
 
   // {code, signal} once it has ended and its output is complete.
-  exited(timeout = 20_000) {
+  exited(timeout = kPatience) {
     return within(`the end of ${this.name}`, this.#exit, timeout);
   }
 
@@ -50,7 +50,7 @@ export class Part {
   }
 
   // Asks it to end and waits; what does not end in time is killed, and that is an error.
-  async stop({ timeout = 20_000, signal = "SIGTERM" } = {}) {
+  async stop({ timeout = kPatience, signal = "SIGTERM" } = {}) {
     this.signal("SIGCONT");
     this.signal(signal);
     const timer = setTimeout(() => this.signal("SIGKILL"), patience(timeout));
