@@ -49,7 +49,7 @@ async function ready(part) {
 async function loggerInfo(port) {
   const client = await Client.connect(`ws://127.0.0.1:${port}/live`);
   try {
-    return await client.ask("get_logger_info");
+    return await completeInfo(client);
   } finally {
     await client.close();
   }
@@ -115,7 +115,7 @@ describe("./run", () => {
     parts[0].signal("SIGTERM");
     assert.deepEqual(await parts[0].exited(40_000), { code: 0, signal: null });
     const client = await Client.connect(`ws://127.0.0.1:${parts[1].port}/live`);
-    assert.equal((await client.ask("get_logger_info")).configs.length, 5);
+    assert.equal((await completeInfo(client)).configs.length, 5);
 
     parts[1].signal("SIGHUP");
     assert.equal((await client.closed(30_000)).code, 1001);

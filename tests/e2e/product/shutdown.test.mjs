@@ -1,7 +1,7 @@
 // The web server ends while a browser is connected.
 import assert from "node:assert/strict";
 import { describe, test } from "node:test";
-import { Network } from "../../kit/js/network.mjs";
+import { kLoggers, Network } from "../../kit/js/network.mjs";
 import { until } from "../../kit/js/wait.mjs";
 
 // apachectl's words for the signals.
@@ -43,6 +43,21 @@ describe("a graceful restart of Apache during a session", () => {
       await until("the restart", () => network.apache.log.text.includes("Graceful restart requested"));
       const client = await network.connectReady();
       assert.equal(client.info.configs.length, 3);
+    } finally {
+      await network.stop();
+    }
+  });
+
+  test("a browser that has not yet got what it begins with is sent away, comes again and is served", async () => {
+    const [front, ...others] = kLoggers;
+    const network = await Network.start({ loggers: [{ ...front, scenario: { requests: { 53: { delay: "1s" } } } }, ...others] });
+    const opened = () => network.apache.log.text.split("krwebsocket opened!!!\n").length - 1;
+    try {
+      const ready = network.connectReady();
+      await until("the session", () => opened() === 1);
+      network.apache.part.signal("SIGUSR1");
+      assert.equal((await ready).info.configs.length, 3);
+      assert.ok(opened() > 1);
     } finally {
       await network.stop();
     }

@@ -49,7 +49,6 @@ export class Apache {
         if (!apache.part.running) throw new Error(`Apache has ended: ${apache.part.output}${apache.log.text}`);
         return listens(apache.port);
       },
-      20_000,
     );
     return apache;
   }

@@ -1,6 +1,6 @@
 // A browser's side of the websocket, without the browser.
 import WebSocket from "ws";
-import { patience, within } from "./wait.mjs";
+import { kPatience, patience, within } from "./wait.mjs";
 
 export const kProtocol = "kr-webapp-v1";
 
@@ -39,7 +39,7 @@ export class Client {
     return client;
   }
 
-  opened(timeout = 15_000) {
+  opened(timeout = kPatience) {
     const opened = new Promise((resolve, reject) => {
       if (this.#socket.readyState === WebSocket.OPEN) resolve();
       this.#socket.once("open", resolve);
@@ -53,6 +53,11 @@ export class Client {
 
   get protocol() {
     return this.#socket.protocol;
+  }
+
+  // The code that the connection was closed with; undefined as long as it stands.
+  get closeCode() {
+    return this.#closeCode;
   }
 
   get open() {
@@ -84,23 +89,23 @@ export class Client {
   }
 
   // The next frame not yet taken, parsed.
-  next(timeout = 10_000) {
+  next(timeout = kPatience) {
     return this.#take(() => true, "a frame", timeout);
   }
 
   // The next answer to `command` not yet taken; other frames stay.
-  answerTo(command, timeout = 10_000) {
+  answerTo(command, timeout = kPatience) {
     return this.#take((answer) => answer.response === command, `the answer to ${command}`, timeout);
   }
 
   // Sends a command and answers with its answer.
-  ask(command, members = {}, timeout = 10_000) {
+  ask(command, members = {}, timeout = kPatience) {
     this.send({ command, ...members });
     return this.answerTo(command, timeout);
   }
 
   // Sends any text and answers with the text of the next frame.
-  async rawAnswer(text, timeout = 10_000) {
+  async rawAnswer(text, timeout = kPatience) {
     this.send(text);
     const answer = await this.next(timeout);
     return this.textOf(answer);
@@ -117,7 +122,7 @@ export class Client {
   }
 
   // {code, reason} of the connection's end.
-  closed(timeout = 15_000) {
+  closed(timeout = kPatience) {
     return within("the connection's end", this.#closed, timeout);
   }
 

@@ -9,6 +9,8 @@ import os from 'node:os';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 
+import { Part } from './part.mjs';
+
 const sourceDir = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../../..');
 const buildDir = process.env.LV_BUILD_DIR ?? path.join(sourceDir, 'build/release');
 
@@ -119,22 +121,15 @@ DocumentRoot "${this.dir}/www"
   }
 
   async #run() {
-    const env = { ...process.env };
-    if (process.env.LV_PRELOAD) env.LD_PRELOAD = process.env.LV_PRELOAD;
-    // In a process group of its own, since Apache signals its whole group when it stops.
-    this.process = spawn(apacheProgram, ['-f', this.configFile, '-DFOREGROUND'],
-      { env, detached: true, stdio: ['ignore', 'ignore', 'pipe'] });
-    let said = '';
-    this.process.stderr.on('data', (text) => { said += text; });
-    this.exited = new Promise((resolve) => this.process.on('exit', () => {
-      this.gone = true;
-      resolve();
-    }));
+    const env = process.env.LV_PRELOAD ? { LD_PRELOAD: process.env.LV_PRELOAD } : {};
+    this.part = new Part('Apache', apacheProgram, ['-f', this.configFile, '-DFOREGROUND'], { env });
     await until(async () => {
-      assert.ok(!this.gone, `Apache did not start: ${said}${this.log()}`);
+      assert.ok(this.part.running, `Apache did not start: ${this.part.output}${this.log()}`);
       return this.#answers();
-    }, 'Apache to listen');
+    }, 'Apache to listen', 20_000);
   }
+
+  get exited() { return this.part.exited(); }
 
   #answers() {
     return new Promise((resolve) => {
@@ -144,7 +139,7 @@ DocumentRoot "${this.dir}/www"
     });
   }
 
-  get pid() { return this.process.pid; }
+  get pid() { return this.part.pid; }
 
   log() { return fs.existsSync(this.errorLog) ? fs.readFileSync(this.errorLog, 'latin1') : ''; }
 
@@ -166,8 +161,7 @@ DocumentRoot "${this.dir}/www"
   async stop() {
     // Gracefully, as Debian's service does it: the hard way lets a child that has only just been
     // forked free its memory in the midst of an allocation, which is Apache's own matter.
-    if (!this.gone) this.process.kill('SIGWINCH');
-    await this.exited;
+    await this.part.stop({ signal: 'SIGWINCH' });
     const surprises = this.log().split('\n').filter((line) => line !== '' &&
       ![...usualLines, ...this.expected].some((pattern) => pattern.test(line)));
     fs.rmSync(this.dir, { recursive: true, force: true });

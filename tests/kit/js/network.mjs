@@ -7,7 +7,7 @@ import { BusServer } from "./bus_server.mjs";
 import { Client } from "./client.mjs";
 import { DeskLogger } from "./desk_logger.mjs";
 import { freePort } from "./ports.mjs";
-import { until } from "./wait.mjs";
+import { patience, sleep, until } from "./wait.mjs";
 
 // Three loggers of three types that differ in everything; the first is the one that Apache runs on.
 export const kLoggers = [
@@ -50,17 +50,28 @@ function networkConfiguration(name) {
 `;
 }
 
+// How long a client tries to get what it needs to begin with (ms); a page never gives up.
+const kReadyPatience = 60_000;
+// The pauses between its attempts (ms): each is twice as long as the one before.
+const kFirstPause = 50;
+const kLongestPause = 2_000;
+const longer = (pause) => Math.min(2 * pause, kLongestPause);
+
 // Complete logger info for a client, as a page gets it: the wait for the loggers' answers ends with the first of
 // three collections, so that a first answer may come before the other two are complete.
-export async function completeInfo(client, attempts = 20) {
-  let info;
-  for (let attempt = 0; attempt < attempts; attempt++) {
-    info = await client.ask("get_logger_info", {}, 20_000);
+export async function completeInfo(client) {
+  const deadline = Date.now() + patience(kReadyPatience);
+  for (let pause = kFirstPause; ; pause = longer(pause)) {
+    const info = await client.ask("get_logger_info");
     client.skipAll();
     if (info.status === "OK") return info;
+    if (Date.now() > deadline) throw new Error(`the logger info stays incomplete: ${JSON.stringify(info)}`);
+    // Not at once: each request begins the collection anew.
+    await sleep(pause);
   }
-  throw new Error(`the logger info stays incomplete: ${JSON.stringify(info)}`);
 }
+
+const kGoingAway = 1001;
 
 export class Network {
   loggers = [];
@@ -115,34 +126,35 @@ export class Network {
     return client;
   }
 
-  // A client that has complete logger info: whatever it sends next is not refused for the want of it.
+  // A client that has complete logger info: whatever it sends next is not refused for the want of it. It comes
+  // again when it is sent away before, as a page does: a web server that begins anew may still give it a process
+  // of before, and whoever asks while the network changes is told the new one and sent away then.
   async connectReady(options = {}) {
-    const client = await this.connect(options);
-    client.info = await completeInfo(client);
-    return client;
+    const deadline = Date.now() + patience(kReadyPatience);
+    for (let pause = kFirstPause; ; pause = longer(pause)) {
+      const client = await this.connect(options);
+      try {
+        client.info = await completeInfo(client);
+        return client;
+      } catch (error) {
+        if (client.closeCode !== kGoingAway || !this.#sendsAway() || Date.now() > deadline) throw error;
+        await sleep(pause);
+      }
+    }
   }
 
-  // Waits until the local logger knows so many others. Asked for itself, since a logger that misbehaves may
-  // never show in the logger info.
+  // Whether there has been a reason to send browsers away.
+  #sendsAway() {
+    return /KLV::handleMessages\(\) (ksl|config) message: |AH00171: Graceful restart requested/.test(this.apache.log.text);
+  }
+
+  // Waits until the local logger knows so many others and has told so: a browser that comes before is sent away.
   async neighbours(count) {
-    let last = null;
+    const local = this.loggers.findLast(({ mac }) => mac === this.loggers[0].mac);
+    const told = () => local.part.output.match(/(?<=sendNetworkNotice\(\) neighbours: ).*$/gm)?.at(-1) ?? "none";
     await until(
-      () => `${count} neighbours; last answer: ${JSON.stringify(last)}`,
-      async () => {
-        const client = await this.connect();
-        try {
-          last = await client.ask("get_ksl_network");
-          return last.ksl_network?.length === count;
-        } catch (error) {
-          // A change of the network closes the connections of all browsers, which then come again.
-          if (client.open) throw error;
-          last = error.message;
-          return false;
-        } finally {
-          client.terminate();
-        }
-      },
-      20_000,
+      () => `${count} neighbours, not ${told()}`,
+      () => (told() === "none" ? 0 : told().split(", ").length) === count,
     );
   }
 

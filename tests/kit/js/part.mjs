@@ -1,7 +1,7 @@
 // One program of a test's set-up: started, watched, and ended by its id.
 import { spawn } from "node:child_process";
 import { once } from "node:events";
-import { patience, within } from "./wait.mjs";
+import { kPatience, patience, within } from "./wait.mjs";
 
 export class Part {
   #child;
@@ -10,8 +10,9 @@ export class Part {
 
   constructor(name, command, args, { env = {}, cwd } = {}) {
     this.name = name;
-    // In a process group of its own: Apache ends its whole group when it is told to end.
-    this.#child = spawn(command, args, {
+    // In a process group of its own: Apache ends its whole group when it is told to end. And told to end with this
+    // process, whatever ends that.
+    this.#child = spawn("setpriv", ["--pdeathsig", "TERM", "--", command, ...args.map(String)], {
       cwd,
       env: { ...process.env, ...env },
       stdio: ["ignore", "pipe", "pipe"],
@@ -40,7 +41,7 @@ export class Part {
   }
 
   // {code, signal} once it has ended and its output is complete.
-  exited(timeout = 20_000) {
+  exited(timeout = kPatience) {
     return within(`the end of ${this.name}`, this.#exit, timeout);
   }
 
@@ -49,7 +50,7 @@ export class Part {
   }
 
   // Asks it to end and waits; what does not end in time is killed, and that is an error.
-  async stop({ timeout = 20_000, signal = "SIGTERM" } = {}) {
+  async stop({ timeout = kPatience, signal = "SIGTERM" } = {}) {
     this.signal("SIGCONT");
     this.signal(signal);
     const timer = setTimeout(() => this.signal("SIGKILL"), patience(timeout));

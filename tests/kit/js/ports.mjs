@@ -1,23 +1,32 @@
 // Free ports on loopback.
+import { readFileSync } from "node:fs";
 import net from "node:net";
 
-const given = new Set();
+// Below the ports that the system gives to whoever connects, and above those that have a meaning here.
+const kLowest = 21_000;
+const kHighest = Math.min(32_000, lowestEphemeral() - 1);
 
-// A port that nobody listens on and that this process has not given away yet.
+function lowestEphemeral() {
+  return Number(readFileSync("/proc/sys/net/ipv4/ip_local_port_range", "utf8").split(/\s+/)[0]);
+}
+
+// A port that nobody listens on, and that no other test gets as long as this process runs.
 export async function freePort() {
   for (;;) {
-    const port = await new Promise((resolve, reject) => {
-      const server = net.createServer();
-      server.once("error", reject);
-      server.listen(0, "127.0.0.1", () => {
-        const { port: free } = server.address();
-        server.close(() => resolve(free));
-      });
-    });
-    if (given.has(port)) continue;
-    given.add(port);
-    return port;
+    const port = kLowest + Math.floor(Math.random() * (kHighest - kLowest));
+    if ((await reserve(port)) && !(await listens(port))) return port;
   }
+}
+
+// Between the choice of a port and its use others choose, too: an address that stands for the port and that goes
+// with this process keeps them from it.
+function reserve(port) {
+  return new Promise((resolve) => {
+    const mark = net.createServer();
+    mark.once("error", () => resolve(false));
+    mark.listen(`\0live-view-test-port-${port}`, () => resolve(true));
+    mark.unref();
+  });
 }
 
 // Whether somebody listens there now.

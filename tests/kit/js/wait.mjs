@@ -7,8 +7,11 @@ const slowness = sanitizers ? 4 : 1;
 
 export const patience = (ms) => ms * slowness;
 
+// How long whatever should come at once is waited for (ms): as long as the page waits for an answer.
+export const kPatience = 20_000;
+
 // Polls until `condition` answers something true, and answers that. Throws with `what` after `timeout` ms.
-export async function until(what, condition, timeout = 10_000) {
+export async function until(what, condition, timeout = kPatience) {
   const deadline = Date.now() + patience(timeout);
   for (;;) {
     const value = await condition();
@@ -19,7 +22,7 @@ export async function until(what, condition, timeout = 10_000) {
 }
 
 // `promise`, or an error that names `what` after `timeout` ms.
-export async function within(what, promise, timeout = 10_000) {
+export async function within(what, promise, timeout = kPatience) {
   let timer;
   const late = new Promise((_, reject) => {
     timer = setTimeout(() => reject(new Error(`not in time: ${what}`)), patience(timeout));
