@@ -38,6 +38,11 @@ class ApacheTransport : public ByteSource, public OutputPort {
     /// Tells the peer that nothing more will come: closes TLS and the sending half of the socket.
     void shutdownOutput();
 
+    /// How many bytes have arrived for this connection so far, and how many of them nobody has read
+    /// yet, as the system counts them.
+    std::uint64_t arrived() const { return socket_.arrived(); }
+    std::size_t unread() const { return socket_.unread(); }
+
     ByteSource::Status read(std::uint8_t* buffer, std::size_t size, std::size_t& got) override;
 
     OutputPort::Status write(const iovec* pieces, int count, std::size_t& taken) override;

@@ -46,9 +46,9 @@ void save_audio(const unsigned char* data, unsigned int size, const UploadInfoAu
     }
     const std::string path = kUploadDirectory + info->getStoredName();
     LogUtil::log(LogLevel::Debug, "save_audio", "filename: " + path);
-    // The directory is open to everybody: a link that somebody has laid there is not followed.
+    // The directory is open to everybody: what somebody else has laid there is left alone.
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-    if (!writeWholeFile(path, bytes, SymbolicLinks::Refuse)) {
+    if (!writeWholeFile(path, bytes, ExistingFile::OwnAlone)) {
         createAndSendJSON_simple("upload_audio_file", KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD,
                                  "Unable to open file " + path);
         return;

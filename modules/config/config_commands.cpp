@@ -14,6 +14,10 @@
 
 namespace {
 
+// How often a text is in memory before it has been sent: as it was read, in the log's line, in the
+// answer, in the answer's text while that grows and when it is done. Some of it is escaped there.
+constexpr unsigned kCopies = 8;
+
 void refuse(const char* function, const Document& doc, const std::string& reason) {
     LogUtil::log(LogLevel::Error, function, reason);
     createAndSendJSON_simpleDoc(&doc, KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG, reason);
@@ -51,7 +55,7 @@ void save_configuration(const Document& doc) {
         return;
     }
     const std::string path = configurationPath(name);
-    if (!writeWholeFile(path, config, SymbolicLinks::Follow)) {
+    if (!writeWholeFile(path, config, ExistingFile::Any)) {
         // "unspecified" here and "illegal_config" for everything else, intended: the web
         // application tells the two apart.
         LogUtil::log(LogLevel::Error, "save_configuration", "Unable to open file " + path);
@@ -70,7 +74,7 @@ void load_configuration(const Document& doc) {
     if (!readName("load_configuration", doc, name)) {
         return;
     }
-    const auto text = readWholeFile(configurationPath(name));
+    const auto text = readWholeFile(configurationPath(name), kCopies);
     if (!text) {
         LogUtil::log(LogLevel::Debug, "load_configuration", "Unable to open file");
         const WaResponseLoadConfig answer(name, nullptr, KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
