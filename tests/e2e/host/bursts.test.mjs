@@ -2,13 +2,14 @@ import { after, before, test } from 'node:test';
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 
-import { Apache, location, probePlugin, until } from '../../kit/js/host_apache.mjs';
+import { HostApache, location, probePlugin } from '../../kit/js/host_apache.mjs';
+import { until } from '../../kit/js/wait.mjs';
 import { CLOSE, PING, PONG, Peer, TEXT, closePayload, frame } from '../../kit/js/peer.mjs';
 
 let server;
 
 before(async () => {
-  server = await Apache.start({
+  server = await HostApache.start({
     config: location('/probe', probePlugin, 'probe_init') +
       location('/pinged', probePlugin, 'probe_init', 'WebSocketPingInterval 1') +
       // Three seconds to read something; little that the system takes off the host's hands.

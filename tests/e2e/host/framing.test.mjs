@@ -2,18 +2,16 @@ import { after, before, test } from 'node:test';
 import assert from 'node:assert/strict';
 import crypto from 'node:crypto';
 
-import { Apache, echoPlugin, location, probePlugin } from '../../kit/js/host_apache.mjs';
+import { echoPlugin, HostApache, location, probePlugin } from '../../kit/js/host_apache.mjs';
 import { BINARY, CLOSE, CONTINUATION, PING, PONG, Peer, TEXT, frame } from '../../kit/js/peer.mjs';
 
 let server;
 
 before(async () => {
-  server = await Apache.start({
+  server = await HostApache.start({
     config: location('/echo', echoPlugin, 'echo_init') +
       location('/probe', probePlugin, 'probe_init'),
   });
-  server.allowLog(/probe: disconnected/);
-  server.allowLog(/probe: close frame of 2 bytes/);
 });
 after(() => server.stop());
 

@@ -1,13 +1,13 @@
 import { after, before, test } from 'node:test';
 import assert from 'node:assert/strict';
 
-import { Apache, echoPlugin, location } from '../../kit/js/host_apache.mjs';
+import { echoPlugin, HostApache, location } from '../../kit/js/host_apache.mjs';
 import { Peer } from '../../kit/js/peer.mjs';
 
 let server;
 
 before(async () => {
-  server = await Apache.start({
+  server = await HostApache.start({
     config: location('/default', echoPlugin, 'echo_init') +
       location('/same', echoPlugin, 'echo_init', 'WebSocketOriginCheck same') +
       location('/trusted', echoPlugin, 'echo_init', `WebSocketOriginCheck Trusted
@@ -16,7 +16,7 @@ before(async () => {
       location('/nobody', echoPlugin, 'echo_init', 'WebSocketOriginCheck Trusted') +
       location('/off', echoPlugin, 'echo_init', 'WebSocketOriginCheck Off'),
   });
-  server.allowLog(/WS202: websocket handshake refused: pages of the origin ".*" may not connect/);
+  server.log.expect(/WS202: websocket handshake refused: pages of the origin ".*" may not connect/);
 });
 after(() => server.stop());
 

@@ -1,13 +1,13 @@
 import { after, before, test } from 'node:test';
 import assert from 'node:assert/strict';
 
-import { Apache, echoPlugin, location } from '../../kit/js/host_apache.mjs';
+import { echoPlugin, HostApache, location } from '../../kit/js/host_apache.mjs';
 import { BINARY, CONTINUATION, PING, PONG, Peer, TEXT, frame } from '../../kit/js/peer.mjs';
 
 let server;
 
 before(async () => {
-  server = await Apache.start({ config: location('/echo', echoPlugin, 'echo_init') });
+  server = await HostApache.start({ config: location('/echo', echoPlugin, 'echo_init') });
 });
 after(() => server.stop());
 

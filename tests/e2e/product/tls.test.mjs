@@ -1,32 +1,20 @@
 // The same over TLS: page, handshake, commands, and large frames both ways.
 import assert from "node:assert/strict";
-import { execFileSync } from "node:child_process";
-import { mkdtempSync, readFileSync, rmSync } from "node:fs";
+import { readFileSync } from "node:fs";
 import https from "node:https";
-import os from "node:os";
-import path from "node:path";
 import { after, before, test } from "node:test";
 import { okText } from "../../kit/js/answers.mjs";
 import { Network } from "../../kit/js/network.mjs";
 
-let dir, tls, network;
+let network;
 
 before(async () => {
-  dir = mkdtempSync(path.join(os.tmpdir(), "live-view-tls-"));
-  tls = { certificate: path.join(dir, "certificate.pem"), key: path.join(dir, "key.pem") };
-  const subject = ["-subj", "/CN=localhost", "-addext", "subjectAltName=IP:127.0.0.1,DNS:localhost"];
-  const kind = ["-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-addext", "basicConstraints=critical,CA:FALSE"];
-  const files = ["-keyout", tls.key, "-out", tls.certificate];
-  execFileSync("openssl", ["req", ...kind, ...subject, ...files], { stdio: "pipe" });
-  network = await Network.start({ apache: { tls } });
+  network = await Network.start({ apache: { tls: true } });
 });
 
-after(async () => {
-  await network?.stop();
-  rmSync(dir, { recursive: true });
-});
+after(() => network?.stop());
 
-const secure = () => ({ url: network.apache.tlsUrl, ca: readFileSync(tls.certificate) });
+const secure = () => ({ url: network.apache.tlsUrl, ca: readFileSync(network.apache.certificate) });
 
 test("a browser gets complete logger info over TLS", async () => {
   const client = await network.connectReady({ ...secure(), origin: `https://127.0.0.1:${network.apache.tlsPort}` });
@@ -65,7 +53,7 @@ test("the page is served over TLS", async () => {
 function get(url) {
   return new Promise((resolve, reject) => {
     https
-      .get(url, { ca: readFileSync(tls.certificate) }, (response) => {
+      .get(url, { ca: readFileSync(network.apache.certificate) }, (response) => {
         let text = "";
         response.setEncoding("utf8");
         response.on("data", (chunk) => (text += chunk));

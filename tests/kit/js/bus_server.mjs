@@ -1,17 +1,17 @@
 // A real message bus server.
 import { readFileSync, writeFileSync } from "node:fs";
 import path from "node:path";
-import { fill } from "./apache.mjs";
 import { Part } from "./part.mjs";
 import * as paths from "./paths.mjs";
 import { freePort, listens } from "./ports.mjs";
+import { fillTemplate } from "./template.mjs";
 import { until } from "./wait.mjs";
 
 export class BusServer {
   constructor(runtimeDir, port) {
     this.port = port;
     this.file = path.join(runtimeDir, `nats-${port}.conf`);
-    writeFileSync(this.file, fill(readFileSync(paths.natsTemplate, "utf8"), { BUS_PORT: port }));
+    writeFileSync(this.file, fillTemplate(readFileSync(paths.natsTemplate, "utf8"), { BUS_PORT: port }));
   }
 
   // On a port of its own.

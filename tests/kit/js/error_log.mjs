@@ -1,35 +1,14 @@
-// Reads Apache's error log and tells which of its lines no test expects.
+// Apache's error log: what stands in it, and what of it nobody expects.
 import { readFileSync } from "node:fs";
+import { until } from "./wait.mjs";
 
-const kOwnLine = /^\[(DEBUG|INFO)\] KLV::~?\w+\(\) /;
-const kApacheNotice = /^\[[^\]]+\] \[\w+:(notice|info|debug)\] \[pid \d+(:tid \d+)?\] /;
-// What is logged of an answer stands on several lines: the indented members and the closing brackets.
-const kAnswerLine = /^( {4}.*|[{}\]][,)]*)$/;
-const kBanners = new Set([
-  "",
-  "*".repeat(40),
-  "*".repeat(38),
-  "krwebsocket_on_connect()",
-  "krwebsocket opened!!!",
-  "krwebsocket_on_disconnect",
-  "Finished",
-  "debug test 0",
-  "error test 0",
-  "LvWebsocket()",
-  "MESSAGE_TYPE_BINARY received",
-  "MESSAGE_TYPE_CLOSE received",
-  "PING received",
-  "PONG received",
-]);
-// The payload of a close frame: its code, and a reason.
-const kClosePayload = /^\x03[\xe8-\xff]/;
-const kConnection = /^connection id: \d+$/;
+// What Apache says of itself at every start, restart and stop.
+const kStartAndStop =
+  /^\[[^\]]+\] \[(core|mpm_\w+):notice\] \[pid \d+(:tid \d+)?\] AH00(094|163|169|170|171|292|295|296|489|491|492|493): /;
 
 export class ErrorLog {
   #file;
-  #sent = new Set();
-  // Each session's first look at the neighbour list finds it unasked for, and says so.
-  #expected = [/^\[ERROR\] KLV::checkKSLNetwork\(\) kslInfo->neighboursState undefined$/];
+  #expected = [/^$/, kStartAndStop];
 
   constructor(file) {
     this.#file = file;
@@ -44,31 +23,32 @@ export class ErrorLog {
     return this.text.split("\n");
   }
 
-  // A frame that a client sent: the plug-in dumps it as it is.
-  addSent(frame) {
-    for (const line of Buffer.from(frame).toString("latin1").split("\n")) this.#sent.add(line);
+  // From now on a line that matches one of these is no surprise.
+  expect(...patterns) {
+    this.#expected.push(...patterns);
   }
 
-  // From now on a line that matches is no surprise.
-  expect(pattern) {
-    this.#expected.push(pattern);
+  // How many lines match.
+  count(pattern) {
+    return this.lines.filter((line) => pattern.test(line)).length;
   }
 
-  // The lines that nobody expected.
-  unexpected() {
-    return this.lines.filter((line) => !this.#isExpected(line));
+  // Waits for a line that a test provokes, which is thereby expected.
+  async comes(pattern) {
+    this.expect(pattern);
+    await until(`${pattern} in the error log`, () => this.count(pattern) > 0);
   }
 
-  #isExpected(line) {
-    return (
-      kOwnLine.test(line) ||
-      kBanners.has(line) ||
-      kConnection.test(line) ||
-      kClosePayload.test(line) ||
-      kAnswerLine.test(line) ||
-      kApacheNotice.test(line) ||
-      this.#sent.has(line) ||
-      this.#expected.some((pattern) => pattern.test(line))
-    );
+  // Whether a line needs no word from a test; for the kinds of this log.
+  isOrdinary(line) {
+    return this.#expected.some((pattern) => pattern.test(line));
+  }
+
+  // Throws when there are lines that nobody expected.
+  check() {
+    const unexpected = this.lines.filter((line) => !this.isOrdinary(line));
+    if (unexpected.length > 0) {
+      throw new Error(`unexpected lines in Apache's error log:\n${unexpected.slice(0, 40).join("\n").slice(0, 8000)}`);
+    }
   }
 }

@@ -2,10 +2,10 @@
 import { chmodSync, mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import os from "node:os";
 import path from "node:path";
-import { Apache } from "./apache.mjs";
 import { BusServer } from "./bus_server.mjs";
 import { Client } from "./client.mjs";
 import { DeskLogger } from "./desk_logger.mjs";
+import { LiveViewApache } from "./live_view_apache.mjs";
 import { freePort } from "./ports.mjs";
 import { patience, sleep, until } from "./wait.mjs";
 
@@ -78,7 +78,7 @@ export class Network {
   #clients = [];
 
   // options: `loggers`, descriptions as kLoggers, further members as in DeskLogger; `bus: false` leaves the
-  // bus server away (its port is chosen all the same); `networkName`; `apache`, options of Apache.start.
+  // bus server away (its port is chosen all the same); `networkName`; `apache`, options of LiveViewApache.start.
   static async start({ loggers = kLoggers, bus = true, networkName = "Test network", apache = {} } = {}) {
     const network = new Network();
     network.dir = mkdtempSync(path.join(os.tmpdir(), "live-view-e2e-"));
@@ -98,7 +98,7 @@ export class Network {
     this.bus = bus ? await BusServer.start(this.dir) : new BusServer(this.dir, await freePort());
     await Promise.all(loggers.map((description) => this.addLogger(description)));
     const localMac = loggers[0]?.mac ?? kLoggers[0].mac;
-    this.apache = await Apache.start(this.dir, {
+    this.apache = await LiveViewApache.start({
       ...apache,
       env: { ...this.environment(localMac), ...apache.env },
     });
@@ -160,7 +160,7 @@ export class Network {
 
   // Lines of this kind in Apache's error log are no surprise from now on.
   expectInLog(...patterns) {
-    for (const pattern of patterns) this.apache.log.expect(pattern);
+    this.apache.log.expect(...patterns);
   }
 
   // Complaints of this kind on a desk logger's output are no surprise, either.

@@ -33,9 +33,11 @@ function firstThatExists(...candidates) {
 
 // What a program that is not built with the sanitizer, but loads something that is, needs in its environment.
 export function sanitizerPreload() {
-  const library = sanitizers.includes("address") ? "libasan.so" : sanitizers.includes("thread") ? "libtsan.so" : null;
-  if (!library) return {};
-  const preload = execFileSync("gcc", [`-print-file-name=${library}`], { encoding: "utf8" }).trim();
+  const runtime = sanitizers.includes("address") ? "libasan.so" : sanitizers.includes("thread") ? "libtsan.so" : null;
+  if (!runtime) return {};
+  // The C++ library as well: the runtime looks there for what throws.
+  const fileOf = (library) => execFileSync("gcc", [`-print-file-name=${library}`], { encoding: "utf8" }).trim();
+  const preload = [runtime, "libstdc++.so.6"].map(fileOf).join(":");
   // Leaks are the unit tests' business: a server that loads, unloads and forks leaves what its libraries keep. And
   // its own signal handlers do what only a sanitizer minds.
   const suppressions = path.join(sourceDir, "tests/kit/apache.tsan");

@@ -5,6 +5,8 @@ import crypto from 'node:crypto';
 import net from 'node:net';
 import tls from 'node:tls';
 
+import { kPatience, patience } from './wait.mjs';
+
 export const TEXT = 1;
 export const BINARY = 2;
 export const CLOSE = 8;
@@ -134,8 +136,8 @@ export class Peer {
 
   #wake() { for (const waiter of this.waiters.splice(0)) waiter(); }
 
-  #take(count, limitMs = 10_000) {
-    const end = Date.now() + limitMs;
+  #take(count, limitMs = kPatience) {
+    const end = Date.now() + patience(limitMs);
     this.wanted = count;
     if (this.throttled && this.size < Math.max(readAhead, count)) {
       this.throttled = false;
@@ -177,7 +179,7 @@ export class Peer {
   }
 
   /** The next frame, null at the end of the connection. Checks what every server's frame must keep. */
-  async next(limitMs = 10_000) {
+  async next(limitMs = kPatience) {
     const start = await this.#take(2, limitMs);
     if (start === null) return null;
     const opcode = start[0] & 15;
@@ -212,7 +214,7 @@ export class Peer {
   }
 
   /** The server has to close with this code, and then end the connection. */
-  async expectClose(code, limitMs = 10_000) {
+  async expectClose(code, limitMs = kPatience) {
     const got = await this.next(limitMs);
     assert.ok(got, `connection ended without a close frame, ${code} was expected`);
     assert.equal(got.opcode, CLOSE);
@@ -221,7 +223,7 @@ export class Peer {
     return got.payload.subarray(2).toString();
   }
 
-  async expectEnd(limitMs = 10_000) {
+  async expectEnd(limitMs = kPatience) {
     assert.equal(await this.next(limitMs), null, 'something came after the close frame');
   }
 

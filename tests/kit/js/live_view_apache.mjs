@@ -1,0 +1,73 @@
+// Apache on the shipped configuration, with the live-view plug-in and its page.
+import { cpSync, readFileSync } from "node:fs";
+import path from "node:path";
+import { Apache } from "./apache.mjs";
+import { makeCertificate } from "./certificate.mjs";
+import * as paths from "./paths.mjs";
+import { PluginLog } from "./plugin_log.mjs";
+import { freePort } from "./ports.mjs";
+import { fillTemplate } from "./template.mjs";
+
+export class LiveViewApache extends Apache {
+  // options: env; `tls`: the same page also on `tlsPort`, with a certificate of its own in the file
+  // `certificate`; `extra`: further configuration text; `change`: a function over the finished configuration text.
+  static async start({ env = {}, tls = false, extra = "", change = (text) => text } = {}) {
+    const configuration = async (apache) => change(apache.#configuration() + (tls ? await apache.#tlsHost() : "") + extra);
+    const apache = await super.start(configuration, { Log: PluginLog, env });
+    // Sanitized children are slow to end.
+    if (paths.sanitizers) apache.log.expect(/AH00045: child process \d+ still did not exit, sending a SIGTERM$/);
+    return apache;
+  }
+
+  get url() {
+    return `ws://127.0.0.1:${this.port}/live`;
+  }
+
+  get tlsUrl() {
+    return `wss://127.0.0.1:${this.tlsPort}/live`;
+  }
+
+  get page() {
+    return `http://127.0.0.1:${this.port}/`;
+  }
+
+  #configuration() {
+    // A copy: the children need not be able to read the directory that the project is in.
+    cpSync(paths.webDir, path.join(this.dir, "page"), { recursive: true });
+    const text = configurationOf(this, { plugin: paths.plugin });
+    // Sanitized children are large, and few are enough for the tests.
+    return paths.sanitizers ? text.replaceAll(/^(StartServers|MinSpareServers) .*$/gm, "$1 14") : text;
+  }
+
+  async #tlsHost() {
+    this.tlsPort = await freePort();
+    const { certificate, key } = makeCertificate(this.dir);
+    this.certificate = certificate;
+    return `
+LoadModule ssl_module "${paths.apacheModules}/mod_ssl.so"
+LogLevel ssl:error
+Listen 127.0.0.1:${this.tlsPort}
+<VirtualHost 127.0.0.1:${this.tlsPort}>
+    ServerName localhost
+    SSLEngine on
+    SSLCertificateFile "${certificate}"
+    SSLCertificateKeyFile "${key}"
+</VirtualHost>
+`;
+  }
+}
+
+// The shipped configuration for this server, with this plug-in.
+export function configurationOf(apache, { plugin }) {
+  return fillTemplate(readFileSync(paths.apacheTemplate, "utf8"), {
+    PORT: apache.port,
+    SERVER_ROOT: apache.dir,
+    MODULE_DIR: paths.apacheModules,
+    MOD_WEBSOCKET: paths.webSocketModule,
+    KRWEBSOCKET: plugin,
+    DOCUMENT_ROOT: path.join(apache.dir, "page"),
+    USER: apache.user,
+    GROUP: apache.group,
+    ERROR_LOG: apache.errorLog,
+  });
+}
