@@ -20,19 +20,29 @@ before(async () => {
 });
 after(() => server.stop());
 
-const disconnects = () => server.countLog(/probe: disconnected/);
-
 /** Many messages at once, each of which keeps the plug-in busy for so long. */
 const burst = (count, milliseconds) =>
   Buffer.concat(new Array(count).fill(frame(TEXT, `block ${milliseconds}`)));
 
-/** Sends them, and waits until the plug-in is at the first one. */
-async function begin(path, bytes) {
+/** A peer whose process is known. */
+async function open(path) {
   const peer = await Peer.open(server, path);
+  peer.text('pid');
+  peer.pid = Number(await peer.nextText());
+  return peer;
+}
+
+/** The same, which has sent these messages and whose plug-in is at the first one. */
+async function begin(path, bytes) {
+  const peer = await open(path);
   peer.send(bytes);
   assert.equal(await peer.nextText(), 'tick 0');
   return peer;
 }
+
+/** Waits for the end of its session, after which the process goes. */
+const sessionEnds = (peer, limitMs) =>
+  until(() => !fs.existsSync(`/proc/${peer.pid}`), 'the end of the session', limitMs);
 
 /** How many messages have been handled when the frame comes that `wanted` picks; pings are answered. */
 async function handledUntil(peer, wanted) {
@@ -48,43 +58,34 @@ async function handledUntil(peer, wanted) {
 for (const [how, leave] of [['closes its socket', (peer) => peer.socket.end()],
   ['resets it', (peer) => peer.socket.resetAndDestroy()]]) {
   test(`a peer that ${how} after a burst of messages does not hold the session`, async () => {
-    const before = disconnects();
     const peer = await begin('/probe', burst(60, 200));
     leave(peer);
-    await until(() => disconnects() > before, 'the end of the session', 8000);
+    await sessionEnds(peer, 8000);
     peer.hangUp();
   });
 }
 
 test('the last words of a peer that goes are handled', async () => {
-  const peer = await Peer.open(server, '/probe');
-  const before = disconnects();
+  const peer = await open('/probe');
   peer.socket.end(Buffer.concat(new Array(10).fill(frame(TEXT, 'throw'))));
   server.allowLog(/WS104: /);
-  await until(() => disconnects() > before, 'the end of the session');
+  await sessionEnds(peer);
   assert.equal(server.countLog(/WS104: /), 10);
   peer.hangUp();
 });
 
 test('a signal that comes during a burst ends the session after the message at hand', async () => {
-  const before = disconnects();
-  const peer = await Peer.open(server, '/probe');
-  peer.text('pid');
-  const pid = Number(await peer.nextText());
-  peer.send(burst(60, 200));
-  await handledUntil(peer, (_, handled) => handled === 1);
-  process.kill(pid, 'SIGTERM');
+  const peer = await begin('/probe', burst(60, 200));
+  process.kill(peer.pid, 'SIGTERM');
   const handled = await handledUntil(peer, ({ opcode }) => opcode === CLOSE);
   assert.ok(handled < 20, `${handled} more messages were handled`);
-  await until(() => disconnects() > before, 'the end of the session');
-  await until(() => !fs.existsSync(`/proc/${pid}`), 'the process to end');
+  await sessionEnds(peer);
   peer.hangUp();
 });
 
 test('a peer that does not answer pings is let go in the middle of a burst', async () => {
-  const before = disconnects();
   const peer = await begin('/pinged', burst(60, 200));
-  await until(() => disconnects() > before, 'the end of the session', 9000);
+  await sessionEnds(peer, 9000);
   peer.hangUp();
 });
 
@@ -110,10 +111,7 @@ test('so does one whose answers wait outside since more came than was read', asy
 });
 
 test('a peer that reads slowly does not hold the end of a connection beyond the time-out', async () => {
-  const peer = await Peer.open(server, '/probe');
-  peer.text('pid');
-  const pid = Number(await peer.nextText());
-  const before = disconnects();
+  const peer = await open('/probe');
   peer.socket.pause();
   peer.text('flood 65536');
   await new Promise((resolve) => setTimeout(resolve, 500)); // the queue fills
@@ -123,8 +121,7 @@ test('a peer that reads slowly does not hold the end of a connection beyond the 
   const reading = setInterval(() => peer.socket.resume(), 500);
   const start = Date.now();
   peer.send(frame(CLOSE, closePayload(1000)));
-  await until(() => disconnects() > before, 'the end of the session', 20_000);
-  await until(() => !fs.existsSync(`/proc/${pid}`), 'the process to end', 20_000);
+  await sessionEnds(peer, 20_000);
   const took = Date.now() - start;
   clearInterval(reading);
   assert.ok(took >= 2900 && took < 6500, `let go after ${took} ms`);
