@@ -16,7 +16,7 @@ before(async () => {
       'Timeout 3\nSendBufferSize 65536\nLogLevel websocket:info\n',
   });
   for (const line of [/probe: disconnected/, /probe: close frame of 2 bytes/, /probe: flood ended/,
-    /WS304: /, /WS307: /]) server.allowLog(line);
+    /WS304: /, /WS307: /]) server.log.expect(line);
 });
 after(() => server.stop());
 
@@ -42,7 +42,7 @@ async function begin(path, bytes) {
 
 /** Waits for the end of its session, after which the process goes. */
 const sessionEnds = (peer, limitMs) =>
-  until(() => !fs.existsSync(`/proc/${peer.pid}`), 'the end of the session', limitMs);
+  until('the end of the session', () => !fs.existsSync(`/proc/${peer.pid}`), limitMs);
 
 /** How many messages have been handled when the frame comes that `wanted` picks; pings are answered. */
 async function handledUntil(peer, wanted) {
@@ -68,9 +68,9 @@ for (const [how, leave] of [['closes its socket', (peer) => peer.socket.end()],
 test('the last words of a peer that goes are handled', async () => {
   const peer = await open('/probe');
   peer.socket.end(Buffer.concat(new Array(10).fill(frame(TEXT, 'throw'))));
-  server.allowLog(/WS104: /);
+  server.log.expect(/WS104: /);
   await sessionEnds(peer);
-  assert.equal(server.countLog(/WS104: /), 10);
+  assert.equal(server.log.count(/WS104: /), 10);
   peer.hangUp();
 });
 
@@ -93,10 +93,10 @@ test('a peer that answers pings behind a burst stays', async () => {
   const peer = await Peer.open(server, '/pinged');
   peer.send(burst(25, 200));
   assert.equal(await handledUntil(peer, (_, handled) => handled === 25), 25);
-  await until(async () => {
+  await until('the answer to a ping', async () => {
     peer.send(frame(PING, 'there?'));
     return (await peer.next()).payload.toString() === 'there?';
-  }, 'the answer to a ping');
+  });
   peer.send(frame(CLOSE, closePayload(1000)));
   await handledUntil(peer, ({ opcode }) => opcode === CLOSE);
   peer.hangUp();
@@ -125,6 +125,6 @@ test('a peer that reads slowly does not hold the end of a connection beyond the 
   const took = Date.now() - start;
   clearInterval(reading);
   assert.ok(took >= 2900 && took < 6500, `let go after ${took} ms`);
-  await server.expectLog(/WS307: the websocket client has not read the end of it within 3 s/);
+  await server.log.comes(/WS307: the websocket client has not read the end of it within 3 s/);
   peer.hangUp();
 });
