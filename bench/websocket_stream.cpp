@@ -54,8 +54,8 @@ void sendAll(int socket, std::string_view bytes) {
 }
 
 WebSocketStream::WebSocketStream(std::uint16_t port, const std::string& path,
-                                 const std::string& protocol)
-    : socket_(connectToLoopback(port)), buffer_(std::size_t{1} << 20) {
+                                 const std::string& protocol, std::size_t readSize)
+    : socket_(connectToLoopback(port)), buffer_(readSize) {
     sendAll(socket_, "GET " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
                          "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: "
                          "13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n" +

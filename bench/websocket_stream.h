@@ -15,8 +15,10 @@ class WebSocketStream {
     // What to do with a frame: its type (1 text, 2 binary, 8 close) and payload.
     using OnFrame = std::function<void(unsigned int type, std::string_view payload)>;
 
-    // Connects and shakes hands. Throws std::runtime_error.
-    WebSocketStream(std::uint16_t port, const std::string& path, const std::string& protocol);
+    // Connects and shakes hands. Takes `readSize` bytes at once from the system, more only for a
+    // larger frame. Throws std::runtime_error.
+    WebSocketStream(std::uint16_t port, const std::string& path, const std::string& protocol,
+                    std::size_t readSize = std::size_t{1} << 20);
     ~WebSocketStream();
     WebSocketStream(const WebSocketStream&) = delete;
     WebSocketStream& operator=(const WebSocketStream&) = delete;

@@ -46,6 +46,13 @@ std::int64_t microseconds() {
     return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
+// Whether nothing more can come out of a socket that the server has ended. Over TLS the library
+// overlooks an end in the middle of a record where an old error of another call says "try again".
+bool isDrained(int socket) {
+    char byte = 0;
+    return recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) <= 0;
+}
+
 void deliver(natsConnection*, natsSubscription*, natsMsg* message, void* subscriber) {
     static_cast<BusSubscriber*>(subscriber)->onMessage(message);
 }
@@ -207,14 +214,22 @@ bool NatsConnection::read(short ready) {
     if (!canRead(ready)) {
         return false;
     }
-    if ((ready & kEnding) != 0) {
+    const bool ending = (ready & kEnding) != 0;
+    if (ending) {
         letDeliver();
     }
-    const auto lock = lockIo();
-    if (lock) {
+    {
+        const auto lock = lockIo();
+        if (!lock) {
+            return false;
+        }
         natsConnection_ProcessReadEvent(connection_);
     }
-    return lock.owns_lock();
+    if (ending && !lost_ && isDrained(socket_.get())) {
+        letDeliver();
+        natsConnection_Close(connection_);
+    }
+    return true;
 }
 
 // Over TLS the library goes round and round, with its lock held, until the record that it has begun
