@@ -64,12 +64,13 @@ void sendKslBroadcast(const MessageBase& message, const std::string& destination
     client->sendTo(client->getName(), kKslForwarder, routed.clone());
 }
 
+std::uint32_t busConnection() {
+    return stp != nullptr && stp->krpbus != nullptr ? stp->krpbus->getConnectionCount() : 0;
+}
+
 void getKSLNetwork(int waitCount) {
     KslInfo* info = kslInfo;
-    // Two threads come here: whoever moves the state to "update" sends, the other one waits.
-    const bool underWay = info != nullptr && info->neighboursState.exchange(KSL_MSG_STATE_UPDATE) ==
-                                                 KSL_MSG_STATE_UPDATE;
-    if (!underWay) {
+    if (info == nullptr || info->beginNeighbours(busConnection())) {
         if (KRPBusClient* client = busClient("getKSLNetwork")) {
             client->sendTo(client->getName(), kHandheldServer,
                            std::make_unique<SimpleMessageRequest<KRP_GET_KSL_NEIGHBOURS>>());

@@ -1,6 +1,7 @@
 // Sending requests to one logger or to all loggers of the network.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 class MessageBase;
@@ -13,6 +14,10 @@ void sendMessage(const MessageBase& message, const std::string& destination,
 // Sends a copy of the message to `destination` on this logger and on every other one of the
 // network. Any thread of the session.
 void sendKslBroadcast(const MessageBase& message, const std::string& destination);
+
+// Which connection to the bus the session has, counted from 1; 0 before the first one. While there
+// is none it is the last one that there was. Any thread of the session.
+std::uint32_t busConnection();
 
 // Asks for the neighbour list unless that is under way, then waits up to waitCount * 100 ms for it.
 void getKSLNetwork(int waitCount);

@@ -1,7 +1,6 @@
 #include "network/ksl_info.h"
 
 #include <algorithm>
-#include <ostream>
 #include <utility>
 
 #include "base/log.h"
@@ -9,18 +8,6 @@
 #include "krpbus/messages/message_ids.h"
 
 KslInfo* kslInfo = new KslInfo;
-
-std::ostream& operator<<(std::ostream& out, kslMsgState_t state) {
-    switch (state) {
-        case KSL_MSG_STATE_EMPTY:
-            return out << "KSL_MSG_STATE_EMPTY";
-        case KSL_MSG_STATE_UPDATE:
-            return out << "KSL_MSG_STATE_UPDATE";
-        case KSL_MSG_STATE_COMPLETE:
-            return out << "KSL_MSG_STATE_COMPLETE";
-    }
-    return out << "unknown";
-}
 
 std::list<std::string> KslInfo::getNeighbours() const {
     const MutexLocker lock(mutex_);
@@ -157,9 +144,14 @@ bool KslInfo::loggerInfoComplete() const {
            deviceComponentsState == KSL_MSG_STATE_COMPLETE;
 }
 
-void KslInfo::busReconnected() {
-    kslMsgState_t waiting = KSL_MSG_STATE_UPDATE;
-    neighboursState.compare_exchange_strong(waiting, KSL_MSG_STATE_EMPTY);
+bool KslInfo::beginNeighbours(std::uint32_t connection) {
+    const MutexLocker lock(mutex_);
+    return neighboursState.begin(connection);
+}
+
+void KslInfo::busReconnected(std::uint32_t connection) {
+    const MutexLocker lock(mutex_);
+    neighboursState.abandon(connection);
 }
 
 // Counted and set under one lock, so that a reset in between cannot leave an empty map complete.

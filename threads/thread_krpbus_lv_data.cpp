@@ -15,6 +15,7 @@
 #include "modules/monitor/monitor_module.h"
 #include "modules/signal/signal_module.h"
 #include "modules/trigger/trigger_module.h"
+#include "network/bus_requests.h"
 #include "network/common_responses.h"
 #include "network/ksl_info.h"
 
@@ -112,7 +113,7 @@ void ThreadKrpbusLvData::handleMessages(const MessageBase* message) {
 void ThreadKrpbusLvData::handleReconnect() {
     LogUtil::log(LogLevel::Info, "handleReconnect", "krpbus server is back");
     if (kslInfo != nullptr) {
-        kslInfo->busReconnected();
+        kslInfo->busReconnected(busConnection());
     }
     busloadBusReconnected();
     signalBusReconnected();

@@ -37,11 +37,11 @@ void broadcastState(const char* text) {
 // what buses a logger records does not change within a session, unlike its signals.
 void getBusNames(unsigned char activeOnly, int waitCount) {
     checkKSLNetwork(waitCount);
-    if (busInfo->beginCollection()) {
+    if (busInfo->beginCollection(busConnection())) {
         sendKslBroadcast(BusNamesRequest(activeOnly, "NotSet"), kHandheldServer);
         return;
     }
-    while (waitCount > 0 && busInfo->state == BUS_NAMES_REQUESTED) {
+    while (waitCount > 0 && busInfo->state == KSL_MSG_STATE_UPDATE) {
         microsleep(kPollPause, false);
         --waitCount;
     }
@@ -70,7 +70,8 @@ void busload_start() {
         return;
     }
     // Answers that come from now on show their buses by themselves. Those that came before were
-    // only listed: without their initial values their figures would be dropped.
+    // only listed: their initial values follow the reply. But the loggers report as soon as they
+    // are told to, and a figure counts only where its bus is known.
     const bool namesCameBefore = !alreadyRunning && busInfo->getBusnamesMapSize() > 0;
     getBusNames(static_cast<unsigned char>(1), 20);
     broadcastState("75-LVStartBusload");

@@ -3,6 +3,7 @@
 #include "base/log.h"
 #include "krpbus/messages/krp_get_bus_names.h"
 #include "krpbus/messages/router_message.h"
+#include "network/bus_requests.h"
 
 int busload_module_setup(ThreadKrpbusData*) {
     LogUtil::log(LogLevel::Info, "busload_module_setup", "setup busload module");
@@ -35,5 +36,5 @@ int handleBusloadMessages(const MessageBase* message, const std::string& source)
 }
 
 void busloadBusReconnected() {
-    busInfo->abandonCollection();
+    busInfo->abandonCollection(busConnection());
 }

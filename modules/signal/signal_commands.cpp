@@ -40,12 +40,12 @@ void broadcastState(const char* text) {
 bool waitForSignalConfigs() {
     constexpr int kPolls = 40;
     for (int poll = 0; poll < kPolls; ++poll) {
-        if (signalInfo->configState == SIGNAL_CONFIG_COMPLETE) {
+        if (signalInfo->configState == KSL_MSG_STATE_COMPLETE) {
             return true;
         }
         microsleep(50000, false);
     }
-    return signalInfo->configState == SIGNAL_CONFIG_COMPLETE;
+    return signalInfo->configState == KSL_MSG_STATE_COMPLETE;
 }
 
 enum class KeyResult { Valid, Invalid, Missing };
@@ -90,11 +90,12 @@ bool takeSignalKey(const std::string& cmd, const Document& doc, SignalKey& key) 
                                         "no entry for signal_key");
             return false;
     }
-    if (signalInfo->configState == SIGNAL_CONFIG_NONE) {
+    if (signalInfo->configState == KSL_MSG_STATE_EMPTY) {
         getSignalNames(kWaitCount);
     }
+    key = signalInfo->findShown(key);
     // While loggers are still to answer nobody can say that there is no such signal.
-    return signalInfo->configState != SIGNAL_CONFIG_COMPLETE || checkSignal(cmd, key);
+    return signalInfo->configState != KSL_MSG_STATE_COMPLETE || checkSignal(cmd, key);
 }
 
 int handleStart(const Document& doc, const SignalKey& key) {
@@ -121,7 +122,7 @@ int signal_module_destroy() {
 
 void getSignalNames(int waitCount) {
     checkKSLNetwork(waitCount);
-    if (!signalInfo->beginCycle()) {
+    if (!signalInfo->beginCycle(busConnection())) {
         return;
     }
     sendKslBroadcast(SignalConfigRequest("NotSet"), kHandheldServer);
@@ -129,7 +130,7 @@ void getSignalNames(int waitCount) {
     // thread has moved it on. Intended: the browser gets the catalogue when it comes, and who needs
     // it complete waits for that.
     for (int poll = 0; poll < waitCount; ++poll) {
-        if (signalInfo->configState == SIGNAL_CONFIG_REQUESTED) {
+        if (signalInfo->configState == KSL_MSG_STATE_UPDATE) {
             break;
         }
         microsleep(100000, false);
@@ -150,7 +151,7 @@ bool checkSignal(const std::string& cmd, const SignalKey& key) {
 }
 
 void signal_forwarding_start() {
-    if (signalInfo->configState == SIGNAL_CONFIG_NONE) {
+    if (signalInfo->configState == KSL_MSG_STATE_EMPTY) {
         getSignalNames(kWaitCount);
     }
     broadcastState("77-LVStartSignals");
@@ -170,8 +171,8 @@ void signal_forwarding_stop() {
     signalInfo->clearSignalData();
 }
 
-void start_signal(const SignalKey& key, [[maybe_unused]] int interval) {
-    if (signalInfo->configState == SIGNAL_CONFIG_NONE) {
+void start_signal(const SignalKey& requested, [[maybe_unused]] int interval) {
+    if (signalInfo->configState == KSL_MSG_STATE_EMPTY) {
         getSignalNames(kWaitCount);
     }
     if (!waitForSignalConfigs()) {
@@ -183,6 +184,8 @@ void start_signal(const SignalKey& key, [[maybe_unused]] int interval) {
     if (!signalInfo->forwardingActive) {
         signal_forwarding_start();
     }
+    // Once more, since the signal may have become known only now.
+    const SignalKey key = signalInfo->findShown(requested);
     // The answers leave under the lock, so that no value overtakes them.
     signalInfo->withSignal(key, [&key](SignalData* signal) {
         if (signal == nullptr) {
@@ -247,5 +250,5 @@ int wa_handle_message_signal(const std::string& cmd, const Document& doc) {
 }
 
 void signalBusReconnected() {
-    signalInfo->abandonCycle();
+    signalInfo->abandonCycle(busConnection());
 }

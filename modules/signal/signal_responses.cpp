@@ -167,7 +167,7 @@ WaResponseGetSignalNames::WaResponseGetSignalNames() {
         logError("incomplete signal info");
     }
     document.AddMember("Streams", streams, allocator);
-    addStatus(signalInfo->configState == SIGNAL_CONFIG_COMPLETE ? KR_STATE_OK : KR_STATE_PROGRESS,
+    addStatus(signalInfo->configState == KSL_MSG_STATE_COMPLETE ? KR_STATE_OK : KR_STATE_PROGRESS,
               KR_ERROR_UNSPECIFIED, "");
     sendMessage();
 }

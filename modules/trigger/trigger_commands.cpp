@@ -71,10 +71,10 @@ void getTriggerCount() {
 // too, is what the web application knows.
 void getTrigger(int waitCount) {
     getKslTimeOffset(waitCount);
-    if (triggerInfo->beginCollection()) {
+    if (triggerInfo->beginCollection(busConnection())) {
         sendKslBroadcast(EventListRequest(kSelector), kEventHandler);
     }
-    while (waitCount >= 1 && triggerInfo->state != TRIGGER_COMPLETE) {
+    while (waitCount >= 1 && triggerInfo->state != KSL_MSG_STATE_COMPLETE) {
         microsleep(kPollPause, false);
         --waitCount;
         if (waitCount == 0) {

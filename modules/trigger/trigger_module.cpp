@@ -7,6 +7,7 @@
 #include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/simple_messages.h"
 #include "modules/trigger/trigger_catalogue.h"
+#include "network/bus_requests.h"
 #include "network/common_responses.h"
 #include "setup/lv_setup.h"
 
@@ -47,5 +48,5 @@ int handleTriggerMessages(const KRPMessageResponse* response, const std::string&
 }
 
 void triggerBusReconnected() {
-    triggerInfo->abandonCollection();
+    triggerInfo->abandonCollection(busConnection());
 }

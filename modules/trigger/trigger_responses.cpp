@@ -1,6 +1,8 @@
 #include "modules/trigger/trigger_responses.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "base/log.h"
 #include "base/microsleep.h"
@@ -16,10 +18,12 @@ namespace {
 constexpr unsigned char kSelector = 3;        // events of triggers
 constexpr std::uint32_t kBusyPause = 100000;  // microseconds
 
-bool everyLoggerHasAnswered() {
-    const std::size_t neighbours = countNeighbours();
-    return kslInfo != nullptr && kslInfo->neighboursState == KSL_MSG_STATE_COMPLETE &&
-           triggerInfo->completeCollection(neighbours);
+// How many loggers there are beside this one; nothing as long as that is not known.
+std::optional<std::size_t> knownNeighbours() {
+    if (kslInfo == nullptr || kslInfo->neighboursState != KSL_MSG_STATE_COMPLETE) {
+        return std::nullopt;
+    }
+    return countNeighbours();
 }
 
 // A text that outlives the document.
@@ -92,8 +96,7 @@ WaResponseGetEventList::WaResponseGetEventList(const KRPResponseGetEventList* an
 }
 
 WaResponseGetEventList::WaResponseGetEventList() {
-    const bool complete = everyLoggerHasAnswered();
-    const TriggerInfo::EventList events = triggerInfo->mergeTrigger();
+    const auto [events, complete] = triggerInfo->mergeAndComplete(knownNeighbours());
     auto& allocator = document.GetAllocator();
     document.AddMember("response", "get_trigger", allocator);
     document.AddMember("markers", markerEntries(events, allocator), allocator);

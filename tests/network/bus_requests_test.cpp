@@ -223,7 +223,7 @@ TEST_F(BusRequests, CheckAsksWhenNothingIsKnown) {
 }
 
 TEST_F(BusRequests, CheckWaitsForARequestThatIsUnderWay) {
-    kslInfo->neighboursState = KSL_MSG_STATE_UPDATE;
+    kslInfo->beginNeighbours(busConnection());
     const auto begin = Clock::now();
     checkKSLNetwork(2);
     EXPECT_GE(Clock::now() - begin, milliseconds(200));

@@ -331,12 +331,21 @@ TEST(KslInfo, IsCompleteOnlyWithAllThreeCollections) {
 
 TEST(KslInfo, ForgetsANeighbourRequestThatAReconnectHasLost) {
     KslInfo info;
-    info.neighboursState = KSL_MSG_STATE_UPDATE;
-    info.busReconnected();
+    EXPECT_TRUE(info.beginNeighbours(1));
+    EXPECT_FALSE(info.beginNeighbours(1));
+    info.busReconnected(2);
     EXPECT_EQ(info.neighboursState, KSL_MSG_STATE_EMPTY);
     info.neighboursState = KSL_MSG_STATE_COMPLETE;
-    info.busReconnected();
+    info.busReconnected(2);
     EXPECT_EQ(info.neighboursState, KSL_MSG_STATE_COMPLETE);
+}
+
+TEST(KslInfo, KeepsANeighbourRequestThatWasMadeOnTheNewConnection) {
+    KslInfo info;
+    EXPECT_TRUE(info.beginNeighbours(1));
+    EXPECT_TRUE(info.beginNeighbours(2));
+    info.busReconnected(2);
+    EXPECT_EQ(info.neighboursState, KSL_MSG_STATE_UPDATE);
 }
 
 TEST(KslInfo, CanBeFilledAndReadByTwoThreads) {

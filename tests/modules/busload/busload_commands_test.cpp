@@ -34,7 +34,7 @@ TEST_F(BusloadCommands, LeaveOtherCommandsToOtherModules) {
 
 TEST_F(BusloadCommands, StartWithAnEmptyCatalogue) {
     answer(kLocalLogger, {});
-    busInfo->state = BUS_NAMES_COMPLETE;
+    busInfo->state = KSL_MSG_STATE_COMPLETE;
     log_.clear();
     EXPECT_EQ(busload_module_setup(nullptr), 0);
     EXPECT_THAT(log_.logLines(),

@@ -76,7 +76,7 @@ TEST_F(SignalCommandsTest, TakesAMissingNameForTheEmptyName) {
 
 TEST_F(SignalCommandsTest, TellsALowerCaseLoggerApart) {
     signalInfo->updateSignalConfiguration(speedConfig(), "02:00:00:00:00:AB");
-    signalInfo->configState = SIGNAL_CONFIG_COMPLETE;
+    signalInfo->configState = KSL_MSG_STATE_COMPLETE;
     const std::string command = R"({"command": "generic_stop_sig", "signal_key": ["Speed", )";
     EXPECT_EQ(run(command + R"("02:00:00:00:00:ab"]})"), 2);
     EXPECT_EQ(run(command + R"("02:00:00:00:00:AB"]})"), 1);
@@ -85,7 +85,7 @@ TEST_F(SignalCommandsTest, TellsALowerCaseLoggerApart) {
 TEST_F(SignalCommandsTest, FindsNamesWithQuotesLineBreaksAndOtherLetters) {
     const std::string name = "\"\xC3\x96l\"\n\\ \xF0\x9F\x9A\x97";
     signalInfo->updateSignalConfiguration(speedConfig(name), kLocalLogger);
-    signalInfo->configState = SIGNAL_CONFIG_COMPLETE;
+    signalInfo->configState = KSL_MSG_STATE_COMPLETE;
     EXPECT_EQ(run("{\"command\": \"generic_start_sig\", \"interval\": 1, \"signal_key\": "
                   "\"\\\"\xC3\x96l\\\"\\n\\\\ \\ud83d\\ude97\"}"),
               1);
@@ -121,7 +121,7 @@ TEST_F(SignalCommandsTest, AnswersARequestWithoutAKey) {
 }
 
 TEST_F(SignalCommandsTest, SkipsTheCheckOfTheKeyWhileLoggersAreToAnswer) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     EXPECT_EQ(run(R"({"command": "generic_stop_sig", "signal_key": "Speed"})"), 1);
     EXPECT_THAT(answers(), ElementsAre(failed("generic_stop_sig", "illegal_config")));
 }

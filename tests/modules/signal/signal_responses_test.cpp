@@ -78,7 +78,7 @@ TEST_F(SignalResponsesTest, UnwrapsAForwardedMessage) {
 }
 
 TEST_F(SignalResponsesTest, SendsTheCatalogueOfALoneLogger) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     const KRPResponseGetLVSignalConfig message(std::vector{speedConfig()});
 
     EXPECT_EQ(handleSignalMessages(&message, kLocalLogger), 1);
@@ -109,7 +109,7 @@ TEST_F(SignalResponsesTest, SendsTheCatalogueOfALoneLogger) {
 }
 
 TEST_F(SignalResponsesTest, SendsAnEmptyCatalogue) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({});
     EXPECT_THAT(texts(), ElementsAre("{\n"
                                      "    \"response\": \"get_signal_names\",\n"
@@ -124,7 +124,7 @@ TEST_F(SignalResponsesTest, SendsTheCatalogueAfterEachOfThreeLoggersAndCompletes
     nameLogger(kOtherLogger, "Rear");
     nameLogger(kThirdLogger, "Roof");
     signalInfo->updateSignalConfiguration(speedConfig("Old"), kThirdLogger);
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
 
     auto config = speedConfig("B");
     config.kslOffset = 8;
@@ -157,7 +157,7 @@ TEST_F(SignalResponsesTest, SendsTheCatalogueAfterEachOfThreeLoggersAndCompletes
 
 TEST_F(SignalResponsesTest, DoesNotCountALoggerThatAnswersTwice) {
     kslInfo->setNeighbours({kOtherLogger});
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig()}, kOtherLogger);
     answer({speedConfig()}, kOtherLogger);
     EXPECT_EQ(signalInfo->configState, 1U);
@@ -168,7 +168,7 @@ TEST_F(SignalResponsesTest, DoesNotCountALoggerThatAnswersTwice) {
 TEST_F(SignalResponsesTest, ReportsALoggerWithoutANameWhenTheNetworkIsInUse) {
     kslInfo->setNeighbours({kOtherLogger});
     nameLogger(kLocalLogger, "Front");
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig("A"), speedConfig("B")}, kOtherLogger);
 
     const Document doc = session.host.json(0);
@@ -180,7 +180,7 @@ TEST_F(SignalResponsesTest, ReportsALoggerWithoutANameWhenTheNetworkIsInUse) {
 TEST_F(SignalResponsesTest, LeavesTheNameEmptyOfALoggerThatStandsAlone) {
     kslInfo->setNeighbours({});
     nameLogger(kLocalLogger, "Front");
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig()});
 
     const Document doc = session.host.json(0);
@@ -189,7 +189,7 @@ TEST_F(SignalResponsesTest, LeavesTheNameEmptyOfALoggerThatStandsAlone) {
 }
 
 TEST_F(SignalResponsesTest, ReportsASignalWhoseConfigurationIsIncomplete) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     auto config = speedConfig();
     config.instanceName = "";
     answer({config});
@@ -215,13 +215,13 @@ TEST_F(SignalResponsesTest, RefreshesALoggerThatAnswersOutsideACycle) {
 
     // And it has not been counted: a cycle that begins now waits for both.
     kslInfo->setNeighbours({kOtherLogger});
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig()}, kOtherLogger);
     EXPECT_EQ(signalInfo->configState, 1U);
 }
 
 TEST_F(SignalResponsesTest, StaysCompleteWhenALoggerAnswersAfterTheCycle) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig("A")});
     answer({speedConfig("B")}, kOtherLogger);
     EXPECT_EQ(signalInfo->configState, 2U);
@@ -232,7 +232,7 @@ TEST_F(SignalResponsesTest, StaysCompleteWhenALoggerAnswersAfterTheCycle) {
 TEST_F(SignalResponsesTest, CountsNoNeighboursWithoutANetworkRecord) {
     KslInfo* const record = kslInfo;
     kslInfo = nullptr;
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig()});
     kslInfo = record;
 
@@ -243,7 +243,7 @@ TEST_F(SignalResponsesTest, CountsNoNeighboursWithoutANetworkRecord) {
 }
 
 TEST_F(SignalResponsesTest, SaysWhyALoggerHasNotGivenItsSignals) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     KRPResponseGetLVSignalConfig failed;
     failed.setError(KRPMessageResponse::KRPSTATUS_ERROR, errorCode_t::Internal, "no configuration");
     EXPECT_EQ(handleSignalMessages(&failed, kLocalLogger), 1);
@@ -370,6 +370,7 @@ TEST_F(SignalResponsesTest, SurvivesAValueAfterItsSession) {
     answer({speedConfig()});
     start({"Speed", kLocalLogger});
     session.setup.socket = nullptr;
+    log.clear();
     EXPECT_EQ(value(speedValue()), 1);
     EXPECT_THAT(log.logLines("sendWebsocketMessage"),
                 ElementsAre("[DEBUG] KLV::sendWebsocketMessage() Invalid server"));
