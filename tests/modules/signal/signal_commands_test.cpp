@@ -94,6 +94,44 @@ TEST_F(SignalCommandsTest, FindsNamesWithQuotesLineBreaksAndOtherLetters) {
     EXPECT_EQ(doc["signal_key"][0].GetString(), name);
 }
 
+TEST_F(SignalCommandsTest, StartsAndStopsASignalByTheNameThatIsShownForIllFormedBytes) {
+    const SignalKey oil("\xD6l", kLocalLogger);
+    signalInfo->updateSignalConfiguration(speedConfig(oil.first), kLocalLogger);
+    signalInfo->configState = KSL_MSG_STATE_COMPLETE;
+    signalInfo->forwardingActive = true;
+    const std::string shown = R"("signal_key": ["\uFFFDl", "02:00:00:00:00:01"])";
+    const std::string answered =
+        "\"signal_key\": [\"\xEF\xBF\xBDl\",\"02:00:00:00:00:01\"],\"interval\": -1,";
+
+    EXPECT_EQ(run(R"({"command": "generic_start_sig", "interval": 1, )" + shown + "}"), 1);
+    EXPECT_TRUE(isActive(oil));
+    EXPECT_EQ(run(R"({"command": "generic_stop_sig", )" + shown + "}"), 1);
+    EXPECT_FALSE(isActive(oil));
+    EXPECT_THAT(
+        answers(),
+        ElementsAre(R"({"response": "generic_start_sig",)" + answered + R"("status": "OK"})",
+                    R"({"response": "generic_sig_value",)" + answered +
+                        R"("status": "ERROR","error_code": "no_value"})",
+                    R"({"response": "generic_stop_sig",)" + answered + R"("status": "OK"})"));
+}
+
+TEST_F(SignalCommandsTest, ReadsANameBeyondAZeroByteInAllFormsOfTheKey) {
+    const std::string name("Sp\0eed", 6);
+    signalInfo->updateSignalConfiguration(speedConfig(name), kLocalLogger);
+    signalInfo->configState = KSL_MSG_STATE_COMPLETE;
+    for (const char* key :
+         {R"("Sp\u0000eed")", R"(["Sp\u0000eed", ""])", R"({"name": "Sp\u0000eed"})"}) {
+        clearAnswers();
+        EXPECT_EQ(run(std::string(R"({"command": "generic_stop_sig", "signal_key": )") + key + "}"),
+                  1)
+            << key;
+        EXPECT_THAT(answers(), ElementsAre(R"({"response": "generic_stop_sig","signal_key": )"
+                                           R"(["Sp\u0000eed","02:00:00:00:00:01"],"interval": -1,)"
+                                           R"("status": "ERROR","error_code": "not_running"})"))
+            << key;
+    }
+}
+
 TEST_F(SignalCommandsTest, LogsAKeyOfAnotherTypeAndAnswersNothing) {
     completeCatalogue();
     for (const char* key : {"5", "null", "true", "[]", R"(["Speed"])", R"(["Speed", 1])",
