@@ -43,16 +43,17 @@ std::int64_t KslInfo::getKslTimeOffset(const std::string& mac) const {
     return found != timeOffsets_.end() ? found->second : 0;
 }
 
-void KslInfo::getLoggerName(const std::string& mac, std::string& name) const {
+bool KslInfo::getLoggerName(const std::string& mac, std::string& name) const {
     {
         const MutexLocker lock(mutex_);
         const auto found = loggerNames_.find(mac);
         if (found != loggerNames_.end()) {
             name = found->second;
-            return;
+            return true;
         }
     }
     LogUtil::log(LogLevel::Debug, "getLoggerName", "no logger name");
+    return false;
 }
 
 void KslInfo::resetStatusMap() {

@@ -59,9 +59,9 @@ class KslInfo {
 
     // The offset of one logger's clock; 0 for a logger that has given none.
     std::int64_t getKslTimeOffset(const std::string& mac) const;
-    // The name that a logger has given itself. When it has given none that is logged, and `name`
-    // stays as it is.
-    void getLoggerName(const std::string& mac, std::string& name) const;
+    // The name that a logger has given itself; it may be empty. False when the logger is not known:
+    // that is logged, and `name` stays as it is.
+    bool getLoggerName(const std::string& mac, std::string& name) const;
 
     // Empty one map before its requests are sent anew. The configuration map's three collections
     // wait from then on; names stay, since live data goes on being shown under them.

@@ -1,6 +1,8 @@
 // The message that carries one bus load to the browser, as text.
 #pragma once
 
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -11,9 +13,9 @@
 // between, into a buffer that keeps its room. One thread at a time.
 class BusloadText {
   public:
-    // The message for the bus's latest load; an empty logger name is left out. Good until the next
-    // call. Looks at the network record's flags.
-    std::string_view write(const BusloadData& data, std::string_view loggerName);
+    // The message for the bus's latest load, with the logger's name where there is one. Good until
+    // the next call. Looks at the network record's flags.
+    std::string_view write(const BusloadData& data, const std::optional<std::string>& loggerName);
 
   private:
     std::vector<char> buffer_;

@@ -32,7 +32,7 @@ std::size_t neighbourCount() {
 }
 
 // The display names of the loggers that have signals; empty for a logger without one. The names are
-// asked for before the catalogue is locked, since an unknown one is logged.
+// asked for before the catalogue is locked, since an unknown logger is logged.
 std::map<std::string, std::string> loggerNames() {
     std::map<std::string, std::string> names;
     for (const std::string& mac : signalInfo->getLoggers()) {
@@ -40,8 +40,7 @@ std::map<std::string, std::string> loggerNames() {
         if (kslInfo == nullptr || !kslInfo->networkInUse) {
             continue;  // a logger that stands alone needs no name
         }
-        kslInfo->getLoggerName(mac, name);
-        if (name.empty()) {
+        if (!kslInfo->getLoggerName(mac, name)) {
             logError("incomplete logger info");
         }
     }
@@ -73,11 +72,6 @@ Value catalogueEntry(const SignalKey& key, const SignalData& signal, const std::
     return entry;
 }
 
-void sendText(std::string_view text) {
-    sendWebsocketMessage(reinterpret_cast<const unsigned char*>(text.data()),
-                         static_cast<unsigned>(text.size()));
-}
-
 // The calling thread's own, for its room to be used again and again.
 SignalValueText& valueText() {
     thread_local SignalValueText text;
@@ -90,7 +84,7 @@ void passOnValue(const SignalMessage& message, const std::string& source) {
     signalInfo->updateAndUse(
         message, source, [&text](const SignalData& signal) { text = valueText().write(signal); });
     if (!text.empty()) {
-        sendText(text);
+        sendMessageText(text);
     }
 }
 
@@ -177,5 +171,5 @@ WaResponseSignal::WaResponseSignal(const SignalKey& key) {
     if (!signal.active) {
         return;
     }
-    sendText(valueText().write(signal));
+    sendMessageText(valueText().write(signal));
 }

@@ -155,8 +155,18 @@ TEST(KslInfo, TakesTheSecondTextOfAConfigurationForTheLoggersName) {
     KslInfo info;
     addConfig(info, kLocal, "winter test", "Front");
     std::string name = "before";
-    info.getLoggerName(kLocal, name);
+    EXPECT_TRUE(info.getLoggerName(kLocal, name));
     EXPECT_EQ(name, "Front");
+}
+
+TEST(KslInfo, KnowsALoggerWhoseNameIsEmpty) {
+    KslInfo info;
+    addConfig(info, kLocal, "winter test", "");
+    std::string name = "before";
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(info.getLoggerName(kLocal, name));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(name, "");
 }
 
 TEST(KslInfo, ReplacesWhatALoggerSaidOfItselfBefore) {
@@ -184,7 +194,7 @@ TEST(KslInfo, LeavesTheNameAloneWhenThereIsNone) {
     const KslInfo info;
     std::string name = "before";
     testing::internal::CaptureStdout();
-    info.getLoggerName(kLocal, name);
+    EXPECT_FALSE(info.getLoggerName(kLocal, name));
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "[DEBUG] KLV::getLoggerName() no logger name\n");
     EXPECT_EQ(name, "before");

@@ -177,6 +177,17 @@ TEST_F(SignalResponsesTest, ReportsALoggerWithoutANameWhenTheNetworkIsInUse) {
                 Contains("[ERROR] KLV::WaResponseGetSignalNames() incomplete logger info"));
 }
 
+TEST_F(SignalResponsesTest, TakesAnEmptyNameForTheNameOfItsLogger) {
+    kslInfo->setNeighbours({kOtherLogger});
+    nameLogger(kOtherLogger, "");
+    signalInfo->beginCycle(1);
+    answer({speedConfig()}, kOtherLogger);
+
+    const Document doc = session.host.json(0);
+    EXPECT_STREQ(doc["Streams"][0]["logger_name"].GetString(), "");
+    EXPECT_THAT(log.logLines(), Not(Contains(testing::HasSubstr("incomplete"))));
+}
+
 TEST_F(SignalResponsesTest, LeavesTheNameEmptyOfALoggerThatStandsAlone) {
     kslInfo->setNeighbours({});
     nameLogger(kLocalLogger, "Front");
@@ -372,8 +383,9 @@ TEST_F(SignalResponsesTest, SurvivesAValueAfterItsSession) {
     session.setup.socket = nullptr;
     log.clear();
     EXPECT_EQ(value(speedValue()), 1);
-    EXPECT_THAT(log.logLines("sendWebsocketMessage"),
-                ElementsAre("[DEBUG] KLV::sendWebsocketMessage() Invalid server"));
+    { const WaResponseSignal onDemand(SignalKey("Speed", kLocalLogger)); }
+    EXPECT_THAT(log.logLines(), ElementsAre("[DEBUG] KLV::sendMessage() Invalid server",
+                                            "[DEBUG] KLV::sendMessage() Invalid server"));
 }
 
 }  // namespace
