@@ -154,6 +154,7 @@ void LvWebsocket::endModules() {
 
 void LvWebsocket::releaseSharedRecords() {
     uploadfileInfo.take().reset();
+    // Said at every end of a session, with or without an upload: readers of the log look for it.
     logStep("uploadfileInfo deleted");
     // Nothing makes the network record again, intended: it stays away for the rest of the process.
     if (kslInfo != nullptr) {

@@ -74,6 +74,7 @@ void busload_start() {
     // are told to, and a figure counts only where its bus is known.
     const bool namesCameBefore = !alreadyRunning && busInfo->getBusnamesMapSize() > 0;
     getBusNames(static_cast<unsigned char>(1), 20);
+    addCatalogueBuses();
     broadcastState("75-LVStartBusload");
     createAndSendJSON_simple("busload_start", KR_STATE_OK, KR_ERROR_TODO, "");
     if (namesCameBefore) {

@@ -58,32 +58,34 @@ GpsData unknownGps(const Bus& bus) {
     return data;
 }
 
-// A bus that is known already is shown as it stands; only the loggers' marker, which a stop leaves
-// alone, becomes "unknown" here.
-void showInitially(BusMap& buses, const std::string& logger, const Bus& bus) {
-    const BusKey key(logger, bus.busId, bus.channel);
-    const auto [entry, isNew] = buses.try_emplace(key);
-    BusloadData& data = entry->second;
-    if (isNew) {
-        data = unknownBus(bus);
-    } else if (data.value == BusLoadExtMessage::kMarker) {
-        data.value = BusLoadExtMessage::kUnknown;
-    }
-    const WaResponseBusload shown(key, data);
-}
-
-// A logger has a GPS receiver when its catalogue lists one.
-void addGpsReceivers(std::map<std::string, GpsData>& gps, const std::string& logger,
-                     const KRPResponseGetBusNames& answer) {
-    for (const Bus& bus : answer.busNames) {
-        if (bus.busId == BUSID_GPS) {
-            gps.try_emplace(logger, unknownGps(bus));
+// A bus that is known already stays as it stands. A logger has a GPS receiver when its catalogue
+// lists one.
+void addBuses(Values& all, const BusInfo::BusnamesMap& catalogue) REQUIRES(all.mutex) {
+    for (const auto& [logger, answer] : catalogue) {
+        for (const Bus& bus : answer->busNames) {
+            all.buses.try_emplace(BusKey(logger, bus.busId, bus.channel), unknownBus(bus));
+            if (bus.busId == BUSID_GPS) {
+                all.gps.try_emplace(logger, unknownGps(bus));
+            }
         }
     }
 }
 
+// The bus as it stands; only the loggers' marker, which a stop leaves alone, becomes "unknown"
+// here.
+void showInitially(BusMap& buses, const std::string& logger, const Bus& bus) {
+    const auto entry = buses.find(BusKey(logger, bus.busId, bus.channel));
+    BusloadData& data = entry->second;
+    if (data.value == BusLoadExtMessage::kMarker) {
+        data.value = BusLoadExtMessage::kUnknown;
+    }
+    const WaResponseBusload shown(entry->first, data);
+}
+
 }  // namespace
 
+// Figures are not held back while the module is stopped, on purpose: one that was on its way when
+// the browser stopped may follow the stop's answer.
 void updateBusValue(const BusLoadExtMessage* message, const std::string& source) {
     Values& all = values();
     const MutexLocker lock(all.mutex);
@@ -103,8 +105,9 @@ void updateBusValue(const BusLoadExtMessage* message, const std::string& source)
     const WaResponseBusload shown(entry->first, data);
 }
 
-// Only another status counts. A stop makes the value unknown but keeps the status, so that after a
-// new start the value stays unknown until the status changes; intended.
+// Only another status counts, also after a stop and a new start: a stop makes the value unknown but
+// keeps the status, and the value then stays unknown until the status changes. Kept on purpose: the
+// browser is told of changes, and there was none.
 void updateBusValueGps(const GPSTraceMessage* message, const std::string& source) {
     Values& all = values();
     const MutexLocker lock(all.mutex);
@@ -128,15 +131,22 @@ void sendBusValues() {
     }
 }
 
+void addCatalogueBuses() {
+    const BusInfo::BusnamesMap catalogue = busInfo->getBusnamesMap();
+    Values& all = values();
+    const MutexLocker lock(all.mutex);
+    addBuses(all, catalogue);
+}
+
 void sendInitialValues() {
     const BusInfo::BusnamesMap catalogue = busInfo->getBusnamesMap();
     Values& all = values();
     const MutexLocker lock(all.mutex);
+    addBuses(all, catalogue);
     for (const auto& [logger, answer] : catalogue) {
         for (const Bus& bus : answer->busNames) {
             showInitially(all.buses, logger, bus);
         }
-        addGpsReceivers(all.gps, logger, *answer);
     }
     for (const auto& [logger, data] : all.gps) {
         const WaResponseBusloadGps shown(&data);

@@ -51,8 +51,11 @@ void updateBusValueGps(const GPSTraceMessage* message, const std::string& source
 // Shows the current value of every bus. Any thread of the session.
 void sendBusValues();
 
-// Takes the buses of the catalogue over, unknown at first, and shows every bus of it and every GPS
-// state. Any thread of the session.
+// Takes the buses of the catalogue over that are not known yet, unknown at first, and shows
+// nothing: their figures count from now on. Any thread of the session.
+void addCatalogueBuses();
+
+// The same, then shows every bus of the catalogue and every GPS state. Any thread of the session.
 void sendInitialValues();
 
 // Makes every value unknown and shows the buses. Any thread of the session.

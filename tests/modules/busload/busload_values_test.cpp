@@ -89,6 +89,19 @@ TEST_F(BusloadValues, DropsFiguresUntilTheInitialValuesWereSent) {
     EXPECT_THAT(sent(), IsEmpty());
 }
 
+TEST_F(BusloadValues, TakesTheBusesOfTheCatalogueOverWithoutShowingThem) {
+    know(kLocalLogger, {bus(BUSID_CAN, 0, 0, "Powertrain")});
+    showInitialValues();
+    arrive(figure(BUSID_CAN, 0, 42), kLocalLogger);
+    sent();
+    know(kLocalLogger, {bus(BUSID_CAN, 0, 0, "Powertrain"), bus(BUSID_LIN, 0, 0, "Doors")});
+    addCatalogueBuses();
+    EXPECT_THAT(sent(), IsEmpty());
+    arrive(figure(BUSID_LIN, 0, 7), kLocalLogger);
+    arrive(figure(BUSID_CAN, 0, 42), kLocalLogger);
+    EXPECT_THAT(sent(), ElementsAre(testing::HasSubstr(R"("name":"Doors")")));
+}
+
 TEST_F(BusloadValues, ShowsBusesAndUnitsWithoutATextOfTheirOwn) {
     know(kLocalLogger,
          {bus(static_cast<busid_t>(15), 0, 0, "a"), bus(static_cast<busid_t>(200), 0, 0, "b")});
