@@ -11,6 +11,10 @@ class MessageBase;
 void sendMessage(const MessageBase& message, const std::string& destination,
                  const std::string& mac);
 
+/// Sends a copy of the message to `destination` on this logger alone. Nothing is sent, and nobody
+/// is told, in a session without a bus. Any thread of the session.
+void sendToOwnLogger(const MessageBase& message, const std::string& destination);
+
 // Sends a copy of the message to `destination` on this logger and on every other one of the
 // network. Any thread of the session.
 void sendKslBroadcast(const MessageBase& message, const std::string& destination);
@@ -24,6 +28,10 @@ void getKSLNetwork(int waitCount);
 
 // Makes sure that the neighbour list is there: asks for it and waits when it is not.
 void checkKSLNetwork(int waitCount);
+
+/// The bus connection was lost and is back: a neighbour list that was asked for will not come. Bus
+/// thread.
+void networkBusReconnected();
 
 void waRequestMessage_setup();
 void waRequestMessage_destroy();

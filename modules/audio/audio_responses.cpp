@@ -4,11 +4,6 @@
 
 #include "base/log.h"
 #include "krpbus/messages/krp_get_audio_list.h"
-#include "krpbus/messages/message_ids.h"
-#include "krpbus/messages/simple_messages.h"
-#include "modules/audio/audio_commands.h"
-#include "modules/audio/audio_module.h"
-#include "modules/audio/set_audio_file_response.h"
 
 namespace {
 
@@ -39,32 +34,4 @@ WaResponseGetAudioList::WaResponseGetAudioList(const KRPResponseGetAudioList* an
     }
     addKrpStatus(answer);
     sendMessage();
-}
-
-int audio_module_setup() {
-    return 0;
-}
-
-int audio_module_destroy() {
-    LogUtil::log(LogLevel::Debug, "audio_module_destroy", "destroy audio module");
-    return 0;
-}
-
-int handleAudioMessages(const KRPMessageResponse* response) {
-    if (const auto* stored =
-            dynamic_cast<const SimpleMessageResponse<KRP_SET_AUDIO_FILE>*>(response)) {
-        LogUtil::log(LogLevel::Debug, "handleAudioMessages",
-                     "********* SetAudioFile **************");
-        const WaResponseSetAudioFile answer(stored);
-        // The browser gets the changed list without asking for it.
-        getAudioList();
-        return 1;
-    }
-    if (const auto* list = dynamic_cast<const KRPResponseGetAudioList*>(response)) {
-        LogUtil::log(LogLevel::Debug, "handleAudioMessages",
-                     "********* GetAudioList **************");
-        const WaResponseGetAudioList answer(list);
-        return 1;
-    }
-    return 0;
 }

@@ -1,10 +1,8 @@
 #include "modules/busload/busload_commands.h"
 
 #include <cstddef>
-#include <cstdint>
 
 #include "base/log.h"
-#include "base/microsleep.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
 #include "krpbus/messages/message_ids.h"
@@ -12,14 +10,14 @@
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
 #include "modules/busload/bus_catalogue.h"
-#include "modules/busload/busload_module.h"
 #include "modules/busload/busload_values.h"
 #include "network/bus_requests.h"
 #include "network/ksl_info.h"
+#include "network/waiting.h"
 
 namespace {
 
-constexpr std::uint32_t kPollPause = 100000;  // microseconds
+constexpr const char* kHandheldServer = kHandheldServer;
 
 using BusNamesRequest = Simple1MessageRequest<KRP_GET_BUS_NAMES, unsigned char>;
 
@@ -41,10 +39,7 @@ void getBusNames(unsigned char activeOnly, int waitCount) {
         sendKslBroadcast(BusNamesRequest(activeOnly, "NotSet"), kHandheldServer);
         return;
     }
-    while (waitCount > 0 && busInfo->state == KSL_MSG_STATE_UPDATE) {
-        microsleep(kPollPause, false);
-        --waitCount;
-    }
+    waitInSteps(waitCount, [] { return busInfo->state != KSL_MSG_STATE_UPDATE; });
 }
 
 void getBusNames(const Document& doc, int waitCount) {
@@ -73,7 +68,7 @@ void busload_start() {
     // only listed: their initial values follow the reply. But the loggers report as soon as they
     // are told to, and a figure counts only where its bus is known.
     const bool namesCameBefore = !alreadyRunning && busInfo->getBusnamesMapSize() > 0;
-    getBusNames(static_cast<unsigned char>(1), 20);
+    getBusNames(static_cast<unsigned char>(1), kCommandWaitSteps);
     addCatalogueBuses();
     broadcastState("75-LVStartBusload");
     createAndSendJSON_simple("busload_start", KR_STATE_OK, KR_ERROR_TODO, "");
@@ -90,17 +85,4 @@ void busload_stop() {
     busloadSetUnknown();
     busInfo->running = false;
     createAndSendJSON_simple("busload_stop", KR_STATE_OK, KR_ERROR_TODO, "");
-}
-
-int wa_handle_message_busload(const std::string& cmd, const Document& doc) {
-    if (cmd == "busload_start") {
-        busload_start();
-    } else if (cmd == "busload_stop") {
-        busload_stop();
-    } else if (cmd == "get_bus_names") {
-        getBusNames(doc, 20);
-    } else {
-        return 0;
-    }
-    return 1;
 }

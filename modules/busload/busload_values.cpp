@@ -79,7 +79,7 @@ void showInitially(BusMap& buses, const std::string& logger, const Bus& bus) {
     if (data.value == BusLoadExtMessage::kMarker) {
         data.value = BusLoadExtMessage::kUnknown;
     }
-    const WaResponseBusload shown(entry->first, data);
+    sendResponse<WaResponseBusload>(entry->first, data);
 }
 
 }  // namespace
@@ -90,7 +90,7 @@ void updateBusValue(const BusLoadExtMessage* message, const std::string& source)
     Values& all = values();
     const MutexLocker lock(all.mutex);
     if (isMostBus(message->busId)) {
-        const WaResponseBusloadMost shown(message, source);
+        sendResponse<WaResponseBusloadMost>(message, source);
         return;
     }
     const auto entry =
@@ -102,7 +102,7 @@ void updateBusValue(const BusLoadExtMessage* message, const std::string& source)
     data.value = message->value;
     data.timestamp = message->timestamp;
     data.unit = message->unit;
-    const WaResponseBusload shown(entry->first, data);
+    sendResponse<WaResponseBusload>(entry->first, data);
 }
 
 // Only another status counts, also after a stop and a new start: a stop makes the value unknown but
@@ -120,14 +120,14 @@ void updateBusValueGps(const GPSTraceMessage* message, const std::string& source
     data.value = data.gprmcStatus == "A" ? GpsData::kFix : BusLoadExtMessage::kUnknown;
     data.timestamp = message->timestamp;
     data.changed = true;
-    const WaResponseBusloadGps shown(&data);
+    sendResponse<WaResponseBusloadGps>(&data);
 }
 
 void sendBusValues() {
     Values& all = values();
     const MutexLocker lock(all.mutex);
     for (const auto& [key, data] : all.buses) {
-        const WaResponseBusload shown(key, data);
+        sendResponse<WaResponseBusload>(key, data);
     }
 }
 
@@ -149,7 +149,7 @@ void sendInitialValues() {
         }
     }
     for (const auto& [logger, data] : all.gps) {
-        const WaResponseBusloadGps shown(&data);
+        sendResponse<WaResponseBusloadGps>(&data);
     }
 }
 
@@ -161,7 +161,7 @@ void busloadSetUnknown() {
     for (auto& [key, data] : all.buses) {
         if (data.value != BusLoadExtMessage::kMarker) {
             data.value = BusLoadExtMessage::kUnknown;
-            const WaResponseBusload shown(key, data);
+            sendResponse<WaResponseBusload>(key, data);
         }
     }
     for (auto& [logger, data] : all.gps) {

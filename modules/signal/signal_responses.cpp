@@ -5,15 +5,14 @@
 #include <vector>
 
 #include "base/log.h"
-#include "base/microsleep.h"
 #include "json/websocket_send.h"
 #include "krpbus/messages/krp_get_lv_signal_config.h"
-#include "krpbus/messages/router_message.h"
 #include "krpbus/messages/signal_message.h"
 #include "modules/signal/signal_catalogue.h"
 #include "modules/signal/signal_commands.h"
 #include "modules/signal/signal_value_text.h"
 #include "network/ksl_info.h"
+#include "network/waiting.h"
 
 namespace {
 
@@ -78,16 +77,6 @@ SignalValueText& valueText() {
     return text;
 }
 
-// Stores a value and sends it on when its signal has been started.
-void passOnValue(const SignalMessage& message, const std::string& source) {
-    std::string_view text;
-    signalInfo->updateAndUse(
-        message, source, [&text](const SignalData& signal) { text = valueText().write(signal); });
-    if (!text.empty()) {
-        sendMessageText(text);
-    }
-}
-
 void takeConfigurations(const KRPResponseGetLVSignalConfig& answer, const std::string& source) {
     // An answer that comes when nobody waits for one refreshes its logger's signals and counts for
     // nothing: it must neither empty the catalogue nor complete a later cycle.
@@ -100,27 +89,15 @@ void takeConfigurations(const KRPResponseGetLVSignalConfig& answer, const std::s
     }
 }
 
-bool takeMessage(const MessageBase* message, const std::string& source) {
-    // Values come first, since most messages of the bus are values.
-    if (const auto* value = dynamic_cast<const SignalMessage*>(message)) {
-        passOnValue(*value, source);
-        return true;
-    }
-    if (const auto* answer = dynamic_cast<const KRPResponseGetLVSignalConfig*>(message)) {
-        const WaResponseGetSignalNames response(answer, source);
-        return true;
-    }
-    return false;
-}
-
 }  // namespace
 
-int handleSignalMessages(const MessageBase* message, const std::string& source) {
-    if (takeMessage(message, source)) {
-        return 1;
+void passOnValue(const SignalMessage& message, const std::string& source) {
+    std::string_view text;
+    signalInfo->updateAndUse(
+        message, source, [&text](const SignalData& signal) { text = valueText().write(signal); });
+    if (!text.empty()) {
+        sendMessageText(text);
     }
-    const auto* router = dynamic_cast<const RouterMessage*>(message);
-    return router != nullptr && takeMessage(router->getMessage(), source) ? 1 : 0;
 }
 
 WaResponseGetSignalNames::WaResponseGetSignalNames(const KRPResponseGetLVSignalConfig* answer,
@@ -128,7 +105,7 @@ WaResponseGetSignalNames::WaResponseGetSignalNames(const KRPResponseGetLVSignalC
     LogUtil::log(LogLevel::Info, "WaResponseGetSignalNames",
                  "KRPResponseGetLVSignalConfig: " + answer->toString());
     if (answer->isBusy()) {
-        microsleep(100000, false);
+        waitBeforeAskingAgain();
         getSignalNames(source);
         return;
     }
@@ -140,7 +117,7 @@ WaResponseGetSignalNames::WaResponseGetSignalNames(const KRPResponseGetLVSignalC
         return;
     }
     takeConfigurations(*answer, source);
-    const WaResponseGetSignalNames catalogue;
+    sendResponse<WaResponseGetSignalNames>();
 }
 
 WaResponseGetSignalNames::WaResponseGetSignalNames() {

@@ -8,6 +8,7 @@
 
 #include "modules/signal/signal_catalogue.h"
 #include "modules/signal/signal_commands.h"
+#include "modules/signal/signal_module.h"
 #include "modules/signal/signal_responses.h"
 #include "tests/kit/log_capture.h"
 #include "tests/modules/signal/signal_network.h"

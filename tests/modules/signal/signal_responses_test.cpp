@@ -6,6 +6,7 @@
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
 #include "modules/signal/signal_catalogue.h"
+#include "modules/signal/signal_module.h"
 #include "tests/kit/log_capture.h"
 #include "tests/modules/signal/signal_samples.h"
 #include "tests/modules/signal/signal_session.h"

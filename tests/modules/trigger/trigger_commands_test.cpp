@@ -12,6 +12,7 @@
 #include "krpbus/messages/system_ng_event_message.h"
 #include "modules/trigger/trigger_catalogue.h"
 #include "modules/trigger/trigger_module.h"
+#include "modules/trigger/trigger_responses.h"
 #include "tests/kit/log_capture.h"
 #include "tests/modules/module_session.h"
 #include "tests/modules/trigger/trigger_samples.h"

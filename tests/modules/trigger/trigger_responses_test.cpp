@@ -11,6 +11,7 @@
 #include "krpbus/messages/krp_get_event_index.h"
 #include "krpbus/messages/system_ng_event_message.h"
 #include "modules/trigger/trigger_catalogue.h"
+#include "modules/trigger/trigger_commands.h"
 #include "modules/trigger/trigger_module.h"
 #include "tests/kit/log_capture.h"
 #include "tests/modules/module_session.h"
