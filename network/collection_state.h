@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 
@@ -42,6 +43,16 @@ class CollectionState {
         }
         connection_ = connection;
         state_ = KSL_MSG_STATE_UPDATE;
+        return true;
+    }
+
+    /// Moves on to "complete" when more loggers have answered than there are neighbours, which do not
+    /// include this logger; whether that is so.
+    bool complete(std::size_t answers, std::size_t neighbours) {
+        if (answers <= neighbours) {
+            return false;
+        }
+        state_ = KSL_MSG_STATE_COMPLETE;
         return true;
     }
 

@@ -157,11 +157,7 @@ void KslInfo::busReconnected(std::uint32_t connection) {
 
 // Counted and set under one lock, so that a reset in between cannot leave an empty map complete.
 bool KslInfo::completeWith(State& state, std::size_t answers) {
-    if (answers <= neighbours_.size()) {
-        return false;
-    }
-    state = KSL_MSG_STATE_COMPLETE;
-    return true;
+    return state.complete(answers, neighbours_.size());
 }
 
 std::size_t KslInfo::countConfigs(bool logger_info_t::*answered) const {

@@ -39,11 +39,7 @@ bool BusInfo::beginCollection(std::uint32_t connection) {
 // without an answer.
 bool BusInfo::completeCollection(std::size_t neighbours) {
     const MutexLocker lock(mutex_);
-    if (busNames_.size() <= neighbours) {
-        return false;
-    }
-    state = KSL_MSG_STATE_COMPLETE;
-    return true;
+    return state.complete(busNames_.size(), neighbours);
 }
 
 void BusInfo::abandonCollection(std::uint32_t connection) {

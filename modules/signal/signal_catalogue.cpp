@@ -160,9 +160,9 @@ bool SignalInfo::addAnswer(const std::string& source) {
 
 void SignalInfo::completeCycle(std::size_t neighbours) {
     const MutexLocker lock(mutex_);
-    if (answered_.size() > neighbours && configState == KSL_MSG_STATE_UPDATE) {
+    if (configState == KSL_MSG_STATE_UPDATE &&
+        configState.complete(answered_.size(), neighbours)) {
         answered_.clear();
-        configState = KSL_MSG_STATE_COMPLETE;
     }
 }
 

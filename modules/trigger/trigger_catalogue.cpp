@@ -62,11 +62,8 @@ TriggerInfo::EventList TriggerInfo::mergeTrigger() {
 TriggerInfo::Merged TriggerInfo::mergeAndComplete(std::optional<std::size_t> neighbours) {
     const MutexLocker lock(mutex_);
     mergeAll();
-    Merged merged{copyOfList(), neighbours && triggerMap_.size() > *neighbours};
-    if (merged.complete) {
-        state = KSL_MSG_STATE_COMPLETE;
-    }
-    return merged;
+    EventList events = copyOfList();
+    return {std::move(events), neighbours && state.complete(triggerMap_.size(), *neighbours)};
 }
 
 void TriggerInfo::mergeAll() {

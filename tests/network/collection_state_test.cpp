@@ -45,6 +45,16 @@ TEST(CollectionState, BeginsAnewOnANewConnectionBeforeTheOldOneIsAbandoned) {
     EXPECT_TRUE(state.isUnderWay(4));
 }
 
+TEST(CollectionState, IsCompleteWhenMoreLoggersHaveAnsweredThanThereAreNeighbours) {
+    CollectionState state;
+    state.begin(3);
+    EXPECT_FALSE(state.complete(0, 0));
+    EXPECT_FALSE(state.complete(2, 2));
+    EXPECT_EQ(state, KSL_MSG_STATE_UPDATE);
+    EXPECT_TRUE(state.complete(3, 2));
+    EXPECT_EQ(state, KSL_MSG_STATE_COMPLETE);
+}
+
 TEST(CollectionState, BeginsAnewWhenItIsComplete) {
     CollectionState state;
     state.begin(3);
