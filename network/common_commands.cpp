@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr const char* kHandheldServer = kHandheldServer;
-
 void waitForState(const KslInfo::State& state, int waitCount) {
     waitInSteps(waitCount, [&state] { return state == KSL_MSG_STATE_COMPLETE; });
 }

@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr const char* kHandheldServer = kHandheldServer;
-
 using BusNamesRequest = Simple1MessageRequest<KRP_GET_BUS_NAMES, unsigned char>;
 
 bool everyLoggerHasAnswered() {

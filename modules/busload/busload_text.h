@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "modules/busload/busload_values.h"
+#include "modules/busload/busload_data.h"
 
 // Writes the message "busload_data" in the very layout of dom_to_json(). Loads are sent thousands
 // of times a second, so the text is written straight from the record, without a document in

@@ -16,8 +16,6 @@
 
 namespace {
 
-constexpr const char* kHandheldServer = kHandheldServer;
-
 void sendNotice(unsigned char type, const std::string& text) {
     sendToOwnLogger(SystemMessage(type, text), kHandheldServer);
 }

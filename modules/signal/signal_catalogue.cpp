@@ -160,8 +160,7 @@ bool SignalInfo::addAnswer(const std::string& source) {
 
 void SignalInfo::completeCycle(std::size_t neighbours) {
     const MutexLocker lock(mutex_);
-    if (configState == KSL_MSG_STATE_UPDATE &&
-        configState.complete(answered_.size(), neighbours)) {
+    if (configState == KSL_MSG_STATE_UPDATE && configState.complete(answered_.size(), neighbours)) {
         answered_.clear();
     }
 }

@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr const char* kHandheldServer = kHandheldServer;
-
 using SignalConfigRequest = SimpleMessageRequest<KRPResponseGetLVSignalConfig::kId>;
 
 std::string localLogger() {
