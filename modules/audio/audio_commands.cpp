@@ -10,11 +10,10 @@
 #include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
-#include "modules/audio/set_audio_file_response.h"
+#include "modules/audio/audio_responses.h"
+#include "modules/audio/php_version.h"
 #include "modules/audio/upload_info.h"
 #include "network/bus_requests.h"
-
-std::atomic<int> php_version{0};
 
 namespace {
 

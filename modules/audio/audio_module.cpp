@@ -7,7 +7,6 @@
 #include "krpbus/messages/simple_messages.h"
 #include "modules/audio/audio_commands.h"
 #include "modules/audio/audio_responses.h"
-#include "modules/audio/set_audio_file_response.h"
 
 int audio_module_setup() {
     return 0;

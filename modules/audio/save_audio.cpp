@@ -9,7 +9,7 @@
 #include "json/simple_response.h"
 #include "krpbus/messages/krp_set_audio_file.h"
 #include "krpbus/messages/participants.h"
-#include "modules/audio/set_audio_file_response.h"
+#include "modules/audio/audio_responses.h"
 #include "modules/audio/upload_info.h"
 #include "network/bus_requests.h"
 

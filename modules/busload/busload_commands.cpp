@@ -9,7 +9,7 @@
 #include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
-#include "modules/busload/bus_catalogue.h"
+#include "modules/busload/busload_catalogue.h"
 #include "modules/busload/busload_values.h"
 #include "network/bus_requests.h"
 #include "network/ksl_info.h"

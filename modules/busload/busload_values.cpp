@@ -5,8 +5,8 @@
 #include <tuple>
 
 #include "base/mutex.h"
-#include "modules/busload/bus_catalogue.h"
 #include "modules/busload/bus_vocabulary.h"
+#include "modules/busload/busload_catalogue.h"
 #include "modules/busload/busload_responses.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <chrono>
 
 #include "krpbus/messages/signal_message.h"
-#include "modules/busload/bus_catalogue.h"
 #include "modules/busload/bus_names_responses.h"
+#include "modules/busload/busload_catalogue.h"
 #include "modules/busload/busload_commands.h"
 #include "modules/busload/busload_module.h"
 #include "modules/busload/busload_values.h"

@@ -1,4 +1,4 @@
-#include "modules/busload/bus_catalogue.h"
+#include "modules/busload/busload_catalogue.h"
 
 #include <gtest/gtest.h>
 
