@@ -98,7 +98,8 @@ int parseSignalKey(std::string& name, std::string& mac, const Document& doc) {
     const auto copyString = [&object = key->value](const char* member, std::string& out) {
         const auto found = object.FindMember(member);
         if (found != object.MemberEnd() && found->value.IsString()) {
-            out = found->value.GetString();
+            // Unlike other texts a key is read to its end: a name may hold a zero byte.
+            out.assign(found->value.GetString(), found->value.GetStringLength());
         }
     };
     copyString("name", name);

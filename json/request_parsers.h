@@ -22,7 +22,7 @@ int parseUint(const std::string& name, unsigned& value, const Document* doc);
 // The member `name`, an integer from -2147483648 to 2147483647.
 int parseInt(const std::string& name, int& value, const Document* doc);
 
-// The member "signal_key" where it is an object: its strings "name" and "mac". What it does not
-// have, or has as something else than a string, is left as it was. 0, or -2 when there is no such
-// object; the caller answers the browser, and reads the key's other forms.
+// The member "signal_key" where it is an object: its strings "name" and "mac", zero bytes included.
+// What it does not have, or has as something else than a string, is left as it was. 0, or -2 when
+// there is no such object; the caller answers the browser, and reads the key's other forms.
 int parseSignalKey(std::string& name, std::string& mac, const Document& doc);

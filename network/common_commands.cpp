@@ -1,7 +1,6 @@
 #include "network/common_commands.h"
 
 #include "base/log.h"
-#include "base/microsleep.h"
 #include "json/kr_state.h"
 #include "json/request_command.h"
 #include "json/simple_response.h"
@@ -11,16 +10,13 @@
 #include "network/bus_requests.h"
 #include "network/common_responses.h"
 #include "network/ksl_info.h"
+#include "network/waiting.h"
 #include "setup/lv_setup.h"
 
 namespace {
 
-// Sleeps in steps of 100 ms until the state is "complete" or the steps are used up.
 void waitForState(const KslInfo::State& state, int waitCount) {
-    while (waitCount > 0 && state != KSL_MSG_STATE_COMPLETE) {
-        microsleep(100000, false);
-        --waitCount;
-    }
+    waitInSteps(waitCount, [&state] { return state == KSL_MSG_STATE_COMPLETE; });
 }
 
 bool anyInfoComplete(const KslInfo& info) {
@@ -36,10 +32,7 @@ void waitForLoggerInfo(const KslInfo& info, int waitCount) {
         return;
     }
     LogUtil::log(LogLevel::Debug, "getLoggerInfo", "wait for logger config");
-    while (waitCount > 0 && !anyInfoComplete(info)) {
-        microsleep(100000, false);
-        --waitCount;
-    }
+    waitInSteps(waitCount, [&info] { return anyInfoComplete(info); });
 }
 
 // Answers a command whose loggers' answers have nowhere to go, since this process has had its
@@ -67,13 +60,13 @@ int wa_handle_message_common(const std::string& cmd, const Document& doc) {
         getKSLNetwork(0);
     } else if (cmd == "get_ksl_time_offset") {
         if (!refuseWithoutRecord(doc)) {
-            getKslTimeOffset(20);
+            getKslTimeOffset(kCommandWaitSteps);
         }
     } else if (cmd == "get_logger_info") {
-        getLoggerInfo(20);
+        getLoggerInfo(kCommandWaitSteps);
     } else if (cmd == "get_logger_status") {
         if (!refuseWithoutRecord(doc)) {
-            getLoggerStatus(20);
+            getLoggerStatus(kCommandWaitSteps);
         }
     } else {
         return 0;
@@ -97,7 +90,7 @@ void getLoggerInfo(int waitCount) {
     const bool complete = kslInfo != nullptr && kslInfo->loggerInfoComplete();
     LogUtil::log(LogLevel::Debug, "getLoggerInfo",
                  complete ? "complete logger info" : "incomplete logger info");
-    const WaResponseGetLoggerInfo answer;
+    sendResponse<WaResponseGetLoggerInfo>();
 }
 
 void getLoggerStatus(int waitCount) {

@@ -10,6 +10,7 @@
 #include "krpbus/address/ksl_config_file.h"
 #include "krpbus/messages/krp_get_device_components.h"
 #include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/message_kind.h"
 #include "network/ksl_info.h"
 #include "network/logger_type.h"
 #include "setup/lv_setup.h"
@@ -81,34 +82,32 @@ Value configEntry(const std::string& mac, const KslInfo::logger_info_t& info,
 }  // namespace
 
 int handleCommonMessages(const KRPMessageResponse* response, const std::string& mac) {
-    if (const auto* network =
-            dynamic_cast<const StringVectorMessageResponse<KRP_GET_KSL_NEIGHBOURS>*>(response)) {
-        const WaResponseGetKSLNetwork answer(network);
-        return 1;
+    switch (kindOf(response)) {
+        case answerTo(KRP_GET_KSL_NEIGHBOURS):
+            sendResponse<WaResponseGetKSLNetwork>(
+                as<StringVectorMessageResponse<KRP_GET_KSL_NEIGHBOURS>>(response));
+            return 1;
+        case answerTo(KRP_GET_LOGGER_CONFIG):
+            sendResponse<WaResponseGetLoggerConfig>(
+                as<String2MessageResponse<KRP_GET_LOGGER_CONFIG>>(response), mac);
+            return 1;
+        case answerTo(KRP_GET_DEVICE_COMPONENTS):
+            sendResponse<WaResponseDeviceComponents>(as<KRPResponseGetDeviceComponents>(response),
+                                                     mac);
+            return 1;
+        case answerTo(KRP_GET_TIME_ZONE):
+            sendResponse<WaResponseTimeZone>(
+                as<StringMessageResponse<KRP_GET_TIME_ZONE, 1>>(response), mac);
+            return 1;
+        case answerTo(KRP_GET_LOGGER_STATUS):
+            LogUtil::log(LogLevel::Debug, "handleCommonMessages",
+                         "********* GetLoggerStatus **************");
+            sendResponse<WaResponseGetLoggerStatus>(
+                as<Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>>(response), mac);
+            return 1;
+        default:
+            return 0;
     }
-    if (const auto* config =
-            dynamic_cast<const String2MessageResponse<KRP_GET_LOGGER_CONFIG>*>(response)) {
-        const WaResponseGetLoggerConfig answer(config, mac);
-        return 1;
-    }
-    if (const auto* device = dynamic_cast<const KRPResponseGetDeviceComponents*>(response)) {
-        const WaResponseDeviceComponents answer(device, mac);
-        return 1;
-    }
-    if (const auto* timeZone =
-            dynamic_cast<const StringMessageResponse<KRP_GET_TIME_ZONE, 1>*>(response)) {
-        const WaResponseTimeZone answer(timeZone, mac);
-        return 1;
-    }
-    if (const auto* status =
-            dynamic_cast<const Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>*>(
-                response)) {
-        LogUtil::log(LogLevel::Debug, "handleCommonMessages",
-                     "********* GetLoggerStatus **************");
-        const WaResponseGetLoggerStatus answer(status, mac);
-        return 1;
-    }
-    return 0;
 }
 
 WaResponseGetKSLNetwork::WaResponseGetKSLNetwork(
@@ -146,7 +145,7 @@ WaResponseGetLoggerStatus::WaResponseGetLoggerStatus(
         kslInfo->addStateMessage(response, mac);
         if (kslInfo->completeStatus()) {
             logComplete("WaResponseGetLoggerStatus", "logger state");
-            const WaResponseGetLoggerStatus merged;
+            sendResponse<WaResponseGetLoggerStatus>();
         }
     }
 }
@@ -181,7 +180,7 @@ WaResponseGetKslTimeOffset::WaResponseGetKslTimeOffset(
         kslInfo->addKslTimeOffsetMessage(response, mac);
         if (kslInfo->completeTimeOffset()) {
             logComplete("WaResponseGetKslTimeOffset", "ksl time offset");
-            const WaResponseGetKslTimeOffset merged;
+            sendResponse<WaResponseGetKslTimeOffset>();
         }
     }
 }

@@ -1,7 +1,6 @@
 #include "network/ksl_info.h"
 
 #include <algorithm>
-#include <ostream>
 #include <utility>
 
 #include "base/log.h"
@@ -9,18 +8,6 @@
 #include "krpbus/messages/message_ids.h"
 
 KslInfo* kslInfo = new KslInfo;
-
-std::ostream& operator<<(std::ostream& out, kslMsgState_t state) {
-    switch (state) {
-        case KSL_MSG_STATE_EMPTY:
-            return out << "KSL_MSG_STATE_EMPTY";
-        case KSL_MSG_STATE_UPDATE:
-            return out << "KSL_MSG_STATE_UPDATE";
-        case KSL_MSG_STATE_COMPLETE:
-            return out << "KSL_MSG_STATE_COMPLETE";
-    }
-    return out << "unknown";
-}
 
 std::list<std::string> KslInfo::getNeighbours() const {
     const MutexLocker lock(mutex_);
@@ -56,16 +43,17 @@ std::int64_t KslInfo::getKslTimeOffset(const std::string& mac) const {
     return found != timeOffsets_.end() ? found->second : 0;
 }
 
-void KslInfo::getLoggerName(const std::string& mac, std::string& name) const {
+bool KslInfo::getLoggerName(const std::string& mac, std::string& name) const {
     {
         const MutexLocker lock(mutex_);
         const auto found = loggerNames_.find(mac);
         if (found != loggerNames_.end()) {
             name = found->second;
-            return;
+            return true;
         }
     }
     LogUtil::log(LogLevel::Debug, "getLoggerName", "no logger name");
+    return false;
 }
 
 void KslInfo::resetStatusMap() {
@@ -157,18 +145,19 @@ bool KslInfo::loggerInfoComplete() const {
            deviceComponentsState == KSL_MSG_STATE_COMPLETE;
 }
 
-void KslInfo::busReconnected() {
-    kslMsgState_t waiting = KSL_MSG_STATE_UPDATE;
-    neighboursState.compare_exchange_strong(waiting, KSL_MSG_STATE_EMPTY);
+bool KslInfo::beginNeighbours(std::uint32_t connection) {
+    const MutexLocker lock(mutex_);
+    return neighboursState.begin(connection);
+}
+
+void KslInfo::busReconnected(std::uint32_t connection) {
+    const MutexLocker lock(mutex_);
+    neighboursState.abandon(connection);
 }
 
 // Counted and set under one lock, so that a reset in between cannot leave an empty map complete.
 bool KslInfo::completeWith(State& state, std::size_t answers) {
-    if (answers <= neighbours_.size()) {
-        return false;
-    }
-    state = KSL_MSG_STATE_COMPLETE;
-    return true;
+    return state.complete(answers, neighbours_.size());
 }
 
 std::size_t KslInfo::countConfigs(bool logger_info_t::*answered) const {

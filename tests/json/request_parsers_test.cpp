@@ -293,6 +293,15 @@ TEST_F(RequestParsers, ParseSignalKeyReadsNameAndMac) {
     EXPECT_EQ(capture_.standardOutput(), "[DEBUG] KLV::parseSignalKey() parse signal key \n");
 }
 
+TEST_F(RequestParsers, ParseSignalKeyReadsBeyondAZeroByte) {
+    request(R"({"signal_key":{"name":"Sp\u0000eed","mac":"00\u0000:11"}})");
+    std::string name;
+    std::string mac;
+    EXPECT_EQ(parseSignalKey(name, mac, doc_), 0);
+    EXPECT_EQ(name, std::string("Sp\0eed", 6));
+    EXPECT_EQ(mac, std::string("00\0:11", 6));
+}
+
 TEST_F(RequestParsers, ParseSignalKeyLeavesWhatItDoesNotFind) {
     request(R"({"signal_key":{"name":5}})");
     std::string name = "n";

@@ -12,6 +12,7 @@
 #include "modules/busload/busload_module.h"
 #include "modules/config/config_module.h"
 #include "modules/monitor/monitor_module.h"
+#include "modules/signal/signal_catalogue.h"
 #include "modules/signal/signal_module.h"
 #include "modules/trigger/trigger_module.h"
 #include "network/common_commands.h"

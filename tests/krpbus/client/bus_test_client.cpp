@@ -80,6 +80,20 @@ void synchronise(KRPBusClient& first, KRPBusClient& second) {
     }
 }
 
+void restart(NatsServer& server, const std::vector<KRPBusClient*>& clients) {
+    std::vector<std::uint32_t> before;
+    for (const KRPBusClient* client : clients) {
+        before.push_back(client->getConnectionCount());
+    }
+    server.stop();
+    server.start();
+    for (std::size_t i = 0; i < clients.size(); ++i) {
+        if (!eventually([&] { return clients[i]->getConnectionCount() > before[i]; })) {
+            throw std::runtime_error("the bus does not come back");
+        }
+    }
+}
+
 std::unique_ptr<SignalMessage> signal(const std::string& name, const std::string& value) {
     auto message = std::make_unique<SignalMessage>();
     message->webappName = name;

@@ -35,6 +35,9 @@ bool nothingWaits(KRPBusClient& client);
 // what else comes in until then.
 void synchronise(KRPBusClient& first, KRPBusClient& second);
 
+// Ends the server and starts it again, and waits until all of its clients are connected anew.
+void restart(NatsServer& server, const std::vector<KRPBusClient*>& clients);
+
 // Waits on the client's descriptor; whether it became readable.
 bool readable(const KRPBusClient& client, std::chrono::milliseconds patience);
 

@@ -13,7 +13,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "modules/audio/set_audio_file_response.h"
+#include "modules/audio/audio_responses.h"
 #include "modules/audio/upload_info.h"
 #include "tests/kit/log_capture.h"
 #include "tests/kit/mounted_disk.h"

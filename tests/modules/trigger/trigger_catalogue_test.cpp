@@ -173,7 +173,7 @@ TEST_F(TriggerCatalogue, HasBothAnswersOfALoggerThatWereMergedInBetween) {
 TEST_F(TriggerCatalogue, ForgetsEverythingWhenReset) {
     answer(kLocalLogger, {event(1, "a")});
     info_.mergeTrigger();
-    info_.state = TRIGGER_COMPLETE;
+    info_.state = KSL_MSG_STATE_COMPLETE;
     info_.resetTriggerMap();
     EXPECT_EQ(info_.state, 0U);
     EXPECT_EQ(info_.getTriggerMapSize(), 0);
@@ -211,38 +211,76 @@ TEST_F(TriggerCatalogue, InsertsAnEventBeforeTheFirstThatIsNotEarlier) {
 TEST_F(TriggerCatalogue, BeginsACollectionUnlessOneIsUnderWay) {
     answer(kLocalLogger, {event(1, "a")});
     info_.mergeTrigger();
-    EXPECT_TRUE(info_.beginCollection());
+    EXPECT_TRUE(info_.beginCollection(1));
     EXPECT_EQ(info_.state, 1U);
     EXPECT_EQ(info_.getTriggerMapSize(), 0);
     EXPECT_THAT(info_.getTriggerList(), IsEmpty());
     answer(kLocalLogger, {event(1, "a")});
-    EXPECT_FALSE(info_.beginCollection());
+    EXPECT_FALSE(info_.beginCollection(1));
     EXPECT_EQ(info_.state, 1U);
     EXPECT_EQ(info_.getTriggerMapSize(), 1);
-    EXPECT_TRUE(info_.completeCollection(0));
-    EXPECT_TRUE(info_.beginCollection());
+    EXPECT_TRUE(info_.mergeAndComplete(0).complete);
+    EXPECT_TRUE(info_.beginCollection(1));
 }
 
 TEST_F(TriggerCatalogue, IsCompleteWhenMoreLoggersHaveAnsweredThanThereAreNeighbours) {
-    EXPECT_TRUE(info_.beginCollection());
-    EXPECT_FALSE(info_.completeCollection(0));
-    answer(kLocalLogger, {});
-    answer(kLocalLogger, {});
-    EXPECT_FALSE(info_.completeCollection(1));
+    EXPECT_TRUE(info_.beginCollection(1));
+    EXPECT_FALSE(info_.mergeAndComplete(0).complete);
+    answer(kLocalLogger, {event(1, "a")});
+    answer(kLocalLogger, {event(1, "a")});
+    EXPECT_FALSE(info_.mergeAndComplete(1).complete);
+    EXPECT_FALSE(info_.mergeAndComplete(std::nullopt).complete);
     EXPECT_EQ(info_.state, 1U);
-    answer(kOtherLogger, {});
-    EXPECT_TRUE(info_.completeCollection(1));
+    answer(kOtherLogger, {event(2, "b")});
+    const TriggerInfo::Merged merged = info_.mergeAndComplete(1);
+    EXPECT_TRUE(merged.complete);
+    EXPECT_THAT(merged.events, ElementsAre(event(1, "a"), event(2, "b")));
     EXPECT_EQ(info_.state, 2U);
 }
 
 TEST_F(TriggerCatalogue, AbandonsACollectionUnderWayAndNothingElse) {
-    EXPECT_TRUE(info_.beginCollection());
-    info_.abandonCollection();
+    EXPECT_TRUE(info_.beginCollection(1));
+    info_.abandonCollection(2);
     EXPECT_EQ(info_.state, 0U);
     answer(kLocalLogger, {});
-    EXPECT_TRUE(info_.completeCollection(0));
-    info_.abandonCollection();
+    EXPECT_TRUE(info_.mergeAndComplete(0).complete);
+    info_.abandonCollection(2);
     EXPECT_EQ(info_.state, 2U);
+}
+
+TEST_F(TriggerCatalogue, KeepsACollectionThatWasBegunOnTheNewConnection) {
+    EXPECT_TRUE(info_.beginCollection(2));
+    info_.abandonCollection(2);
+    EXPECT_EQ(info_.state, 1U);
+}
+
+TEST_F(TriggerCatalogue, BeginsAnewWhereTheCollectionUnderWayWasLostWithItsConnection) {
+    EXPECT_TRUE(info_.beginCollection(1));
+    answer(kLocalLogger, {event(1, "a")});
+    EXPECT_TRUE(info_.beginCollection(2));
+    EXPECT_EQ(info_.getTriggerMapSize(), 0);
+    EXPECT_EQ(info_.state, 1U);
+}
+
+TEST_F(TriggerCatalogue, IsNeverEmptyAndCompleteWhenACollectionBeginsMeanwhile) {
+    std::atomic<bool> stop{false};
+    std::thread other([&] {
+        while (!stop) {
+            info_.beginCollection(1);
+        }
+    });
+    int complete = 0;
+    for (int round = 0; round < 200000 && complete < 2000; ++round) {
+        answer(kLocalLogger, {event(1, "a")});
+        const TriggerInfo::Merged merged = info_.mergeAndComplete(0);
+        if (merged.complete) {
+            ++complete;
+            ASSERT_EQ(merged.events.size(), 1U);
+        }
+    }
+    stop = true;
+    other.join();
+    EXPECT_GT(complete, 0);
 }
 
 TEST_F(TriggerCatalogue, LetsOneOfManyThreadsBeginACollection) {
@@ -252,7 +290,7 @@ TEST_F(TriggerCatalogue, LetsOneOfManyThreadsBeginACollection) {
         std::latch ready(2);
         const auto begin = [&] {
             ready.arrive_and_wait();
-            begun += info_.beginCollection() ? 1 : 0;
+            begun += info_.beginCollection(1) ? 1 : 0;
         };
         std::thread other(begin);
         begin();
