@@ -84,7 +84,7 @@ std::int64_t BusConnection::maxPayload() const {
 }
 
 void BusConnection::subscribe(const std::string& subject, BusSubscriber& subscriber) {
-    const std::lock_guard lock(changeMutex_);
+    const MutexLocker lock(changeMutex_);
     wanted_[subject] = &subscriber;
     if (const auto connection = current()) {
         connection->subscribe(subject, subscriber);
@@ -92,7 +92,7 @@ void BusConnection::subscribe(const std::string& subject, BusSubscriber& subscri
 }
 
 void BusConnection::unsubscribe(const std::string& subject) {
-    const std::lock_guard lock(changeMutex_);
+    const MutexLocker lock(changeMutex_);
     wanted_.erase(subject);
     if (const auto connection = current()) {
         connection->unsubscribe(subject);
@@ -100,7 +100,7 @@ void BusConnection::unsubscribe(const std::string& subject) {
 }
 
 std::shared_ptr<NatsConnection> BusConnection::current() const {
-    const std::lock_guard lock(currentMutex_);
+    const MutexLocker lock(currentMutex_);
     return current_;
 }
 
@@ -123,14 +123,14 @@ bool BusConnection::open() {
 }
 
 void BusConnection::begin(std::shared_ptr<NatsConnection> connection) {
-    const std::lock_guard lock(changeMutex_);
+    const MutexLocker lock(changeMutex_);
     for (const auto& [subject, subscriber] : wanted_) {
         if (!connection->subscribe(subject, *subscriber)) {
             connection->giveUp();  // the next one may be complete
         }
     }
     {
-        const std::lock_guard currentLock(currentMutex_);
+        const MutexLocker currentLock(currentMutex_);
         current_ = std::move(connection);
     }
     wasConnected_ = true;
@@ -140,9 +140,9 @@ void BusConnection::begin(std::shared_ptr<NatsConnection> connection) {
 
 void BusConnection::end(NatsConnection& connection) {
     connection.close();
-    const std::lock_guard lock(changeMutex_);
+    const MutexLocker lock(changeMutex_);
     {
-        const std::lock_guard currentLock(currentMutex_);
+        const MutexLocker currentLock(currentMutex_);
         current_.reset();
     }
     listener_.onDisconnected();

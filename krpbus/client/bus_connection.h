@@ -6,12 +6,12 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <thread>
 
 #include "base/file_descriptor.h"
+#include "base/mutex.h"
 #include "krpbus/client/nats_connection.h"
 #include "krpbus/client/server_watch.h"
 
@@ -83,11 +83,11 @@ class BusConnection {
     std::atomic<bool> stop_{false};
 
     // Held while a connection begins or ends, and while what is wanted changes. Before the others.
-    std::mutex changeMutex_;
-    std::map<std::string, BusSubscriber*> wanted_;  // by subject
+    Mutex changeMutex_;
+    std::map<std::string, BusSubscriber*> wanted_ GUARDED_BY(changeMutex_);  // by subject
 
-    mutable std::mutex currentMutex_;  // the innermost
-    std::shared_ptr<NatsConnection> current_;
+    mutable Mutex currentMutex_;  // the innermost
+    std::shared_ptr<NatsConnection> current_ GUARDED_BY(currentMutex_);
 
     std::string refusal_;  // logged last; of who opens connections
     ServerWatch watch_;    // of the reader

@@ -20,7 +20,7 @@ Inbox::Inbox(std::size_t limit, std::chrono::milliseconds skipAfter)
 }
 
 bool Inbox::push(Received&& received) {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     if (overrun_) {
         return false;
     }
@@ -36,7 +36,7 @@ bool Inbox::push(Received&& received) {
 }
 
 bool Inbox::look() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     if (overrun_) {
         overrun_ = false;
         ++connections_;
@@ -48,7 +48,7 @@ bool Inbox::look() {
 }
 
 Received Inbox::pop(std::uint64_t& skipped) {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     Received received;
     if (passLeft_ > 0) {
         --passLeft_;
@@ -62,31 +62,31 @@ Received Inbox::pop(std::uint64_t& skipped) {
 }
 
 void Inbox::connected() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     connected_ = true;
     ++connections_;
     updateSignal();
 }
 
 void Inbox::disconnected() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     connected_ = false;
     updateSignal();
 }
 
 bool Inbox::isConnected() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     return connected_ && !overrun_;
 }
 
 void Inbox::addVanished(std::string address) {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     vanished_.push_back(std::move(address));
     updateSignal();
 }
 
 std::vector<std::string> Inbox::takeVanished() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     std::vector<std::string> taken = std::exchange(vanished_, {});
     updateSignal();
     return taken;

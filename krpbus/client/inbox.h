@@ -5,11 +5,11 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "base/file_descriptor.h"
+#include "base/mutex.h"
 #include "krpbus/client/live_data_skipping.h"
 
 /// The queue between the thread that receives and the consumer, and the descriptor that wakes the
@@ -45,17 +45,18 @@ class Inbox {
     std::vector<std::string> takeVanished();
 
   private:
-    void updateSignal();
+    void updateSignal() REQUIRES(mutex_);
 
     const std::size_t limit_;
     FileDescriptor event_;
 
-    mutable std::mutex mutex_;
-    LiveDataSkipping waiting_;
-    std::size_t passLeft_ = 0;  // messages that the consumer may still take in this pass
-    bool signalled_ = false;
-    bool connected_ = false;
-    bool overrun_ = false;
+    mutable Mutex mutex_;
+    LiveDataSkipping waiting_ GUARDED_BY(mutex_);
+    std::size_t passLeft_ GUARDED_BY(mutex_) =
+        0;  // messages that the consumer may still take in this pass
+    bool signalled_ GUARDED_BY(mutex_) = false;
+    bool connected_ GUARDED_BY(mutex_) = false;
+    bool overrun_ GUARDED_BY(mutex_) = false;
     std::atomic<std::uint32_t> connections_{0};
-    std::vector<std::string> vanished_;
+    std::vector<std::string> vanished_ GUARDED_BY(mutex_);
 };

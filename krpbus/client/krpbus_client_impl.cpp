@@ -50,7 +50,7 @@ bool KRPBusClient::Impl::connect() {
 }
 
 void KRPBusClient::Impl::listen(const std::string& subject, const std::string& destination) {
-    const std::lock_guard lock(entrancesMutex_);
+    const MutexLocker lock(entrancesMutex_);
     const auto [entry, isNew] = entrances_.try_emplace(subject);
     if (isNew) {
         entry->second = std::make_unique<Entrance>(*this, destination);
@@ -59,7 +59,7 @@ void KRPBusClient::Impl::listen(const std::string& subject, const std::string& d
 }
 
 void KRPBusClient::Impl::endListening(const std::string& subject) {
-    const std::lock_guard lock(entrancesMutex_);
+    const MutexLocker lock(entrancesMutex_);
     auto entry = entrances_.extract(subject);
     if (!entry.empty()) {
         connection_->unsubscribe(subject);
@@ -69,7 +69,7 @@ void KRPBusClient::Impl::endListening(const std::string& subject) {
 
 void KRPBusClient::Impl::sendHere(const std::string& source, const std::string& participant,
                                   const MessageBase& message) {
-    const std::lock_guard lock(sendMutex_);
+    const MutexLocker lock(sendMutex_);
     // Who receives live data receives a lot of it: the last subject is kept.
     if (participant != lastParticipant_ || lastSubject_.empty()) {
         lastSubject_ = participantSubject(mac_, participant);
@@ -80,7 +80,7 @@ void KRPBusClient::Impl::sendHere(const std::string& source, const std::string& 
 
 void KRPBusClient::Impl::send(const std::string& source, const std::string& subject,
                               const MessageBase& message, const std::string& whom) {
-    const std::lock_guard lock(sendMutex_);
+    const MutexLocker lock(sendMutex_);
     publish(source, subject, message, whom);
 }
 
@@ -120,7 +120,7 @@ void KRPBusClient::Impl::logNotSent(SendResult result, const std::string& whom) 
 void KRPBusClient::Impl::probe(const std::string& mac, const std::string& participant,
                                const std::string& address) {
     listen(probeWildcard(mac_, name_), "");
-    const std::lock_guard lock(sendMutex_);
+    const MutexLocker lock(sendMutex_);
     connection_->publish(participantSubject(mac, participant), probeSubject(mac_, name_, address),
                          {});
 }

@@ -3,11 +3,11 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/mutex.h"
 #include "krpbus/client/bus_connection.h"
 #include "krpbus/client/inbox.h"
 #include "krpbus/client/krpbus_client.h"
@@ -69,8 +69,8 @@ class KRPBusClient::Impl final : public BusListener {
 
     void receive(Received&& received);
     void publish(const std::string& source, const std::string& subject, const MessageBase& message,
-                 const std::string& whom);
-    void logNotSent(SendResult result, const std::string& whom) const;
+                 const std::string& whom) REQUIRES(sendMutex_);
+    void logNotSent(SendResult result, const std::string& whom) const REQUIRES(sendMutex_);
     const std::string& senderOf(std::string_view reply);
 
     const std::string name_;
@@ -78,15 +78,16 @@ class KRPBusClient::Impl final : public BusListener {
     const std::string ownSubject_;
     Inbox inbox_;
 
-    std::mutex sendMutex_;
-    ByteWriter writer_;
-    std::string lastParticipant_;
-    std::string lastSubject_;
+    Mutex sendMutex_;
+    ByteWriter writer_ GUARDED_BY(sendMutex_);
+    std::string lastParticipant_ GUARDED_BY(sendMutex_);
+    std::string lastSubject_ GUARDED_BY(sendMutex_);
 
-    std::mutex entrancesMutex_;
-    std::map<std::string, std::unique_ptr<Entrance>> entrances_;  // by subject
+    Mutex entrancesMutex_;
+    std::map<std::string, std::unique_ptr<Entrance>> entrances_
+        GUARDED_BY(entrancesMutex_);  // by subject
     // Ended ones: messages that came in through them may still wait, or be on their way.
-    std::vector<std::unique_ptr<Entrance>> closed_;
+    std::vector<std::unique_ptr<Entrance>> closed_ GUARDED_BY(entrancesMutex_);
 
     // Of the consumer thread.
     std::string lastReply_;

@@ -141,12 +141,15 @@ bool NatsConnection::waitForRoom() {
 }
 
 void NatsConnection::write() {
-    const auto lock = lockIo();
+    if (!lockIo()) {
+        return;
+    }
     // The library takes an empty write for the end of the connection; another thread may have
     // written everything meanwhile.
-    if (lock && writeWanted_) {
+    if (writeWanted_) {
         natsConnection_ProcessWriteEvent(connection_);
     }
+    ioMutex_.unlock();
 }
 
 void NatsConnection::flush() {
@@ -155,16 +158,18 @@ void NatsConnection::flush() {
 
 // Over TLS the library stays in a write, and busy, until the server takes what it began to write:
 // one that stands still must not hold the reader, which is to give it up.
-std::unique_lock<std::mutex> NatsConnection::lockIo() {
+bool NatsConnection::lockIo() NO_THREAD_SAFETY_ANALYSIS {
     if (transport_ == Transport::Plain) {
-        return std::unique_lock(ioMutex_);
+        ioMutex_.lock();
+        return true;
     }
-    std::unique_lock lock(ioMutex_, std::try_to_lock);
-    for (const auto deadline = Clock::now() + kIoPatience; !lock && Clock::now() < deadline;) {
+    for (const auto deadline = Clock::now() + kIoPatience; !ioMutex_.try_lock();) {
+        if (Clock::now() >= deadline) {
+            return false;
+        }
         std::this_thread::sleep_for(100us);
-        (void)lock.try_lock();
     }
-    return lock;
+    return true;
 }
 
 bool NatsConnection::subscribe(const std::string& subject, BusSubscriber& subscriber) {
@@ -176,13 +181,13 @@ bool NatsConnection::subscribe(const std::string& subject, BusSubscriber& subscr
     }
     natsSubscription_SetPendingLimits(subscription, -1, -1);
     {
-        const std::lock_guard lock(deliveringMutex_);
+        const MutexLocker lock(deliveringMutex_);
         const auto ended = [](void* self) { static_cast<NatsConnection*>(self)->endDelivery(); };
         if (natsSubscription_SetOnCompleteCB(subscription, ended, this) == NATS_OK) {
             ++delivering_;
         }
     }
-    const std::lock_guard lock(subscriptionsMutex_);
+    const MutexLocker lock(subscriptionsMutex_);
     subscriptions_.emplace(subject, subscription);
     return true;
 }
@@ -190,7 +195,7 @@ bool NatsConnection::subscribe(const std::string& subject, BusSubscriber& subscr
 void NatsConnection::unsubscribe(const std::string& subject) {
     natsSubscription* subscription = nullptr;
     {
-        const std::lock_guard lock(subscriptionsMutex_);
+        const MutexLocker lock(subscriptionsMutex_);
         auto entry = subscriptions_.extract(subject);
         if (entry.empty()) {
             return;
@@ -199,15 +204,15 @@ void NatsConnection::unsubscribe(const std::string& subject) {
     }
     // While it takes a message apart, the library uses the message's subscription without holding
     // on to it.
-    const std::lock_guard lock(ioMutex_);
+    const MutexLocker lock(ioMutex_);
     natsSubscription_Unsubscribe(subscription);
     natsSubscription_Destroy(subscription);
 }
 
 void NatsConnection::endDelivery() {
-    const std::lock_guard lock(deliveringMutex_);
+    const MutexLocker lock(deliveringMutex_);
     --delivering_;
-    deliveryEnded_.notify_all();
+    deliveryEnded_.notifyAll();
 }
 
 bool NatsConnection::read(short ready) {
@@ -218,13 +223,11 @@ bool NatsConnection::read(short ready) {
     if (ending) {
         letDeliver();
     }
-    {
-        const auto lock = lockIo();
-        if (!lock) {
-            return false;
-        }
-        natsConnection_ProcessReadEvent(connection_);
+    if (!lockIo()) {
+        return false;
     }
+    natsConnection_ProcessReadEvent(connection_);
+    ioMutex_.unlock();
     if (ending && !lost_ && isDrained(socket_.get())) {
         letDeliver();
         natsConnection_Close(connection_);
@@ -248,7 +251,7 @@ bool NatsConnection::canRead(short ready) {
 // When the library finds the end of the connection it drops what it has read and not yet delivered.
 void NatsConnection::letDeliver() {
     const auto deadline = Clock::now() + kDeliveryPatience;
-    const std::lock_guard lock(subscriptionsMutex_);
+    const MutexLocker lock(subscriptionsMutex_);
     for (const auto& [subject, subscription] : subscriptions_) {
         std::uint64_t queued = 0;
         while (natsSubscription_QueuedMsgs(subscription, &queued) == NATS_OK && queued > 0 &&
@@ -259,8 +262,9 @@ void NatsConnection::letDeliver() {
 }
 
 void NatsConnection::probe(const std::string& subject) {
-    if (const auto lock = lockIo()) {
+    if (lockIo()) {
         natsConnection_Publish(connection_, subject.c_str(), nullptr, 0);
+        ioMutex_.unlock();
     }
 }
 
@@ -271,14 +275,16 @@ void NatsConnection::giveUp() {
 void NatsConnection::close() {
     natsConnection_Close(connection_);
     {
-        const std::lock_guard lock(subscriptionsMutex_);
+        const MutexLocker lock(subscriptionsMutex_);
         for (const auto& [subject, subscription] : subscriptions_) {
             natsSubscription_Destroy(subscription);
         }
         subscriptions_.clear();
     }
-    std::unique_lock lock(deliveringMutex_);
-    deliveryEnded_.wait(lock, [this] { return delivering_ == 0; });
+    const MutexLocker lock(deliveringMutex_);
+    while (delivering_ != 0) {
+        deliveryEnded_.wait(deliveringMutex_);
+    }
 }
 
 natsStatus NatsConnection::onAttach(void** user, void* loop, natsConnection*, natsSock fd) {

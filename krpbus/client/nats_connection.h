@@ -4,15 +4,14 @@
 #include <nats/nats.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 
 #include "base/file_descriptor.h"
+#include "base/mutex.h"
 
 /// What a subscription delivers to. The calls come one at a time, over all subscriptions of a
 /// process, in the order in which the messages arrived. Must not wait.
@@ -104,7 +103,7 @@ class NatsConnection {
     static natsStatus onDetach(void* user);
 
     natsStatus connect(const std::string& url, const std::string& name);
-    std::unique_lock<std::mutex> lockIo();
+    bool lockIo() TRY_ACQUIRE(true, ioMutex_);
     bool canRead(short ready);
     void writeOut(bool writeUnderWay);
     bool waitForRoom();
@@ -130,12 +129,12 @@ class NatsConnection {
     // Held while the library reads or writes. TLS cannot do both at the same time, and
     // subscriptions must not end during either; the library does not see to that. Before its own
     // locks.
-    std::mutex ioMutex_;
+    Mutex ioMutex_;
 
-    std::mutex subscriptionsMutex_;
-    std::map<std::string, natsSubscription*> subscriptions_;
+    Mutex subscriptionsMutex_;
+    std::map<std::string, natsSubscription*> subscriptions_ GUARDED_BY(subscriptionsMutex_);
     // Subscriptions that the library still delivers for. The lock is the innermost.
-    std::mutex deliveringMutex_;
-    std::condition_variable deliveryEnded_;
-    std::size_t delivering_ = 0;
+    Mutex deliveringMutex_;
+    Condition deliveryEnded_;
+    std::size_t delivering_ GUARDED_BY(deliveringMutex_) = 0;
 };
