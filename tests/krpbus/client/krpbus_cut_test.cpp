@@ -225,7 +225,7 @@ TEST(KrpBusCut, HandsOutWhatCameBeforeTheCut) {
         }
     });
     const auto client = connectTo(server);
-    ASSERT_TRUE(eventually([&] { return client->getConnectionCount() == 2; }));
+    ASSERT_TRUE(eventually([&] { return client->getConnectionCount() == 2; }, 60s));
     for (int i = 0; i < 20'000; ++i) {
         ASSERT_EQ(textOf(nextMessage(*client)), std::to_string(i));
     }

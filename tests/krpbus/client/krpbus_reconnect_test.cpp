@@ -167,7 +167,9 @@ TEST(KrpBusReconnect, LosesNothingWhileTheServerStandsStill) {
 
 TEST(KrpBusReconnect, DoesNotHoldASenderForEverWhenTheServerStandsStill) {
     NatsServer server;
-    const auto client = makeClient(server, "me");
+    KRPBusOptions options;
+    options.probeInterval = 1h;  // it is not given up meanwhile
+    const auto client = makeClient(server, "me", "02:00:00:00:00:01", options);
     const LogCapture log;
     server.pause();
     const std::string large(4'000'000, 'x');
