@@ -55,6 +55,14 @@ bool isKeyword(std::string_view word) {
     return std::find(kKeywords.begin(), kKeywords.end(), word) != kKeywords.end();
 }
 
+std::size_t Cursor::lastLine() const {
+    std::size_t line = line_;
+    for (std::size_t i = at_; i > 0 && (isBlank(text_[i - 1]) || text_[i - 1] == '\n'); --i) {
+        line -= text_[i - 1] == '\n' ? 1U : 0U;
+    }
+    return line;
+}
+
 void Cursor::skipBlanksInLine() {
     while (!atEnd() && isBlank(text_[at_])) {
         ++at_;

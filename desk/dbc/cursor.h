@@ -31,6 +31,9 @@ class Cursor {
     /// The line that the next character is in, from 1.
     std::size_t line() const { return line_; }
 
+    /// The line that what was read last ends in.
+    std::size_t lastLine() const;
+
     void skipBlanks();
     void skipBlanksInLine();
     /// Goes to the first character of the next line.

@@ -11,7 +11,7 @@ namespace {
 
 // The end of a section. Where it is missing the next section, or the next thing, shows it as well.
 void readEnd(Cursor& cursor, Draft& draft, const char* section) {
-    const std::size_t line = cursor.line();
+    const std::size_t line = cursor.lastLine();
     if (!cursor.skip(';')) {
         draft.remark(line, std::string("there is no ';' at the end of ") + section);
     }
@@ -83,7 +83,7 @@ void skipToEnd(Cursor& cursor, Draft& draft, const char* section) {
             cursor.skip(cursor.peekInLine());
         }
     }
-    draft.remark(cursor.line(), std::string("there is no ';' at the end of ") + section);
+    draft.remark(cursor.lastLine(), std::string("there is no ';' at the end of ") + section);
 }
 
 // What an attribute belongs to; message 0 is none.

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 
+#include "base/whole_file.h"
 #include "desk/dbc/cursor.h"
 #include "desk/dbc/detail_lines.h"
 #include "desk/dbc/draft.h"
@@ -155,14 +153,12 @@ Database readDatabase(std::string_view bytes) {
 }
 
 Database readDatabaseFile(const std::filesystem::path& file) {
-    std::error_code none;
-    std::ifstream stream(file, std::ios::binary);
-    if (!std::filesystem::is_regular_file(file, none) || !stream) {
+    const auto bytes = readWholeFile(file.string());
+    if (!bytes) {
         throw std::invalid_argument("the database \"" + file.string() + "\" cannot be read");
     }
-    const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
     try {
-        return readDatabase(bytes);
+        return readDatabase(*bytes);
     } catch (const std::invalid_argument& wrong) {
         throw std::invalid_argument("the database \"" + file.string() + "\", " + wrong.what());
     }

@@ -126,11 +126,11 @@ TEST(Decoder, FollowsSwitchesOfSwitches) {
     message.signals[1].multiplexing = dbc::Multiplexing{0, {{1, 1}}};
     message.signals[2].multiplexing = dbc::Multiplexing{1, {{0, 3}, {7, 9}}};
     const auto places = [&](const Bytes& bytes) {
-        std::vector<std::size_t> places;
+        std::vector<std::size_t> found;
         for (const RawValue& value : decode(message, bytes)) {
-            places.push_back(value.signal);
+            found.push_back(value.signal);
         }
-        return places;
+        return found;
     };
     EXPECT_THAT(places({1, 3, 0, 0}), ElementsAre(0, 1, 2, 3));
     EXPECT_THAT(places({1, 8, 0, 0}), ElementsAre(0, 1, 2, 3));

@@ -165,18 +165,18 @@ TEST(DatabaseReader, TakesWhatLacksItsEndWithARemark) {
 TEST(DatabaseReader, SaysWhatItDidNotUnderstandAndGoesOn) {
     const Database database = readDatabase(
         "BO_ 1 A: 8 X\n SG_ a : 0|8@1+ (1,0) [0|0] \"\" X\n SG_ b : x|8@1+ (1,0) [0|0] \"\" X\n"
-        " SG_ c : 0|8@2+ (1,0) [0|0] \"\" X\n SG_ d : 0|8@1+ 1,0 [0|0] \"\" X\nhello\n"
+        " SG_ c : 0|8@2+ (1,0) [0|0] \"\" X\n SG_ d : 0|8@1+ 1,0 [0|0] \"\" X\n"
         "BO_ two B: 8 X\n SG_ e : 0|8@1+ (1,0) [0|0] \"\" X\nBO_ 3 C: 8 X\n"
-        "VAL_ 9 a 1 \"one\" ;\nVAL_ 1 zz 1 \"one\" ;\nCM_ SG_ 304 \"x\";\nCM_ 145 \"x\";\n");
+        "VAL_ 9 a 1 \"one\" ;\nVAL_ 1 zz 1 \"one\" ;\nCM_ SG_ 304 \"x\";\nCM_ 145 \"x\";\nhello\n");
     EXPECT_EQ(database.messages.size(), 2U);
     EXPECT_EQ(database.signalCount(), 1U);
     EXPECT_THAT(remarksOf(database),
                 ElementsAre("3 lost: expected the start bit of a signal, found \"x|8@1+ (1,0) [0|0] \"\" X\"",
                             "4 lost: expected the byte order 0 or 1, found \"2+ (1,0) [0|0] \"\" X\"",
                             "5 lost: expected '(', found \"1,0 [0|0] \"\" X\"",
-                            "6 lost: expected a section like BO_, SG_ or VAL_, found \"hello\"",
-                            "7 lost: expected the id of a message, found \"two B: 8 X\"",
-                            "10: VAL_ of the unknown message 9", "11: VAL_ of the unknown signal A.zz"));
+                            "6 lost: expected the id of a message, found \"two B: 8 X\"",
+                            "9: VAL_ of the unknown message 9", "10: VAL_ of the unknown signal A.zz",
+                            "13 lost: expected a section like BO_, SG_ or VAL_, found \"hello\""));
 }
 
 TEST(DatabaseReader, GoesOnBehindATextWithoutEnd) {
