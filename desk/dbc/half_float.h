@@ -27,6 +27,9 @@ inline std::uint16_t toHalf(float number) {
     if (!(magnitude < 65536.0F)) {
         return static_cast<std::uint16_t>(sign | (std::isnan(number) ? 0x7E00U : 0x7C00U));
     }
+    if (magnitude == 0.0F) {
+        return sign;
+    }
     int exponent = 0;
     const float fraction = std::frexp(magnitude, &exponent);  // 0.5 to 1, or 0
     if (exponent < -13) {
