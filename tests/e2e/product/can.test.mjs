@@ -1,13 +1,14 @@
 // A vehicle's CAN buses and its GPS receiver, from frames to the browser.
 import assert from "node:assert/strict";
-import { spawn } from "node:child_process";
+import { execFileSync, spawn } from "node:child_process";
 import dgram from "node:dgram";
-import { existsSync, mkdtempSync, rmSync, writeFileSync, mkdirSync, openSync, writeSync, closeSync, constants } from "node:fs";
-import { execFileSync } from "node:child_process";
+import { closeSync, constants, existsSync, mkdirSync, mkdtempSync, openSync, readFileSync, rmSync, writeFileSync, writeSync } from "node:fs";
 import os from "node:os";
 import path from "node:path";
 import { after, before, describe, test } from "node:test";
+import { Dbc } from "candied";
 import { kLoggers, Network } from "../../kit/js/network.mjs";
+import { sourceDir } from "../../kit/js/paths.mjs";
 import { freePort } from "../../kit/js/ports.mjs";
 import { until } from "../../kit/js/wait.mjs";
 
@@ -173,6 +174,25 @@ describe("a recording of frames", () => {
     const within = (name, all) => [...came(name)].every((value) => all.includes(value));
     assert.ok(within("Mux.Root", [1, 2]) && within("Mux.One", [4, 8, 7]) && within("Mux.Two", [5]) && within("Mux.Deep", [7, 255]));
     for (const { value, value_description: text } of values(client, "Mux.Root")) assert.equal(text, value === 1 ? 'first; "one"' : "second");
+  });
+});
+
+describe("the drive that comes with the project", () => {
+  test("has as many messages and signals as another reader of its database finds, and values of all of them", async () => {
+    const file = (name) => path.join(sourceDir, "packaging/demo", name);
+    const other = new Dbc().load(readFileSync(file("drive.dbc"), "utf8"));
+    const keys = [...other.messages.values()].flatMap(({ name, signals }) => [...signals.keys()].map((signal) => `${name}.${signal}`));
+    const network = await Network.start({ loggers: [{ ...kFront, source: `can:${file("drive.log")}`, args: [["--dbc", file("drive.dbc")]] }] });
+    try {
+      const client = await connect(network);
+      assert.deepEqual(client.catalogue, keys.sort());
+      for (const name of keys) await start(client, name);
+      await until("a value of each signal", () => keys.every((name) => values(client, name).length > 0), 60_000);
+      const gear = values(client, "Gearbox.Gear")[0];
+      assert.equal(gear.value_description, ["neutral", "first", "second", "third", "fourth", "fifth", "sixth"][gear.value]);
+    } finally {
+      await network.stop();
+    }
   });
 });
 
