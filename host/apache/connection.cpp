@@ -7,7 +7,6 @@
 #include <exception>
 
 #include "host/apache/plugin_calls.h"
-#include "host/apache/server_record.h"
 
 extern "C" {
 #include <ap_mpm.h>

@@ -9,6 +9,7 @@
 #include "host/apache/apache_transport.h"
 #include "host/apache/directives.h"
 #include "host/apache/handshake.h"
+#include "host/apache/server_record.h"
 #include "host/apache/termination_signals.h"
 #include "host/protocol/close_code.h"
 #include "host/protocol/frame_reader.h"
@@ -18,11 +19,11 @@ namespace websocket {
 
 /// One websocket: from the accepted handshake to its end. Runs on the connection's thread; what is
 /// marked so may be called from any thread while `run` runs.
-class Connection {
+class Connection : public PluginServices {
   public:
     Connection(request_rec* request, const Directives& directives, Handshake handshake,
                TerminationSignals& signals);
-    ~Connection();
+    ~Connection() override;
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
@@ -30,16 +31,12 @@ class Connection {
     /// Answers OK, or the HTTP status with which the handshake is to be refused.
     int run();
 
-    // For the plug-in.
-    request_rec* request() const { return request_; }
-    const std::vector<std::string>& protocols() const { return handshake_.protocols; }
-    /// Only while on_connect runs and on its thread, later they do nothing.
-    void setHeader(const std::string& name, const std::string& value);
-    void chooseProtocol(const std::string& protocol);
-    /// Any thread, also when the connection has ended.
-    std::size_t send(int type, const unsigned char* data, std::size_t size);
-    /// Any thread.
-    void close();
+    request_rec* request() const override { return request_; }
+    const std::vector<std::string>& protocols() const override { return handshake_.protocols; }
+    void setHeader(const std::string& name, const std::string& value) override;
+    void chooseProtocol(const std::string& protocol) override;
+    std::size_t send(int type, const unsigned char* data, std::size_t size) override;
+    void close() override;
 
   private:
     using Clock = std::chrono::steady_clock;

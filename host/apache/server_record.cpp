@@ -1,13 +1,11 @@
 #include "host/apache/server_record.h"
 
-#include "host/apache/connection.h"
-
 namespace websocket {
 
 namespace {
 
-Connection& of(const WebSocketServer* server) {
-    return *static_cast<Connection*>(server->state);
+PluginServices& of(const WebSocketServer* server) {
+    return *static_cast<PluginServices*>(server->state);
 }
 
 request_rec* request(const WebSocketServer* server) {
@@ -49,7 +47,7 @@ void close(const WebSocketServer* server) {
 
 }  // namespace
 
-WebSocketServer makeServerRecord(Connection& connection) {
+WebSocketServer makeServerRecord(PluginServices& connection) {
     WebSocketServer server{};
     server.size = sizeof server;
     server.version = WEBSOCKET_SERVER_VERSION;

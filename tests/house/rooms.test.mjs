@@ -135,3 +135,11 @@ test("no room holds more than 45 sources", () => {
   for (const file of sources()) counts.set(path.dirname(file), (counts.get(path.dirname(file)) ?? 0) + 1);
   assert.deepEqual([...counts].filter(([, count]) => count > 45), []);
 });
+
+test("the index of behaviours names files that exist", () => {
+  const index = read(kDocument).split("## Where is it?")[1];
+  const named = [...index.matchAll(/`([a-z0-9_]+(?:\/[a-z0-9_]+)+)`/g)].map((match) => match[1]);
+  assert.ok(named.length > 30, "the index was found");
+  const files = new Set(sources());
+  assert.deepEqual(named.filter((name) => !files.has(`${name}.h`) && !files.has(`${name}.cpp`)), []);
+});
