@@ -22,7 +22,7 @@ class CAPABILITY("mutex") Mutex {
     bool try_lock() TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
   private:
-    friend class Condition;
+    friend class ConditionVariable;
     std::mutex mutex_;
 };
 
@@ -55,7 +55,7 @@ class SCOPED_CAPABILITY MutexLocker {
 
 // What threads wait for that hold a mutex. Wake-ups without a reason happen: the caller looks
 // again.
-class Condition {
+class ConditionVariable {
   public:
     // Lets the mutex go, waits until somebody notifies, and holds it again on return.
     void wait(Mutex& mutex) REQUIRES(mutex) {

@@ -118,9 +118,9 @@ class FrameSender {
     std::thread writer_;
 
     Mutex mutex_;
-    Condition room_;                       // room in the queue, or the end of a drain
-    Condition turn_;                       // a frame that was sent in pieces is complete
-    Condition work_;                       // something for the writer thread
+    ConditionVariable room_;               // room in the queue, or the end of a drain
+    ConditionVariable turn_;               // a frame that was sent in pieces is complete
+    ConditionVariable work_;               // something for the writer thread
     std::string head_ GUARDED_BY(mutex_);  // goes out before the queue
     std::size_t headDone_ GUARDED_BY(mutex_) = 0;
     OutputRing ring_ GUARDED_BY(mutex_);

@@ -135,6 +135,6 @@ class NatsConnection {
     std::map<std::string, natsSubscription*> subscriptions_ GUARDED_BY(subscriptionsMutex_);
     // Subscriptions that the library still delivers for. The lock is the innermost.
     Mutex deliveringMutex_;
-    Condition deliveryEnded_;
+    ConditionVariable deliveryEnded_;
     std::size_t delivering_ GUARDED_BY(deliveringMutex_) = 0;
 };
