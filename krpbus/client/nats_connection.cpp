@@ -111,7 +111,7 @@ void NatsConnection::writeOut(bool writeUnderWay) {
         }
     }
     if (writeWanted_ && !flushRequested_.exchange(true)) {
-        raiseEvent(wake_);
+        wake_.raise();
     }
 }
 
@@ -281,7 +281,7 @@ natsStatus NatsConnection::onReadInterest(void* user, bool add) {
     auto* const self = static_cast<NatsConnection*>(user);
     if (!add) {
         self->lost_ = true;
-        raiseEvent(self->wake_);
+        self->wake_.raise();
     }
     return NATS_OK;
 }
@@ -290,7 +290,7 @@ natsStatus NatsConnection::onWriteInterest(void* user, bool add) {
     auto* const self = static_cast<NatsConnection*>(user);
     self->writeWanted_ = add;
     if (add && !publishing) {
-        raiseEvent(self->wake_);
+        self->wake_.raise();
     }
     return NATS_OK;
 }
