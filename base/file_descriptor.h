@@ -28,10 +28,3 @@ class FileDescriptor {
   private:
     int fd_ = -1;
 };
-
-// An event counter that another thread waits on. Throws std::system_error where the process has no
-// descriptor left.
-FileDescriptor makeEventFd();
-// Makes the counter readable, or no longer so.
-void raiseEvent(int fd);
-void clearEvent(int fd);

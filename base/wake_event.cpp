@@ -1,30 +1,22 @@
 #include "base/wake_event.h"
 
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <system_error>
 
-namespace websocket {
-
-WakeEvent::WakeEvent() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (descriptor_ < 0) {
+WakeEvent::WakeEvent() : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (event_.get() < 0) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
     }
 }
 
-WakeEvent::~WakeEvent() {
-    close(descriptor_);
-}
-
+// The descriptor never waits, so nothing interrupts these.
 void WakeEvent::raise() {
-    eventfd_write(descriptor_, 1);
+    ::eventfd_write(event_.get(), 1);
 }
 
 void WakeEvent::lower() {
-    eventfd_t count;
-    eventfd_read(descriptor_, &count);
+    eventfd_t count = 0;
+    ::eventfd_read(event_.get(), &count);
 }
-
-}  // namespace websocket

@@ -1,6 +1,7 @@
+// An event that `poll` can wait for.
 #pragma once
 
-namespace websocket {
+#include "base/file_descriptor.h"
 
 /// A flag that `poll` can wait for, owned as a file descriptor. Any thread may raise it at any
 /// time.
@@ -8,17 +9,12 @@ class WakeEvent {
   public:
     /// Throws std::system_error when the process has no descriptor left.
     WakeEvent();
-    ~WakeEvent();
-    WakeEvent(const WakeEvent&) = delete;
-    WakeEvent& operator=(const WakeEvent&) = delete;
 
     /// Makes the descriptor readable until `lower` is called.
     void raise();
     void lower();
-    int descriptor() const { return descriptor_; }
+    int descriptor() const { return event_.get(); }
 
   private:
-    int descriptor_;
+    FileDescriptor event_;
 };
-
-}  // namespace websocket

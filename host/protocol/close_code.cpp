@@ -1,6 +1,6 @@
 #include "host/protocol/close_code.h"
 
-#include "base/utf8_validator.h"
+#include "base/utf8.h"
 
 namespace websocket {
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/utf8_validator.h"
+#include "base/utf8.h"
 #include "host/protocol/byte_source.h"
 #include "host/protocol/close_code.h"
 #include "host/protocol/message_buffer.h"

@@ -48,7 +48,6 @@ BusConnection::BusConnection(std::string url, std::string address, BusListener& 
     : url_(std::move(url)),
       address_(std::move(address)),
       listener_(listener),
-      wake_(makeEventFd()),
       watch_(probeInterval, kProbesAllowed) {
     const SignalsBlocked blocked;
     reader_ = std::thread([this] { run(); });
@@ -61,7 +60,7 @@ BusConnection::~BusConnection() {
         connection->flush();
     }
     stop_ = true;
-    raiseEvent(wake_.get());
+    wake_.raise();
     reader_.join();
     current_.reset();
 }
@@ -107,7 +106,7 @@ std::shared_ptr<NatsConnection> BusConnection::current() const {
 // Makes one attempt; whether there is a new connection.
 bool BusConnection::open() {
     std::string refusal;
-    auto connection = NatsConnection::open(url_, address_, wake_.get(), refusal);
+    auto connection = NatsConnection::open(url_, address_, wake_, refusal);
     if (!connection) {
         // It is asked five times a second: the same answer is worth one line.
         if (!refusal.empty() && refusal != refusal_) {
@@ -118,7 +117,7 @@ bool BusConnection::open() {
     }
     refusal_.clear();
     begin(std::move(connection));
-    raiseEvent(wake_.get());
+    wake_.raise();
     return true;
 }
 
@@ -201,12 +200,12 @@ void BusConnection::serve(NatsConnection& connection) {
 short BusConnection::waitAndRead(NatsConnection& connection, int interest,
                                  std::chrono::nanoseconds timeout) {
     std::array<pollfd, 2> polled{
-        {{wake_.get(), POLLIN, 0},
+        {{wake_.descriptor(), POLLIN, 0},
          {connection.socket(), static_cast<short>(interest | POLLRDHUP), 0}}};
     const timespec longest = toTimespec(timeout);
     ppoll(polled.data(), polled.size(), &longest, nullptr);
     if (polled[0].revents != 0) {
-        clearEvent(wake_.get());
+        wake_.lower();
     }
     const short ready = polled[1].revents;
     if ((ready & ~POLLOUT) != 0 && !connection.isLost()) {
@@ -235,9 +234,9 @@ void BusConnection::watchServer(NatsConnection& connection) {
 }
 
 void BusConnection::wait(std::chrono::nanoseconds timeout) {
-    pollfd woken{wake_.get(), POLLIN, 0};
+    pollfd woken{wake_.descriptor(), POLLIN, 0};
     const timespec longest = toTimespec(timeout);
     if (ppoll(&woken, 1, &longest, nullptr) > 0) {
-        clearEvent(wake_.get());
+        wake_.lower();
     }
 }

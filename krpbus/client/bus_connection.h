@@ -10,8 +10,8 @@
 #include <string>
 #include <thread>
 
-#include "base/file_descriptor.h"
 #include "base/mutex.h"
+#include "base/wake_event.h"
 #include "krpbus/client/nats_connection.h"
 #include "krpbus/client/server_watch.h"
 
@@ -77,7 +77,7 @@ class BusConnection {
     const std::string address_;
     BusListener& listener_;
 
-    FileDescriptor wake_;  // raised when the reader has something to do
+    WakeEvent wake_;  // raised when the reader has something to do
     std::atomic<bool> connected_{false};
     std::atomic<bool> wasConnected_{false};
     std::atomic<bool> stop_{false};

@@ -15,7 +15,7 @@ std::int64_t coarseNow() {
 }  // namespace
 
 Inbox::Inbox(std::size_t limit, std::chrono::milliseconds skipAfter)
-    : limit_(limit), event_(makeEventFd()), waiting_(skipAfter) {
+    : limit_(limit), waiting_(skipAfter) {
     updateSignal();
 }
 
@@ -99,8 +99,8 @@ void Inbox::updateSignal() {
     }
     signalled_ = wanted;
     if (wanted) {
-        raiseEvent(event_.get());
+        event_.raise();
     } else {
-        clearEvent(event_.get());
+        event_.lower();
     }
 }

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "base/file_descriptor.h"
 #include "base/mutex.h"
+#include "base/wake_event.h"
 #include "krpbus/client/live_data_skipping.h"
 
 /// The queue between the thread that receives and the consumer, and the descriptor that wakes the
@@ -22,7 +22,7 @@ class Inbox {
     Inbox(std::size_t limit, std::chrono::milliseconds skipAfter);
 
     /// Readable while something waits or the server is gone.
-    int fd() const { return event_.get(); }
+    int fd() const { return event_.descriptor(); }
 
     /// Appends a message. Drops it while the inbox has overrun; the message that makes it overrun
     /// throws away all others, and then true is returned.
@@ -48,7 +48,7 @@ class Inbox {
     void updateSignal() REQUIRES(mutex_);
 
     const std::size_t limit_;
-    FileDescriptor event_;
+    WakeEvent event_;
 
     mutable Mutex mutex_;
     LiveDataSkipping waiting_ GUARDED_BY(mutex_);

@@ -118,7 +118,7 @@ void NatsConnection::writeOut(bool writeUnderWay) {
         }
     }
     if (writeWanted_ && !flushRequested_.exchange(true)) {
-        raiseEvent(wake_);
+        wake_.raise();
     }
 }
 
@@ -302,7 +302,7 @@ natsStatus NatsConnection::onReadInterest(void* user, bool add) {
     auto* const self = static_cast<NatsConnection*>(user);
     if (!add) {
         self->lost_ = true;
-        raiseEvent(self->wake_);
+        self->wake_.raise();
     }
     return NATS_OK;
 }
@@ -311,7 +311,7 @@ natsStatus NatsConnection::onWriteInterest(void* user, bool add) {
     auto* const self = static_cast<NatsConnection*>(user);
     self->writeWanted_ = add;
     if (add && !publishing) {
-        raiseEvent(self->wake_);
+        self->wake_.raise();
     }
     return NATS_OK;
 }

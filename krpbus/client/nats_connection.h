@@ -12,6 +12,7 @@
 
 #include "base/file_descriptor.h"
 #include "base/mutex.h"
+#include "base/wake_event.h"
 
 /// What a subscription delivers to. The calls come one at a time, over all subscriptions of a
 /// process, in the order in which the messages arrived. Must not wait.
@@ -44,7 +45,7 @@ class NatsConnection {
     /// as it is, so it must hold no control characters. `wake` is the event of the reader, raised
     /// when it has something to do; it must outlive the connection.
     static std::shared_ptr<NatsConnection> open(const std::string& url, const std::string& name,
-                                                int wake, std::string& refusal);
+                                                WakeEvent& wake, std::string& refusal);
     /// The connection must be closed, or nobody may be in a call.
     ~NatsConnection();
     NatsConnection(const NatsConnection&) = delete;
@@ -95,7 +96,7 @@ class NatsConnection {
     // What the server speaks shows in the first bytes after the login.
     enum class Transport { Unknown, Plain, Tls };
 
-    explicit NatsConnection(int wake) : wake_(wake) {}
+    explicit NatsConnection(WakeEvent& wake) : wake_(wake) {}
 
     static natsStatus onAttach(void** user, void* loop, natsConnection* connection, natsSock fd);
     static natsStatus onReadInterest(void* user, bool add);
@@ -110,7 +111,7 @@ class NatsConnection {
     void letDeliver();
     void endDelivery();
 
-    const int wake_;
+    WakeEvent& wake_;
     natsConnection* connection_ = nullptr;
     FileDescriptor socket_;  // our own name for the library's
     std::atomic<bool> lost_{false};

@@ -21,7 +21,7 @@ struct OptionsDeleter {
 }  // namespace
 
 std::shared_ptr<NatsConnection> NatsConnection::open(const std::string& url,
-                                                     const std::string& name, int wake,
+                                                     const std::string& name, WakeEvent& wake,
                                                      std::string& refusal) {
     const std::shared_ptr<NatsConnection> connection(new NatsConnection(wake));
     const natsStatus status = connection->connect(url, name);

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "base/utf8_validator.h"
+#include "base/utf8.h"
 #include "host/protocol/close_code.h"
 #include "host/protocol/origin.h"
 #include "host/protocol/token_list.h"
