@@ -1,5 +1,5 @@
 /// Which frame ends the answer to each command, and how long to wait for it before the next request is handed over.
-import type { Command, Frame, FrameOf, Key, Outcome, Request } from "./types";
+import type { Command, Frame, FrameOf, Key, Outcome, OutcomeOnly, Request } from "./types";
 
 /// What of a frame decides whether an answer has ended: large lists are not parsed for it.
 export interface Summary extends Pick<Outcome, "status" | "errorCode" | "errorMessage"> {
@@ -55,7 +55,11 @@ export const kAnswers: Readonly<Record<Command, Answer | null>> = {
 };
 
 /// The frame that ends the answer to a command.
-export type AnswerTo<C extends Command> = C extends Frame["response"] ? FrameOf<C> : never;
+export type AnswerTo<C extends Command> = C extends OutcomeOnly
+  ? Outcome & { readonly response: C }
+  : C extends Frame["response"]
+    ? FrameOf<C>
+    : never;
 
 export function endsAnswer(request: Request, frame: Summary): boolean {
   return frame.response === request.command && (kAnswers[request.command]?.ends(frame, request) ?? false);

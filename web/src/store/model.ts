@@ -36,10 +36,13 @@ export type ConnectionState =
   | { readonly type: "off"; readonly sinceAt: number }
   /// Connected to the web server, but the logger's message bus is not reachable.
   | { readonly type: "no-bus"; readonly text: string; readonly sinceAt: number }
-  /// Lost; tried again at `retryAt`.
-  | { readonly type: "lost"; readonly reason: string; readonly retryAt: number }
+  /// Lost; tried again at `retryAt`. `detail` is what the other side said, "" for nothing.
+  | { readonly type: "lost"; readonly reason: LostReason; readonly detail: string; readonly retryAt: number }
   /// A recorded session is played; there is no logger.
   | { readonly type: "playback"; readonly file: string };
+
+/// refused: nobody there; silent: no answer any more.
+export type LostReason = "closed-by-logger" | "broken" | "refused" | "silent" | "no-bus" | "anew";
 
 // ---- the network
 
@@ -285,7 +288,8 @@ export interface MonitorState {
 
 // ---- arrangements
 
-export type PanelKind = "chart" | "lanes" | "xy" | "numbers" | "table";
+/// "loads" shows all buses and holds no signals.
+export type PanelKind = "chart" | "lanes" | "xy" | "numbers" | "table" | "loads";
 
 /// A signal in a panel. The logger's name tells which one is meant where the MAC address is not known here.
 export interface SignalReference {
@@ -356,11 +360,14 @@ export interface ProtocolState {
 
 // ---- notices
 
-/// Something to tell once, in a corner: `text` is a key of the texts, `detail` is what a logger or server said.
+/// What a notice says. refused: the logger did not understand what was sent.
+export type NoticeText = "refused" | "unplayable" | "setup-not-loaded" | "audio-not-assigned";
+
+/// Something to tell once, in a corner. `detail` is what a logger or server said.
 export interface Notice {
   readonly id: number;
   readonly kind: "info" | "error";
-  readonly text: string;
+  readonly text: NoticeText;
   readonly detail: string;
   readonly at: number;
 }
@@ -423,6 +430,9 @@ export interface Store {
   setMarker(name: string): void;
   /// `index` from 0 to 8.
   setMarkerPreset(index: number, name: string): void;
+  /// Asks for the events of all loggers. The page does it by itself only while every logger answers, since the logger
+  /// serves nobody for seconds otherwise.
+  listTriggers(): void;
   startLoads(): void;
   stopLoads(): void;
   /// Closes the connection and opens a new one at once: also the only way to ask again for what some logger left out.
@@ -453,7 +463,7 @@ export interface Store {
   clearFrames(): void;
   startRecording(): void;
   /// The recorded session as a file; null when nothing was recorded.
-  stopRecording(): Blob | null;
+  stopRecording(): Promise<Blob | null>;
   play(file: Blob, name: string): Promise<boolean>;
   pausePlayback(paused: boolean): void;
   seekPlayback(seconds: number): void;
