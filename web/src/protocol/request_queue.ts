@@ -33,8 +33,10 @@ interface Entry {
 
 /// Makes requests when there is time for them.
 export interface RequestSource {
-  /// The next one, null for none now.
+  /// The next one, null for none now. It may be asked again and again before one is handed over.
   next(): { readonly request: Request; readonly priority: Priority } | null;
+  /// That one is handed over.
+  taken(request: Request): void;
   answered(request: Request, frame: Frame | null): void;
 }
 
@@ -123,7 +125,10 @@ export class RequestQueue {
     let best: Entry | null = null;
     for (const entry of this.#waiting) if (!best || urgency(entry) < urgency(best)) best = entry;
     const made = this.source.next();
-    if (made && (!best || made.priority < urgency(best))) return this.#entryOf(made.request, made.priority, now);
+    if (made && (!best || made.priority < urgency(best))) {
+      this.source.taken(made.request);
+      return this.#entryOf(made.request, made.priority, now);
+    }
     if (best) this.#waiting.splice(this.#waiting.indexOf(best), 1);
     return best;
   }

@@ -66,17 +66,23 @@ export class WantedSignals implements RequestSource {
   }
 
   next(): { request: Request; priority: Priority } | null {
-    for (const [id, key] of this.#leaving) {
-      this.#leaving.delete(id);
+    for (const key of this.#leaving.values()) {
       return { request: { command: "generic_stop_sig", signal_key: key }, priority: Priority.VisibleSignal };
     }
     if (!this.#offered) return null;
     // While loggers have still to answer, each start takes two seconds: only what is looked at is worth them.
     const wanted = this.#find(true) ?? (this.#complete ? this.#find(false) : null);
     if (!wanted) return null;
-    wanted.asked = true;
     const request = { command: "generic_start_sig", signal_key: wanted.key, interval: kInterval } as const;
     return { request, priority: wanted.visible ? Priority.VisibleSignal : Priority.HiddenSignal };
+  }
+
+  taken(request: Request): void {
+    if (!("signal_key" in request)) return;
+    const id = idOf(request.signal_key);
+    if (request.command === "generic_stop_sig") this.#leaving.delete(id);
+    const wanted = this.#wanted.get(id);
+    if (wanted && request.command === "generic_start_sig") wanted.asked = true;
   }
 
   answered(request: Request, frame: Frame | null): void {

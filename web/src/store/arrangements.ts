@@ -85,10 +85,11 @@ export function firstArrangement(entries: readonly CatalogueEntry[], localMac: s
   const local = entries.filter(({ key }) => key.mac === localMac);
   const units = new Map<string, CatalogueEntry[]>();
   for (const entry of local) if (entry.unit !== "") units.set(entry.unit, [...(units.get(entry.unit) ?? []), entry]);
-  const groups = [...units.values()];
-  const panels: Panel[] = groups.slice(0, 3).map((group, index) => panelWith(`first-${index + 1}`, "chart", group.slice(0, 3)));
+  // Shares of something tell most at first sight.
+  const groups = [...units.entries()].sort(([a], [b]) => Number(b === "%") - Number(a === "%")).map(([, group]) => group);
+  const panels = groups.slice(0, 2).map((group, index) => panelWith(`first-${index + 1}`, "chart", group.slice(0, 3)));
   const plain = local.filter(({ unit }) => unit === "").slice(0, 3);
-  if (plain.length > 0) panels.push(panelWith("first-lanes", "lanes", plain));
+  if (plain.length > 0) panels.push(panelWith("first-plain", "chart", plain));
   const numbers = groups.map((group) => group[0]!).slice(0, 6);
   if (numbers.length > 0) panels.push(panelWith("first-numbers", "numbers", numbers));
   return { name: "", panels };
