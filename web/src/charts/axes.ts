@@ -53,6 +53,6 @@ export function valueAxis(axis: ValueAxis, colours: () => ChartColours): uPlot.A
     grid: { show: axis.grid, stroke: () => colours().grid, width: 1 },
     ticks: { show: false },
     splits: () => axis.scale.splits,
-    values: (_u, splits) => splits.map((value) => axisNumber(value, axis.scale.step)),
+    values: (_u, splits) => splits.map((value) => axisNumber(value, axis.scale.step, axis.scale.size)),
   };
 }

@@ -1,9 +1,22 @@
 // Numbers as an instrument shows them: as many digits as tell something, never a jumping width.
 
-/// A value on an axis whose divisions are `step` apart.
-export function axisNumber(value: number, step: number): string {
-  const size = Math.max(Math.abs(value), Math.abs(step));
-  if (size >= 1e7 || step < 1e-6) return Math.abs(value) < step / 2 ? "0" : value.toExponential(2).replace(/\.?0+e\+?/, "e");
+const kMultiples = [
+  { size: 1e12, sign: "T" },
+  { size: 1e9, sign: "G" },
+  { size: 1e6, sign: "M" },
+] as const;
+
+/// A value on an axis whose divisions are `step` apart; large ones as 21.6M. The same multiple for all divisions of an
+/// axis that reaches `most`.
+export function axisNumber(value: number, step: number, most: number): string {
+  const multiple = kMultiples.find(({ size }) => most >= size);
+  if (most >= 1e15 || step < 1e-6) return Math.abs(value) < step / 2 ? "0" : value.toExponential(2);
+  if (multiple === undefined) return fixed(value, step);
+  const text = fixed(value / multiple.size, step / multiple.size);
+  return Number(text) === 0 ? "0" : `${text}${multiple.sign}`;
+}
+
+function fixed(value: number, step: number): string {
   const decimals = Math.max(0, Math.ceil(-Math.log10(step) + (isQuarter(step) ? 0.5 : -1e-9)));
   const text = value.toFixed(Math.min(8, decimals));
   return Number(text) === 0 ? text.replace("-", "") : text;
@@ -24,12 +37,18 @@ export function computedNumber(value: number | null): string {
   return value.toFixed(decimals);
 }
 
-/// A length of time in seconds: "850 ms", "12.4 s", "3:07 min".
+/// A value with as many digits as it has, six at most.
+export function plainNumber(value: number): string {
+  return Number.isFinite(value) ? String(Number(value.toPrecision(6))) : "–";
+}
+
+/// A length of time in seconds: "850 ms", "12.4 s", "3:07 min", "1:00 h".
 export function duration(seconds: number): string {
   const size = Math.abs(seconds);
   const sign = seconds < 0 ? "−" : "";
   if (size < 1e-3) return `${sign}${(size * 1e6).toFixed(0)} µs`;
   if (size < 1) return `${sign}${(size * 1000).toFixed(size < 0.1 ? 2 : 0)} ms`;
   if (size < 60) return `${sign}${size.toFixed(size < 10 ? 3 : 2)} s`;
+  if (size >= 3600) return `${sign}${Math.floor(size / 3600)}:${String(Math.floor((size % 3600) / 60)).padStart(2, "0")} h`;
   return `${sign}${Math.floor(size / 60)}:${String(Math.floor(size % 60)).padStart(2, "0")} min`;
 }

@@ -65,6 +65,11 @@ export class SteadyScale {
     return this.#borders.step;
   }
 
+  /// The greatest distance from 0 on the scale.
+  get size(): number {
+    return Math.max(Math.abs(this.min), Math.abs(this.max));
+  }
+
   /// Takes the values that are seen now. `clock` is a steady clock in seconds; `eager` takes what fits best at once,
   /// for instance after the user zoomed. Returns whether the borders changed.
   fit(seen: { min: number; max: number } | null, divisions: number, clock: number, eager: boolean): boolean {

@@ -123,7 +123,7 @@ export class XyChart {
       grid: { stroke: () => this.#colours().grid, width: 1 },
       ticks: { show: false },
       splits: () => steady.splits,
-      values: (_u, splits) => splits.map((value) => axisNumber(value, steady.step)),
+      values: (_u, splits) => splits.map((value) => axisNumber(value, steady.step, steady.size)),
     });
     return {
       width,

@@ -87,16 +87,17 @@ export function firstArrangement(entries: readonly CatalogueEntry[], localMac: s
   for (const entry of local) if (entry.unit !== "") units.set(entry.unit, [...(units.get(entry.unit) ?? []), entry]);
   // Shares of something tell most at first sight.
   const groups = [...units.entries()].sort(([a], [b]) => Number(b === "%") - Number(a === "%")).map(([, group]) => group);
-  const panels = groups.slice(0, 2).map((group, index) => panelWith(`first-${index + 1}`, "chart", group.slice(0, 3)));
-  const plain = local.filter(({ unit }) => unit === "").slice(0, 3);
-  if (plain.length > 0) panels.push(panelWith("first-plain", "chart", plain));
-  const numbers = groups.map((group) => group[0]!).slice(0, 6);
-  if (numbers.length > 0) panels.push(panelWith("first-numbers", "numbers", numbers));
-  return { name: "", panels };
+  const [most = [], second = []] = groups;
+  const panels: Panel[] = [];
+  if (most.length > 0) panels.push(panelWith("first-chart", "chart", most.slice(0, 4), { w: 12, h: 7 }));
+  panels.push(panelWith("first-loads", "loads", [], { w: 6, h: 5 }));
+  const numbers = [...most.slice(0, 2), ...second.slice(0, 1), ...local.filter(({ unit }) => unit === "").slice(0, 1)];
+  if (numbers.length > 0) panels.push(panelWith("first-numbers", "numbers", numbers, { w: 6, h: 5 }));
+  return { name: "", panels: local.length > 0 ? panels : [] };
 }
 
-function panelWith(id: string, kind: PanelKind, entries: readonly CatalogueEntry[]): Panel {
-  return { id, kind, title: "", signals: entries.map(referenceTo), options: {} };
+function panelWith(id: string, kind: PanelKind, entries: readonly CatalogueEntry[], options: Panel["options"]): Panel {
+  return { id, kind, title: "", signals: entries.map(referenceTo), options };
 }
 
 export function referenceTo({ key, logger }: CatalogueEntry): SignalReference {

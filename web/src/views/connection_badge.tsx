@@ -52,7 +52,8 @@ function describe(state: ConnectionState, paused: boolean, now: number): Shown {
       return { tone: "bad", text: t.noBus, detail: state.text, icon: "warning" };
     case "lost": {
       const again = t.again(Math.max(0, Math.ceil((state.retryAt - now) / 1000)));
-      return { tone: "bad", text: t.lost, detail: state.reason === "" ? again : `${again} (${state.reason})`, icon: "warning" };
+      const why = state.detail === "" ? t.reasons[state.reason] : `${t.reasons[state.reason]}: ${state.detail}`;
+      return { tone: "bad", text: t.lost, detail: `${again} · ${why}`, icon: "warning" };
     }
     case "playback":
       return { tone: "plain", text: t.playback, detail: state.file, icon: "play" };

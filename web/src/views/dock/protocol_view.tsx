@@ -23,8 +23,8 @@ function Sessions() {
   const t = texts();
   const { recording, playback } = store.protocol.value;
   const chooser = useRef<HTMLInputElement>(null);
-  const save = () => {
-    const file = store.stopRecording();
+  const save = async () => {
+    const file = await store.stopRecording();
     if (file !== null) download(file, `live-view session ${new Date().toISOString().slice(0, 19).replaceAll(":", "")}.jsonl`);
   };
   if (playback !== null) {
@@ -48,7 +48,7 @@ function Sessions() {
       {recording === null ? (
         <Button kind="outlined" label={t.protocol.record} testid="session-record" onClick={() => store.startRecording()}>{t.protocol.record}</Button>
       ) : (
-        <Button kind="danger" icon="stop" label={t.protocol.stopRecord} testid="session-save" onClick={save}>{t.protocol.stopRecord}</Button>
+        <Button kind="danger" icon="stop" label={t.protocol.stopRecord} testid="session-save" onClick={() => void save()}>{t.protocol.stopRecord}</Button>
       )}
       {recording !== null && <span class="muted figures">{t.protocol.recorded(recording.frames, bytes(recording.bytes))}</span>}
       <input

@@ -72,7 +72,12 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
     pen.fillStyle = colours.current!.muted;
     pen.textAlign = "center";
     pen.textBaseline = "top";
-    for (const x of ticks(span, step)) pen.fillText(tickLabel(clock, x, step), ((x - span.from) / (span.to - span.from)) * across, top + 6);
+    for (const x of ticks(span, step)) {
+      const label = tickLabel(clock, x, step);
+      const middle = ((x - span.from) / (span.to - span.from)) * across;
+      const half = pen.measureText(label).width / 2;
+      if (middle >= half && middle + half <= across) pen.fillText(label, middle, top + 6);
+    }
     pen.textAlign = "left";
   };
   const drawHair = (pen: CanvasRenderingContext2D, span: Span, bottom: number) => {

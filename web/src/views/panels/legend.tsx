@@ -24,7 +24,7 @@ function Entry({ panel, signal }: { panel: Panel; signal: PanelSignal }) {
   const history = historyOf(store, signal);
   const hover = workspace.hoverX();
   const shown = history === null ? null : hover === null ? history.latest : history.valueAt(hover);
-  const stale = hover === null && signal.id !== null && store.stale(signal.id);
+  const stale = hover === null && shown !== null && signal.id !== null && store.stale(signal.id);
   const gaps = history === null ? 0 : gapsWithin(history.gaps, workspace.span());
   const absent = signal.run === "absent" || signal.run === "refused";
   return (

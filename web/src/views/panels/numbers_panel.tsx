@@ -44,7 +44,7 @@ function NumberTile({ panel, signal, edit }: { panel: Panel; signal: PanelSignal
   store.ticks.texts.value;
   const history = historyOf(store, signal);
   const latest = (store.paused.value ? history?.valueAt(store.frozenX.value) : history?.latest) ?? null;
-  const stale = !store.paused.value && signal.id !== null && store.stale(signal.id);
+  const stale = latest !== null && !store.paused.value && signal.id !== null && store.stale(signal.id);
   const { low, high } = limitsOf(panel, signal);
   const number = latest?.number ?? null;
   const beyond = number === null ? "" : low !== null && number < low ? "below" : high !== null && number > high ? "above" : "";
@@ -52,7 +52,7 @@ function NumberTile({ panel, signal, edit }: { panel: Panel; signal: PanelSignal
   const text = latest === null ? "–" : shownText(latest);
   const note = absent ? t.signals.run[signal.run] : beyond === "below" ? t.panels.below : beyond === "above" ? t.panels.above : stale ? t.panels.stale : latest === null ? t.panels.noValue : "";
   return (
-    <div class={`tile ${beyond !== "" ? "beyond" : ""} ${stale || absent ? "stale" : ""}`} data-testid="number-tile" title={`${signal.name}\n${signal.logger}`}>
+    <div class={`tile ${beyond !== "" ? "beyond" : ""} ${stale || absent || latest === null ? "stale" : ""}`} data-testid="number-tile" title={`${signal.name}\n${signal.logger}`}>
       <div class="tile-head">
         <Swatch signal={signal} />
         <button type="button" class="tile-name" title={`${t.panels.limits}: ${signal.name}`} onClick={edit}>{signal.name}</button>

@@ -1,5 +1,5 @@
 // Signals as a table: value, unit, description, age, least and greatest value since the start.
-import { computedNumber } from "../../charts/numbers.ts";
+import { plainNumber } from "../../charts/numbers.ts";
 import { download } from "../../charts/export.ts";
 import { texts } from "../../i18n/texts.ts";
 import { useStore } from "../context.ts";
@@ -53,7 +53,7 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
   const history = historyOf(store, signal);
   const latest = (store.paused.value ? history?.valueAt(store.frozenX.value) : history?.latest) ?? null;
   const absent = signal.run === "absent" || signal.run === "refused";
-  const stale = signal.id !== null && store.stale(signal.id);
+  const stale = latest !== null && signal.id !== null && store.stale(signal.id);
   const age = signal.id === null || store.paused.value ? Infinity : store.age(signal.id);
   return (
     <div class={`table-row ${stale ? "stale" : ""}`} role="presentation" data-testid="table-row">
@@ -65,8 +65,8 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
       <span role="cell" class="cell c2 unit">{signal.unit}</span>
       <span role="cell" class="cell c3" title={latest?.description}>{latest?.description}</span>
       <span role="cell" class="cell c4 figures">{Number.isFinite(age) ? (age < 100 ? `${age.toFixed(1)} s` : `${Math.round(age)} s`) : "–"}</span>
-      <span role="cell" class="cell c5 figures">{history === null || history.count === 0 ? "–" : computedNumber(history.min)}</span>
-      <span role="cell" class="cell c6 figures">{history === null || history.count === 0 ? "–" : computedNumber(history.max)}</span>
+      <span role="cell" class="cell c5 figures">{history === null || history.count === 0 ? "–" : plainNumber(history.min)}</span>
+      <span role="cell" class="cell c6 figures">{history === null || history.count === 0 ? "–" : plainNumber(history.max)}</span>
       <span role="cell" class="cell c7">
         <button type="button" data-stop class="row-remove" aria-label={t.panels.removeSignal(signal.name)} title={t.panels.removeSignal(signal.name)} onClick={() => store.removeFromPanel(panelId, signal.id ?? signal.key)}>
           <Icon name="close" />
