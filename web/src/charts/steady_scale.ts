@@ -15,6 +15,7 @@ function roundStep(least: number): number {
 interface Borders {
   readonly base: number;
   readonly step: number;
+  readonly divisions: number;
 }
 
 /// Round borders with `divisions` equal steps around the values.
@@ -23,25 +24,38 @@ function bordersFor(min: number, max: number, divisions: number): Borders {
   let spread = max - min;
   // A constant signal gets room around it instead of its own noise.
   if (spread < size * 1e-9 || spread === 0) spread = size > 0 ? size * 0.2 : 1;
-  let step = roundStep((spread * 1.02) / divisions);
+  let step = roundStep(spread / divisions);
   for (;;) {
-    // What fits is moved into the middle, but a scale that can begin at 0 does.
-    const slack = divisions * step - (max - min);
-    let base = Math.floor((min - slack / 2) / step + 1e-9) * step;
-    if (min >= 0 && base < 0) base = 0;
-    if (min >= 0 && max <= divisions * step && min < divisions * step * 0.5) base = 0;
-    if (base > min) base = Math.floor(min / step) * step;
-    if (base + divisions * step >= max) return { base, step };
-    base = Math.floor(min / step) * step;
-    if (base + divisions * step >= max) return { base, step };
+    const base = baseFor(min, max, step, divisions);
+    if (base <= min + step * 1e-9 && base + divisions * step >= max - step * 1e-9) return { base, step, divisions };
     step = roundStep(step * 1.01);
   }
 }
 
+// What fits is moved into the middle, but a scale that can begin at 0 does.
+function baseFor(min: number, max: number, step: number, divisions: number): number {
+  const whole = divisions * step;
+  if (min >= 0 && max <= whole && min < whole * 0.5) return 0;
+  const slack = whole - (max - min);
+  const base = Math.floor((min - slack / 2) / step + 1e-9) * step;
+  return base + whole >= max ? base : Math.floor(min / step + 1e-9) * step;
+}
+
+/// The tightest of the borders with the allowed numbers of divisions; the finest of those that are equally tight.
+function tightest(min: number, max: number, divisions: readonly number[]): Borders {
+  let best: Borders | null = null;
+  for (const count of divisions) {
+    const found = bordersFor(min, max, count);
+    const better = best === null ? -1 : found.step * found.divisions - best.step * best.divisions;
+    if (best === null || better < -found.step * 1e-9 || (better < found.step * 1e-9 && found.divisions > best.divisions)) best = found;
+  }
+  return best!;
+}
+
 /// One value axis.
 export class SteadyScale {
-  #borders: Borders = { base: 0, step: 1 };
-  #divisions = 0;
+  #borders: Borders = { base: 0, step: 1, divisions: 5 };
+  #fitted = false;
   #fitsSince = NaN;
 
   /// The lower border.
@@ -51,13 +65,13 @@ export class SteadyScale {
 
   /// The upper border.
   get max(): number {
-    return this.#borders.base + this.#borders.step * this.#divisions;
+    return this.#borders.base + this.#borders.step * this.#borders.divisions;
   }
 
   /// The values of the grid lines from the lower to the upper border.
   get splits(): number[] {
-    const { base, step } = this.#borders;
-    return Array.from({ length: this.#divisions + 1 }, (_, index) => base + index * step);
+    const { base, step, divisions } = this.#borders;
+    return Array.from({ length: divisions + 1 }, (_, index) => base + index * step);
   }
 
   /// The distance of two grid lines.
@@ -65,32 +79,34 @@ export class SteadyScale {
     return this.#borders.step;
   }
 
+  get divisions(): number {
+    return this.#borders.divisions;
+  }
+
   /// The greatest distance from 0 on the scale.
   get size(): number {
     return Math.max(Math.abs(this.min), Math.abs(this.max));
   }
 
-  /// Takes the values that are seen now. `clock` is a steady clock in seconds; `eager` takes what fits best at once,
-  /// for instance after the user zoomed. Returns whether the borders changed.
-  fit(seen: { min: number; max: number } | null, divisions: number, clock: number, eager: boolean): boolean {
-    if (divisions !== this.#divisions) {
-      this.#divisions = divisions;
-      eager = true;
+  /// Takes the values that are seen now, with one of the numbers of divisions. `clock` is a steady clock in seconds;
+  /// `eager` takes what fits best at once, for instance after the user zoomed.
+  fit(seen: { readonly min: number; readonly max: number } | null, divisions: readonly number[], clock: number, eager: boolean): void {
+    const fits = divisions.includes(this.#borders.divisions);
+    if (seen === null) {
+      if (!fits) this.#borders = { ...this.#borders, divisions: divisions[0]! };
+      return;
     }
-    if (seen === null) return false;
-    const best = bordersFor(seen.min, seen.max, divisions);
-    const { base, step } = this.#borders;
-    if (!eager && seen.min >= this.min && seen.max <= this.max) {
-      if (best.step >= step) {
+    const best = tightest(seen.min, seen.max, divisions);
+    if (this.#fitted && fits && !eager && seen.min >= this.min && seen.max <= this.max) {
+      if (best.step * best.divisions >= (this.max - this.min) * 0.999) {
         this.#fitsSince = NaN;
-        return false;
+        return;
       }
       if (Number.isNaN(this.#fitsSince)) this.#fitsSince = clock;
-      if (clock - this.#fitsSince < kPatience) return false;
+      if (clock - this.#fitsSince < kPatience) return;
     }
     this.#fitsSince = NaN;
-    if (best.base === base && best.step === step) return false;
+    this.#fitted = true;
     this.#borders = best;
-    return true;
   }
 }

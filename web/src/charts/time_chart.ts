@@ -36,6 +36,14 @@ export interface View extends Annotations {
 
 const kDivisionHeight = 44;
 const kMostAxes = 4;
+
+/// Into how many parts a length may be divided on which `most` have room.
+export function allowedDivisions(most: number): number[] {
+  const greatest = Math.max(2, Math.min(10, Math.floor(most)));
+  const least = Math.max(2, Math.ceil(greatest * 0.6));
+  return Array.from({ length: greatest - least + 1 }, (_, index) => greatest - index);
+}
+
 const kUtc = new ZoneClock("UTC");
 
 export class TimeChart {
@@ -145,8 +153,6 @@ export class TimeChart {
   #rebuild(): void {
     this.destroy();
     if (this.#width === 0 || this.#height === 0) return;
-    const divisions = this.#divisions();
-    for (const scale of this.#scales.values()) scale.fit(null, divisions, 0, false);
     const axes = this.#axes();
     const options: uPlot.Options = {
       width: this.#width,
@@ -189,12 +195,8 @@ export class TimeChart {
     return { stroke, flags: 1 };
   }
 
-  #divisions(): number {
-    return Math.max(2, Math.min(10, Math.floor((this.#height - 34) / kDivisionHeight)));
-  }
-
   #fitScales(view: View): void {
-    const divisions = this.#divisions();
+    let divisions = allowedDivisions((this.#height - 34) / kDivisionHeight);
     const clock = performance.now() / 1000;
     for (const [key, scale] of this.#scales) {
       let seen: { min: number; max: number } | null = null;
@@ -207,6 +209,8 @@ export class TimeChart {
         }
       });
       scale.fit(seen, divisions, clock, view.eager);
+      // The first scale chooses into how many parts the height is divided; the others take the same.
+      divisions = [scale.divisions];
     }
   }
 

@@ -4,6 +4,7 @@ import { axisNumber } from "./numbers.ts";
 import type { ChartColours } from "./palette.ts";
 import { firstGapAfter, indexAtOrBefore, type Samples, type Span } from "./samples.ts";
 import { SteadyScale } from "./steady_scale.ts";
+import { allowedDivisions } from "./time_chart.ts";
 
 export interface XyView {
   readonly x: Samples | null;
@@ -80,8 +81,8 @@ export class XyChart {
     this.#points = view.x !== null && view.y !== null ? pairs(view.x, view.y, view.span) : { ...this.#points, count: 0 };
     this.#at = this.#pointAt(view);
     const clock = performance.now() / 1000;
-    const columns = Math.max(2, Math.min(10, Math.floor(plot.over.clientWidth / 64)));
-    const rows = Math.max(2, Math.min(10, Math.floor(plot.over.clientHeight / kDivisionSize)));
+    const columns = allowedDivisions(plot.over.clientWidth / 64);
+    const rows = allowedDivisions(plot.over.clientHeight / kDivisionSize);
     this.#x.fit(this.#extent(this.#points.x), columns, clock, view.eager);
     this.#y.fit(this.#extent(this.#points.y), rows, clock, view.eager);
     plot.batch(() => {

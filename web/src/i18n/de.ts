@@ -185,6 +185,7 @@ export const de: Texts = {
     notOffered: "zurzeit nicht da",
     stale: "veraltet",
     gaps: (n) => count(n, "Lücke", "Lücken"),
+    removeSignals: "Signal entfernen",
     ownScale: "Eigene Skala",
     steps: "Zustände als Stufen im Diagramm",
     removeSignal: (name) => `${name} aus diesem Feld entfernen`,

@@ -147,7 +147,7 @@ export const en = {
     menu: (name: string) => `Where to show ${name}`,
     collapse: "Close the signal list",
     expand: "Open the signal list",
-    onlyRunning: "Only shown ones",
+    onlyRunning: "Shown only",
   },
 
   panels: {
@@ -184,6 +184,7 @@ export const en = {
     notOffered: "not offered now",
     stale: "stale",
     gaps: (n: number) => count(n, "gap", "gaps"),
+    removeSignals: "Remove signal",
     ownScale: "Own scale",
     steps: "States as steps in the chart",
     removeSignal: (name: string) => `Remove ${name} from this panel`,

@@ -33,6 +33,9 @@ const kViews: Record<PanelKind, (props: PanelProps) => ComponentChildren> = {
   loads: () => <LoadsPanel />,
 };
 
+// More than that would hide the rest of the menu; the table has a cross in each row.
+const kMostRemovals = 12;
+
 interface Props {
   readonly panel: Panel;
   readonly grow: number;
@@ -121,6 +124,14 @@ export function PanelFrame({ panel, grow, rowHeight, columnWidth }: Props) {
           { label: t.panels.earlier, icon: "back", disabled: index <= 0, action: move(index - 1) },
           { label: t.panels.later, icon: "later", disabled: index >= panels.length - 1, action: move(index + 2) },
         ],
+      },
+      {
+        title: t.panels.removeSignals,
+        items: signals.slice(0, kMostRemovals).map((signal) => ({
+          label: signal.name,
+          icon: "close" as const,
+          action: () => store.removeFromPanel(panel.id, signal.id ?? signal.key),
+        })),
       },
       { items: [{ label: t.panels.remove, icon: "close", action: () => store.removePanel(panel.id) }] },
     ];

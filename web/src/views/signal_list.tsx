@@ -68,7 +68,9 @@ export function SignalList() {
       </div>
       <div class="signals-head">
         <span class="muted" role="status" data-testid="signal-count">{entries.length > 0 ? t.signals.shown(found.length, entries.length) : " "}</span>
-        <Button icon="check" class="small" label={t.signals.onlyRunning} pressed={onlyShown} onClick={() => setOnlyShown(!onlyShown)} testid="only-shown" />
+        <Button class="small" label={t.signals.onlyRunning} pressed={onlyShown} onClick={() => setOnlyShown(!onlyShown)} testid="only-shown">
+          {t.signals.onlyRunning}
+        </Button>
       </div>
       {missing.length > 0 && entries.length > 0 && <Incomplete text={t.signals.partial(missing.join(", "))} />}
       {rows.length > 0 ? (

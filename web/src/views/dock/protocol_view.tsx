@@ -1,10 +1,12 @@
 // The frames that go by, a box to send one by hand, and sessions recorded to a file and played back.
-import { useEffect, useMemo, useRef, useState } from "preact/hooks";
+import { useMemo, useRef, useState } from "preact/hooks";
 import { download } from "../../charts/export.ts";
 import { texts } from "../../i18n/texts.ts";
 import type { FrameRecord } from "../../store/model.ts";
 import { useStore } from "../context.ts";
+import { rowHeight } from "../signal_list.tsx";
 import { Button } from "../ui/button.tsx";
+import { VirtualList } from "../ui/virtual_list.tsx";
 import { bytes } from "./audio_view.tsx";
 import { completions, requestText } from "./commands.ts";
 
@@ -73,18 +75,13 @@ function Frames() {
   const store = useStore();
   const t = texts();
   const [filter, setFilter] = useState("");
-  const [open, setOpen] = useState<number | null>(null);
-  const [follow, setFollow] = useState(true);
-  const list = useRef<HTMLDivElement>(null);
+  const [chosen, setChosen] = useState<number | null>(null);
   const { frames, keepValues, queued } = store.protocol.value;
-  const words = filter.toLowerCase().split(/\s+/).filter((word) => word !== "");
-  const shown = useMemo(
-    () => frames.filter((frame) => words.every((word) => `${frame.direction} ${frame.name} ${frame.status} ${frame.text}`.toLowerCase().includes(word))).slice(-500),
-    [frames, filter],
-  );
-  useEffect(() => {
-    if (follow) list.current!.scrollTop = list.current!.scrollHeight;
-  }, [shown, follow]);
+  const shown = useMemo(() => {
+    const words = filter.toLowerCase().split(/\s+/).filter((word) => word !== "");
+    return words.length === 0 ? frames : frames.filter((frame) => matches(frame, words));
+  }, [frames, filter]);
+  const open = frames.find(({ number }) => number === chosen);
   return (
     <section class="frames" aria-label={t.protocol.tab}>
       <div class="frames-head">
@@ -92,46 +89,45 @@ function Frames() {
         <label class="check"><input type="checkbox" checked={keepValues} onChange={(event) => store.keepValues(event.currentTarget.checked)} />{t.protocol.values}</label>
         <Button label={t.protocol.clear} onClick={() => store.clearFrames()}>{t.protocol.clear}</Button>
       </div>
-      <div
-        class="frame-list"
-        ref={list}
-        role="log"
-        aria-live="off"
-        tabIndex={0}
-        aria-label={t.protocol.tab}
-        data-testid="frames"
-        onScroll={(event) => {
-          const { scrollTop, scrollHeight, clientHeight } = event.currentTarget;
-          setFollow(scrollHeight - scrollTop - clientHeight < 8);
-        }}
-      >
-        {shown.length === 0 && <p class="muted frames-none">{frames.length === 0 ? t.protocol.empty : t.protocol.noHit}</p>}
-        {shown.map((frame) => <Frame key={frame.number} frame={frame} open={open === frame.number} toggle={() => setOpen(open === frame.number ? null : frame.number)} />)}
-      </div>
-      <div class="frames-foot muted figures">
-        {queued > 0 && <span>{t.protocol.queued(queued)}</span>}
-        {!follow && <Button label={t.protocol.newer} icon="down" onClick={() => setFollow(true)}>{t.protocol.newer}</Button>}
-      </div>
+      {shown.length === 0 ? (
+        <p class="muted frames-none">{frames.length === 0 ? t.protocol.empty : t.protocol.noHit}</p>
+      ) : (
+        <VirtualList
+          rows={shown}
+          rowHeight={Math.max(24, rowHeight() - 4)}
+          rowKey={({ number }) => String(number)}
+          label={t.protocol.tab}
+          testid="frames"
+          follow
+          render={(frame) => <FrameLine frame={frame} open={chosen === frame.number} toggle={() => setChosen(chosen === frame.number ? null : frame.number)} />}
+        />
+      )}
+      {queued > 0 && <p class="frames-foot muted figures">{t.protocol.queued(queued)}</p>}
+      {open !== undefined && (
+        <pre class="frame-text" tabIndex={0} data-testid="frame-text">
+          {open.text}
+          {open.size > open.text.length && <span class="muted">{`\n… ${t.protocol.cut(open.size.toLocaleString("en"))}`}</span>}
+        </pre>
+      )}
     </section>
   );
 }
 
-function Frame({ frame, open, toggle }: { frame: FrameRecord; open: boolean; toggle: () => void }) {
+function matches(frame: FrameRecord, words: readonly string[]): boolean {
+  const text = `${frame.direction} ${frame.name} ${frame.status} ${frame.text}`.toLowerCase();
+  return words.every((word) => text.includes(word));
+}
+
+function FrameLine({ frame, open, toggle }: { frame: FrameRecord; open: boolean; toggle: () => void }) {
   const t = texts();
   return (
     <div class={`frame ${frame.direction} ${frame.status === "ERROR" ? "error" : ""}`} data-testid="frame" data-direction={frame.direction} data-status={frame.status}>
-      <button type="button" class="frame-line" aria-expanded={open} onClick={toggle}>
-        <span class="frame-direction" aria-label={frame.direction === "sent" ? t.protocol.sent : t.protocol.received}>{frame.direction === "sent" ? "→" : "←"}</span>
+      <button type="button" data-stop class="frame-line" aria-expanded={open} onClick={toggle}>
+        <span class="frame-direction" role="img" aria-label={frame.direction === "sent" ? t.protocol.sent : t.protocol.received}>{frame.direction === "sent" ? "→" : "←"}</span>
         <span class="frame-name">{frame.name !== "" ? frame.name : frame.text.slice(0, 80)}</span>
         {frame.status !== "" && <span class="frame-status">{frame.status}</span>}
         <span class="frame-took figures" title={t.protocol.took}>{frame.took === null ? "" : `${frame.took.toFixed(frame.took < 10 ? 1 : 0)} ms`}</span>
       </button>
-      {open && (
-        <pre class="frame-text" tabIndex={0}>
-          {frame.text}
-          {frame.size > frame.text.length && <span class="muted">{`\n… ${t.protocol.cut(frame.size.toLocaleString("en"))}`}</span>}
-        </pre>
-      )}
     </div>
   );
 }

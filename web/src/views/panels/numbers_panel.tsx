@@ -14,12 +14,10 @@ import { Swatch } from "./legend.tsx";
 import { historyOf, shownText } from "./signal_data.ts";
 
 export function NumbersPanel({ panel, signals, menu }: PanelProps) {
-  const store = useStore();
   const t = texts();
   const [editing, setEditing] = useState<string | null>(null);
   menu.current = () => [
     { title: t.panels.limits, items: signals.map((signal) => ({ label: signal.name, action: () => setEditing(signal.key) })) },
-    { items: signals.map((signal) => ({ label: t.panels.removeSignal(signal.name), icon: "close" as const, action: () => store.removeFromPanel(panel.id, signal.id ?? signal.key) })) },
   ];
   const edited = signals.find(({ key }) => key === editing);
   return (

@@ -1,6 +1,6 @@
 // A list of rows of one height of which only those on the screen exist.
 import type { ComponentChildren } from "preact";
-import { useEffect, useRef, useState } from "preact/hooks";
+import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
 import { useSize } from "./hooks.ts";
 
 interface Props<Row> {
@@ -12,6 +12,8 @@ interface Props<Row> {
   readonly label: string;
   readonly role?: "list" | "rowgroup" | "log";
   readonly testid?: string;
+  /// Keeps to the newest row at the end until somebody scrolls up.
+  readonly follow?: boolean;
   /// Told which rows are on the screen.
   readonly onSeen?: (rows: readonly Row[]) => void;
 }
@@ -20,16 +22,24 @@ const kOverscan = 6;
 // Browsers limit the height of an element; far beyond what a network of loggers offers.
 const kMostHeight = 8_000_000;
 
-export function VirtualList<Row>({ rows, rowHeight, rowKey, render, label, role = "list", testid, onSeen }: Props<Row>) {
+export function VirtualList<Row>({ rows, rowHeight, rowKey, render, label, role = "list", testid, follow = false, onSeen }: Props<Row>) {
   const root = useRef<HTMLDivElement>(null);
   const { height } = useSize(root);
   const [top, setTop] = useState(0);
   useEffect(() => {
     const element = root.current!;
-    const scrolled = () => setTop(Math.floor(element.scrollTop / rowHeight));
+    const scrolled = () => {
+      setTop(Math.floor(element.scrollTop / rowHeight));
+      atEnd.current = element.scrollHeight - element.scrollTop - element.clientHeight < rowHeight;
+    };
     element.addEventListener("scroll", scrolled, { passive: true });
     return () => element.removeEventListener("scroll", scrolled);
   }, [rowHeight]);
+  const atEnd = useRef(true);
+  useLayoutEffect(() => {
+    const element = root.current!;
+    if (follow && atEnd.current) element.scrollTop = rows.length * rowHeight;
+  }, [rows, height, follow]);
   const count = Math.ceil(height / rowHeight) + 1;
   const last = Math.min(rows.length, top + count + kOverscan);
   const first = Math.max(0, Math.min(top - kOverscan, last - count));
