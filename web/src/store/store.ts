@@ -34,6 +34,9 @@ export interface StoreOptions {
 }
 
 export function createStore(link: FeedLink, { url, address, storage, ticks }: StoreOptions): Store {
+  // First of all: there is nobody to want anything of before.
+  link.post({ op: "connect", url, origin: performance.timeOrigin });
+  link.post({ op: "loads", wanted: true });
   const monotonic = () => performance.now();
   const requests = new FeedRequests(link);
   const time = new NetworkTime();
@@ -192,8 +195,6 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
   }
 
   link.listen(take);
-  link.post({ op: "loads", wanted: true });
-  link.post({ op: "connect", url, origin: performance.timeOrigin });
   setInterval(() => void poll(), kPoll);
   setInterval(() => signals.forgetOld(clock()), kTidy);
 
