@@ -71,6 +71,8 @@ describe("set-ups on the page", { skip: !paths.isolated && "no /var/opt of its o
 
   test("that somebody has spoilt are refused, and the page stays as it is", async () => {
     writeFileSync(configurationFile("liveview-spoilt"), '{"format": "live-view-setup", "version": 1, "name": "x", "panels": [{"kind": "cake"}]}');
+    await page.reload();
+    await state(page, "live");
     const view = await openView(page, "setups");
     await byId(view, "setup-row").filter({ hasText: "spoilt" }).locator(".setup-load").click();
     await byId(view, "setup-error").filter({ hasText: "a panel is of no known kind" }).waitFor();

@@ -349,7 +349,8 @@ export interface FrameRecord {
 }
 
 export interface ProtocolState {
-  /// Oldest first, a bounded number. Signal values are left out unless `keepValues`.
+  /// Oldest first, a bounded number. Values, loads and monitor messages are left out unless
+  /// `keepValues`.
   readonly frames: readonly FrameRecord[];
   readonly keepValues: boolean;
   readonly recording: null | { readonly frames: number; readonly bytes: number; readonly sinceAt: number };

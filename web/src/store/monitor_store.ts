@@ -5,14 +5,21 @@ import type { FeedLink } from "../worker/messages";
 import type { MonitorState } from "./model";
 
 const kPublish = 200; // ms
+/// Milliseconds after a change within which values of before are still on their way.
+const kOnTheWay = 500;
 
 export class MonitorStore {
   readonly state: ReadonlySignal<MonitorState>;
   #state = signal<MonitorState>({ screens: null, running: false, chosen: null, signals: [] });
   #signals = new Map<string, MonitorState["signals"][number]>();
   #timer: ReturnType<typeof setTimeout> | null = null;
+  #changedAt = -Infinity;
+  #before: ReadonlySet<string> = new Set();
 
-  constructor(private readonly link: FeedLink) {
+  constructor(
+    private readonly link: FeedLink,
+    private readonly clock: () => number,
+  ) {
     this.state = this.#state;
   }
 
@@ -20,6 +27,7 @@ export class MonitorStore {
     if (frame.response === "get_rcmonitor_names" && frame.monitors) {
       this.#state.value = { ...this.#state.peek(), screens: frame.monitors };
     } else if (frame.response === "signal_message") {
+      if (this.clock() - this.#changedAt < kOnTheWay && this.#before.has(frame.name)) return;
       this.#signals.set(frame.name, { name: frame.name, value: frame.value, unit: frame.unit, arrivedAt: at });
       this.#timer ??= setTimeout(() => {
         this.#timer = null;
@@ -29,13 +37,13 @@ export class MonitorStore {
   }
 
   run(running: boolean): void {
-    this.#clearSignals();
+    this.#change();
     this.#state.value = { ...this.#state.peek(), running };
     this.#tell();
   }
 
   choose(index: number): void {
-    this.#clearSignals();
+    if (index !== this.#state.peek().chosen) this.#change();
     this.#state.value = { ...this.#state.peek(), chosen: index };
     this.#tell();
   }
@@ -43,6 +51,13 @@ export class MonitorStore {
   begin(): void {
     this.#clearSignals();
     this.#state.value = { ...this.#state.peek(), screens: null };
+  }
+
+  /// What is on the screen goes, and stays away although some of it is still on its way.
+  #change(): void {
+    this.#changedAt = this.clock();
+    this.#before = new Set(this.#signals.keys());
+    this.#clearSignals();
   }
 
   #clearSignals(): void {

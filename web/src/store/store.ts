@@ -45,7 +45,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
   const buses = new BusesStore(network);
   const triggers = new TriggersStore(monotonic);
   const audio = new AudioStore(link);
-  const monitor = new MonitorStore(link);
+  const monitor = new MonitorStore(link, monotonic);
   const arrangement = new ArrangementStore(network, signals, storage);
   const setups = new SetupsStore(requests, arrangement);
   const protocol = new ProtocolStore(link, monotonic);

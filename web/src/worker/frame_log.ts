@@ -6,6 +6,8 @@ import type { LogRecord } from "./messages";
 const kMostText = 20_000; // characters that are handed on
 const kMostWaiting = 500;
 const kPause = 200; // ms
+/// What comes by itself many times a second, and would leave no room for the rest.
+const kLiveData: ReadonlySet<string> = new Set(["generic_sig_value", "busload_data", "signal_message"]);
 
 export class FrameLog {
   keepValues = false;
@@ -20,7 +22,7 @@ export class FrameLog {
 
   add(direction: "sent" | "received", text: string, at: number): void {
     const name = direction === "received" ? responseName(text) : commandName(text);
-    if (name === "generic_sig_value" && !this.keepValues) return;
+    if (!this.keepValues && kLiveData.has(name)) return;
     const status = direction === "received" ? statusIn(text) : "";
     const took = this.#took(direction, name, status, at);
     const shown = text.length > kMostText ? text.slice(0, kMostText) : text;
