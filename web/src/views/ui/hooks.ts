@@ -34,7 +34,7 @@ export function useDrawing(ref: RefObject<Element | null>, read: () => void, dra
     let frame = 0;
     const now = () => {
       frame = 0;
-      if (seen) latest.current.draw();
+      if (seen && ref.current !== null) latest.current.draw();
     };
     const request = () => {
       if (frame === 0 && seen) frame = requestAnimationFrame(now);
@@ -54,7 +54,10 @@ export function useDrawing(ref: RefObject<Element | null>, read: () => void, dra
       cancelAnimationFrame(frame);
     };
   }, []);
-  useEffect(() => latest.current.draw(), dependencies);
+  useEffect(() => {
+    // An effect that waits may run after the element has gone.
+    if (ref.current !== null) latest.current.draw();
+  }, dependencies);
 }
 
 /// Closes something when Escape is pressed or the pointer goes down elsewhere.
