@@ -158,7 +158,7 @@ describe("a session on the page", () => {
 
     await byId(view, "session-file").setInputFiles(file);
     await state(page, "playback");
-    await frames(page, "get_logger_info").first().waitFor();
+    await (await frames(page, "get_logger_info")).first().waitFor();
     await changes(page, byId(page, "grid"));
     await page.waitForFunction(() => document.querySelectorAll("[data-testid=signal-row]").length > 3);
     await byId(view, "playback-stop").click();

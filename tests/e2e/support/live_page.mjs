@@ -29,8 +29,9 @@ export async function sendByHand(page, request) {
   await byId(page, "request").press("Control+Enter");
 }
 
-// The frames of that name which went by, oldest first.
-export function frames(page, name, direction = "received") {
+// The frames of that name which went by; the list of the protocol's view, which has to be open, shows only these then.
+export async function frames(page, name, direction = "received") {
+  await byId(page, "frame-filter").fill(`${direction} ${name}`);
   return page.locator(`[data-testid=frame][data-direction=${direction}]`, { has: page.locator(".frame-name", { hasText: new RegExp(`^${name}$`) }) });
 }
 
