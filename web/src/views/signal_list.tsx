@@ -130,8 +130,7 @@ function SignalEntryRow({ entry }: { entry: CatalogueEntry }) {
         data-stop
         class="signal-toggle"
         aria-pressed={on}
-        aria-label={on ? t.signals.hide(name) : t.signals.add(name)}
-        title={`${name}\n${entry.logger} · ${entry.bus || t.signals.noBus}${on ? `\n${t.signals.run[run]}` : ""}`}
+        title={`${on ? t.signals.hide(name) : t.signals.add(name)}\n${entry.logger} · ${entry.bus || t.signals.noBus}${on ? `\n${t.signals.run[run]}` : ""}`}
         onClick={() => (on ? hideSignal(store, entry.id) : showSignal(store, workspace, entry.id))}
       >
         <span class="swatch" style={on ? { backgroundColor: curveColour(workspace.theme.value, store.colour(entry.id)) } : {}} />

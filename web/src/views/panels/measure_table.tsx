@@ -16,7 +16,7 @@ export function MeasureTable({ signals }: { signals: readonly PanelSignal[] }) {
   const clock = networkClock(store);
   const both = a !== null && b !== null;
   return (
-    <div class="measure" data-testid="measure">
+    <div class="measure" role="region" aria-label={t.measure.title} tabIndex={0} data-testid="measure">
       <table>
         <caption class="visually-hidden">{t.measure.title}</caption>
         <thead>
