@@ -20,8 +20,6 @@ export class ConnectionStore {
   constructor(
     private readonly network: NetworkStore,
     private readonly buses: BusesStore,
-    /// The bus is there again.
-    private readonly busBack: () => void = () => {},
   ) {
     this.state = computed(() => this.#truth());
   }
@@ -52,7 +50,6 @@ export class ConnectionStore {
     if (!away) return;
     this.#busTimer = setTimeout(() => {
       this.#busAway.value = null;
-      this.busBack();
     }, kBusBack);
   }
 

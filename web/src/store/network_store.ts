@@ -25,7 +25,9 @@ export class NetworkStore {
   #neighbours: readonly string[] | null = null;
   #name = "";
   #complete = false;
-  #names = new Map<string, string>(); // of earlier connections, by MAC address
+  // Of earlier connections too, by MAC address: curves that are on the screen stay where they are.
+  #names = new Map<string, string>();
+  #clockOffsets = new Map<string, number>();
 
   constructor(
     /// A logger's clock has another offset.
@@ -39,7 +41,7 @@ export class NetworkStore {
   }
 
   offsetOf(mac: string): number {
-    return this.#known.get(mac)?.clockOffset ?? 0;
+    return this.#clockOffsets.get(mac) ?? 0;
   }
 
   byMac(mac: string): LoggerState | null {
@@ -130,6 +132,11 @@ export class NetworkStore {
     this.#neighbours = null;
   }
 
+  /// Another session is shown from now on.
+  forgetOffsets(): void {
+    this.#clockOffsets.clear();
+  }
+
   #takeInfo(info: LoggerInfo, at: number): void {
     const known = this.#of(info.mac, at);
     known.info = info;
@@ -142,8 +149,9 @@ export class NetworkStore {
     const known = this.#of(mac, at);
     known.answers = true;
     known.heardAt = at;
-    if (known.clockOffset === offset) return;
     known.clockOffset = offset;
+    if (this.offsetOf(mac) === offset) return;
+    this.#clockOffsets.set(mac, offset);
     this.offsetChanged(mac, offset);
   }
 

@@ -14,6 +14,8 @@ const kForget = 600_000; // ms after which the history of a signal that nobody w
 export class SignalsStore {
   readonly catalogue: ReadonlySignal<CatalogueState>;
   readonly runs: ReadonlySignal<ReadonlyMap<SignalId, RunState>>;
+  /// Whether a recorded session is played: what it holds runs, and nothing can be started.
+  readonly playing = signal(false);
   #catalogue = signal<CatalogueState>({ entries: [], byId: new Map(), complete: false, missing: [] });
   #states = signal<ReadonlyMap<SignalId, SignalState>>(new Map());
   #wanted = signal<ReadonlySet<SignalId>>(new Set());
@@ -32,7 +34,8 @@ export class SignalsStore {
     this.catalogue = this.#catalogue;
     this.runs = computed(() => {
       const runs = new Map<SignalId, RunState>();
-      for (const id of this.#wanted.value) runs.set(id, this.#states.value.get(id) ?? "starting");
+      const offered = this.playing.value ? this.#catalogue.value.byId : null;
+      for (const id of this.#wanted.value) runs.set(id, offered ? (offered.has(id) ? "running" : "absent") : (this.#states.value.get(id) ?? "starting"));
       return runs;
     });
   }

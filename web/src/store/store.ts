@@ -133,7 +133,6 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     if (state.type === "waiting") {
       network.begin();
       buses.begin();
-      time.clear();
     } else if (state.type === "ready") {
       network.setComplete();
       signals.connected();
@@ -178,6 +177,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     protocol.takePlaying(message, playedFile);
     if (!playable) return;
     connection.play(playedFile);
+    signals.playing.value = true;
     signals.connected();
     network.setComplete();
     playable(true);
@@ -186,6 +186,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
 
   function forgetAll(): void {
     for (const part of [network, buses, triggers, audio, monitor, setups]) part.begin();
+    network.forgetOffsets();
     signals.clear();
     time.clear();
   }
@@ -306,6 +307,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     setPlaybackSpeed: (speed) => link.post({ op: "player", change: { speed } }),
     stopPlayback() {
       protocol.endPlayback();
+      signals.playing.value = false;
       forgetAll();
       signals.reset();
       link.post({ op: "stop-playing" });
