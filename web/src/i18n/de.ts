@@ -261,7 +261,7 @@ export const de: Texts = {
     speak: "Kommentar hinzufügen",
     partial: (names) => `Unvollständig: ${names} hat nicht geantwortet.`,
     count: (n) => count(n, "Marker", "Marker"),
-    noTimeZone: "UTC",
+    ask: "Liste anfragen",
   },
 
   audio: {
@@ -379,6 +379,10 @@ export const de: Texts = {
 
   notices: {
     dismiss: "Verwerfen",
+    refused: "Der Logger hat das nicht verstanden.",
+    unplayable: "Das ist keine aufgezeichnete Sitzung.",
+    "setup-not-loaded": "Das Setup ließ sich nicht laden.",
+    "audio-not-assigned": "Die Audiodatei ließ sich nicht ändern.",
   },
 
   states: {

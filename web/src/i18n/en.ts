@@ -260,7 +260,7 @@ export const en = {
     speak: "Add comment",
     partial: (names: string) => `Incomplete: ${names} has not answered.`,
     count: (n: number) => count(n, "marker", "markers"),
-    noTimeZone: "UTC",
+    ask: "Ask for the list",
   },
 
   audio: {
@@ -378,7 +378,11 @@ export const en = {
 
   notices: {
     dismiss: "Dismiss",
-  } as Record<string, string>,
+    refused: "The logger did not understand that.",
+    unplayable: "That is no recorded session.",
+    "setup-not-loaded": "The set-up could not be loaded.",
+    "audio-not-assigned": "The audio file could not be changed.",
+  },
 
   states: {
     title: "Every view in every state",

@@ -13,10 +13,10 @@ export function Notices() {
         <div class={`notice ${notice.kind}`} key={notice.id}>
           {notice.kind === "error" && <Icon name="warning" />}
           <div class="notice-text">
-            <p>{t.notices[notice.text] ?? notice.text}</p>
+            <p>{t.notices[notice.text]}</p>
             {notice.detail !== "" && <p class="muted">{notice.detail}</p>}
           </div>
-          <Button icon="close" label={t.notices["dismiss"]!} onClick={() => store.dismiss(notice.id)} />
+          <Button icon="close" label={t.notices.dismiss} onClick={() => store.dismiss(notice.id)} />
         </div>
       ))}
     </div>

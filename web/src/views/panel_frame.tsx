@@ -30,7 +30,7 @@ const kViews: Record<PanelKind, (props: PanelProps) => ComponentChildren> = {
   xy: (props) => <XyPanel {...props} />,
   numbers: (props) => <NumbersPanel {...props} />,
   table: (props) => <TablePanel {...props} />,
-  loads: () => <LoadsPanel />,
+  loads: ({ menu }) => <LoadsPanel menu={menu} />,
 };
 
 // More than that would hide the rest of the menu; the table has a cross in each row.

@@ -15,7 +15,11 @@ export function TriggersView() {
   const { events, complete, missing } = store.triggers.value;
   if (events.length === 0) {
     if (missing.length > 0) return <><Incomplete text={t.triggers.partial(missing.join(", "))} /><Nothing icon="flag" text={t.triggers.empty} /></>;
-    return complete ? <Nothing icon="flag" text={t.triggers.empty} /> : <Nothing icon="flag" text={t.triggers.waiting} waiting />;
+    return complete ? <Nothing icon="flag" text={t.triggers.empty} /> : (
+      <Nothing icon="flag" text={t.triggers.waiting} waiting>
+        <Button label={t.triggers.ask} kind="outlined" onClick={() => store.listTriggers()}>{t.triggers.ask}</Button>
+      </Nothing>
+    );
   }
   return (
     <div class="triggers">

@@ -4,6 +4,7 @@ import { drawSparkline } from "../../charts/sparkline.ts";
 import { texts } from "../../i18n/texts.ts";
 import type { BusesState, BusState, GpsState } from "../../store/model.ts";
 import { useStore, useWorkspace } from "../context.ts";
+import type { PanelProps } from "../panel_frame.tsx";
 import { rowHeight } from "../signal_list.tsx";
 import { Button } from "../ui/button.tsx";
 import { useDrawing, useSize } from "../ui/hooks.ts";
@@ -17,10 +18,16 @@ type Row =
   | { readonly type: "most"; readonly key: string; readonly figures: readonly (readonly [string, number])[] }
   | { readonly type: "gps"; readonly key: string; readonly gps: GpsState };
 
-export function LoadsPanel() {
+/// `menu` takes what the frame around it offers; in the dock there is none.
+export function LoadsPanel({ menu }: { menu?: PanelProps["menu"] }) {
   const store = useStore();
   const t = texts();
   const state = store.buses.value;
+  if (menu !== undefined) {
+    menu.current = () => [
+      { items: [state.running ? { label: t.loads.stop, icon: "stop", action: () => store.stopLoads() } : { label: t.loads.start, icon: "play", action: () => store.startLoads() }] },
+    ];
+  }
   const rows = useMemo(() => toRows(state), [state]);
   if (rows.length === 0) {
     if (!state.running && state.complete) {
