@@ -22,7 +22,7 @@ async function start(options) {
 // A page that has been told before to show all signals of the loggers.
 async function openWith(signals) {
   const page = await browser.newPage({ viewport: { width: 1200, height: 900 } });
-  page.setDefaultTimeout(30_000);
+  page.setDefaultTimeout(60_000);
   page.on("pageerror", (error) => problems.push(String(error)));
   const panels = [{ id: "1", kind: "table", title: "", signals, options: {} }];
   const kept = JSON.stringify({ format: "live-view-setup", version: 1, name: "", panels });

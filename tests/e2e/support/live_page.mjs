@@ -1,7 +1,7 @@
 // What tests do on the page: wait for what it shows, by the marks that its elements carry for tests.
 import assert from "node:assert/strict";
 
-const kFirstSight = 30_000; // ms until a page has to show live data; machines may be busy
+const kFirstSight = 60_000; // ms until a page has to show live data; machines may be busy
 
 export const byId = (page, id) => page.getByTestId(id);
 
