@@ -19,7 +19,7 @@ export interface TimeView {
 export const kTimeWindows = [10, 30, 60, 120, 300, 600];
 const kLeastSeconds = 0.01;
 const kMostSeconds = 600;
-const kStorageKey = "liveview.workspace";
+const kStorageKey = "live-view.workspace";
 
 export class Workspace {
   readonly themeChoice = signal<ThemeChoice>("system");
