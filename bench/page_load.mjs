@@ -14,7 +14,7 @@ const kSignals = 200;
 const kRate = 20; // values a second and signal
 const kPerChart = 10;
 const kLong = 100; // ms
-const kTraced = 10; // s of each minute
+const kTraced = 5; // s of each minute
 const minutes = Number(process.argv[2] ?? 10);
 
 // A recording of curves that all differ.
@@ -87,7 +87,7 @@ try {
   const started = { at: Date.now(), ...threadSeconds(renderer.id) };
   const long = { clock: [], processor: [] };
   for (let minute = 1; minute <= minutes; minute++) {
-    await browser.startTracing(page, { categories: ["toplevel", "disabled-by-default-devtools.timeline", "devtools.timeline"] });
+    await browser.startTracing(page, { categories: ["disabled-by-default-devtools.timeline"] });
     await sleep(kTraced * 1000);
     const found = longTasks(await browser.stopTracing());
     for (const kind of ["clock", "processor"]) long[kind].push(...found[kind]);
