@@ -18,7 +18,7 @@ let server, browser, context, blank;
 before(async () => {
   server = await serveFolder(path.join(paths.buildDir, "page_states"));
   browser = await launchBrowser();
-  context = await browser.newContext({ viewport: { width: 1600, height: 900 }, timezoneId: "UTC", locale: "en-GB" });
+  context = await browser.newContext({ viewport: { width: 1600, height: 2000 }, timezoneId: "UTC", locale: "en-GB" });
   context.setDefaultTimeout(120_000); // machines may be busy
   blank = await context.newPage();
 });

@@ -1,4 +1,5 @@
 // The whole screen: header, signal list, panels and tools.
+import { effect } from "@preact/signals";
 import { render } from "preact";
 import { useEffect } from "preact/hooks";
 import { texts, language } from "../i18n/texts.ts";
@@ -18,6 +19,10 @@ import { Workspace } from "./workspace.ts";
 /// Shows the page in `host`. Returns what takes it away again.
 export function mount(host: HTMLElement, store: Store): () => void {
   const workspace = new Workspace(store);
+  // Before anything is drawn: charts read their colours from the style sheet of the theme.
+  const stopTheme = effect(() => {
+    document.documentElement.dataset["theme"] = workspace.theme.value;
+  });
   render(
     <Provide value={{ store, workspace }}>
       <App />
@@ -29,6 +34,7 @@ export function mount(host: HTMLElement, store: Store): () => void {
   return () => {
     stopKeys();
     stopAwake();
+    stopTheme();
     workspace.dispose();
     render(null, host);
   };
@@ -36,11 +42,7 @@ export function mount(host: HTMLElement, store: Store): () => void {
 
 function App() {
   const workspace = useWorkspace();
-  const theme = workspace.theme.value;
   const tongue = language.value;
-  useEffect(() => {
-    document.documentElement.dataset["theme"] = theme;
-  }, [theme]);
   useEffect(() => {
     document.documentElement.lang = tongue;
     document.title = texts().title;
