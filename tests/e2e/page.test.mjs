@@ -4,7 +4,7 @@ import { mkdirSync } from "node:fs";
 import path from "node:path";
 import { after, afterEach, before, beforeEach, describe, test } from "node:test";
 import { launchBrowser, openPage } from "./support/browser.mjs";
-import { byId, changes, frames, isDrawing, openView, sendByHand, state, texts } from "./support/live_page.mjs";
+import { byId, changes, frames, isDrawing, openView, sawState, sendByHand, state, texts, watchStates } from "./support/live_page.mjs";
 import { kLoggers, Network } from "./support/network.mjs";
 import * as paths from "./support/paths.mjs";
 import { until } from "./support/wait.mjs";
@@ -107,9 +107,9 @@ describe("the page", () => {
   test("goes on by itself when the logger has closed the connection, with everything that ran", async () => {
     const value = byId(page, "grid");
     await changes(page, value);
+    await watchStates(page);
     await sendByHand(page, '{"command": "close_webapp"}');
-    await state(page, "lost");
-    assert.match(await byId(page, "connection").textContent(), /closed/);
+    await sawState(page, /^lost: .*closed/);
     await state(page, "live");
     await changes(page, value);
     await byId(page, "legend-gaps").first().waitFor();

@@ -6,7 +6,7 @@ import path from "node:path";
 import { after, afterEach, before, beforeEach, describe, test } from "node:test";
 import { launchBrowser, openPage } from "./support/browser.mjs";
 import { configurationFile, makeConfigurations, storedConfigurations } from "./support/configurations.mjs";
-import { byId, changes, openView, sendByHand, state, frames, texts } from "./support/live_page.mjs";
+import { byId, changes, openView, sawState, sendByHand, state, frames, texts, watchStates } from "./support/live_page.mjs";
 import { kLoggers, Network } from "./support/network.mjs";
 import * as paths from "./support/paths.mjs";
 import { until } from "./support/wait.mjs";
@@ -147,8 +147,9 @@ describe("a session on the page", () => {
   test("is recorded to a file, and played from it", async () => {
     const view = await openView(page, "protocol");
     await byId(view, "session-record").click();
+    await watchStates(page);
     await sendByHand(page, '{"command": "close_webapp"}'); // so that the recording holds all from the beginning
-    await state(page, "lost");
+    await sawState(page, /^lost/);
     await state(page, "live");
     await changes(page, byId(page, "grid"), 5);
     const [download] = await Promise.all([page.waitForEvent("download"), byId(view, "session-save").click()]);

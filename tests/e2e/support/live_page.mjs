@@ -14,6 +14,19 @@ export async function state(page, name, timeout = kFirstSight) {
   }
 }
 
+// From now on remembers what the page says about its connection: some of it stands for a quarter of a second only.
+export async function watchStates(page) {
+  await byId(page, "connection").evaluate((badge) => {
+    window.statesSeen = [];
+    new MutationObserver(() => window.statesSeen.push(`${badge.dataset.state}: ${badge.textContent}`)).observe(badge, { attributes: true, childList: true, characterData: true, subtree: true });
+  });
+}
+
+// Waits until the page has said so since `watchStates`.
+export async function sawState(page, pattern) {
+  await page.waitForFunction((source) => window.statesSeen.some((state) => new RegExp(source).test(state)), pattern.source);
+}
+
 // Opens a view at the side, unless it is open.
 export async function openView(page, name) {
   const view = byId(page, `view-${name}`);
