@@ -1,22 +1,24 @@
-// The page in a real browser.
+// The page in a real browser: what a person sees and does.
 import assert from "node:assert/strict";
 import { mkdirSync } from "node:fs";
 import path from "node:path";
 import { after, afterEach, before, beforeEach, describe, test } from "node:test";
-import { okText } from "../../kit/js/answers.mjs";
 import { launchBrowser, openPage } from "../../kit/js/browser.mjs";
+import { byId, changes, frames, isDrawing, openView, sawState, sendByHand, state, texts, watchStates } from "../../kit/js/live_page.mjs";
 import { kLoggers, Network } from "../../kit/js/network.mjs";
 import * as paths from "../../kit/js/paths.mjs";
+import { until } from "../../kit/js/wait.mjs";
 
 const kHostile = '<img src=x onerror="document.title=1">';
 
 let network, browser, page, problems;
 
 before(async () => {
-  const loggers = [...kLoggers.slice(0, 2), { ...kLoggers[2], name: kHostile }];
+  const loggers = [{ ...kLoggers[0], timeOffset: 0 }, { ...kLoggers[1], timeOffset: -3_600_000_000 }, { ...kLoggers[2], timeOffset: 0, name: kHostile }];
   network = await Network.start({ loggers });
   network.expectInLog(/./); // what the page sends is looked at here, not in the log
   browser = await launchBrowser();
+  mkdirSync(path.join(paths.buildDir, "screenshots"), { recursive: true });
 });
 
 after(async () => {
@@ -27,6 +29,7 @@ after(async () => {
 beforeEach(async () => {
   problems = [];
   page = await openPage(browser, network.apache.page, problems);
+  await state(page, "live");
 });
 
 afterEach(async () => {
@@ -34,137 +37,137 @@ afterEach(async () => {
   assert.deepEqual(problems, []);
 });
 
-const rows = () => page.locator("#loggers tbody tr");
-
-// Each row of the complete table as the texts of its cells.
-async function table() {
-  await page.getByText("3 loggers, complete.").waitFor();
-  return rows().evaluateAll((all) => all.map((row) => [...row.cells].map((cell) => cell.textContent)));
-}
+const shoot = (name) => page.screenshot({ path: path.join(paths.buildDir, `screenshots/${name}.png`) });
 
 describe("the page", () => {
-  test("shows the three loggers, and what they say of themselves only as text", async () => {
-    const shown = await table();
-    assert.deepEqual(
-      shown.map(([name, type, mac]) => ({ mac, name, type })).sort((a, b) => a.mac.localeCompare(b.mac)),
-      network.loggers.map(({ mac, name, type }) => ({ mac, name, type })),
-    );
-    await page.waitForFunction(() => [...document.querySelectorAll("#loggers tbody td:last-child")].every((cell) => cell.textContent !== ""));
-    assert.equal(await page.title(), "Live View");
-    assert.equal(await page.locator("#connection").textContent(), "Connected");
-    assert.equal(await page.locator("#network-name").textContent(), "Test network");
-    mkdirSync(path.join(paths.buildDir, "screenshots"), { recursive: true });
-    await page.screenshot({ path: path.join(paths.buildDir, "screenshots/page.png"), fullPage: true });
+  test("is served under a policy that lets it load nothing from elsewhere", async () => {
+    const response = await fetch(network.apache.page);
+    const policy = response.headers.get("content-security-policy");
+    assert.match(policy, /^default-src 'none'; script-src 'self';/);
+    assert.match(policy, /frame-ancestors 'none'$/);
   });
 
-  test("sends a picked command and shows its answer", async () => {
-    await table();
-    await page.getByLabel("Pick a command").selectOption("ping");
-    await page.getByLabel("Show pings").check();
-    await page.getByRole("button", { name: "Send" }).click();
-    await page.locator('#frames li[data-kind="received"] pre', { hasText: '"ping"' }).first().waitFor();
-    const answer = await page.locator('#frames li[data-kind="received"] pre', { hasText: '"ping"' }).first().textContent();
-    assert.equal(answer, okText("ping"));
-  });
-
-  test("sends a typed request with the keyboard alone and shows an error as one", async () => {
-    await table();
-    const request = page.getByLabel("Request");
-    await request.fill('{"command": "dance"}');
-    await request.press("Control+Enter");
-    const answer = page.locator('#frames li[data-kind="received"][data-status="ERROR"] pre', { hasText: '"dance"' });
-    await answer.waitFor();
-    assert.match(await answer.textContent(), /"error_code": "invalid_command"/);
-  });
-
-  test("says that the connection has gone and comes back by itself", async () => {
-    await table();
-    await page.locator("#request").fill('{"command": "close_webapp"}');
-    await page.locator("#request").press("Control+Enter");
-    await page.locator('#connection[data-state="closed"]').waitFor();
-    assert.match(await page.locator("#connection").textContent(), /^Not connected: closed by the logger\. Trying again in /);
-    await page.locator('#connection[data-state="open"]').waitFor();
-    assert.equal((await table()).length, 3);
-  });
-
-  test("shows the signals of all loggers, runs one, and runs it again when they are listed anew", async () => {
-    await table();
-    await page.getByText(/^96 signals, 96 shown/).waitFor();
-    await page.getByLabel("Find").fill("gear front");
-    await page.getByText(/^96 signals, 1 shown/).waitFor();
-    const cell = (column) => page.locator(`#signals tbody tr td:nth-child(${column})`);
-    await page.getByLabel("Run Gear").check();
-    const hasValue = () => /^[0-6]$/.test(document.querySelector("#signals tbody td:nth-child(5)").textContent);
-    await page.waitForFunction(hasValue);
-    assert.match(await cell(6).textContent(), /^(neutral|first|second|third|fourth|fifth|sixth)$/);
-    assert.equal(await cell(4).textContent(), "CAN 1");
-    await page.screenshot({ path: path.join(paths.buildDir, "screenshots/signals.png"), fullPage: true });
-
-    await page.getByRole("button", { name: "List again" }).click();
-    const kStarted = '#frames li[data-kind="received"] pre';
-    await page.waitForFunction(
-      (selector) =>
-        [...document.querySelectorAll(selector)].filter(({ textContent: text }) => text.includes('"generic_start_sig"')).length === 2,
-      kStarted,
-    );
-    await page.waitForFunction(hasValue);
-    assert.ok(await page.getByLabel("Run Gear").isChecked());
-    await page.getByLabel("Run Gear").uncheck();
-    await page.locator('#frames li[data-kind="received"] pre', { hasText: '"generic_stop_sig"' }).waitFor();
-  });
-
-  test("forgets a value that it has not shown yet when the signals are listed anew", async () => {
-    const shown = await page.evaluate(async () => {
-      const { SignalTable } = await import("/signals.js");
-      const parts = document.createElement("div");
-      parts.innerHTML = "<table><tbody></tbody></table><p></p><input>";
-      const signals = new SignalTable(...parts.children, () => {});
-      const key = ["Gear", "02:00:00:00:00:01"];
-      const stream = { signal_key: key, bus_id: "BUSID_CAN", channel: 1, unit: "" };
-      const catalogue = { response: "get_signal_names", status: "OK", Streams: [stream] };
-      signals.take(catalogue);
-      signals.take({ response: "generic_sig_value", status: "OK", signal_key: key, value: 3 });
-      signals.take(catalogue);
-      await new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve)));
-      return parts.querySelector("td:nth-child(5)").textContent;
-    });
-    assert.equal(shown, "");
-  });
-
-  test("shows the loads of the buses until they are stopped", async () => {
-    await table();
-    await page.getByRole("button", { name: "Start loads" }).click();
-    const loads = () =>
-      page
-        .locator("#buses tbody tr", { hasText: "CAN1" })
-        .evaluateAll((all) => all.map((row) => [...row.cells].map((cell) => cell.textContent)));
-    await page.waitForFunction(() => {
-      const texts = [...document.querySelectorAll("#buses tbody tr")].map((row) => row.textContent);
-      return texts.some((text) => /CAN 1CAN1\d+%/.test(text)) && texts.some((text) => text.includes("MOST_LOCK"));
-    });
-    const [local] = (await loads()).filter(([logger]) => logger === "this one");
-    assert.equal(local[1], "CAN 1");
-    await page.screenshot({ path: path.join(paths.buildDir, "screenshots/buses.png"), fullPage: true });
-    await page.getByRole("button", { name: "Stop loads" }).click();
-    await page.getByRole("button", { name: "Start loads" }).waitFor();
+  test("draws signals of the local logger and shows the loads of the buses without any action", async () => {
+    await isDrawing(page, byId(page, "plot").first());
+    await openView(page, "loads");
     await page.waitForFunction(() =>
-      [...document.querySelectorAll("#buses tbody tr")].filter((row) => row.textContent.includes("CAN1"))
-        .every((row) => row.cells[3].textContent === "\u2013"));
+      [...document.querySelectorAll("[data-testid=view-loads] [data-testid=load]")].some((row) => /CAN 1.*\d/.test(row.textContent)),
+    );
+    await shoot("page");
   });
 
-  test("sets a trigger and shows it among those of all loggers", async () => {
-    await table();
-    await page.locator("#trigger-form").getByLabel("Marker").fill(kHostile);
-    await page.getByRole("button", { name: "Set trigger" }).click();
-    await page.locator("#triggers tbody td", { hasText: kHostile }).waitFor();
-    await page.getByRole("button", { name: "List triggers" }).click();
-    await page.getByText(/^\d+ triggers\.$/).waitFor();
-    await page.screenshot({ path: path.join(paths.buildDir, "screenshots/triggers.png"), fullPage: true });
+  test("shows who is in the network, and what loggers say of themselves only as text", async () => {
+    const view = await openView(page, "network");
+    await until("three loggers with their status", async () => {
+      const shown = (await texts(byId(view, "logger"))).join("\n");
+      return shown.includes("255") && shown.includes("Winter test");
+    });
+    const macs = await byId(view, "logger").evaluateAll((all) => all.map((one) => one.dataset.mac));
+    assert.deepEqual(macs.sort(), network.loggers.map(({ mac }) => mac));
+    const hostile = view.locator('[data-mac="02:00:00:00:00:03"] .logger-name');
+    assert.equal(await hostile.textContent(), kHostile);
+    assert.equal(await page.title(), "Live View");
+    assert.equal(await byId(page, "network-name").textContent(), "Test network");
+    assert.match(await view.locator('[data-mac="02:00:00:00:00:01"]').textContent(), /Stratolog2.*Winter test.*3\.14\.1.*Europe\/Berlin/);
+    assert.match(await view.locator('[data-mac="02:00:00:00:00:02"]').textContent(), /1:00 h ahead of the network/);
   });
 
-  test("a reload shows the loggers again", async () => {
-    await table();
+  test("finds a signal as one types, starts it with a click and shows its value", async () => {
+    await byId(page, "signal-search").fill("gear rear");
+    const row = byId(page, "signal-row").first();
+    await row.filter({ hasText: "Gear" }).waitFor();
+    assert.match(await byId(page, "signal-count").textContent(), /^1 .*96/);
+    await row.getByRole("button").first().click();
+    await row.locator(".signal-value").waitFor();
+    assert.match(await row.locator(".signal-value").textContent(), /^(neutral|first|second|third|fourth|fifth|sixth) $/);
+    await row.getByRole("button").first().click();
+    await row.locator(".signal-value").waitFor({ state: "detached" });
+  });
+
+  test("sets a marker with one key, which is confirmed and listed", async () => {
+    await page.keyboard.press("m");
+    await page.locator('[data-testid=marker-pending][data-state="confirmed"]').waitFor();
+    const marker = await page.locator("[data-testid=marker-pending] .pending-name").first().textContent();
+    assert.match(marker, /^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{6}$/);
+    const view = await openView(page, "triggers");
+    await byId(view, "trigger-row").filter({ hasText: marker }).waitFor();
+    await shoot("triggers");
+  });
+
+  test("sends a request by hand, shows the answer with its time, and an error as one", async () => {
+    await sendByHand(page, '{"command": "dance"}');
+    const answer = await frames(page, "dance");
+    await answer.first().waitFor();
+    assert.equal(await answer.first().getAttribute("data-status"), "ERROR");
+    assert.match(await answer.first().locator(".frame-took").textContent(), /^\d+(\.\d)? ms$/);
+    await answer.first().locator(".frame-line").click();
+    assert.match(await byId(page, "frame-text").textContent(), /"error_code": "invalid_command"/);
+  });
+
+  test("goes on by itself when the logger has closed the connection, with everything that ran", async () => {
+    const value = byId(page, "grid");
+    await changes(page, value);
+    await watchStates(page);
+    await sendByHand(page, '{"command": "close_webapp"}');
+    await sawState(page, /^lost: .*closed/);
+    await state(page, "live");
+    await changes(page, value);
+    await byId(page, "legend-gaps").first().waitFor();
+  });
+
+  test("starts again what ran when the signals were listed anew by hand", async () => {
+    const value = byId(page, "grid");
+    await changes(page, value);
+    await sendByHand(page, '{"command": "get_signal_names"}');
+    await (await frames(page, "get_signal_names", "sent")).nth(1).waitFor();
+    await changes(page, value, 3);
+  });
+
+  test("pauses the view while data goes on", async () => {
+    const plot = byId(page, "plot").first();
+    await isDrawing(page, plot);
+    await byId(page, "pause").click();
+    const picture = () => plot.locator("canvas").first().evaluate((canvas) => canvas.toDataURL());
+    await until("the curves stand still", async () => {
+      const before = await picture();
+      await page.evaluate(() => new Promise((resolve) => setTimeout(resolve, 400)));
+      return (await picture()) === before;
+    });
+    await page.waitForTimeout(3_000); // more than any usual interval: values that were left out would be a gap
+    await byId(page, "pause").click();
+    await isDrawing(page, plot);
+    assert.equal(await byId(page, "legend-gaps").count(), 0);
+  });
+
+  test("a reload shows the same panels, drawing", async () => {
+    await byId(page, "signal-search").fill("speed front");
+    await byId(page, "signal-row").first().getByRole("button").first().click();
+    const names = () => texts(page.locator("[data-testid=legend-entry] .legend-name"));
+    const before = await names();
     await page.reload();
-    assert.equal((await table()).length, 3);
+    await state(page, "live");
+    await isDrawing(page, byId(page, "plot").first());
+    assert.deepEqual(await names(), before);
+  });
+
+  test("two tabs do not disturb each other", async () => {
+    const other = await openPage(browser, network.apache.page, problems);
+    await state(other, "live");
+    for (const tab of [page, other]) await isDrawing(tab, byId(tab, "plot").first());
+    await other.close();
+    await changes(page, byId(page, "grid"), 3);
+    await state(page, "live");
+  });
+
+  test("a tab in the background goes on collecting", async () => {
+    const entry = byId(page, "grid");
+    await changes(page, entry);
+    const front = await browser.newPage();
+    await front.bringToFront();
+    await front.waitForTimeout(3_000);
+    await front.close();
+    await page.bringToFront();
+    await changes(page, entry);
+    assert.equal(await byId(page, "legend-gaps").count(), 0);
   });
 });

@@ -1,15 +1,17 @@
-// What the page keeps on the logger, audio files and configurations, and the monitor, in a real browser.
+// What the page keeps on the logger, audio files and set-ups, and the monitor, in a real browser.
 import assert from "node:assert/strict";
-import { mkdirSync, mkdtempSync, readFileSync, readdirSync, rmSync, writeFileSync } from "node:fs";
+import { mkdtempSync, readFileSync, readdirSync, rmSync, writeFileSync } from "node:fs";
 import os from "node:os";
 import path from "node:path";
 import { after, afterEach, before, beforeEach, describe, test } from "node:test";
 import { launchBrowser, openPage } from "../../kit/js/browser.mjs";
 import { configurationFile, makeConfigurations, storedConfigurations } from "../../kit/js/configurations.mjs";
+import { byId, changes, openView, sawState, sendByHand, state, frames, texts, watchStates } from "../../kit/js/live_page.mjs";
 import { kLoggers, Network } from "../../kit/js/network.mjs";
 import * as paths from "../../kit/js/paths.mjs";
+import { until } from "../../kit/js/wait.mjs";
 
-const kHostile = '<img src=x onerror="document.title=1">';
+const kName = "Brakes / <b>ä€</b>";
 
 let network, browser, page, problems, dir;
 
@@ -19,7 +21,6 @@ before(async () => {
   network = await Network.start({ loggers: [{ ...kLoggers[0], args: [["--audio", path.join(dir, "audio")]] }] });
   network.expectInLog(/./); // what the page sends is looked at here, not in the log
   browser = await launchBrowser();
-  mkdirSync(path.join(paths.buildDir, "screenshots"), { recursive: true });
 });
 
 after(async () => {
@@ -31,7 +32,7 @@ after(async () => {
 beforeEach(async () => {
   problems = [];
   page = await openPage(browser, network.apache.page, problems);
-  await page.getByText("One logger, complete.").waitFor();
+  await state(page, "live");
 });
 
 afterEach(async () => {
@@ -39,127 +40,139 @@ afterEach(async () => {
   assert.deepEqual(problems, []);
 });
 
-const section = (name) => page.getByRole("region", { name, exact: true });
-const button = (name) => page.getByRole("button", { name, exact: true });
+describe("set-ups on the page", { skip: !paths.isolated && "no /var/opt of its own" }, () => {
+  test("are saved, listed beside the files of others, loaded by a link and deleted", async () => {
+    writeFileSync(configurationFile("drive"), "somebody else's");
+    await byId(page, "legend-entry").first().waitFor();
+    const names = () => texts(page.locator("[data-testid=legend-entry] .legend-name"));
+    const saved = await names();
+    const view = await openView(page, "setups");
+    await byId(view, "setup-name").fill(kName);
+    await byId(view, "setup-save").click();
+    await byId(view, "setup-row").filter({ hasText: kName }).waitFor();
+    assert.equal(await byId(view, "setup-row").count(), 1);
+    assert.deepEqual(storedConfigurations().sort(), ["drive", "liveview-Brakes%20%2F%20%3Cb%3E%C3%A4%E2%82%AC%3C%2Fb%3E"]);
 
-// The rows of a table, but for the buttons, as the texts of their cells.
-function rows(table, columns) {
-  return page
-    .locator(`#${table} tbody tr`)
-    .evaluateAll((all, count) => all.map((row) => [...row.cells].slice(0, count).map((cell) => cell.textContent)), columns);
-}
+    // Another browser, which keeps nothing, gets it by its link.
+    const context = await browser.newContext();
+    const other = await context.newPage();
+    await other.goto(`${network.apache.page}#setup=${encodeURIComponent(kName)}`);
+    await state(other, "live");
+    await openView(other, "setups");
+    await byId(other, "setup-current").filter({ hasText: kName }).waitFor();
+    assert.deepEqual(await texts(other.locator("[data-testid=legend-entry] .legend-name")), saved);
+    await context.close();
 
-async function shoot(name) {
-  await section(name).screenshot({ path: path.join(paths.buildDir, `screenshots/${name.toLowerCase().replace(" ", "_")}.png`) });
-}
-
-describe("configurations on the page", { skip: !paths.isolated && "no /var/opt of its own" }, () => {
-  const kText = `{"signals": ["Gear"], "note": "ä€😀 \\\\ ${kHostile}"}\n`;
-
-  test("are saved, listed, loaded and deleted", async () => {
-    await page.getByText("0 configurations.").waitFor();
-    const form = page.locator("#configuration-form");
-    await form.getByLabel("Name").fill(kHostile);
-    await form.getByLabel("Text").fill(kText);
-    await button("Save configuration").click();
-    await page.getByText("1 configuration.").waitFor();
-    assert.deepEqual(await rows("configurations", 1), [[kHostile]]);
-    assert.equal(readFileSync(configurationFile(kHostile), "utf8"), kText);
-    await shoot("Configurations");
-
-    await page.reload();
-    await page.getByText("1 configuration.").waitFor();
-    await button(`Load ${kHostile}`).click();
-    await page.waitForFunction(() => document.getElementById("configuration-text").value !== "");
-    assert.equal(await form.getByLabel("Text").inputValue(), kText);
-    assert.equal(await form.getByLabel("Name").inputValue(), kHostile);
-    await button(`Delete ${kHostile}`).click();
-    await page.getByText("0 configurations.").waitFor();
-    assert.deepEqual(storedConfigurations(), []);
+    await byId(view, "setup-row").getByRole("button", { name: /^Delete/ }).first().click();
+    await byId(view, "setup-row").locator(".setup-sure").getByRole("button").first().click();
+    await byId(view, "setup-row").first().waitFor({ state: "detached" });
+    assert.deepEqual(storedConfigurations(), ["drive"]);
   });
 
-  test("without a name are not saved, and the page says why", async () => {
-    await page.locator("#configuration-form").getByLabel("Text").fill("x");
-    await button("Save configuration").click();
-    await page.getByText("Not saved: config name must not be empty.").waitFor();
+  test("that somebody has spoilt are refused, and the page stays as it is", async () => {
+    writeFileSync(configurationFile("liveview-spoilt"), '{"format": "live-view-setup", "version": 1, "name": "x", "panels": [{"kind": "cake"}]}');
+    await page.reload();
+    await state(page, "live");
+    const view = await openView(page, "setups");
+    await byId(view, "setup-row").filter({ hasText: "spoilt" }).locator(".setup-load").click();
+    await byId(view, "setup-error").filter({ hasText: "a panel is of no known kind" }).waitFor();
+    assert.ok((await byId(page, "legend-entry").count()) > 0);
   });
 });
 
 describe("audio files on the page", () => {
-  async function choose(name, content) {
-    writeFileSync(path.join(dir, name), content);
-    await page.locator("#audio-form").getByLabel("File").setInputFiles(path.join(dir, name));
+  // A second of silence that can be listened to.
+  function soundFile() {
+    const wav = Buffer.alloc(44 + 8_000);
+    wav.write("RIFF\0\0\0\0WAVEfmt ", "latin1");
+    wav.writeUInt32LE(36 + 8_000, 4);
+    for (const [at, value, bytes] of [[16, 16, 4], [20, 1, 2], [22, 1, 2], [24, 8_000, 4], [28, 8_000, 4], [32, 1, 2], [34, 8, 2]]) wav.writeUIntLE(value, at, bytes);
+    wav.write("data", 36, "latin1");
+    wav.writeUInt32LE(8_000, 40);
+    return wav.fill(128, 44);
   }
 
-  test("are uploaded with their marker and times, and set to others", async () => {
-    const form = page.locator("#audio-form");
-    await page.getByText("0 audio files.").waitFor();
-    await choose("note.wav", "RIFF and so on");
-    await form.getByLabel("Marker").fill(kHostile);
-    await form.getByLabel("From").fill("100");
-    await form.getByLabel("To", { exact: true }).fill("4294967295");
-    await button("Upload").click();
-    await page.getByText("note has been uploaded. 1 audio file.").waitFor();
-    const [[name, ...place]] = await rows("audio", 4);
-    assert.match(name, /^\d+\.wav$/);
-    assert.deepEqual(place, [kHostile, "100", "4294967295"]);
-    assert.equal(readFileSync(path.join(dir, "audio/files", name), "utf8"), "RIFF and so on");
-    await shoot("Audio files");
-
-    await form.getByLabel("Marker").fill("other");
-    await form.getByLabel("From").fill("7");
-    await form.getByLabel("To", { exact: true }).fill("8");
-    await page.getByRole("button", { name: `Set ${name}` }).click();
-    await page.getByText("The file has been set. 1 audio file.").waitFor();
-    assert.deepEqual(await rows("audio", 4), [[name, "other", "7", "8"]]);
+  test("are chosen, heard, uploaded for a marker and listed", async () => {
+    await page.keyboard.press("m");
+    await page.locator('[data-testid=marker-pending][data-state="confirmed"]').waitFor();
+    const marker = await page.locator("[data-testid=marker-pending] .pending-name").first().textContent();
+    const view = await openView(page, "audio");
+    const file = path.join(dir, "note.wav");
+    writeFileSync(file, soundFile());
+    await byId(view, "audio-file").setInputFiles(file);
+    await byId(view, "audio-preview").waitFor();
+    assert.equal(await byId(view, "audio-preview").evaluate((audio) => new Promise((resolve) => {
+      if (audio.readyState > 0) return resolve(audio.duration);
+      audio.onloadedmetadata = () => resolve(audio.duration);
+      audio.onerror = () => resolve(audio.error.message);
+    })), 1);
+    await byId(view, "audio-marker").selectOption(marker);
+    await byId(view, "audio-send").click();
+    await byId(view, "upload").filter({ hasText: "note" }).waitFor();
+    await byId(view, "audio-row").filter({ hasText: marker }).waitFor();
+    const [stored] = readdirSync(path.join(dir, "audio/files"));
+    assert.deepEqual(readFileSync(path.join(dir, "audio/files", stored)), soundFile());
   });
 
-  test("can be cancelled before their data, and uploaded then", async () => {
-    const before = readdirSync(path.join(dir, "audio/files")).length;
-    // Announced by hand: the page has no data for it.
-    await page.locator("#request").fill('{"command": "upload_audio_file", "name": "n", "marker_id": "m", "start_time": 1, "end_time": 2}');
-    await page.locator("#request").press("Control+Enter");
-    await page.locator("#frames pre", { hasText: "WAITING_FOR_DATA" }).waitFor();
-    await choose("second", "");
-    await button("Upload").click();
-    await page.getByText(/^Not done: other data upload in progress: name: n;/).waitFor();
-    await button("Cancel upload").click();
-    await page.getByText("No upload is pending.").waitFor();
-    await button("Upload").click();
-    await page.getByText(/^second has been uploaded\. /).waitFor();
-    assert.equal(readdirSync(path.join(dir, "audio/files")).length, before + 1);
-  });
-
-  test("have to be chosen first", async () => {
-    await button("Upload").click();
-    await page.getByText("Choose a file first.").waitFor();
+  test("do not hold markers up while they are on their way", async () => {
+    const view = await openView(page, "audio");
+    const file = path.join(dir, "long.wav");
+    writeFileSync(file, Buffer.alloc(24_000_000, 1));
+    await byId(view, "audio-file").setInputFiles(file);
+    await byId(view, "audio-send").click();
+    const asked = Date.now();
+    await page.keyboard.press("m");
+    await page.locator('[data-testid=marker-pending][data-state="confirmed"]').waitFor();
+    assert.ok(Date.now() - asked < 10_000); // machines may be busy
+    await until("both files are there", async () => (await byId(view, "audio-row").count()) === 2, 30_000);
   });
 });
 
 describe("the monitor on the page", () => {
-  test("shows the screen that is selected, until it is stopped", async () => {
-    await page.waitForFunction(() => document.getElementById("screen").options[1].textContent === "1 CAN2");
-    await button("Start monitor").click();
-    await page.waitForFunction(() => document.querySelectorAll("#monitor tbody tr").length === 9);
-    for (const [name, value] of await rows("monitor", 3)) {
-      assert.match(name, /^CAN1\./);
-      assert.notEqual(value, "");
-    }
-    await page.getByLabel("Screen").selectOption("2");
-    await page.waitForFunction(() => document.querySelectorAll("#monitor tbody tr").length === 6);
-    for (const [name] of await rows("monitor", 3)) assert.match(name, /^FlexRay1\./);
-    await shoot("Monitor");
-    await button("Stop monitor").click();
-    await button("Start monitor").waitFor();
+  test("shows the screen that is chosen, until it is stopped", async () => {
+    const view = await openView(page, "monitor");
+    await byId(view, "screen-0").waitFor();
+    await byId(view, "monitor-run").click();
+    await changes(page, byId(view, "monitor-values"));
+    assert.match(await byId(view, "monitor-values").textContent(), /CAN1\./);
+    await byId(view, "screen-1").click();
+    await byId(view, "monitor-values").filter({ hasText: "CAN2." }).waitFor();
+    assert.doesNotMatch(await byId(view, "monitor-values").textContent(), /CAN1\./);
+    await byId(view, "monitor-run").click();
+    await byId(view, "monitor-values").waitFor({ state: "detached" });
+  });
+});
+
+describe("a session on the page", () => {
+  test("is recorded to a file, and played from it", async () => {
+    const view = await openView(page, "protocol");
+    await byId(view, "session-record").click();
+    await watchStates(page);
+    await sendByHand(page, '{"command": "close_webapp"}'); // so that the recording holds all from the beginning
+    await sawState(page, /^lost/);
+    await state(page, "live");
+    await changes(page, byId(page, "grid"), 5);
+    const [download] = await Promise.all([page.waitForEvent("download"), byId(view, "session-save").click()]);
+    const file = path.join(dir, "session.jsonl");
+    await download.saveAs(file);
+    assert.match(readFileSync(file, "utf8"), /^\{"format":"live-view-session","version":1\}\n/);
+
+    await byId(view, "session-file").setInputFiles(file);
+    await state(page, "playback");
+    await (await frames(page, "get_logger_info")).first().waitFor();
+    await changes(page, byId(page, "grid"));
+    await page.waitForFunction(() => document.querySelectorAll("[data-testid=signal-row]").length > 3);
+    await byId(view, "playback-stop").click();
+    await state(page, "live");
+    await changes(page, byId(page, "grid"));
   });
 
-  test("runs again when the connection broke", async () => {
-    await button("Start monitor").click();
-    await page.locator("#monitor tbody tr").first().waitFor();
-    await page.locator("#request").fill('{"command": "close_webapp"}');
-    await page.locator("#request").press("Control+Enter");
-    await page.locator('#connection[data-state="closed"]').waitFor();
-    await page.locator("#monitor tbody.stale").waitFor();
-    await page.locator("#monitor tbody:not(.stale) tr").first().waitFor();
+  test("that is none is refused with the reason", async () => {
+    const view = await openView(page, "protocol");
+    const file = path.join(dir, "none.jsonl");
+    writeFileSync(file, "hello");
+    await byId(view, "session-file").setInputFiles(file);
+    await byId(page, "notices").filter({ hasText: "this is no recorded session" }).waitFor();
+    await state(page, "live");
   });
 });

@@ -20,7 +20,7 @@ export function launchBrowser() {
 // A page that fails the test on whatever its console complains of; `problems` takes it.
 export async function openPage(browser, address, problems) {
   const page = await browser.newPage({ viewport: { width: 1200, height: 900 } });
-  page.setDefaultTimeout(20_000);
+  page.setDefaultTimeout(60_000); // machines may be busy
   page.on("pageerror", (error) => problems.push(String(error)));
   page.on("console", (message) => {
     if (message.type() === "error" || message.type() === "warning") problems.push(message.text());

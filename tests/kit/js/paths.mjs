@@ -13,7 +13,8 @@ export const sanitizers = process.env.LV_SANITIZE ?? "";
 export const plugin = path.join(buildDir, "plugin/krwebsocket.so");
 export const webSocketModule = path.join(buildDir, "host/mod_websocket.so");
 export const deskLogger = path.join(buildDir, "desk/desklogger");
-export const webDir = path.join(sourceDir, "web");
+// The page as it is served; where it was not built, its source has at least the files that are served as they are.
+export const webDir = firstThatExists(path.join(buildDir, "page"), path.join(sourceDir, "web"));
 export const apacheTemplate = path.join(sourceDir, "host/apache/httpd.conf.in");
 export const natsTemplate = path.join(sourceDir, "packaging/nats-server.conf.in");
 

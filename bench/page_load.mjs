@@ -1,0 +1,110 @@
+// What the page costs a browser: 200 signals at 20 values a second each. Prints tasks above 100 ms in the steady state,
+// the memory each minute, and the processor time of page and worker.
+//
+//   tests/kit/js/isolated node bench/page_load.mjs [minutes]     (default 10)
+import { execFileSync } from "node:child_process";
+import { readFileSync, readdirSync, writeFileSync } from "node:fs";
+import path from "node:path";
+import { setTimeout as sleep } from "node:timers/promises";
+import { launchBrowser } from "../tests/kit/js/browser.mjs";
+import { state } from "../tests/kit/js/live_page.mjs";
+import { kLoggers, Network } from "../tests/kit/js/network.mjs";
+
+const kSignals = 200;
+const kRate = 20; // values a second and signal
+const kPerChart = 10;
+const kLong = 100; // ms
+const kTraced = 5; // s of each minute
+const minutes = Number(process.argv[2] ?? 10);
+
+// A recording of curves that all differ.
+function recording(dir) {
+  const names = Array.from({ length: kSignals }, (_, index) => `Signal.${String(index).padStart(3, "0")}`);
+  const rows = [`time,${names.map((name) => `${name} [V]`).join(",")}`];
+  for (let row = 0; row < 400; row++) rows.push(`${(row / kRate).toFixed(2)},${names.map((_, index) => (Math.sin((row + index) / 20) * (1 + index)).toFixed(3)).join(",")}`);
+  const file = path.join(dir, "curves.csv");
+  writeFileSync(file, `${rows.join("\n")}\n`);
+  return { file, names };
+}
+
+function arrangement(names, mac) {
+  const panels = [];
+  for (let first = 0; first < names.length; first += kPerChart) {
+    const signals = names.slice(first, first + kPerChart).map((name) => ({ name, mac, logger: "Front" }));
+    panels.push({ id: `chart-${first}`, kind: "chart", title: "", signals, options: {} });
+  }
+  return JSON.stringify({ format: "live-view-setup", version: 1, name: "", panels });
+}
+
+// The tasks of the page's thread in a trace that took longer than kLong, in ms: by the clock, and by what the processor
+// gave them, since on a busy machine a task also waits.
+function longTasks(trace) {
+  const { traceEvents } = JSON.parse(trace.toString("utf8"));
+  const main = new Set(traceEvents.filter(({ name, args }) => name === "thread_name" && args?.name === "CrRendererMain").map(({ pid, tid }) => `${pid} ${tid}`));
+  const tasks = traceEvents.filter(({ name, ph, pid, tid }) => ph === "X" && /RunTask$/.test(name) && main.has(`${pid} ${tid}`));
+  const above = (member) => tasks.map((task) => Math.round(task[member] / 1000)).filter((ms) => ms > kLong);
+  return { clock: above("dur"), processor: above("tdur") };
+}
+
+async function rendererOf(session) {
+  const { processInfo } = await session.send("SystemInfo.getProcessInfo");
+  return processInfo.filter(({ type }) => type === "renderer").reduce((most, one) => (one.cpuTime > most.cpuTime ? one : most));
+}
+
+const kTicks = Number(execFileSync("getconf", ["CLK_TCK"]));
+
+// Processor seconds so far of the page's thread, of its worker's, and of all others of the process.
+function threadSeconds(pid) {
+  const seconds = { page: 0, worker: 0, others: 0 };
+  for (const tid of readdirSync(`/proc/${pid}/task`)) {
+    const stat = readFileSync(`/proc/${pid}/task/${tid}/stat`, "utf8");
+    const fields = stat.replace(/^.*\) /, "").split(" ");
+    const kind = Number(tid) === pid ? "page" : stat.includes("(DedicatedWorker") ? "worker" : "others";
+    seconds[kind] += (Number(fields[11]) + Number(fields[12])) / kTicks;
+  }
+  return seconds;
+}
+
+const residentMb = (pid) => Number(/VmRSS:\s+(\d+)/.exec(readFileSync(`/proc/${pid}/status`, "utf8"))[1]) / 1024;
+
+const network = await Network.start({ loggers: [] });
+let browser;
+try {
+  network.expectInLog(/./);
+  const { file, names } = recording(network.dir);
+  await network.addLogger({ ...kLoggers[0], source: file, args: [["--rate", String(kRate)]] });
+  browser = await launchBrowser();
+  const page = await browser.newPage({ viewport: { width: 1440, height: 900 } });
+  await page.addInitScript((text) => localStorage.setItem("live-view.arrangement", text), arrangement(names, kLoggers[0].mac));
+  await page.goto(network.apache.page);
+  await state(page, "live", 120_000);
+  await sleep(20_000); // until everything runs
+  const session = await browser.newBrowserCDPSession();
+  const metrics = await page.context().newCDPSession(page);
+  await metrics.send("Performance.enable");
+  const value = async (name) => (await metrics.send("Performance.getMetrics")).metrics.find((one) => one.name === name).value;
+  const renderer = await rendererOf(session);
+  const started = { at: Date.now(), ...threadSeconds(renderer.id) };
+  const long = { clock: [], processor: [] };
+  for (let minute = 1; minute <= minutes; minute++) {
+    await browser.startTracing(page, { categories: ["disabled-by-default-devtools.timeline"] });
+    await sleep(kTraced * 1000);
+    const found = longTasks(await browser.stopTracing());
+    for (const kind of ["clock", "processor"]) long[kind].push(...found[kind]);
+    await sleep(Math.max(0, started.at + minute * 60_000 - Date.now()));
+    await metrics.send("HeapProfiler.collectGarbage");
+    const heap = (await value("JSHeapUsedSize")) / 1e6;
+    console.log(`minute ${minute}: page's heap ${heap.toFixed(1)} MB, process ${residentMb(renderer.id).toFixed(0)} MB`);
+  }
+  const seconds = (Date.now() - started.at) / 1000;
+  const ended = threadSeconds(renderer.id);
+  const share = (kind) => `${((100 * (ended[kind] - started[kind])) / seconds).toFixed(1)} %`;
+  const counted = await page.evaluate(() => document.querySelectorAll("[data-testid=plot]").length);
+  console.log(`${kSignals} signals at ${kRate} values/s for ${seconds.toFixed(0)} s, ${counted} charts`);
+  const told = (tasks) => `${tasks.length}${tasks.length > 0 ? ` (longest ${Math.max(...tasks)} ms)` : ""}`;
+  console.log(`tasks of the page's thread above ${kLong} ms in ${minutes * kTraced} s of tracing: ${told(long.clock)} by the clock, ${told(long.processor)} of processor time`);
+  console.log(`processor, of one core: page's thread ${share("page")}, worker ${share("worker")}, painting and the rest ${share("others")}`);
+} finally {
+  await browser?.close();
+  await network.stop();
+}

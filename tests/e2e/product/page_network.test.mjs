@@ -1,0 +1,126 @@
+// The page while the network changes: loggers that are silent, leave and come back, a message bus that goes, and a
+// browser whose clock is wrong.
+import assert from "node:assert/strict";
+import { afterEach, describe, test } from "node:test";
+import { launchBrowser, openPage } from "../../kit/js/browser.mjs";
+import { byId, changes, openView, state, texts } from "../../kit/js/live_page.mjs";
+import { kLoggers, Network } from "../../kit/js/network.mjs";
+import { until } from "../../kit/js/wait.mjs";
+
+const kDay = 86_400_000; // ms
+const [kFront, kRear] = [{ ...kLoggers[0] }, { ...kLoggers[1], timeOffset: 0 }];
+
+let network, browser, problems;
+
+async function start(options) {
+  network = await Network.start(options);
+  network.expectInLog(/./); // what the page sends is looked at here, not in the log
+  browser = await launchBrowser();
+  problems = [];
+}
+
+// A page that has been told before to show all signals of the loggers.
+async function openWith(signals) {
+  const page = await browser.newPage({ viewport: { width: 1200, height: 900 } });
+  page.setDefaultTimeout(60_000);
+  page.on("pageerror", (error) => problems.push(String(error)));
+  const panels = [{ id: "1", kind: "table", title: "", signals, options: {} }];
+  const kept = JSON.stringify({ format: "live-view-setup", version: 1, name: "", panels });
+  await page.addInitScript((text) => localStorage.setItem("live-view.arrangement", text), kept);
+  await page.goto(network.apache.page);
+  return page;
+}
+
+afterEach(async () => {
+  await browser?.close();
+  await network?.stop();
+  network = browser = undefined;
+  assert.deepEqual(problems, []);
+});
+
+describe("a logger that is silent about its signals", () => {
+  test("does not hold up a marker, with 200 signals wanted", async () => {
+    await start({ loggers: [kFront, { ...kRear, scenario: { requests: { 137: { answers: 0 } } } }] });
+    const client = await network.connectReady();
+    const offered = await client.ask("get_signal_names");
+    client.terminate();
+    assert.equal(offered.status, "PROGRESS");
+    const known = offered.Streams.map(({ signal_key: [name, mac] }) => ({ name, mac, logger: "Front" }));
+    const wanted = [...known, ...Array.from({ length: 200 - known.length }, (_, index) => ({ name: `Absent ${index}`, mac: kRear.mac, logger: kRear.name }))];
+
+    const page = await openWith(wanted);
+    await state(page, "live");
+    await until("a first value", async () => (await texts(byId(page, "signal-row").locator(".signal-value"))).length > 0, 30_000);
+    const markers = new Set();
+    while (markers.size < 3) {
+      const asked = Date.now();
+      await page.keyboard.press("m");
+      const pending = page.locator("[data-testid=marker-pending]").first();
+      await until("the marker is confirmed", async () => {
+        const [name, sent] = [await pending.getAttribute("title"), await pending.getAttribute("data-state")];
+        return sent === "confirmed" && !markers.has(name) && markers.add(name);
+      });
+      const took = Date.now() - asked;
+      assert.ok(took < 2_500, `a marker took ${took} ms`);
+    }
+    // What came is shown, and who is missing is named.
+    await page.getByText(kRear.name).first().waitFor();
+  });
+});
+
+describe("a network that changes", () => {
+  test("a logger that leaves and returns is told, and its signals go on", async () => {
+    await start({ loggers: [kFront, kRear] });
+    const page = await openWith([{ name: "Engine.Speed", mac: kRear.mac, logger: kRear.name }]);
+    await state(page, "live");
+    const row = byId(page, "table-row").first();
+    await changes(page, row);
+    await network.loggers[1].stop();
+    const view = await openView(page, "network");
+    await until("one logger is left", async () => (await byId(view, "logger").count()) === 1, 40_000);
+    await state(page, "live");
+    await network.addLogger(kRear);
+    await until("it is back", async () => (await byId(view, "logger").count()) === 2, 60_000);
+    await state(page, "live");
+    await changes(page, row, 3);
+  });
+
+  test("a message bus that goes is told, and everything goes on when it is back", async () => {
+    await start({ loggers: [kFront, kRear] });
+    network.expectOfLoggers(/the bus server has gone/);
+    const page = await openPage(browser, network.apache.page, problems);
+    await state(page, "live");
+    await changes(page, byId(page, "grid"));
+    await network.bus.stop();
+    await state(page, "no-bus", 60_000);
+    await network.bus.start();
+    await state(page, "live", 120_000);
+    await changes(page, byId(page, "grid"), 5, 60_000);
+  });
+});
+
+describe("a browser whose clock is a day ahead", () => {
+  test("shows the network's time, and curves", async () => {
+    await start({ loggers: [kFront] });
+    const page = await browser.newPage({ viewport: { width: 1200, height: 900 }, timezoneId: "UTC" });
+    page.on("pageerror", (error) => problems.push(String(error)));
+    await page.addInitScript((ahead) => {
+      const now = Date.now.bind(Date);
+      Date.now = () => now() + ahead;
+    }, kDay);
+    await page.goto(network.apache.page);
+    await state(page, "live");
+    await changes(page, byId(page, "grid"));
+    const shown = await byId(page, "network-time").textContent();
+    const [hours, minutes, seconds] = /(\d+):(\d\d):(\d\d)/.exec(shown).slice(1).map(Number);
+    const berlin = new Intl.DateTimeFormat("en-GB", { timeZone: "Europe/Berlin", hour: "2-digit", minute: "2-digit", second: "2-digit", hourCycle: "h23" });
+    const [trueHours, trueMinutes, trueSeconds] = berlin.format(new Date()).split(":").map(Number);
+    const apart = Math.abs(3600 * (hours - trueHours) + 60 * (minutes - trueMinutes) + seconds - trueSeconds);
+    assert.ok(apart < 20 || apart > 86_380, `the page shows ${shown}`);
+    await page.keyboard.press("m");
+    const pending = page.locator("[data-testid=marker-pending] .pending-name").first();
+    await pending.waitFor();
+    const today = new Intl.DateTimeFormat("en-CA", { timeZone: "Europe/Berlin" }).format(new Date());
+    assert.ok((await pending.textContent()).startsWith(today));
+  });
+});

@@ -1,0 +1,58 @@
+// The axes of a chart: one division of the height for all value axes, round times below.
+import type uPlot from "uplot";
+import { axisNumber } from "./numbers.ts";
+import type { ChartColours } from "./palette.ts";
+import type { SteadyScale } from "./steady_scale.ts";
+import { tickLabel, ticks, tickStep } from "./time_ticks.ts";
+import type { ZoneClock } from "./zone_clock.ts";
+
+const kFont = '11px "Inter Variable", system-ui, sans-serif';
+const kTimeSpace = 88;
+
+/// Width in pixels of a value axis; the same for all, so that charts above each other share their edges.
+export const kAxisWidth = 56;
+
+/// A value axis: the scale that it shows, in which colour, and on which side.
+export interface ValueAxis {
+  readonly key: string;
+  readonly scale: SteadyScale;
+  readonly colour: () => string;
+  readonly side: "left" | "right";
+  /// Whether its divisions are drawn across the chart. Those of all scales lie at the same heights.
+  readonly grid: boolean;
+}
+
+/// The axis of time; `zone` is asked at each drawing.
+export function timeAxis(colours: () => ChartColours, zone: () => ZoneClock): uPlot.Axis {
+  const step = (u: uPlot, from: number, to: number) => tickStep({ from, to }, u.bbox.width / devicePixelRatio, kTimeSpace);
+  return {
+    scale: "x",
+    stroke: () => colours().muted,
+    font: kFont,
+    size: 24,
+    gap: 4,
+    grid: { stroke: () => colours().grid, width: 1 },
+    ticks: { show: false },
+    splits: (u, _axis, from, to) => ticks({ from, to }, step(u, from, to)),
+    values: (u, splits) => {
+      const { min = 0, max = 1 } = u.scales["x"]!;
+      const distance = step(u, min, max);
+      return splits.map((x) => tickLabel(zone(), x, distance));
+    },
+  };
+}
+
+export function valueAxis(axis: ValueAxis, colours: () => ChartColours): uPlot.Axis {
+  return {
+    scale: axis.key,
+    side: axis.side === "left" ? 3 : 1,
+    stroke: axis.colour,
+    font: kFont,
+    size: kAxisWidth,
+    gap: 6,
+    grid: { show: axis.grid, stroke: () => colours().grid, width: 1 },
+    ticks: { show: false },
+    splits: () => axis.scale.splits,
+    values: (_u, splits) => splits.map((value) => axisNumber(value, axis.scale.step, axis.scale.size)),
+  };
+}

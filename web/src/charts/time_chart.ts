@@ -1,0 +1,233 @@
+// Several signals on one time axis, each unit on a scale of its own. Draws what it is given; keeps no samples.
+import uPlot from "uplot";
+import { timeAxis, valueAxis, type ValueAxis } from "./axes.ts";
+import { drawAnnotations, type Annotations } from "./annotations.ts";
+import type { ChartColours } from "./palette.ts";
+import { extent, type Samples, type Span } from "./samples.ts";
+import { drawSamples, type LineStyle } from "./series_path.ts";
+import { SteadyScale } from "./steady_scale.ts";
+import { ZoneClock } from "./zone_clock.ts";
+
+/// A curve. Those with equal `scale` share a value axis.
+export interface Trace {
+  readonly id: string;
+  readonly scale: string;
+  readonly colour: () => string;
+  readonly dash: readonly number[];
+}
+
+/// What is drawn of a trace in one frame.
+export interface TraceData {
+  readonly samples: Samples;
+  readonly style: LineStyle;
+}
+
+/// One frame.
+export interface View extends Annotations {
+  readonly span: Span;
+  /// How far a step's last value is known to hold, in seconds since 1970.
+  readonly now: number;
+  readonly zone: ZoneClock;
+  /// In the order of the traces; null for those without samples.
+  readonly data: readonly (TraceData | null)[];
+  /// Take scales that fit best at once: the user changed what is seen.
+  readonly eager: boolean;
+}
+
+const kDivisionHeight = 44;
+const kMostAxes = 4;
+
+/// Into how many parts a length may be divided on which `most` have room.
+export function allowedDivisions(most: number): number[] {
+  const greatest = Math.max(2, Math.min(10, Math.floor(most)));
+  const least = Math.max(2, Math.ceil(greatest * 0.6));
+  return Array.from({ length: greatest - least + 1 }, (_, index) => greatest - index);
+}
+
+const kUtc = new ZoneClock("UTC");
+
+export class TimeChart {
+  readonly #host: HTMLElement;
+  readonly #colours: () => ChartColours;
+  #plot: uPlot | null = null;
+  #traces: readonly Trace[] = [];
+  #scales = new Map<string, SteadyScale>();
+  #view: View | null = null;
+  #width = 0;
+  #height = 0;
+
+  constructor(host: HTMLElement, colours: () => ChartColours) {
+    this.#host = host;
+    this.#colours = colours;
+  }
+
+  /// The element that lies over the plotting area, for gestures; null before the first `resize`.
+  get over(): HTMLElement | null {
+    return this.#plot?.over ?? null;
+  }
+
+  /// Left edge and width of the plotting area in CSS pixels within the host.
+  get area(): { left: number; width: number; top: number; height: number } {
+    const plot = this.#plot;
+    if (plot === null) return { left: 0, width: 0, top: 0, height: 0 };
+    const { left, width, top, height } = plot.bbox;
+    const ratio = uPlot.pxRatio;
+    return { left: left / ratio, width: width / ratio, top: top / ratio, height: height / ratio };
+  }
+
+  get canvas(): HTMLCanvasElement | null {
+    return this.#plot?.ctx.canvas ?? null;
+  }
+
+  /// The border values and divisions of a trace's axis.
+  scaleOf(key: string): SteadyScale | undefined {
+    return this.#scales.get(key);
+  }
+
+  setTraces(traces: readonly Trace[]): void {
+    this.#traces = traces;
+    const kept = this.#scales;
+    this.#scales = new Map(traces.map(({ scale }) => [scale, kept.get(scale) ?? new SteadyScale()]));
+    this.#rebuild();
+  }
+
+  resize(width: number, height: number): void {
+    if (width === this.#width && height === this.#height) return;
+    const fewer = this.#axisCount(width) !== this.#axisCount(this.#width);
+    this.#width = width;
+    this.#height = height;
+    if (this.#plot === null || fewer) this.#rebuild();
+    else this.#plot.setSize({ width, height });
+  }
+
+  draw(view: View): void {
+    this.#view = view;
+    const plot = this.#plot;
+    if (plot === null) return;
+    this.#fitScales(view);
+    plot.batch(() => {
+      for (const [key, scale] of this.#scales) plot.setScale(key, { min: scale.min, max: scale.max });
+      // Setting the time scale draws everything anew, whether it changed or not.
+      plot.setScale("x", { min: view.span.from, max: view.span.to });
+    });
+  }
+
+  /// Draws the view that was drawn last once more, in new colours for instance.
+  redraw(): void {
+    if (this.#view !== null) this.draw(this.#view);
+  }
+
+  /// Moves the hair line to a time, or hides it.
+  setHair(x: number | null): void {
+    const plot = this.#plot;
+    if (plot === null) return;
+    const left = x === null ? -10 : plot.valToPos(x, "x");
+    const seen = left >= 0 && left <= plot.over.clientWidth;
+    plot.setCursor({ left: seen ? left : -10, top: seen ? 0 : -10 }, false);
+  }
+
+  /// The time at a place `left` CSS pixels right of the plotting area's edge.
+  timeAt(left: number): number {
+    return this.#plot?.posToVal(left, "x") ?? NaN;
+  }
+
+  destroy(): void {
+    this.#plot?.destroy();
+    this.#plot = null;
+  }
+
+  #axisCount(width: number): number {
+    const room = width < 480 ? 1 : width < 720 ? 2 : kMostAxes;
+    return Math.min(room, new Set(this.#traces.map(({ scale }) => scale)).size);
+  }
+
+  #axes(): ValueAxis[] {
+    const count = this.#axisCount(this.#width);
+    return [...this.#scales].slice(0, count).map(([key, scale], index) => {
+      const users = this.#traces.filter((trace) => trace.scale === key);
+      const colour = users.length === 1 ? users[0]!.colour : () => this.#colours().muted;
+      return { key, scale, colour, side: index % 2 === 0 ? "left" : "right", grid: index === 0 };
+    });
+  }
+
+  #rebuild(): void {
+    this.destroy();
+    if (this.#width === 0 || this.#height === 0) return;
+    const axes = this.#axes();
+    const options: uPlot.Options = {
+      width: this.#width,
+      height: this.#height,
+      legend: { show: false },
+      padding: [10, axes.length < 2 ? 12 : 0, 0, axes.length === 0 ? 12 : 0],
+      cursor: { y: false, points: { show: false }, drag: { x: false, y: false }, bind: kNoBindings },
+      scales: { x: { time: false, auto: false } },
+      axes: [timeAxis(this.#colours, () => this.#view?.zone ?? kUtc), ...axes.map((axis) => valueAxis(axis, this.#colours))],
+      series: [{}, ...this.#traces.map((trace) => this.#series(trace))],
+      hooks: { draw: [(u) => this.#annotate(u)] },
+    };
+    for (const key of this.#scales.keys()) options.scales![key] = { auto: false };
+    // uPlot draws a series only where it has data; the real samples are drawn by each series' own path.
+    const stub = Float64Array.of(0, 1);
+    this.#plot = new uPlot(options, [stub, ...this.#traces.map(() => stub)], this.#host);
+    this.redraw();
+  }
+
+  #series(trace: Trace): uPlot.Series {
+    return {
+      scale: trace.scale,
+      stroke: trace.colour,
+      width: 1.5,
+      dash: [...trace.dash],
+      points: { show: false },
+      paths: (u, index) => this.#path(u, index - 1),
+    };
+  }
+
+  #path(plot: uPlot, index: number): uPlot.Series.Paths | null {
+    const view = this.#view;
+    const data = view?.data[index];
+    const trace = this.#traces[index];
+    if (!view || !data || !trace) return null;
+    const scale = this.#scales.get(trace.scale)!;
+    const { left, top, width, height } = plot.bbox;
+    const stroke = new Path2D();
+    drawSamples(stroke, data.samples, { span: view.span, left, top, width, height, min: scale.min, max: scale.max }, data.style, view.now);
+    return { stroke, flags: 1 };
+  }
+
+  #fitScales(view: View): void {
+    let divisions = allowedDivisions((this.#height - 34) / kDivisionHeight);
+    const clock = performance.now() / 1000;
+    for (const [key, scale] of this.#scales) {
+      let seen: { min: number; max: number } | null = null;
+      this.#traces.forEach((trace, index) => {
+        const data = view.data[index];
+        if (trace.scale !== key || !data) return;
+        const found = extent(data.samples, view.span);
+        if (found !== null) {
+          seen = seen === null ? found : { min: Math.min(seen.min, found.min), max: Math.max(seen.max, found.max) };
+        }
+      });
+      scale.fit(seen, divisions, clock, view.eager);
+      // The first scale chooses into how many parts the height is divided; the others take the same.
+      divisions = [scale.divisions];
+    }
+  }
+
+  #annotate(plot: uPlot): void {
+    if (this.#view === null) return;
+    drawAnnotations(plot.ctx, plot.bbox, uPlot.pxRatio, this.#view, this.#colours());
+  }
+}
+
+// Gestures are handled by `Gestures`, the same for all kinds of charts.
+const none = () => null;
+const kNoBindings: uPlot.Cursor.Bind = {
+  mousedown: none,
+  mouseup: none,
+  click: none,
+  dblclick: none,
+  mousemove: none,
+  mouseleave: none,
+  mouseenter: none,
+};

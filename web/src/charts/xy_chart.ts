@@ -1,0 +1,174 @@
+// One signal against another: a point for each time at which one of them changed, with the values that held then.
+import uPlot from "uplot";
+import { axisNumber } from "./numbers.ts";
+import type { ChartColours } from "./palette.ts";
+import { firstGapAfter, indexAtOrBefore, type Samples, type Span } from "./samples.ts";
+import { SteadyScale } from "./steady_scale.ts";
+import { allowedDivisions } from "./time_chart.ts";
+
+export interface XyView {
+  readonly x: Samples | null;
+  readonly y: Samples | null;
+  readonly span: Span;
+  /// A moment to be pointed out; null for the newest.
+  readonly at: number | null;
+  readonly eager: boolean;
+}
+
+interface Pairs {
+  readonly x: Float64Array;
+  readonly y: Float64Array;
+  readonly count: number;
+}
+
+/// The pairs of values within the span in the order of time; NaN where one of them is not known.
+export function pairs(x: Samples, y: Samples, span: Span): Pairs {
+  let i = indexAtOrBefore(x.x, span.from);
+  let j = indexAtOrBefore(y.x, span.from);
+  const most = x.x.length - i + (y.x.length - j) + 2;
+  const out = { x: new Float64Array(most), y: new Float64Array(most), count: 0 };
+  let xGap = firstGapAfter(x.gaps, span.from);
+  let yGap = firstGapAfter(y.gaps, span.from);
+  for (;;) {
+    const nextX = i + 1 < x.x.length ? x.x[i + 1]! : Infinity;
+    const nextY = j + 1 < y.x.length ? y.x[j + 1]! : Infinity;
+    const time = Math.min(nextX, nextY);
+    if (time > span.to || time === Infinity) break;
+    if (nextX === time) ++i;
+    if (nextY === time) ++j;
+    if (i < 0 || j < 0) continue;
+    while (xGap < x.gaps.length && x.gaps[xGap]!.to <= time) ++xGap;
+    while (yGap < y.gaps.length && y.gaps[yGap]!.to <= time) ++yGap;
+    const broken = (x.gaps[xGap]?.from ?? Infinity) < time || (y.gaps[yGap]?.from ?? Infinity) < time;
+    out.x[out.count] = broken ? NaN : x.y[i]!;
+    out.y[out.count] = broken ? NaN : y.y[j]!;
+    ++out.count;
+  }
+  return out;
+}
+
+const kDivisionSize = 48;
+
+export class XyChart {
+  readonly #host: HTMLElement;
+  readonly #colours: () => ChartColours;
+  readonly #stroke: () => string;
+  readonly #x = new SteadyScale();
+  readonly #y = new SteadyScale();
+  #plot: uPlot | null = null;
+  #points: Pairs = { x: new Float64Array(0), y: new Float64Array(0), count: 0 };
+  #at: { x: number; y: number } | null = null;
+
+  constructor(host: HTMLElement, colours: () => ChartColours, stroke: () => string) {
+    this.#host = host;
+    this.#colours = colours;
+    this.#stroke = stroke;
+  }
+
+  get canvas(): HTMLCanvasElement | null {
+    return this.#plot?.ctx.canvas ?? null;
+  }
+
+  resize(width: number, height: number): void {
+    if (width < 1 || height < 1) return;
+    if (this.#plot !== null) this.#plot.setSize({ width, height });
+    else this.#plot = new uPlot(this.#options(width, height), [Float64Array.of(0, 1), Float64Array.of(0, 1)], this.#host);
+  }
+
+  draw(view: XyView): void {
+    const plot = this.#plot;
+    if (plot === null) return;
+    this.#points = view.x !== null && view.y !== null ? pairs(view.x, view.y, view.span) : { ...this.#points, count: 0 };
+    this.#at = this.#pointAt(view);
+    const clock = performance.now() / 1000;
+    const columns = allowedDivisions(plot.over.clientWidth / 64);
+    const rows = allowedDivisions(plot.over.clientHeight / kDivisionSize);
+    this.#x.fit(this.#extent(this.#points.x), columns, clock, view.eager);
+    this.#y.fit(this.#extent(this.#points.y), rows, clock, view.eager);
+    plot.batch(() => {
+      plot.setScale("y", { min: this.#y.min, max: this.#y.max });
+      plot.setScale("x", { min: this.#x.min, max: this.#x.max });
+    });
+  }
+
+  destroy(): void {
+    this.#plot?.destroy();
+    this.#plot = null;
+  }
+
+  #pointAt(view: XyView): { x: number; y: number } | null {
+    if (view.x === null || view.y === null) return null;
+    const i = indexAtOrBefore(view.x.x, view.at ?? view.span.to);
+    const j = indexAtOrBefore(view.y.x, view.at ?? view.span.to);
+    return i < 0 || j < 0 ? null : { x: view.x.y[i]!, y: view.y.y[j]! };
+  }
+
+  #extent(values: Float64Array): { min: number; max: number } | null {
+    let min = Infinity;
+    let max = -Infinity;
+    for (let index = 0; index < this.#points.count; ++index) {
+      if (values[index]! < min) min = values[index]!;
+      if (values[index]! > max) max = values[index]!;
+    }
+    return min <= max ? { min, max } : null;
+  }
+
+  #options(width: number, height: number): uPlot.Options {
+    const font = '11px "Inter Variable", system-ui, sans-serif';
+    const axis = (scale: string, steady: SteadyScale, size: number): uPlot.Axis => ({
+      scale,
+      size,
+      gap: 6,
+      font,
+      stroke: () => this.#colours().muted,
+      grid: { stroke: () => this.#colours().grid, width: 1 },
+      ticks: { show: false },
+      splits: () => steady.splits,
+      values: (_u, splits) => splits.map((value) => axisNumber(value, steady.step, steady.size)),
+    });
+    return {
+      width,
+      height,
+      legend: { show: false },
+      cursor: { show: false },
+      padding: [10, 16, 0, 0],
+      scales: { x: { time: false, auto: false }, y: { auto: false } },
+      axes: [axis("x", this.#x, 26), axis("y", this.#y, 56)],
+      series: [{}, { stroke: () => this.#stroke(), width: 1.25, points: { show: false }, paths: (u) => this.#path(u) }],
+      hooks: { draw: [(u) => this.#dot(u)] },
+    };
+  }
+
+  #path(plot: uPlot): uPlot.Series.Paths {
+    const stroke = new Path2D();
+    const { x, y, count } = this.#points;
+    let down = false;
+    for (let index = 0; index < count; ++index) {
+      if (Number.isNaN(x[index]!) || Number.isNaN(y[index]!)) {
+        down = false;
+        continue;
+      }
+      const left = plot.valToPos(x[index]!, "x", true);
+      const top = plot.valToPos(y[index]!, "y", true);
+      if (down) stroke.lineTo(left, top);
+      else stroke.moveTo(left, top);
+      down = true;
+    }
+    return { stroke, flags: 1 };
+  }
+
+  #dot(plot: uPlot): void {
+    const at = this.#at;
+    if (at === null || !Number.isFinite(at.x) || !Number.isFinite(at.y)) return;
+    const pen = plot.ctx;
+    pen.save();
+    pen.fillStyle = this.#stroke();
+    pen.strokeStyle = this.#colours().panel;
+    pen.lineWidth = 2 * uPlot.pxRatio;
+    pen.beginPath();
+    pen.arc(plot.valToPos(at.x, "x", true), plot.valToPos(at.y, "y", true), 5 * uPlot.pxRatio, 0, 2 * Math.PI);
+    pen.stroke();
+    pen.fill();
+    pen.restore();
+  }
+}

@@ -1,0 +1,81 @@
+// Every logger of the network: what it is, whether it answers, how its clock stands.
+import { duration } from "../../charts/numbers.ts";
+import { texts } from "../../i18n/texts.ts";
+import type { LoggerState } from "../../store/model.ts";
+import { useStore, zoneClock } from "../context.ts";
+import { Incomplete, Nothing } from "../ui/states.tsx";
+
+export function NetworkView() {
+  const store = useStore();
+  const t = texts();
+  const { loggers, complete, name } = store.network.value;
+  const connection = store.connection.value;
+  if (loggers.length === 0) return <Nothing icon="network" text={t.network.waiting} waiting />;
+  const missing = connection.type === "waiting" ? connection.missing : [];
+  return (
+    <div class="network" data-testid="loggers">
+      {missing.length > 0 && <Incomplete text={t.common.missing(missing.join(", "))} />}
+      <p class="network-state">
+        <span class={complete ? "tag good" : "tag warn"} data-testid="network-state">{complete ? t.network.complete : t.network.partial}</span>
+        <span class="muted">{name !== "" ? name : t.network.alone}</span>
+      </p>
+      <ul class="loggers">
+        {loggers.map((logger) => <Logger key={logger.mac} logger={logger} />)}
+      </ul>
+    </div>
+  );
+}
+
+function Logger({ logger }: { logger: LoggerState }) {
+  const t = texts().network;
+  const common = texts().common;
+  const zone = logger.timeZone;
+  const known = zone === "" || zoneClock(zone).zone === zone;
+  const lines: [string, string][] = [
+    [t.type, logger.type],
+    [t.config, logger.configName],
+    [t.software, logger.softwareVersion],
+    [t.zone, known ? zone : `${zone} (${t.zoneUnknown})`],
+    [t.status, logger.status ?? ""],
+    [t.offset, offsetText(logger)],
+    [t.mac, logger.mac],
+  ];
+  return (
+    <li class={`logger ${logger.answers === false ? "silent" : ""}`} data-testid="logger" data-mac={logger.mac}>
+      <div class="logger-head">
+        <span class={`dot ${logger.answers === false ? "bad" : logger.answers === null ? "wait" : "good"}`} aria-hidden="true" />
+        <h3 class="logger-name" title={logger.label}>{logger.label}</h3>
+        {logger.local && <span class="tag">{t.local}</span>}
+        <Answering logger={logger} />
+      </div>
+      <dl class="facts">
+        {lines.map(([term, text]) => (
+          <div class="fact" key={term}>
+            <dt>{term}</dt>
+            <dd class={term === t.mac || term === t.status ? "figures" : ""} title={text}>{text !== "" ? text : <span class="muted">{common.unknown}</span>}</dd>
+          </div>
+        ))}
+      </dl>
+    </li>
+  );
+}
+
+function Answering({ logger }: { logger: LoggerState }) {
+  const store = useStore();
+  const t = texts().network;
+  if (logger.answers === false) store.ticks.texts.value;
+  const text = logger.answers === null ? t.notAsked : logger.answers ? t.answers : t.silentFor(wholeSeconds((performance.now() - logger.heardAt) / 1000));
+  return <span class={`logger-answers ${logger.answers === false ? "warn" : "muted"}`}>{text}</span>;
+}
+
+function wholeSeconds(seconds: number): string {
+  return seconds < 60 ? `${Math.max(0, Math.floor(seconds))} s` : duration(Math.floor(seconds));
+}
+
+function offsetText(logger: LoggerState): string {
+  const t = texts().network;
+  if (logger.clockOffset === null) return "";
+  if (logger.clockOffset === 0) return t.offsetNone;
+  const size = duration(Math.abs(logger.clockOffset) / 1e6);
+  return logger.clockOffset > 0 ? t.ahead(size) : t.behind(size);
+}

@@ -1,0 +1,191 @@
+// A chart of several signals: curves above, states in lanes below, all on one time axis.
+import { useEffect, useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
+import { preparePen } from "../../charts/canvas.ts";
+import { download, toCsv, toPng } from "../../charts/export.ts";
+import { drawLanes } from "../../charts/lanes.ts";
+import { curveColour, curveDash, readColours, type ChartColours } from "../../charts/palette.ts";
+import { TimeChart, type Trace } from "../../charts/time_chart.ts";
+import { texts } from "../../i18n/texts.ts";
+import { networkClock, useStore, useWorkspace } from "../context.ts";
+import type { PanelProps } from "../panel_frame.tsx";
+import { optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
+import { useDrawing, useSize } from "../ui/hooks.ts";
+import { Nothing } from "../ui/states.tsx";
+import { Legend } from "./legend.tsx";
+import { MeasureTable } from "./measure_table.tsx";
+import { columnOf, historyOf, laneOf, samplesOf } from "./signal_data.ts";
+import { timeGestures } from "./time_gestures.ts";
+
+const kLaneHeight = 24;
+const kGutter = 8;
+
+export function ChartPanel({ panel, signals, menu }: PanelProps) {
+  const store = useStore();
+  const workspace = useWorkspace();
+  const t = texts();
+  const area = useRef<HTMLDivElement>(null);
+  const host = useRef<HTMLDivElement>(null);
+  const lanes = useRef<HTMLCanvasElement>(null);
+  const selection = useRef<HTMLDivElement>(null);
+  const chart = useRef<TimeChart | null>(null);
+  const colours = useRef<ChartColours | null>(null);
+  const drawn = useRef({ traces: "", revision: -1 });
+  const { width, height } = useSize(host);
+  const [laneKeys, setLaneKeys] = useState("");
+  const [anyData, setAnyData] = useState(false);
+  const theme = workspace.theme.value;
+  const { events } = store.triggers.value;
+  const marks = useMemo(() => events.map(({ x, marker }) => ({ x, label: marker })), [events]);
+  const asSteps = panel.options["steps"] === true;
+
+  useLayoutEffect(() => {
+    const made = new TimeChart(host.current!, () => colours.current!);
+    chart.current = made;
+    colours.current = readColours(host.current!);
+    const stop = timeGestures(area.current!, workspace, () => made.area, (stretch) => {
+      const style = selection.current!.style;
+      style.display = stretch === null ? "none" : "block";
+      if (stretch !== null) {
+        style.left = `${stretch.left}px`;
+        style.width = `${stretch.width}px`;
+      }
+    });
+    return () => {
+      stop();
+      made.destroy();
+      chart.current = null;
+    };
+  }, []);
+  useEffect(() => {
+    // The theme reaches the style sheet in an effect of the whole page, which runs after this one.
+    const frame = requestAnimationFrame(() => {
+      colours.current = readColours(host.current!);
+      draw();
+    });
+    return () => cancelAnimationFrame(frame);
+  }, [theme]);
+
+  const draw = () => {
+    const made = chart.current;
+    if (made === null || width === 0 || height === 0) return;
+    const all = signals.map((signal) => ({ signal, history: historyOf(store, signal) }));
+    const lane = all.filter(({ history }) => history?.discrete === true && !asSteps);
+    const curves = all.filter((one) => !lane.includes(one));
+    const keys = lane.map(({ signal }) => signal.key).join("\r");
+    if (keys !== laneKeys) setLaneKeys(keys);
+    const some = all.some(({ history }) => history !== null && history.latest !== null);
+    if (some !== anyData) setAnyData(some);
+    const configured = curves.map(({ signal }) => `${signal.key}\r${signal.colour}\r${scaleKey(signal)}`).join("\n");
+    if (configured !== drawn.current.traces) {
+      drawn.current.traces = configured;
+      made.setTraces(curves.map(({ signal }) => trace(signal)));
+    }
+    made.resize(width, height);
+    const span = workspace.span();
+    if (!Number.isFinite(span.to)) return;
+    const now = Math.min(span.to, store.viewX());
+    const revision = workspace.viewRevision.value;
+    made.draw({
+      span,
+      now,
+      zone: networkClock(store),
+      data: curves.map(({ history }) =>
+        history === null ? null : { samples: samplesOf(history, span), style: history.discrete ? ("step" as const) : ("slope" as const) },
+      ),
+      marks,
+      cursors: workspace.cursors.value,
+      eager: revision !== drawn.current.revision,
+    });
+    drawn.current.revision = revision;
+    made.setHair(workspace.hoverX());
+    if (lanes.current !== null && lane.length > 0) {
+      const { left, width: across } = made.area;
+      const pen = preparePen(lanes.current, width, lane.length * kLaneHeight);
+      const shown = lane.map(({ signal, history }) => ({ data: laneOf(history!, span), colour: curveColour(workspace.theme.value, signal.colour) }));
+      drawLanes(pen, { left, width: across, laneHeight: kLaneHeight }, span, now, shown, colours.current!);
+      drawLaneNames(pen, lane.map(({ signal }) => signal.name), left - kGutter, colours.current!);
+    }
+  };
+  useDrawing(
+    area,
+    () => {
+      store.ticks.curves.value;
+      workspace.view.value;
+      workspace.hover.value;
+      workspace.cursors.value;
+    },
+    draw,
+    [width, height, laneKeys, marks, panel, theme, signals.map(({ colour, unit }) => `${colour}${unit}`).join()],
+  );
+
+  const scaleKey = (signal: PanelSignal) =>
+    signal.unit === "" || optionOf(panel, signal, "own") === true ? `own ${signal.key}` : `unit ${signal.unit}`;
+  const trace = (signal: PanelSignal): Trace => ({
+    id: signal.key,
+    scale: scaleKey(signal),
+    colour: () => curveColour(workspace.theme.value, signal.colour),
+    dash: curveDash(signal.colour),
+  });
+  const title = panel.title !== "" ? panel.title : t.panels.kinds.chart;
+  menu.current = () => [
+    {
+      items: [
+        { label: t.panels.csv, icon: "download", action: () => saveCsv() },
+        { label: t.panels.png, icon: "download", action: () => void savePng() },
+      ],
+    },
+    {
+      title: t.panels.ownScale,
+      items: signals.filter(({ unit }) => unit !== "" && signals.filter((other) => other.unit === unit).length > 1).map((signal) => {
+        const own = optionOf(panel, signal, "own") === true;
+        return { label: signal.name, checked: own, action: () => setOptions(store, panel, { [`own:${signal.key}`]: !own }) };
+      }),
+    },
+    { items: [{ label: t.panels.steps, checked: asSteps, action: () => setOptions(store, panel, { steps: !asSteps }) }] },
+  ];
+  const saveCsv = () => {
+    const span = workspace.span();
+    const columns = signals.flatMap((signal) => {
+      const history = historyOf(store, signal);
+      return history === null ? [] : [columnOf(history, signal, span)];
+    });
+    download(new Blob([toCsv(columns)], { type: "text/csv" }), `${title} ${stamp()}.csv`);
+  };
+  const savePng = async () => {
+    const labels = signals.map(({ name, unit, colour }) => ({ text: unit === "" ? name : `${name} [${unit}]`, colour: curveColour(workspace.theme.value, colour) }));
+    const canvases = [chart.current?.canvas, lanes.current].filter((canvas): canvas is HTMLCanvasElement => canvas != null);
+    const picture = await toPng(title, labels, canvases, colours.current!);
+    if (picture !== null) download(picture, `${title} ${stamp()}.png`);
+  };
+  const stamp = () => {
+    const clock = networkClock(store);
+    const x = workspace.span().to;
+    return `${clock.date(x)} ${clock.time(x).replaceAll(":", "")}`;
+  };
+
+  return (
+    <div class="chart-panel">
+      <Legend panel={panel} signals={signals} />
+      <div class="plot" ref={area} role="img" aria-label={signals.map(({ name }) => name).join(", ")} data-testid="plot">
+        <div class={`plot-curves ${anyData ? "" : "hidden"}`} ref={host} />
+        {laneKeys !== "" && <canvas class="plot-lanes" ref={lanes} />}
+        <div class="selection" ref={selection} />
+        {!anyData && <Nothing icon="chart" text={t.panels.noValue} waiting />}
+      </div>
+      <MeasureTable signals={signals} />
+    </div>
+  );
+}
+
+// The names of the lanes in the gutter of the axis, as much of them as fits.
+function drawLaneNames(pen: CanvasRenderingContext2D, names: readonly string[], right: number, colours: ChartColours): void {
+  if (right < 24) return;
+  pen.fillStyle = colours.muted;
+  pen.textAlign = "right";
+  names.forEach((name, row) => {
+    let shown = name;
+    while (shown.length > 1 && pen.measureText(shown).width > right - 2) shown = `${shown.slice(0, -2)}…`;
+    pen.fillText(shown, right, row * kLaneHeight + kLaneHeight / 2);
+  });
+  pen.textAlign = "left";
+}

@@ -1,0 +1,153 @@
+// States over time, a lane a signal, with the state that holds now. A signal without states is a small curve.
+import { useEffect, useLayoutEffect, useRef } from "preact/hooks";
+import { preparePen } from "../../charts/canvas.ts";
+import { drawLanes, kLaneFont } from "../../charts/lanes.ts";
+import { curveColour, readColours, type ChartColours } from "../../charts/palette.ts";
+import { extent, type Samples, type Span } from "../../charts/samples.ts";
+import { drawSamples } from "../../charts/series_path.ts";
+import { tickLabel, ticks, tickStep } from "../../charts/time_ticks.ts";
+import { texts } from "../../i18n/texts.ts";
+import { networkClock, useStore, useWorkspace } from "../context.ts";
+import type { PanelProps } from "../panel_frame.tsx";
+import type { PanelSignal } from "../panel_signals.ts";
+import { useDrawing, useSize } from "../ui/hooks.ts";
+import { Swatch } from "./legend.tsx";
+import { historyOf, laneOf, samplesOf, shownText } from "./signal_data.ts";
+import { timeGestures } from "./time_gestures.ts";
+
+const kLane = 32;
+const kAxis = 24;
+
+export function LanesPanel({ panel, signals, menu }: PanelProps) {
+  const store = useStore();
+  const workspace = useWorkspace();
+  const t = texts();
+  const area = useRef<HTMLDivElement>(null);
+  const canvas = useRef<HTMLCanvasElement>(null);
+  const selection = useRef<HTMLDivElement>(null);
+  const colours = useRef<ChartColours | null>(null);
+  const { width } = useSize(area);
+  const theme = workspace.theme.value;
+  const height = signals.length * kLane + kAxis;
+  menu.current = () => [];
+  useLayoutEffect(
+    () =>
+      timeGestures(area.current!, workspace, () => ({ left: 0, width: area.current!.clientWidth }), (stretch) => {
+        const style = selection.current!.style;
+        style.display = stretch === null ? "none" : "block";
+        if (stretch !== null) {
+          style.left = `${stretch.left}px`;
+          style.width = `${stretch.width}px`;
+        }
+      }),
+    [],
+  );
+  useEffect(() => {
+    const frame = requestAnimationFrame(() => {
+      colours.current = readColours(canvas.current!);
+      draw();
+    });
+    return () => cancelAnimationFrame(frame);
+  }, [theme]);
+  const draw = () => {
+    const span = workspace.span();
+    if (width === 0 || !Number.isFinite(span.to)) return;
+    colours.current ??= readColours(canvas.current!);
+    const pen = preparePen(canvas.current!, width, height);
+    const now = Math.min(span.to, store.viewX());
+    const histories = signals.map((signal) => ({ history: historyOf(store, signal), colour: curveColour(workspace.theme.value, signal.colour) }));
+    const lanes = histories.map(({ history, colour }) => ({ data: history?.discrete === true ? laneOf(history, span) : null, colour }));
+    drawLanes(pen, { left: 0, width, laneHeight: kLane }, span, now, lanes, colours.current);
+    histories.forEach(({ history, colour }, row) => {
+      if (history === null || history.discrete) return;
+      drawSmallCurve(pen, samplesOf(history, span), { span, left: 0, width, top: row * kLane + 5, height: kLane - 10 }, colour, now);
+    });
+    drawAxis(pen, span, width, signals.length * kLane);
+    drawHair(pen, span, signals.length * kLane);
+  };
+  const drawAxis = (pen: CanvasRenderingContext2D, span: Span, across: number, top: number) => {
+    const clock = networkClock(store);
+    const step = tickStep(span, across, 88);
+    pen.font = kLaneFont;
+    pen.fillStyle = colours.current!.muted;
+    pen.textAlign = "center";
+    pen.textBaseline = "top";
+    for (const x of ticks(span, step)) {
+      const label = tickLabel(clock, x, step);
+      const middle = ((x - span.from) / (span.to - span.from)) * across;
+      const half = pen.measureText(label).width / 2;
+      if (middle >= half && middle + half <= across) pen.fillText(label, middle, top + 6);
+    }
+    pen.textAlign = "left";
+  };
+  const drawHair = (pen: CanvasRenderingContext2D, span: Span, bottom: number) => {
+    const lines = [
+      [workspace.hoverX(), colours.current!.muted],
+      [workspace.cursors.value.a, colours.current!.accent],
+      [workspace.cursors.value.b, colours.current!.accent],
+      ...store.triggers.value.events.map(({ x }) => [x, colours.current!.marker] as const),
+    ] as const;
+    for (const [x, colour] of lines) {
+      if (x === null || x < span.from || x > span.to) continue;
+      pen.fillStyle = colour;
+      pen.fillRect(Math.round(((x - span.from) / (span.to - span.from)) * width), 0, 1, bottom);
+    }
+  };
+  useDrawing(
+    area,
+    () => {
+      store.ticks.curves.value;
+      workspace.view.value;
+      workspace.hover.value;
+      workspace.cursors.value;
+    },
+    draw,
+    [width, panel, theme, signals.length],
+  );
+  return (
+    <div class="lanes-panel">
+      <ul class="lane-names">
+        {signals.map((signal) => <LaneName key={signal.key} signal={signal} />)}
+      </ul>
+      <div class="lanes-area" ref={area} role="img" aria-label={`${t.panels.kinds.lanes}: ${signals.map(({ name }) => name).join(", ")}`}>
+        <canvas ref={canvas} />
+        <div class="selection" ref={selection} />
+      </div>
+    </div>
+  );
+}
+
+function LaneName({ signal }: { signal: PanelSignal }) {
+  const store = useStore();
+  const workspace = useWorkspace();
+  store.ticks.texts.value;
+  const history = historyOf(store, signal);
+  const hover = workspace.hoverX();
+  const shown = history === null ? null : hover === null ? history.latest : history.valueAt(hover);
+  return (
+    <li class="lane-name" title={`${signal.name}\n${signal.logger}`}>
+      <Swatch signal={signal} />
+      <span class="lane-label">{signal.name}</span>
+      <span class="lane-state figures">{shown === null ? "–" : shownText(shown)} <span class="unit">{signal.unit}</span></span>
+    </li>
+  );
+}
+
+interface Box {
+  readonly span: Span;
+  readonly left: number;
+  readonly width: number;
+  readonly top: number;
+  readonly height: number;
+}
+
+function drawSmallCurve(pen: CanvasRenderingContext2D, samples: Samples, box: Box, colour: string, now: number): void {
+  const seen = extent(samples, box.span);
+  if (seen === null) return;
+  const room = seen.max > seen.min ? 0 : 1;
+  const path = new Path2D();
+  drawSamples(path, samples, { ...box, min: seen.min - room, max: seen.max + room }, "slope", now);
+  pen.strokeStyle = colour;
+  pen.lineWidth = 1.25;
+  pen.stroke(path);
+}

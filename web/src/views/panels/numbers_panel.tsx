@@ -1,0 +1,129 @@
+// Values as big numbers, to be read from the driver's seat, with limits that say when something is wrong.
+import { useRef, useState } from "preact/hooks";
+import { texts } from "../../i18n/texts.ts";
+import { drawSparkline } from "../../charts/sparkline.ts";
+import { curveColour } from "../../charts/palette.ts";
+import type { Panel } from "../../store/model.ts";
+import { useStore, useWorkspace } from "../context.ts";
+import type { PanelProps } from "../panel_frame.tsx";
+import { optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
+import { Dialog } from "../ui/dialog.tsx";
+import { useDrawing, useSize } from "../ui/hooks.ts";
+import { Icon } from "../ui/icons.tsx";
+import { Swatch } from "./legend.tsx";
+import { historyOf, shownText } from "./signal_data.ts";
+
+export function NumbersPanel({ panel, signals, menu }: PanelProps) {
+  const t = texts();
+  const [editing, setEditing] = useState<string | null>(null);
+  menu.current = () => [
+    { title: t.panels.limits, items: signals.map((signal) => ({ label: signal.name, action: () => setEditing(signal.key) })) },
+  ];
+  const edited = signals.find(({ key }) => key === editing);
+  return (
+    <div class="numbers-panel">
+      {signals.map((signal) => (
+        <NumberTile key={signal.key} panel={panel} signal={signal} edit={() => setEditing(signal.key)} />
+      ))}
+      {edited !== undefined && <LimitsDialog panel={panel} signal={edited} close={() => setEditing(null)} />}
+    </div>
+  );
+}
+
+function limitsOf(panel: Panel, signal: PanelSignal): { low: number | null; high: number | null } {
+  const low = optionOf(panel, signal, "low");
+  const high = optionOf(panel, signal, "high");
+  return { low: typeof low === "number" ? low : null, high: typeof high === "number" ? high : null };
+}
+
+function NumberTile({ panel, signal, edit }: { panel: Panel; signal: PanelSignal; edit: () => void }) {
+  const store = useStore();
+  const t = texts();
+  store.ticks.texts.value;
+  const history = historyOf(store, signal);
+  const latest = (store.paused.value ? history?.valueAt(store.frozenX.value) : history?.latest) ?? null;
+  const stale = latest !== null && !store.paused.value && signal.id !== null && store.stale(signal.id);
+  const { low, high } = limitsOf(panel, signal);
+  const number = latest?.number ?? null;
+  const beyond = number === null ? "" : low !== null && number < low ? "below" : high !== null && number > high ? "above" : "";
+  const absent = signal.run === "absent" || signal.run === "refused";
+  const text = latest === null ? "–" : shownText(latest);
+  const note = absent ? t.signals.run[signal.run] : beyond === "below" ? t.panels.below : beyond === "above" ? t.panels.above : stale ? t.panels.stale : latest === null ? t.panels.noValue : "";
+  return (
+    <div class={`tile ${beyond !== "" ? "beyond" : ""} ${stale || absent || latest === null ? "stale" : ""}`} data-testid="number-tile" title={`${signal.name}\n${signal.logger}`}>
+      <div class="tile-head">
+        <Swatch signal={signal} />
+        <button type="button" class="tile-name" title={`${t.panels.limits}: ${signal.name}`} onClick={edit}>{signal.name}</button>
+      </div>
+      <p class={`tile-value figures ${text.length > 12 ? "long" : text.length > 7 ? "middle" : ""}`}>
+        <span class="tile-number">{text}</span> <span class="unit">{signal.unit}</span>
+      </p>
+      <div class="tile-foot">
+        {note !== "" ? (
+          <span class="tile-note">{beyond !== "" && <Icon name="warning" />}{note}</span>
+        ) : (
+          <span class="tile-limits figures muted">{low !== null || high !== null ? `${low ?? "…"} – ${high ?? "…"}` : ""}</span>
+        )}
+        <TileSpark signal={signal} />
+      </div>
+    </div>
+  );
+}
+
+const kSparkSeconds = 60;
+
+function TileSpark({ signal }: { signal: PanelSignal }) {
+  const store = useStore();
+  const workspace = useWorkspace();
+  const box = useRef<HTMLDivElement>(null);
+  const canvas = useRef<HTMLCanvasElement>(null);
+  const size = useSize(box);
+  useDrawing(
+    box,
+    () => store.ticks.texts.value,
+    () => {
+      const history = historyOf(store, signal);
+      const now = store.viewX();
+      if (history === null || size.width === 0 || !Number.isFinite(now)) return;
+      const { x, y } = history.points(now - kSparkSeconds, now);
+      let least = Infinity;
+      let most = -Infinity;
+      for (const value of y) {
+        least = Math.min(least, value);
+        most = Math.max(most, value);
+      }
+      const base = least >= 0 && least < most * 0.6 ? 0 : least - (most - least) * 0.1;
+      const shifted = y.map((value) => value - base);
+      drawSparkline(canvas.current!, size, { x, y: shifted }, { now, seconds: kSparkSeconds, top: Math.max(most - base, 1e-12) }, curveColour(workspace.theme.value, signal.colour));
+    },
+    [size.width, size.height],
+  );
+  return <div class="tile-spark" ref={box}><canvas ref={canvas} aria-hidden="true" /></div>;
+}
+
+function LimitsDialog({ panel, signal, close }: { panel: Panel; signal: PanelSignal; close: () => void }) {
+  const store = useStore();
+  const t = texts();
+  const limits = limitsOf(panel, signal);
+  return (
+    <Dialog title={`${t.panels.limits}: ${signal.name}`} close={close}>
+      <form
+        class="form"
+        onSubmit={(event) => {
+          event.preventDefault();
+          const data = new FormData(event.currentTarget);
+          const read = (name: string) => (data.get(name) === "" ? null : Number(data.get(name)));
+          setOptions(store, panel, { [`low:${signal.key}`]: read("low"), [`high:${signal.key}`]: read("high") });
+          close();
+        }}
+      >
+        <label class="field">{t.panels.limitLow}<input type="number" step="any" name="low" value={limits.low ?? ""} /></label>
+        <label class="field">{t.panels.limitHigh}<input type="number" step="any" name="high" value={limits.high ?? ""} /></label>
+        <div class="form-buttons">
+          <button type="button" class="button plain" onClick={close}>{t.common.cancel}</button>
+          <button type="submit" class="button primary">{t.common.save}</button>
+        </div>
+      </form>
+    </Dialog>
+  );
+}

@@ -1,0 +1,77 @@
+// Signals as a table: value, unit, description, age, least and greatest value since the start.
+import { plainNumber } from "../../charts/numbers.ts";
+import { download } from "../../charts/export.ts";
+import { texts } from "../../i18n/texts.ts";
+import { useStore } from "../context.ts";
+import type { PanelProps } from "../panel_frame.tsx";
+import type { PanelSignal } from "../panel_signals.ts";
+import { rowHeight } from "../signal_list.tsx";
+import { Icon } from "../ui/icons.tsx";
+import { VirtualList } from "../ui/virtual_list.tsx";
+import { Swatch } from "./legend.tsx";
+import { historyOf } from "./signal_data.ts";
+
+export function TablePanel({ panel, signals, menu }: PanelProps) {
+  const store = useStore();
+  const t = texts();
+  menu.current = () => [{ items: [{ label: t.panels.csv, icon: "download", action: save }] }];
+  const heads = [t.common.name, t.common.value, t.common.unit, t.common.description, t.common.age, t.common.least, t.common.greatest];
+  const save = () => {
+    const quote = (text: string) => `"${text.replaceAll('"', '""')}"`;
+    const rows = signals.map((signal) => {
+      const history = historyOf(store, signal);
+      const latest = history?.latest;
+      return [signal.logger, signal.name, latest?.text ?? "", signal.unit, latest?.description ?? "", String(latest?.stamp ?? ""), String(history?.min ?? ""), String(history?.max ?? "")].map(quote).join(",");
+    });
+    const head = [t.common.logger, t.common.name, t.common.value, t.common.unit, t.common.description, "logger stamp [us]", t.common.least, t.common.greatest].map(quote).join(",");
+    download(new Blob([[head, ...rows, ""].join("\r\n")], { type: "text/csv" }), `${panel.title || t.panels.kinds.table}.csv`);
+  };
+  return (
+    <div class="table-panel" role="table" aria-label={panel.title || t.panels.kinds.table} aria-rowcount={signals.length + 1}>
+      <div class="table-head" role="rowgroup">
+        <div class="table-row" role="row">
+          {heads.map((head, index) => <span role="columnheader" key={head} class={`cell c${index}`}>{head}</span>)}
+          <span role="columnheader" class="cell c7"><span class="visually-hidden">{t.common.remove}</span></span>
+        </div>
+      </div>
+      <VirtualList
+        rows={signals}
+        rowHeight={rowHeight()}
+        rowKey={({ key }) => key}
+        label={t.panels.kinds.table}
+        role="rowgroup"
+        render={(signal) => <Row panelId={panel.id} signal={signal} />}
+      />
+    </div>
+  );
+}
+
+function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
+  const store = useStore();
+  const t = texts();
+  store.ticks.texts.value;
+  const history = historyOf(store, signal);
+  const latest = (store.paused.value ? history?.valueAt(store.frozenX.value) : history?.latest) ?? null;
+  const absent = signal.run === "absent" || signal.run === "refused";
+  const stale = latest !== null && signal.id !== null && store.stale(signal.id);
+  const age = signal.id === null || store.paused.value ? Infinity : store.age(signal.id);
+  return (
+    <div class={`table-row ${stale ? "stale" : ""}`} role="presentation" data-testid="table-row">
+      <span role="cell" class="cell c0" title={`${signal.name}\n${signal.logger}`}>
+        <Swatch signal={signal} />
+        <span class="cell-text">{signal.name}</span>
+      </span>
+      <span role="cell" class="cell c1 figures">{absent ? t.signals.run[signal.run] : (latest?.text ?? "–")}</span>
+      <span role="cell" class="cell c2 unit">{signal.unit}</span>
+      <span role="cell" class="cell c3" title={latest?.description}>{latest?.description}</span>
+      <span role="cell" class="cell c4 figures">{Number.isFinite(age) ? (age < 100 ? `${age.toFixed(1)} s` : `${Math.round(age)} s`) : "–"}</span>
+      <span role="cell" class="cell c5 figures">{history === null || history.count === 0 ? "–" : plainNumber(history.min)}</span>
+      <span role="cell" class="cell c6 figures">{history === null || history.count === 0 ? "–" : plainNumber(history.max)}</span>
+      <span role="cell" class="cell c7">
+        <button type="button" data-stop class="row-remove" aria-label={t.panels.removeSignal(signal.name)} title={t.panels.removeSignal(signal.name)} onClick={() => store.removeFromPanel(panelId, signal.id ?? signal.key)}>
+          <Icon name="close" />
+        </button>
+      </span>
+    </div>
+  );
+}

@@ -1,0 +1,118 @@
+// Two signals against each other over the last seconds, or over what the time axis shows.
+import { useEffect, useLayoutEffect, useRef } from "preact/hooks";
+import { download, toPng } from "../../charts/export.ts";
+import { curveColour, readColours, type ChartColours } from "../../charts/palette.ts";
+import { XyChart } from "../../charts/xy_chart.ts";
+import { texts } from "../../i18n/texts.ts";
+import { useStore, useWorkspace } from "../context.ts";
+import type { PanelProps } from "../panel_frame.tsx";
+import { setOptions } from "../panel_signals.ts";
+import { useDrawing, useSize } from "../ui/hooks.ts";
+import { Nothing } from "../ui/states.tsx";
+import { historyOf, samplesOf, shownText } from "./signal_data.ts";
+
+const kSeconds = [5, 10, 30, 60, 300];
+const kUsualSeconds = 30;
+
+export function XyPanel({ panel, signals, menu }: PanelProps) {
+  const store = useStore();
+  const workspace = useWorkspace();
+  const t = texts();
+  const host = useRef<HTMLDivElement>(null);
+  const chart = useRef<XyChart | null>(null);
+  const colours = useRef<ChartColours | null>(null);
+  const revision = useRef(-1);
+  const { width, height } = useSize(host);
+  const theme = workspace.theme.value;
+  const [first, second] = signals;
+  const seconds = typeof panel.options["seconds"] === "number" ? panel.options["seconds"] : kUsualSeconds;
+  useLayoutEffect(() => {
+    colours.current = readColours(host.current!);
+    return () => chart.current?.destroy();
+  }, []);
+  const stroke = useRef<() => string>(() => "");
+  stroke.current = () => curveColour(workspace.theme.value, second?.colour ?? 0);
+  const draw = () => {
+    if (first === undefined || second === undefined || width === 0) return;
+    chart.current ??= new XyChart(host.current!, () => colours.current!, () => stroke.current());
+    chart.current.resize(width, height);
+    const edge = workspace.span().to;
+    if (!Number.isFinite(edge)) return;
+    const span = { from: edge - seconds, to: edge };
+    const [x, y] = [historyOf(store, first), historyOf(store, second)];
+    chart.current.draw({
+      x: x === null ? null : samplesOf(x, span),
+      y: y === null ? null : samplesOf(y, span),
+      span,
+      at: workspace.hoverX(),
+      eager: workspace.viewRevision.value !== revision.current,
+    });
+    revision.current = workspace.viewRevision.value;
+  };
+  useEffect(() => {
+    const frame = requestAnimationFrame(() => {
+      colours.current = readColours(host.current!);
+      draw();
+    });
+    return () => cancelAnimationFrame(frame);
+  }, [theme]);
+  useDrawing(
+    host,
+    () => {
+      store.ticks.curves.value;
+      workspace.view.value;
+      workspace.hover.value;
+    },
+    draw,
+    [width, height, panel],
+  );
+  const title = panel.title !== "" ? panel.title : t.panels.kinds.xy;
+  menu.current = () => [
+    {
+      items: [
+        {
+          label: t.panels.png,
+          icon: "download",
+          action: async () => {
+            const canvas = chart.current?.canvas;
+            const picture = canvas == null ? null : await toPng(title, [{ text: `${second?.name} / ${first?.name}`, colour: stroke.current() }], [canvas], colours.current!);
+            if (picture !== null) download(picture, `${title}.png`);
+          },
+        },
+        {
+          label: t.panels.swap,
+          disabled: second === undefined,
+          action: () => store.changePanel(panel.id, { signals: [panel.signals[1]!, panel.signals[0]!, ...panel.signals.slice(2)] }),
+        },
+      ],
+    },
+    { items: kSeconds.map((value) => ({ label: t.panels.lastSeconds(value), checked: value === seconds, action: () => setOptions(store, panel, { seconds: value }) })) },
+  ];
+  return (
+    <div class="xy-panel">
+      <AxisName axis="y" signal={second} />
+      <div class="plot-curves" ref={host} role="img" aria-label={`${second?.name ?? "–"} / ${first?.name ?? "–"}`}>
+        {second === undefined && <Nothing icon="xy" text={t.panels.emptyXy} />}
+      </div>
+      <AxisName axis="x" signal={first} seconds={t.panels.lastSeconds(seconds)} />
+    </div>
+  );
+}
+
+function AxisName({ axis, signal, seconds }: { axis: "x" | "y"; signal: PanelProps["signals"][number] | undefined; seconds?: string }) {
+  const store = useStore();
+  const workspace = useWorkspace();
+  store.ticks.texts.value;
+  const history = signal === undefined ? null : historyOf(store, signal);
+  const hover = workspace.hoverX();
+  const shown = history === null ? null : hover === null ? history.latest : history.valueAt(hover);
+  return (
+    <p class="axis-name">
+      <span class="muted axis-letter">{axis}</span>
+      <span class="axis-signal" title={signal?.name}>{signal?.name ?? "–"}</span>
+      <span class="figures">{shown === null ? "–" : shownText(shown)}</span>
+      <span class="unit">{signal?.unit}</span>
+      {seconds !== undefined && <span class="muted axis-seconds">{seconds}</span>}
+    </p>
+  );
+}

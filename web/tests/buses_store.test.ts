@@ -1,0 +1,91 @@
+import assert from "node:assert/strict";
+import { describe, test } from "node:test";
+import { parseFrame } from "../src/protocol/parse";
+import { BusesStore } from "../src/store/buses_store";
+import { NetworkStore } from "../src/store/network_store";
+
+const sleep = (ms: number) => new Promise((resolve) => setTimeout(resolve, ms));
+const info = (mac: string, logger_name: string) => ({ mac, logger_name, config_name: "", timezone: "UTC", logger_type: "", softwareVersion: "" });
+
+function network(names: readonly string[]) {
+  const store = new NetworkStore(() => {});
+  const macs = names.map((_, index) => `0${index}`);
+  store.take(parseFrame(JSON.stringify({ response: "get_ksl_network", ksl_network: macs.slice(1), status: "OK" })), 0);
+  store.take(parseFrame(JSON.stringify({ response: "get_logger_info", ksl_name: "N", configs: macs.map((mac, index) => info(mac, names[index]!)), status: "OK" })), 0);
+  return store;
+}
+
+const load = (value: number, { channel = 1, logger = "", offset = 0, timestamp = 5_000_000 } = {}) =>
+  parseFrame(
+    JSON.stringify({
+      response: "busload_data",
+      timestamp,
+      ...(logger === "" ? {} : { logger_name: logger }),
+      data: { bus_id: "BUSID_CAN", channel, ksl_offset: offset, name: "CAN", unit: "UNIT_PERCENT", value },
+      status: "OK",
+    }),
+  );
+
+describe("bus loads", () => {
+  test("belong to the logger that they name, to the local one without a name, and to nobody where two could be meant", async () => {
+    const buses = new BusesStore(network(["Front", "Rear", "Twin", "Twin"]));
+    for (const frame of [load(10), load(20, { logger: "Rear", offset: 8 }), load(30, { logger: "Twin", offset: 16 })]) buses.take(frame, 0);
+    await sleep(250);
+    assert.deepEqual(
+      buses.state.value.buses.map(({ logger, bus, load: value, unit }) => ({ logger, bus, value, unit })),
+      [
+        { logger: "Front", bus: "CAN 1", value: 10, unit: "%" },
+        { logger: "Rear", bus: "CAN 1", value: 20, unit: "%" },
+        { logger: "", bus: "CAN 1", value: 30, unit: "%" },
+      ],
+    );
+  });
+
+  test("are unknown at -4 and -2, and the peak stays", async () => {
+    const buses = new BusesStore(network(["Front"]));
+    for (const value of [10, 40, 20, -4]) buses.take(load(value), 0);
+    buses.take(load(-2, { channel: 2 }), 0);
+    await sleep(250);
+    assert.deepEqual(buses.state.value.buses.map(({ load: value, peak }) => [value, peak]), [[null, 40], [null, null]]);
+  });
+
+  test("that all become unknown at once, unasked, tell that a logger is off", async () => {
+    const buses = new BusesStore(network(["Front"]));
+    buses.expect(0);
+    for (const channel of [1, 2]) buses.take(load(-4, { channel, timestamp: 0 }), 100);
+    for (const channel of [1, 2]) buses.take(load(10, { channel }), 3_000);
+    buses.take(load(-4, { channel: 1 }), 10_000);
+    await sleep(400);
+    assert.equal(buses.offSince.value, null, "one alone does not");
+    buses.take(load(10, { channel: 1 }), 11_000);
+    for (const channel of [1, 2]) buses.take(load(-4, { channel }), 20_000);
+    await sleep(400);
+    assert.equal(buses.offSince.value, 20_000);
+    buses.take(load(1), 21_000);
+    assert.equal(buses.offSince.value, null);
+  });
+});
+
+describe("the network", () => {
+  test("has the local logger first, and tells two of one name apart", () => {
+    const { loggers } = network(["Twin", "Rear", "Twin"]).state.value;
+    assert.deepEqual(loggers.map(({ label, local }) => [label, local]), [["Twin (00)", true], ["Rear", false], ["Twin (02)", false]]);
+  });
+
+  test("names those that have not told about themselves, by an earlier name where there is one", () => {
+    const store = network(["Front", "Rear"]);
+    store.begin();
+    store.take(parseFrame('{"response":"get_ksl_network","ksl_network":["01","07"],"status":"OK"}'), 0);
+    store.take(parseFrame(JSON.stringify({ response: "get_logger_info", ksl_name: "N", configs: [info("00", "Front")], status: "PROGRESS" })), 0);
+    assert.deepEqual(store.missing(), ["Rear", "07"]);
+  });
+
+  test("tells who is silent when somebody has not answered", () => {
+    const store = network(["Front", "Rear"]);
+    store.heard("00", 20_000);
+    store.someoneSilent(21_000);
+    assert.deepEqual(store.state.value.loggers.map(({ answers }) => answers), [true, false]);
+    store.heard("01", 22_000);
+    assert.deepEqual(store.state.value.loggers.map(({ answers }) => answers), [true, true]);
+  });
+});
