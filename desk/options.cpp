@@ -300,7 +300,8 @@ void addActionOptions(CLI::App& app, Options& options) {
     addText(
         app, "--rate", [&options](const std::string& text) { options.rate = readRate(text); },
         "live values per second and signal, and loads per second and bus, 0.01 to 10000 (default: "
-        "2 of a host, 10 of a drive, 10 of a vehicle's changing signals, 2 of a bus); of a recording rows per second (default: as "
+        "2 of a host, 10 of a drive, 10 of a vehicle's changing signals, 2 of a bus); of a "
+        "recording rows per second (default: as "
         "recorded)",
         "N")
         ->group(group);

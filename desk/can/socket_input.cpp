@@ -24,7 +24,7 @@ namespace desk::can {
 namespace {
 
 constexpr int kLookAgainMilliseconds = 1000;
-constexpr int kReceiveBuffer = 8 << 20;  // bytes; seconds of a full bus
+constexpr int kReceiveBuffer = 8 << 20;    // bytes; seconds of a full bus
 constexpr std::size_t kMostFilters = 512;  // that the kernel takes
 constexpr int kMessagesAtOnce = 4096;
 
@@ -105,7 +105,8 @@ Frame frameOf(const canfd_frame& received, bool isFd) {
 }
 
 void readControl(msghdr& message, Frame& frame, std::uint32_t& lost) {
-    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
+    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
+         part = CMSG_NXTHDR(&message, part)) {
         if (part->cmsg_level != SOL_SOCKET) {
             continue;
         }

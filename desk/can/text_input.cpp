@@ -33,7 +33,8 @@ bool isRegular(const std::string& file) {
 
 }  // namespace
 
-TextInput::TextInput(std::string file, const Playback& playback, std::vector<std::string> interfaces)
+TextInput::TextInput(std::string file, const Playback& playback,
+                     std::vector<std::string> interfaces)
     : FrameInput(std::move(interfaces)),
       file_(std::move(file)),
       isFile_(file_ != "-" && isRegular(file_)),
@@ -72,7 +73,8 @@ bool TextInput::open() {
         fd_ = STDIN_FILENO;
         return fcntl(fd_, F_GETFD) >= 0;
     }
-    opened_ = FileDescriptor(::open(file_.c_str(), O_RDONLY | O_CLOEXEC | (isFile_ ? 0 : O_NONBLOCK)));
+    opened_ =
+        FileDescriptor(::open(file_.c_str(), O_RDONLY | O_CLOEXEC | (isFile_ ? 0 : O_NONBLOCK)));
     fd_ = opened_.get();
     return fd_ >= 0;
 }
@@ -241,8 +243,8 @@ void TextInput::complain(const std::string& line) {
     const std::uint64_t count = ++counters_.wrongLines;
     if (count <= kComplaintsAtFirst || count % kComplaintsEvery == 0) {
         LogUtil::log(LogLevel::Warning, "complain",
-                     "no frame (" + std::to_string(count) + " such lines so far): " +
-                         line.substr(0, kShown));
+                     "no frame (" + std::to_string(count) +
+                         " such lines so far): " + line.substr(0, kShown));
     }
 }
 

@@ -50,8 +50,8 @@ class TextInput : public FrameInput {
     FrameClock clock_;
     FileDescriptor opened_;
     int fd_ = -1;
-    std::string rest_;              // of a line that is not complete yet
-    bool isOverlong_ = false;       // the rest of the line is passed over
+    std::string rest_;               // of a line that is not complete yet
+    bool isOverlong_ = false;        // the rest of the line is passed over
     std::uint64_t roundFrames_ = 0;  // in this round
     bool hasWarnedOfInterfaces_ = false;
 
