@@ -1,7 +1,7 @@
 // can_logger_load <desklogger> [<buses>] [<seconds>]
 // A desk logger on fully loaded CAN buses: 4000 frames a second and bus through a pipe, a database
-// of 5000 signals, one client that has them all. Prints the processor time of the logger, the frames
-// that it took, and the values that came.
+// of 5000 signals, one client that has them all. Prints the processor time of the logger, the
+// frames that it took, and the values that came.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -133,8 +133,8 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     const int buses = argc > 2 ? std::atoi(argv[2]) : 1;
     const int seconds = argc > 3 ? std::atoi(argv[3]) : 20;
-    const auto directory = std::filesystem::temp_directory_path() /
-                           ("can_logger_load." + std::to_string(getpid()));
+    const auto directory =
+        std::filesystem::temp_directory_path() / ("can_logger_load." + std::to_string(getpid()));
     std::filesystem::create_directories(directory);
     const std::string log = directory / "log";
     NatsServer server;
@@ -176,11 +176,12 @@ int main(int argc, char** argv) {
     const std::size_t at = output.find("has ended after ") + 16;
     const long taken = std::atol(output.c_str() + at);
     const long sent = static_cast<long>(steps) * buses * (kFramesPerSecond / 200);
-    std::printf("%d buses, %.0f frames/s: %.1f %% of a core; frames sent %ld, taken %ld, lost %ld; "
-                "%.0f values/s; longest write %.1f ms\n",
-                buses, static_cast<double>(sent) / passed, used / passed * 100.0, sent, taken,
-                sent - taken, static_cast<double>(values) / passed,
-                std::chrono::duration<double, std::milli>(longest).count());
+    std::printf(
+        "%d buses, %.0f frames/s: %.1f %% of a core; frames sent %ld, taken %ld, lost %ld; "
+        "%.0f values/s; longest write %.1f ms\n",
+        buses, static_cast<double>(sent) / passed, used / passed * 100.0, sent, taken, sent - taken,
+        static_cast<double>(values) / passed,
+        std::chrono::duration<double, std::milli>(longest).count());
     kill(process, SIGTERM);
     waitpid(process, nullptr, 0);
     std::filesystem::remove_all(directory);

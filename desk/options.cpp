@@ -161,6 +161,14 @@ void applyIdentity(const GivenIdentity& given, Options& options) {
     applyType(given, identity);
 }
 
+// Only one can have what is typed or piped in.
+void checkStandardInput(const Options& options) {
+    if (options.readCommands && options.source.file == "-") {
+        throw CLI::ValidationError("--commands",
+                                   "reads standard input, and so does --source can:-");
+    }
+}
+
 // A heartbeat may come late, or not at all when a machine is busy; several must be missing before
 // that means something.
 void checkTimes(const Options& options) {
@@ -300,7 +308,8 @@ void addActionOptions(CLI::App& app, Options& options) {
     addText(
         app, "--rate", [&options](const std::string& text) { options.rate = readRate(text); },
         "live values per second and signal, and loads per second and bus, 0.01 to 10000 (default: "
-        "2 of a host, 10 of a drive, 10 of a vehicle's changing signals, 2 of a bus); of a recording rows per second (default: as "
+        "2 of a host, 10 of a drive, 10 of a vehicle's changing signals, 2 of a bus); of a "
+        "recording rows per second (default: as "
         "recorded)",
         "N")
         ->group(group);
@@ -398,6 +407,7 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments, std::ostr
     addVehicleOptions(app, vehicle);
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        checkStandardInput(options);
         applyVehicleOptions(vehicle, options.source, options.triggers);
         applyIdentity(given, options);
         checkTimes(options);

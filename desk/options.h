@@ -58,7 +58,7 @@ struct Options {
     std::size_t eventCap = 10000;  // events beyond it push the oldest out
     std::string audioDirectory;    // where audio files are kept; empty: they go with the logger
     std::string uploadDirectory = "/tmp";  // where uploaded audio files are taken from
-    std::vector<Condition> triggers;  // what of a vehicle sets a marker
+    std::vector<Condition> triggers;       // what of a vehicle sets a marker
     bool readCommands = false;
     std::optional<std::string> tell;  // set: tell the logger this state and end
 };

@@ -54,8 +54,8 @@ void tellOf(const CanDatabase& database) {
 
 CanDatabase openDatabase(const std::string& text) {
     std::error_code none;
-    auto [interface, file] = std::filesystem::exists(text, none) ? std::pair(std::string(), text)
-                                                                 : splitInterface(text);
+    auto [interface, file] =
+        std::filesystem::exists(text, none) ? std::pair(std::string(), text) : splitInterface(text);
     CanDatabase database{file, interface, nullptr};
     try {
         database.content = std::make_shared<const dbc::Database>(dbc::readDatabaseFile(file));
@@ -153,8 +153,8 @@ void addVehicleOptions(CLI::App& app, VehicleOptions& given) {
     app.add_flag("--once", given.once, "play a file once instead of in a loop")->group(group);
     app.add_flag("--raw", given.raw, "offer the bytes of every identifier, too")->group(group);
     addTexts(app, "--bitrate", given.bitRates,
-             "bit rate of the buses, and the one of CAN FD data (default 500k/2M)",
-             "[IFACE:]N[/N]", group);
+             "bit rate of the buses, and the one of CAN FD data (default 500k/2M)", "[IFACE:]N[/N]",
+             group);
     addTexts(app, "--trigger", given.triggers,
              "set a marker when this becomes true, at most one a second, for instance "
              "'EngineData.Speed > 80'; may be given several times",

@@ -1,5 +1,5 @@
 // Takes the pictures of the page that the documents show, in both themes, from the real thing: a bus server, three desk
-// loggers, Apache with the plug-in, Chromium. Needs a build in build/release, and `npm ci` in tests/e2e:
+// loggers, Apache with the plug-in, Chromium. Needs a build in build/release, and `npm ci` in tests:
 //
 //     node docs/pictures.mjs
 import { mkdirSync } from "node:fs";

@@ -262,7 +262,8 @@ CandumpLine::Kind readPrinted(std::string_view text, Frame& frame) {
         return CandumpLine::Kind::Frame;
     }
     frame.isFastDataKnown = frame.isFastDataKnown || !frame.isFd;
-    return readPrintedBytes(text, std::min<std::size_t>(static_cast<std::size_t>(*size), most), frame)
+    return readPrintedBytes(text, std::min<std::size_t>(static_cast<std::size_t>(*size), most),
+                            frame)
                ? CandumpLine::Kind::Frame
                : CandumpLine::Kind::Wrong;
 }
@@ -295,7 +296,8 @@ CandumpLine readCandumpLine(std::string& line) {
     skipBlanks(text);
     if (text.starts_with('(')) {
         const std::size_t end = text.find(')');
-        const auto time = end == std::string_view::npos ? std::nullopt : timeOf(text.substr(1, end - 1));
+        const auto time =
+            end == std::string_view::npos ? std::nullopt : timeOf(text.substr(1, end - 1));
         if (!time) {
             return read;
         }

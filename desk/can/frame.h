@@ -17,8 +17,8 @@ struct Frame {
         Error,  ///< no traffic: what the controller has to say
     };
 
-    std::uint64_t time = 0;  ///< microseconds; of input without times 0
-    std::uint32_t id = 0;    ///< 11 bits, of an extended one 29; of an error its classes
+    std::uint64_t time = 0;      ///< microseconds; of input without times 0
+    std::uint32_t id = 0;        ///< 11 bits, of an extended one 29; of an error its classes
     std::uint8_t interface = 0;  ///< its place among those of the input
     std::uint8_t size = 0;       ///< in bytes
     Kind kind = Kind::Data;

@@ -55,7 +55,8 @@ bool FrameClock::continues(std::uint64_t stamp, std::uint64_t now) {
 }
 
 void FrameClock::setAnchor(std::uint64_t stamp, std::uint64_t now) {
-    const bool isOwnTime = input_ == Input::Live && !hasStepped_ && distance(stamp, now) <= kMostOff;
+    const bool isOwnTime =
+        input_ == Input::Live && !hasStepped_ && distance(stamp, now) <= kMostOff;
     anchor_ = Anchor{stamp, now, isOwnTime};
     latest_ = stamp;
     outOfOrder_ = 0;

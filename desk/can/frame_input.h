@@ -33,11 +33,11 @@ class InterfaceNames {
 /// What an input has to say for itself.
 struct InputCounters {
     std::atomic<std::uint64_t> frames{0};
-    std::atomic<std::uint64_t> lost{0};        ///< frames that nobody took in time
+    std::atomic<std::uint64_t> lost{0};  ///< frames that nobody took in time
     std::atomic<std::uint64_t> errorFrames{0};
     std::atomic<std::uint64_t> longFrames{0};  ///< CAN XL, which is not read
     std::atomic<std::uint64_t> wrongLines{0};
-    std::atomic<bool> hasEnded{false};         ///< no more frames will come
+    std::atomic<bool> hasEnded{false};  ///< no more frames will come
 };
 
 /// Delivers frames into its queue from a thread of its own, between start() and its end. Their

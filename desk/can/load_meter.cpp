@@ -40,7 +40,8 @@ double LoadMeter::percent(std::uint64_t now) {
         advance(slot);
     }
     // Without the slot that still goes on.
-    const double sum = std::accumulate(taken_.begin(), taken_.end(), 0.0) - taken_[newest_ % taken_.size()];
+    const double sum =
+        std::accumulate(taken_.begin(), taken_.end(), 0.0) - taken_[newest_ % taken_.size()];
     return std::clamp(sum / speed_ * 100.0, 0.0, 100.0);
 }
 

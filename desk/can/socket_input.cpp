@@ -24,7 +24,7 @@ namespace desk::can {
 namespace {
 
 constexpr int kLookAgainMilliseconds = 1000;
-constexpr int kReceiveBuffer = 8 << 20;  // bytes; seconds of a full bus
+constexpr int kReceiveBuffer = 8 << 20;    // bytes; seconds of a full bus
 constexpr std::size_t kMostFilters = 512;  // that the kernel takes
 constexpr int kMessagesAtOnce = 4096;
 
@@ -105,7 +105,8 @@ Frame frameOf(const canfd_frame& received, bool isFd) {
 }
 
 void readControl(msghdr& message, Frame& frame, std::uint32_t& lost) {
-    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
+    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
+         part = CMSG_NXTHDR(&message, part)) {
         if (part->cmsg_level != SOL_SOCKET) {
             continue;
         }
@@ -154,8 +155,7 @@ std::optional<Frame> receiveFrame(int fd, std::uint32_t& lost) {
     return frame;
 }
 
-SocketInput::SocketInput(std::vector<std::string> interfaces)
-    : FrameInput(interfaces), event_(makeEventFd()) {
+SocketInput::SocketInput(std::vector<std::string> interfaces) : FrameInput(interfaces) {
     if (const auto why = whyNoSockets()) {
         throw std::invalid_argument(*why);
     }
@@ -167,7 +167,7 @@ SocketInput::SocketInput(std::vector<std::string> interfaces)
 
 SocketInput::~SocketInput() {
     isStopping_ = true;
-    raiseEvent(event_.get());
+    event_.raise();
     queue_.close();
     if (thread_.joinable()) {
         thread_.join();
@@ -184,7 +184,7 @@ void SocketInput::want(const std::optional<std::vector<std::uint32_t>>& ids) {
     const std::lock_guard lock(mutex_);
     wanted_ = ids;
     wantedHasChanged_ = true;
-    raiseEvent(event_.get());
+    event_.raise();
 }
 
 bool SocketInput::isUp(std::size_t interface) const {
@@ -195,10 +195,10 @@ void SocketInput::run() {
     while (!isStopping_) {
         openMissing();
         if (wantedHasChanged_.exchange(false)) {
-            clearEvent(event_.get());
+            event_.lower();
             applyWanted();
         }
-        std::vector<pollfd> waiting{{event_.get(), POLLIN, 0}};
+        std::vector<pollfd> waiting{{event_.descriptor(), POLLIN, 0}};
         for (const auto& socket : sockets_) {
             waiting.push_back({socket->fd.get(), POLLIN, 0});
         }

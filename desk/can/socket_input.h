@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/file_descriptor.h"
+#include "base/wake_event.h"
 #include "desk/can/frame_input.h"
 
 namespace desk::can {
@@ -51,7 +52,7 @@ class SocketInput : public FrameInput {
     std::optional<std::vector<std::uint32_t>> wanted_;
     std::atomic<bool> wantedHasChanged_{false};
     std::atomic<bool> isStopping_{false};
-    FileDescriptor event_;
+    WakeEvent event_;
     std::thread thread_;
 };
 

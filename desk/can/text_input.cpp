@@ -33,13 +33,13 @@ bool isRegular(const std::string& file) {
 
 }  // namespace
 
-TextInput::TextInput(std::string file, const Playback& playback, std::vector<std::string> interfaces)
+TextInput::TextInput(std::string file, const Playback& playback,
+                     std::vector<std::string> interfaces)
     : FrameInput(std::move(interfaces)),
       file_(std::move(file)),
       isFile_(file_ != "-" && isRegular(file_)),
       once_(playback.once || !isFile_),
-      clock_(isFile_ ? FrameClock::Input::File : FrameClock::Input::Live, playback.speed),
-      stopEvent_(makeEventFd()) {
+      clock_(isFile_ ? FrameClock::Input::File : FrameClock::Input::Live, playback.speed) {
     if (!open()) {
         throw std::invalid_argument("\"" + file_ + "\" cannot be read");
     }
@@ -54,7 +54,7 @@ TextInput::~TextInput() {
         isStopping_ = true;
     }
     wake_.notify_all();
-    raiseEvent(stopEvent_.get());
+    stopEvent_.raise();
     queue_.close();
     if (thread_.joinable()) {
         thread_.join();
@@ -72,7 +72,8 @@ bool TextInput::open() {
         fd_ = STDIN_FILENO;
         return fcntl(fd_, F_GETFD) >= 0;
     }
-    opened_ = FileDescriptor(::open(file_.c_str(), O_RDONLY | O_CLOEXEC | (isFile_ ? 0 : O_NONBLOCK)));
+    opened_ =
+        FileDescriptor(::open(file_.c_str(), O_RDONLY | O_CLOEXEC | (isFile_ ? 0 : O_NONBLOCK)));
     fd_ = opened_.get();
     return fd_ >= 0;
 }
@@ -155,7 +156,7 @@ bool TextInput::readAll() {
 }
 
 bool TextInput::waitForText() {
-    std::array<pollfd, 2> waiting{{{fd_, POLLIN, 0}, {stopEvent_.get(), POLLIN, 0}}};
+    std::array<pollfd, 2> waiting{{{fd_, POLLIN, 0}, {stopEvent_.descriptor(), POLLIN, 0}}};
     if (!isFile_) {
         poll(waiting.data(), waiting.size(), -1);
     }
@@ -241,8 +242,8 @@ void TextInput::complain(const std::string& line) {
     const std::uint64_t count = ++counters_.wrongLines;
     if (count <= kComplaintsAtFirst || count % kComplaintsEvery == 0) {
         LogUtil::log(LogLevel::Warning, "complain",
-                     "no frame (" + std::to_string(count) + " such lines so far): " +
-                         line.substr(0, kShown));
+                     "no frame (" + std::to_string(count) +
+                         " such lines so far): " + line.substr(0, kShown));
     }
 }
 

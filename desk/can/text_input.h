@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/file_descriptor.h"
+#include "base/wake_event.h"
 #include "desk/can/candump_line.h"
 #include "desk/can/frame_clock.h"
 #include "desk/can/frame_input.h"
@@ -50,15 +51,15 @@ class TextInput : public FrameInput {
     FrameClock clock_;
     FileDescriptor opened_;
     int fd_ = -1;
-    std::string rest_;              // of a line that is not complete yet
-    bool isOverlong_ = false;       // the rest of the line is passed over
+    std::string rest_;               // of a line that is not complete yet
+    bool isOverlong_ = false;        // the rest of the line is passed over
     std::uint64_t roundFrames_ = 0;  // in this round
     bool hasWarnedOfInterfaces_ = false;
 
     std::mutex mutex_;
     std::condition_variable wake_;
     bool isStopping_ = false;
-    FileDescriptor stopEvent_;
+    WakeEvent stopEvent_;
     std::thread thread_;
 };
 

@@ -70,8 +70,8 @@ void BitField::write(std::uint64_t value, std::span<std::uint8_t> bytes) const {
         const std::uint32_t bit = isMotorola_ ? 7 - place % 8 : place % 8;
         const std::uint32_t valueBit = isMotorola_ ? length_ - 1 - i : i;
         const auto mask = static_cast<std::uint8_t>(1U << bit);
-        bytes[byte] = static_cast<std::uint8_t>((value >> valueBit & 1U) != 0 ? bytes[byte] | mask
-                                                                             : bytes[byte] & ~mask);
+        bytes[byte] = static_cast<std::uint8_t>(
+            (value >> valueBit & 1U) != 0 ? bytes[byte] | mask : bytes[byte] & ~mask);
     }
 }
 

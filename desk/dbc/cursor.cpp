@@ -8,21 +8,49 @@ namespace dbc {
 
 namespace {
 
-constexpr std::array<std::string_view, 35> kKeywords = {
-    "BA_",          "BA_DEF_",      "BA_DEF_DEF_",     "BA_DEF_DEF_REL_", "BA_DEF_REL_",
-    "BA_DEF_SGTYPE_", "BA_REL_",    "BA_SGTYPE_",      "BO_",             "BO_TX_BU_",
-    "BS_",          "BU_",          "BU_BO_REL_",      "BU_EV_REL_",      "BU_SG_REL_",
-    "CAT_",         "CAT_DEF_",     "CM_",             "ENVVAR_DATA_",    "EV_",
-    "EV_DATA_",     "FILTER",       "NS_",             "NS_DESC_",        "SG_",
-    "SGTYPE_",      "SGTYPE_VAL_",  "SG_MUL_VAL_",     "SIGTYPE_VALTYPE_", "SIG_GROUP_",
-    "SIG_TYPE_REF_", "SIG_VALTYPE_", "VAL_",           "VAL_TABLE_",      "VERSION"};
+constexpr std::array<std::string_view, 35> kKeywords = {"BA_",
+                                                        "BA_DEF_",
+                                                        "BA_DEF_DEF_",
+                                                        "BA_DEF_DEF_REL_",
+                                                        "BA_DEF_REL_",
+                                                        "BA_DEF_SGTYPE_",
+                                                        "BA_REL_",
+                                                        "BA_SGTYPE_",
+                                                        "BO_",
+                                                        "BO_TX_BU_",
+                                                        "BS_",
+                                                        "BU_",
+                                                        "BU_BO_REL_",
+                                                        "BU_EV_REL_",
+                                                        "BU_SG_REL_",
+                                                        "CAT_",
+                                                        "CAT_DEF_",
+                                                        "CM_",
+                                                        "ENVVAR_DATA_",
+                                                        "EV_",
+                                                        "EV_DATA_",
+                                                        "FILTER",
+                                                        "NS_",
+                                                        "NS_DESC_",
+                                                        "SG_",
+                                                        "SGTYPE_",
+                                                        "SGTYPE_VAL_",
+                                                        "SG_MUL_VAL_",
+                                                        "SIGTYPE_VALTYPE_",
+                                                        "SIG_GROUP_",
+                                                        "SIG_TYPE_REF_",
+                                                        "SIG_VALTYPE_",
+                                                        "VAL_",
+                                                        "VAL_TABLE_",
+                                                        "VERSION"};
 
 bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f';
 }
 
 bool endsWord(char c) {
-    return isBlank(c) || c == '\n' || std::string_view(":;,\"|@()[]").find(c) != std::string_view::npos;
+    return isBlank(c) || c == '\n' ||
+           std::string_view(":;,\"|@()[]").find(c) != std::string_view::npos;
 }
 
 bool endsKeyword(char c) {
@@ -268,7 +296,8 @@ std::string Cursor::found() const {
         return atEnd() ? "the end of the file" : "the end of the line";
     }
     std::size_t size = std::min(rest.size(), kMost);
-    while (size > 1 && size < rest.size() && (static_cast<unsigned char>(rest[size]) & 0xC0U) == 0x80U) {
+    while (size > 1 && size < rest.size() &&
+           (static_cast<unsigned char>(rest[size]) & 0xC0U) == 0x80U) {
         --size;  // not in the middle of a character
     }
     std::string text(rest.substr(0, size));

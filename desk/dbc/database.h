@@ -20,7 +20,8 @@ enum class ValueKind { Unsigned, Signed, Float, Double };
 /// Which values of another signal of the message let a signal be there.
 struct Multiplexing {
     std::size_t switchSignal = 0;  ///< its place among the message's signals
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;  ///< raw values, both ends included
+    std::vector<std::pair<std::uint64_t, std::uint64_t>>
+        ranges;  ///< raw values, both ends included
 };
 
 /// One signal. Whatever its bits are, `raw` values are 64 bits wide: signed ones with their sign
@@ -43,7 +44,7 @@ struct Message {
     std::string name;
     std::uint32_t id = 0;  ///< 11 bits, of an extended one 29
     bool isExtended = false;
-    bool isJ1939 = false;  ///< known by its parameter group, whatever its priority and source are
+    bool isJ1939 = false;    ///< known by its parameter group, whatever its priority and source are
     std::uint32_t size = 0;  ///< in bytes
     std::vector<Signal> signals;
 };

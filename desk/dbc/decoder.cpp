@@ -62,10 +62,9 @@ bool Decoder::isSelected(std::size_t signal, const Payload& payload, std::size_t
         return false;
     }
     const std::uint64_t value = bits.read(payload);
-    return std::any_of(multiplexing->ranges.begin(), multiplexing->ranges.end(),
-                       [&](const auto& range) {
-                           return value >= range.first && value <= range.second;
-                       }) &&
+    return std::any_of(
+               multiplexing->ranges.begin(), multiplexing->ranges.end(),
+               [&](const auto& range) { return value >= range.first && value <= range.second; }) &&
            isSelected(multiplexing->switchSignal, payload, depth + 1);
 }
 
@@ -96,9 +95,9 @@ std::string physicalText(const Signal& signal, std::uint64_t raw) {
         case ValueKind::Signed:
             return signal.scaling.text(static_cast<std::int64_t>(raw));
         case ValueKind::Float:
-            return isUnscaled(signal.scaling) ? shortestText(toFloat(signal, raw))
-                                              : shortestText(static_cast<float>(
-                                                    physicalValue(signal, raw)));
+            return isUnscaled(signal.scaling)
+                       ? shortestText(toFloat(signal, raw))
+                       : shortestText(static_cast<float>(physicalValue(signal, raw)));
         case ValueKind::Double:
             return shortestText(physicalValue(signal, raw));
         case ValueKind::Unsigned:
@@ -128,7 +127,8 @@ std::uint64_t rawValue(const Signal& signal, double physical) {
             break;
     }
     if (raw >= std::ldexp(1.0, bits)) {
-        return bits == 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << static_cast<unsigned int>(bits)) - 1;
+        return bits == 64 ? ~std::uint64_t{0}
+                          : (std::uint64_t{1} << static_cast<unsigned int>(bits)) - 1;
     }
     return static_cast<std::uint64_t>(std::round(limited(raw, 0.0, std::ldexp(1.0, 64))));
 }

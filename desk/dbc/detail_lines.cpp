@@ -271,7 +271,8 @@ void readAttributeDefinition(Cursor& cursor, Draft& draft) {
 void readAttributeDefault(Cursor& cursor, Draft& draft) {
     const std::string name = cursor.string("the name of an attribute");
     const std::string value = namedValue(draft, name, readAttributeValue(cursor));
-    if ((isFrameFormat(name) && isJ1939Format(value)) || (name == "ProtocolType" && value == "J1939")) {
+    if ((isFrameFormat(name) && isJ1939Format(value)) ||
+        (name == "ProtocolType" && value == "J1939")) {
         draft.isJ1939 = true;
     }
     readEnd(cursor, draft, "BA_DEF_DEF_");

@@ -18,9 +18,9 @@ using ValueText = std::pair<std::int64_t, std::string>;
 struct SignalDraft {
     Signal signal;
     std::size_t line = 0;
-    std::optional<std::uint64_t> selectedBy;  ///< the number of its "m4"
-    bool isBareMultiplexed = false;           ///< an "m" without a number
-    std::string switchName;                   ///< as SG_MUL_VAL_ names it
+    std::optional<std::uint64_t> selectedBy;                      ///< the number of its "m4"
+    bool isBareMultiplexed = false;                               ///< an "m" without a number
+    std::string switchName;                                       ///< as SG_MUL_VAL_ names it
     std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;  ///< of SG_MUL_VAL_
     std::string longName;
     std::vector<ValueText> texts;

@@ -64,7 +64,8 @@ void settleTexts(SignalDraft& draft) {
     Signal& signal = draft.signal;
     for (const bool own : {true, false}) {
         for (auto& [key, text] : draft.texts) {
-            const bool isFloating = signal.kind == ValueKind::Float || signal.kind == ValueKind::Double;
+            const bool isFloating =
+                signal.kind == ValueKind::Float || signal.kind == ValueKind::Double;
             if ((isFloating || isOwnKey(signal, key)) == own) {
                 signal.texts.emplace(rawKey(signal, key), text);
             }
@@ -119,13 +120,15 @@ void settleMultiplexing(Draft& draft, MessageDraft& message) {
         }
         auto place = signal.switchName.empty() ? root : placeOf(message, signal.switchName);
         if (!place && !signal.switchName.empty()) {
-            draft.remark(signal.line, nameOf(message, signal) + " is switched by the unknown signal " +
+            draft.remark(signal.line, nameOf(message, signal) +
+                                          " is switched by the unknown signal " +
                                           signal.switchName);
             place = root;
         }
         if (!place || *place == i) {
-            draft.remark(signal.line, nameOf(message, signal) +
-                                          " is multiplexed, but nothing switches it; it is always there");
+            draft.remark(signal.line,
+                         nameOf(message, signal) +
+                             " is multiplexed, but nothing switches it; it is always there");
             continue;
         }
         message.signals[*place].signal.isSwitch = true;
@@ -138,7 +141,8 @@ void settleMultiplexing(Draft& draft, MessageDraft& message) {
     for (std::size_t i = 0; i < message.signals.size(); ++i) {
         if (!endsAtRoot(message, i)) {
             SignalDraft& signal = message.signals[i];
-            draft.remark(signal.line, nameOf(message, signal) + " switches itself; it is always there");
+            draft.remark(signal.line,
+                         nameOf(message, signal) + " switches itself; it is always there");
             signal.signal.multiplexing.reset();
         }
     }
@@ -176,8 +180,9 @@ Database finish(Draft draft) {
         }
         database.messages.push_back(std::move(message.message));
     }
-    std::stable_sort(draft.remarks.begin(), draft.remarks.end(),
-                     [](const Remark& left, const Remark& right) { return left.line < right.line; });
+    std::stable_sort(
+        draft.remarks.begin(), draft.remarks.end(),
+        [](const Remark& left, const Remark& right) { return left.line < right.line; });
     database.remarks = std::move(draft.remarks);
     database.moreRemarks = draft.moreRemarks;
     return database;

@@ -37,7 +37,8 @@ inline std::uint16_t toHalf(float number) {
                                           static_cast<unsigned int>(std::ldexp(magnitude, 24)));
     }
     const auto bits = static_cast<unsigned int>(std::ldexp(fraction, 11)) & 0x3FFU;
-    return static_cast<std::uint16_t>(sign | (static_cast<unsigned int>(exponent + 14) << 10U) | bits);
+    return static_cast<std::uint16_t>(sign | (static_cast<unsigned int>(exponent + 14) << 10U) |
+                                      bits);
 }
 
 }  // namespace dbc

@@ -100,15 +100,16 @@ void readName(Cursor& cursor, Draft& draft, SignalDraft& signal) {
     }
     signal.signal.name = joined(words);
     if (words.size() > 1) {
-        draft.remark(signal.line, "blanks in the name of a signal, which is taken for " + signal.signal.name);
+        draft.remark(signal.line,
+                     "blanks in the name of a signal, which is taken for " + signal.signal.name);
     }
 }
 
 std::uint32_t smallNumber(Cursor& cursor, const char* what) {
     const std::uint64_t number = cursor.unsignedInLine(what);
     if (number > std::numeric_limits<std::uint16_t>::max()) {
-        throw Unexpected(cursor.line(), "expected " + std::string(what) + ", found " +
-                                            std::to_string(number));
+        throw Unexpected(cursor.line(),
+                         "expected " + std::string(what) + ", found " + std::to_string(number));
     }
     return static_cast<std::uint32_t>(number);
 }
@@ -127,7 +128,8 @@ void readPlace(Cursor& cursor, Draft& draft, Signal& signal) {
     if (cursor.skipInLine('-')) {
         signal.kind = ValueKind::Signed;
     } else if (!cursor.skipInLine('+')) {
-        draft.remark(cursor.line(), signal.name + " has no sign '+' or '-' and is taken for unsigned");
+        draft.remark(cursor.line(),
+                     signal.name + " has no sign '+' or '-' and is taken for unsigned");
     }
 }
 
@@ -183,7 +185,8 @@ std::optional<std::size_t> readMessage(Cursor& cursor, Draft& draft) {
     message.fileId = static_cast<std::uint32_t>(fileId);
     message.message.name = joined(words);
     if (words.size() > 1) {
-        draft.remark(line, "blanks in the name of a message, which is taken for " + message.message.name);
+        draft.remark(line,
+                     "blanks in the name of a message, which is taken for " + message.message.name);
     }
     message.message.size = smallNumber(cursor, "the size of a message in bytes");
     setId(message.fileId, line, draft, message.message);

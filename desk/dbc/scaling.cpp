@@ -100,7 +100,8 @@ std::string withPoint(std::uint64_t magnitude, bool isNegative, int digits) {
 }
 
 std::uint64_t magnitudeOf(std::int64_t number) {
-    return number < 0 ? ~static_cast<std::uint64_t>(number) + 1 : static_cast<std::uint64_t>(number);
+    return number < 0 ? ~static_cast<std::uint64_t>(number) + 1
+                      : static_cast<std::uint64_t>(number);
 }
 
 template <class Float>

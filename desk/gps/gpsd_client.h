@@ -13,12 +13,12 @@ namespace desk {
 
 /// Where a receiver was last.
 struct GpsFix {
-    bool isValid = false;        ///< there is a fix now
-    double latitude = 0.0;       ///< degrees, north positive
-    double longitude = 0.0;      ///< degrees, east positive
+    bool isValid = false;          ///< there is a fix now
+    double latitude = 0.0;         ///< degrees, north positive
+    double longitude = 0.0;        ///< degrees, east positive
     std::optional<double> speed;   ///< m/s
     std::optional<double> course;  ///< degrees from true north, clockwise
-    std::uint64_t number = 0;    ///< of the report: another one is another report
+    std::uint64_t number = 0;      ///< of the report: another one is another report
 };
 
 /// Follows one gpsd from a thread of its own, and connects again, about once a second, when it has

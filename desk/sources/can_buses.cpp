@@ -17,8 +17,8 @@ void CanBuses::read(Duration, std::vector<BusReading>& readings) {
         const auto load = feed_->load(i);
         BusReading reading;
         reading.bus = i;
-        reading.value = load ? static_cast<std::int32_t>(std::lround(*load))
-                             : BusLoadExtMessage::kUnknown;
+        reading.value =
+            load ? static_cast<std::int32_t>(std::lround(*load)) : BusLoadExtMessage::kUnknown;
         readings.push_back(reading);
     }
 }

@@ -101,9 +101,9 @@ CanFeed::Interface& CanFeed::interfaceAt(std::size_t place) {
     }
     if (!interface.load) {
         const auto own = setup_.rates.find(interface.name);
-        interface.load = std::make_unique<can::LoadMeter>(
-            own == setup_.rates.end() ? setup_.rate : own->second,
-            setup_.file.empty() ? 1.0 : setup_.playback.speed);
+        interface.load =
+            std::make_unique<can::LoadMeter>(own == setup_.rates.end() ? setup_.rate : own->second,
+                                             setup_.file.empty() ? 1.0 : setup_.playback.speed);
     }
     return interface;
 }

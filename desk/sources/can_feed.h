@@ -46,15 +46,14 @@ class CanFeed {
     // The newest value of a signal.
     struct State {
         std::uint64_t raw = 0;
-        std::uint64_t time = 0;     // of its frame, microseconds since 1970
-        std::uint32_t frames = 0;   // how many have brought a value
-        std::uint32_t changes = 0;  // how many of them brought another one
+        std::uint64_t time = 0;               // of its frame, microseconds since 1970
+        std::uint32_t frames = 0;             // how many have brought a value
+        std::uint32_t changes = 0;            // how many of them brought another one
         const dbc::Signal* signal = nullptr;  // null: a whole frame
         std::string text;                     // where it is no number
     };
     // Is told of each value: as a number, as a text, and when its frame was.
-    using Watcher =
-        std::function<void(double value, const std::string& text, std::uint64_t time)>;
+    using Watcher = std::function<void(double value, const std::string& text, std::uint64_t time)>;
 
     // Throws std::invalid_argument where there is no such input.
     explicit CanFeed(CanSetup setup);
@@ -120,7 +119,7 @@ class CanFeed {
     std::vector<SignalConfig> configs_;
     std::vector<State> states_;
     std::set<std::string> names_;
-    std::optional<bool> hasPrefixes_;  // settled by the first listing
+    std::optional<bool> hasPrefixes_;   // settled by the first listing
     bool hasUnnamedInterface_ = false;  // listed before any frame has come
     std::vector<std::pair<std::string, Watcher>> watchers_;
     std::unordered_map<std::size_t, std::vector<std::size_t>> watched_;  // by signal

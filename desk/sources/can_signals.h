@@ -36,13 +36,13 @@ class CanSignals : public SignalSource {
     bool isDue(const CanFeed::State& state, const Sent& sent, Duration now) const;
 
     const std::shared_ptr<CanFeed> feed_;
-    const Duration interval_;   // between values of a signal that changes
-    const Duration repeat_;     // between values of one that does not
-    const Duration tick_;       // between readings
-    std::vector<Sent> sent_;    // by signal
-    std::size_t next_ = 0;      // where the look for values goes on
-    double allowance_ = 0.0;    // values that may be given now
-    Duration latest_{0};        // the last reading
+    const Duration interval_;  // between values of a signal that changes
+    const Duration repeat_;    // between values of one that does not
+    const Duration tick_;      // between readings
+    std::vector<Sent> sent_;   // by signal
+    std::size_t next_ = 0;     // where the look for values goes on
+    double allowance_ = 0.0;   // values that may be given now
+    Duration latest_{0};       // the last reading
 };
 
 }  // namespace desk

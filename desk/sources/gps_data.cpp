@@ -29,8 +29,10 @@ SignalConfig gpsSignal(const char* name, const char* unit) {
 SignalsWithGps::SignalsWithGps(std::unique_ptr<SignalSource> source,
                                std::shared_ptr<GpsdClient> gps)
     : source_(std::move(source)), gps_(std::move(gps)) {
-    for (const auto& [name, unit] : {std::pair("Latitude", "\u00B0"), {"Longitude", "\u00B0"},
-                                     {"Speed", "km/h"}, {"Course", "\u00B0"}}) {
+    for (const auto& [name, unit] : {std::pair("Latitude", "\u00B0"),
+                                     {"Longitude", "\u00B0"},
+                                     {"Speed", "km/h"},
+                                     {"Course", "\u00B0"}}) {
         configs_.push_back(gpsSignal(name, unit));
     }
     list();

@@ -20,7 +20,7 @@ struct SignalReading {
     std::string value;
     std::uint64_t raw = 0;
     double phys = 0.0;
-    std::string descr;  // the text of the value; empty when it has none
+    std::string descr;                    // the text of the value; empty when it has none
     std::optional<std::uint64_t> time{};  // microseconds since 1970 UTC; nothing: now
 };
 

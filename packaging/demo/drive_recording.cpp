@@ -1,5 +1,5 @@
-// Writes a round of the simulated drive as the frames of a CAN bus, in candump's format: each signal
-// of a database that has the name of something in the drive is encoded as the database says.
+// Writes a round of the simulated drive as the frames of a CAN bus, in candump's format: each
+// signal of a database that has the name of something in the drive is encoded as the database says.
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -91,8 +91,7 @@ void writeRound(const dbc::Database& database) {
         microseconds delay{0};
         for (const dbc::Message& message : database.messages) {
             if (isQuick(message) || time % kSlow == microseconds(0)) {
-                write(message, time + delay,
-                      static_cast<std::uint64_t>(time / kSlow) % 2);
+                write(message, time + delay, static_cast<std::uint64_t>(time / kSlow) % 2);
                 delay += microseconds(270);
             }
         }

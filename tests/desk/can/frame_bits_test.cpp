@@ -7,8 +7,8 @@
 #include "desk/can/candump_line.h"
 #include "desk/can/load_meter.h"
 
-using desk::can::bitsOf;
 using desk::can::BitRate;
+using desk::can::bitsOf;
 using desk::can::Frame;
 using desk::can::FrameBits;
 using desk::can::LoadMeter;
@@ -64,7 +64,8 @@ TEST(FrameBitsOf, TellsTheFastPartOfFdFrames) {
 }
 
 TEST(FrameBitsOf, PadsFdFramesToALengthThatThereIs) {
-    EXPECT_EQ(bits("2AA##0" + std::string(18, '5')), bits("2AA##0" + std::string(18, '5') + "000000"));
+    EXPECT_EQ(bits("2AA##0" + std::string(18, '5')),
+              bits("2AA##0" + std::string(18, '5') + "000000"));
 }
 
 Frame at(std::uint64_t time, const std::string& text) {

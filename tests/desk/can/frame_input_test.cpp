@@ -56,7 +56,8 @@ class TextInputTest : public testing::Test {
 
 TEST_F(TextInputTest, PlaysAFileAtItsSpeedInALoop) {
     const std::string file = directory.write(
-        "a.log", "(5.0) can1 123#01\n(5.1) can0 123#02\nrubbish\n(5.2) can1 123#03\n(5.25) can0 123#0");
+        "a.log",
+        "(5.0) can1 123#01\n(5.1) can0 123#02\nrubbish\n(5.2) can1 123#03\n(5.25) can0 123#0");
     TextInput input(file, {2.0, false}, {});
     EXPECT_THAT(input.interfaces().list(), ElementsAre("can1", "can0"));
     const std::uint64_t before = getTimeOfDay();
@@ -111,7 +112,8 @@ TEST_F(TextInputTest, RefusesWhatHoldsNoFrames) {
     };
     EXPECT_EQ(why("/nonexistent.log"), "\"/nonexistent.log\" cannot be read");
     const std::string file = directory.write("a.csv", "time,speed\n0,1\n");
-    EXPECT_EQ(why(file), "\"" + file + "\" holds no frame like \"(1700000000.123456) can0 123#0102\"");
+    EXPECT_EQ(why(file),
+              "\"" + file + "\" holds no frame like \"(1700000000.123456) can0 123#0102\"");
 }
 
 TEST_F(TextInputTest, ReadsAPipeThatIsCutInALine) {
@@ -123,7 +125,8 @@ TEST_F(TextInputTest, ReadsAPipeThatIsCutInALine) {
     input.start();
     const std::string text = "(1.0) can0 123#01\n(1.0) can0 124#0203\n(1.0) can0 123#";
     ASSERT_EQ(write(writer, text.data(), 25), 25);
-    ASSERT_EQ(write(writer, text.data() + 25, text.size() - 25), static_cast<ssize_t>(text.size() - 25));
+    ASSERT_EQ(write(writer, text.data() + 25, text.size() - 25),
+              static_cast<ssize_t>(text.size() - 25));
     close(writer);
     EXPECT_TRUE(waitForEnd(input));
     const std::vector<Frame> frames = take(input, 2);
@@ -134,8 +137,8 @@ TEST_F(TextInputTest, ReadsAPipeThatIsCutInALine) {
 }
 
 TEST_F(TextInputTest, LetsALineWithoutEndPass) {
-    const std::string file = directory.write(
-        "a.log", std::string(100'000, 'x') + "\n(1.0) can0 123#01\n");
+    const std::string file =
+        directory.write("a.log", std::string(100'000, 'x') + "\n(1.0) can0 123#01\n");
     TextInput input(file, {1.0, true}, {});
     input.start();
     EXPECT_TRUE(waitForEnd(input));

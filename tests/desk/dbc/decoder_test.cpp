@@ -74,7 +74,8 @@ TEST(BitField, WritesWhatItReadsAndNothingElse) {
         if (!field.fits(bytes.size())) {
             continue;
         }
-        const std::uint64_t mask = length == 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << length) - 1;
+        const std::uint64_t mask =
+            length == 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << length) - 1;
         const std::uint64_t before = field.read(Payload(bytes));
         const std::uint64_t value = random() & mask;
         field.write(value, bytes);

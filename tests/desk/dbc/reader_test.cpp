@@ -20,7 +20,8 @@ namespace {
 std::vector<std::string> remarksOf(const Database& database) {
     std::vector<std::string> lines;
     for (const dbc::Remark& remark : database.remarks) {
-        lines.push_back(std::to_string(remark.line) + (remark.isLoss ? " lost: " : ": ") + remark.text);
+        lines.push_back(std::to_string(remark.line) + (remark.isLoss ? " lost: " : ": ") +
+                        remark.text);
     }
     return lines;
 }
@@ -106,7 +107,9 @@ TEST(DatabaseReader, TakesSectionsInAnyOrderAndWithoutOpening) {
 
 TEST(DatabaseReader, TakesGluedAndScatteredTokens) {
     EXPECT_EQ(signalOf("SG_ s : 0|8@1+(.25,5e-06)[0|1]\"u\"X,Y").scaling.offset(), 5e-06);
-    EXPECT_EQ(signalOf("\tSG_\ts\t:\t0 | 8 @ 1 + ( 1.8E+019 , 0 ) [ 0 | 0 ] \"\" X").scaling.factor(), 1.8e19);
+    EXPECT_EQ(
+        signalOf("\tSG_\ts\t:\t0 | 8 @ 1 + ( 1.8E+019 , 0 ) [ 0 | 0 ] \"\" X").scaling.factor(),
+        1.8e19);
     EXPECT_EQ(signalOf("SG_ 2nd: 0|8@1+ (1,0) [0|0] \"\" X").name, "2nd");
     EXPECT_EQ(signalOf("SG_ s : 0|8@1+ (1,0)").unit, "");
     EXPECT_EQ(signalOf("SG_ s : 0|8@1+ (1,0) \"u\"").unit, "u");
@@ -119,7 +122,9 @@ TEST(DatabaseReader, TakesGluedAndScatteredTokens) {
     EXPECT_EQ(readDatabase("BO_5 NAME: 8 X").messages[0].id, 5U);
     EXPECT_EQ(readDatabase("BO_ 5 NAME 8 X").messages[0].size, 8U);
     EXPECT_EQ(readDatabase("BO_ 5 A: 8 X SG_ s : 0|8@1+ (1,0) [0|0] \"\" X SG_ t : 8|8@1+ (1,0) "
-                           "[0|0] \"\" X\n").signalCount(), 2U);
+                           "[0|0] \"\" X\n")
+                  .signalCount(),
+              2U);
 }
 
 TEST(DatabaseReader, TakesWindowsFilesAndOddBytes) {
@@ -127,18 +132,22 @@ TEST(DatabaseReader, TakesWindowsFilesAndOddBytes) {
         "\xEF\xBB\xBFVERSION \"\"\r\nNS_ :\r\n\tCM_\r\n\r\nBS_:\r\nBU_: A\r\nBO_ 1 A: 8 X\r\n"
         " SG_ a : 0|8@1+ (1,0) [0|0] \"\xC2\xB0\" X\r\n\x1A");
     EXPECT_EQ(database.messages[0].signals[0].unit, "\u00B0");
-    EXPECT_EQ(signalOf("SG_ s : 0|8@1+ (1,0) [0|0] \"\xB0\x43 \x80\x81\" X").unit, "\u00B0C \u20AC\uFFFD");
+    EXPECT_EQ(signalOf("SG_ s : 0|8@1+ (1,0) [0|0] \"\xB0\x43 \x80\x81\" X").unit,
+              "\u00B0C \u20AC\uFFFD");
 }
 
 TEST(DatabaseReader, TakesLargeIdsWithoutTheirFlagForExtendedOnes) {
-    const Database database = readDatabase("BO_ 419361278 A: 8 X\nBO_ 1073742000 B: 8 X\nBO_ 2047 C: 8 X\n");
+    const Database database =
+        readDatabase("BO_ 419361278 A: 8 X\nBO_ 1073742000 B: 8 X\nBO_ 2047 C: 8 X\n");
     EXPECT_TRUE(database.messages[0].isExtended);
     EXPECT_EQ(database.messages[0].id, 419361278U);
     EXPECT_EQ(database.messages[1].id, 176U);
     EXPECT_FALSE(database.messages[2].isExtended);
-    EXPECT_THAT(remarksOf(database),
-                ElementsAre("1: the id 419361278 of A is taken for an extended one, although bit 31 is not set",
-                            "2: the id 1073742000 of B is taken for an extended one, although bit 31 is not set"));
+    EXPECT_THAT(
+        remarksOf(database),
+        ElementsAre(
+            "1: the id 419361278 of A is taken for an extended one, although bit 31 is not set",
+            "2: the id 1073742000 of B is taken for an extended one, although bit 31 is not set"));
 }
 
 TEST(DatabaseReader, LeavesOutTheSignalsOfNoMessage) {
@@ -170,13 +179,15 @@ TEST(DatabaseReader, SaysWhatItDidNotUnderstandAndGoesOn) {
         "VAL_ 9 a 1 \"one\" ;\nVAL_ 1 zz 1 \"one\" ;\nCM_ SG_ 304 \"x\";\nCM_ 145 \"x\";\nhello\n");
     EXPECT_EQ(database.messages.size(), 2U);
     EXPECT_EQ(database.signalCount(), 1U);
-    EXPECT_THAT(remarksOf(database),
-                ElementsAre("3 lost: expected the start bit of a signal, found \"x|8@1+ (1,0) [0|0] \"\" X\"",
-                            "4 lost: expected the byte order 0 or 1, found \"2+ (1,0) [0|0] \"\" X\"",
-                            "5 lost: expected '(', found \"1,0 [0|0] \"\" X\"",
-                            "6 lost: expected the id of a message, found \"two B: 8 X\"",
-                            "9: VAL_ of the unknown message 9", "10: VAL_ of the unknown signal A.zz",
-                            "13 lost: expected a section like BO_, SG_ or VAL_, found \"hello\""));
+    EXPECT_THAT(
+        remarksOf(database),
+        ElementsAre(
+            "3 lost: expected the start bit of a signal, found \"x|8@1+ (1,0) [0|0] \"\" X\"",
+            "4 lost: expected the byte order 0 or 1, found \"2+ (1,0) [0|0] \"\" X\"",
+            "5 lost: expected '(', found \"1,0 [0|0] \"\" X\"",
+            "6 lost: expected the id of a message, found \"two B: 8 X\"",
+            "9: VAL_ of the unknown message 9", "10: VAL_ of the unknown signal A.zz",
+            "13 lost: expected a section like BO_, SG_ or VAL_, found \"hello\""));
 }
 
 TEST(DatabaseReader, GoesOnBehindATextWithoutEnd) {
@@ -196,7 +207,8 @@ TEST(DatabaseReader, RefusesWhatIsNoDatabase) {
     };
     EXPECT_EQ(why("time,Speed\n0,1\n"),
               "line 1: expected a section like BO_, SG_ or VAL_, found \"time,Speed\"");
-    EXPECT_EQ(why(""), "line 1: expected a section like BO_, SG_ or VAL_, found the end of the file");
+    EXPECT_EQ(why(""),
+              "line 1: expected a section like BO_, SG_ or VAL_, found the end of the file");
     try {
         dbc::readDatabaseFile("/nonexistent.dbc");
         ADD_FAILURE();
@@ -206,7 +218,8 @@ TEST(DatabaseReader, RefusesWhatIsNoDatabase) {
 }
 
 constexpr const char* kMultiplexed =
-    "BO_ 1 A: 8 X\n SG_ root M : 0|8@1+ (1,0) [0|0] \"\" X\n SG_ one m1M : 8|8@1+ (1,0) [0|0] \"\" X\n"
+    "BO_ 1 A: 8 X\n SG_ root M : 0|8@1+ (1,0) [0|0] \"\" X\n SG_ one m1M : 8|8@1+ (1,0) [0|0] \"\" "
+    "X\n"
     " SG_ two m2 : 8|8@1+ (1,0) [0|0] \"\" X\n SG_ three m3: 16|8@1+ (1,0) [0|0] \"\" X\n"
     " SG_ plain : 24|8@1+ (1,0) [0|0] \"\" X\n";
 
@@ -219,17 +232,20 @@ TEST(DatabaseReader, FindsTheSwitchesOfSignals) {
     EXPECT_EQ(signals[1].multiplexing->switchSignal, 0U);
     EXPECT_THAT(signals[2].multiplexing->ranges, ElementsAre(Pair(2, 2)));
     EXPECT_EQ(signals[3].multiplexing->switchSignal, 1U);
-    EXPECT_THAT(signals[3].multiplexing->ranges, ElementsAre(Pair(3, 3), Pair(10, 12), Pair(20, 20)));
+    EXPECT_THAT(signals[3].multiplexing->ranges,
+                ElementsAre(Pair(3, 3), Pair(10, 12), Pair(20, 20)));
 }
 
 TEST(DatabaseReader, TakesSignalsThatNothingSwitchesForPlainOnes) {
     const Database database = readDatabase(
-        "BO_ 1 A: 8 X\n SG_ bare m : 0|8@1+ (1,0) [0|0] \"\" X\n SG_ lone m4 : 0|8@1+ (1,0) [0|0] \"\" X\n");
+        "BO_ 1 A: 8 X\n SG_ bare m : 0|8@1+ (1,0) [0|0] \"\" X\n SG_ lone m4 : 0|8@1+ (1,0) [0|0] "
+        "\"\" X\n");
     EXPECT_FALSE(database.messages[0].signals[0].multiplexing);
     EXPECT_FALSE(database.messages[0].signals[1].multiplexing);
-    EXPECT_THAT(remarksOf(database),
-                ElementsAre("2: A.bare has an 'm' without a number and is always there",
-                            "3: A.lone is multiplexed, but nothing switches it; it is always there"));
+    EXPECT_THAT(
+        remarksOf(database),
+        ElementsAre("2: A.bare has an 'm' without a number and is always there",
+                    "3: A.lone is multiplexed, but nothing switches it; it is always there"));
 }
 
 TEST(DatabaseReader, BreaksRingsOfSwitches) {
@@ -249,14 +265,15 @@ TEST(DatabaseReader, KnowsTheKindsOfValues) {
     EXPECT_EQ(signals[0].kind, ValueKind::Float);
     EXPECT_EQ(signals[1].kind, ValueKind::Double);
     EXPECT_EQ(signals[2].kind, ValueKind::Signed);
-    EXPECT_THAT(remarksOf(database),
-                ElementsAre("4: A.odd with 8 bits is no floating-point number of kind 1 and is taken for a whole one"));
+    EXPECT_THAT(remarksOf(database), ElementsAre("4: A.odd with 8 bits is no floating-point number "
+                                                 "of kind 1 and is taken for a whole one"));
 }
 
 TEST(DatabaseReader, KeepsTextsByRawValue) {
     const Database database = readWell(
         "BO_ 1 A: 8 X\n SG_ s : 0|8@1- (1,0) [0|0] \"\" X\n SG_ u : 0|8@1+ (1,0) [0|0] \"\" X\n"
-        " SG_ f : 0|32@1- (1,0) [0|0] \"\" X\n SG_ t : 0|8@1+ (1,0) [0|0] \"\" X\nSIG_VALTYPE_ 1 f : 1;\n"
+        " SG_ f : 0|32@1- (1,0) [0|0] \"\" X\n SG_ t : 0|8@1+ (1,0) [0|0] \"\" X\nSIG_VALTYPE_ 1 f "
+        ": 1;\n"
         "VAL_ 1 s -1 \"minus one\" 255 \"the same bits\" 254 \"minus two\" ;\n"
         "VAL_ 1 u -1 \"all ones\" 3.0 \"a;b \\\"c\\\"\" ;\nVAL_ 1 f 1 \"one\" ;\n"
         "VAL_ environment 1 \"one\" ;\nVAL_TABLE_ T 7 \"seven\" ;\nVAL_ 1 t T ;\n");
@@ -278,12 +295,18 @@ TEST(DatabaseReader, KnowsMessagesByTheirParameterGroup) {
         return are;
     };
     const std::string formats =
-        "BA_DEF_ BO_ \"VFrameFormat\" ENUM \"StandardCAN\",\"ExtendedCAN\",\"reserved\",\"J1939PG\";\n";
+        "BA_DEF_ BO_ \"VFrameFormat\" ENUM "
+        "\"StandardCAN\",\"ExtendedCAN\",\"reserved\",\"J1939PG\";\n";
     EXPECT_THAT(flags(""), ElementsAre(false, false, false));
-    EXPECT_THAT(flags(formats + "BA_ \"VFrameFormat\" BO_ 2566687742 3;\n"), ElementsAre(true, false, false));
-    EXPECT_THAT(flags("BA_ \"VFrameFormat\" BO_ 2566687742 \"J1939PG\";\n"), ElementsAre(true, false, false));
-    EXPECT_THAT(flags(formats + "BA_DEF_DEF_ \"VFrameFormat\" \"J1939PG\";\nBA_ \"VFrameFormat\" BO_ 2566687742 1;\n"),
-                ElementsAre(false, true, false));
+    EXPECT_THAT(flags(formats + "BA_ \"VFrameFormat\" BO_ 2566687742 3;\n"),
+                ElementsAre(true, false, false));
+    EXPECT_THAT(flags("BA_ \"VFrameFormat\" BO_ 2566687742 \"J1939PG\";\n"),
+                ElementsAre(true, false, false));
+    EXPECT_THAT(
+        flags(
+            formats +
+            "BA_DEF_DEF_ \"VFrameFormat\" \"J1939PG\";\nBA_ \"VFrameFormat\" BO_ 2566687742 1;\n"),
+        ElementsAre(false, true, false));
     EXPECT_THAT(flags("BA_ \"ProtocolType\" \"J1939\";\n"), ElementsAre(true, true, false));
 }
 

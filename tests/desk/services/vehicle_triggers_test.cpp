@@ -10,7 +10,9 @@ using desk::readCondition;
 namespace {
 
 TEST(ReadCondition, ReadsEachRelation) {
-    const auto holds = [](const char* text, double value) { return readCondition(text).holds(value, ""); };
+    const auto holds = [](const char* text, double value) {
+        return readCondition(text).holds(value, "");
+    };
     EXPECT_TRUE(holds("A.s > 80", 80.5));
     EXPECT_FALSE(holds("A.s > 80", 80));
     EXPECT_TRUE(holds("A.s>=80", 80));

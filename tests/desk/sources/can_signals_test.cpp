@@ -27,8 +27,8 @@ constexpr auto kPatience = 30s;
 class CanSignalsTest : public testing::Test {
   protected:
     // A feed whose file has been read to its end.
-    std::shared_ptr<CanFeed> feedOf(const std::string& log, const std::vector<std::string>& databases,
-                                    bool raw = false) {
+    std::shared_ptr<CanFeed> feedOf(const std::string& log,
+                                    const std::vector<std::string>& databases, bool raw = false) {
         CanSetup setup;
         setup.file = directory.write("frames.log", log);
         setup.playback.once = true;
@@ -98,23 +98,29 @@ TEST_F(CanSignalsTest, TellsSeveralInterfacesApart) {
 }
 
 TEST_F(CanSignalsTest, LetsTheFirstDatabaseWinWhereTwoKnowAnIdentifier) {
-    const auto feed = feedOf("(1.0) can0 123#0102\n", {kDatabase, "BO_ 291 B: 8 X\n SG_ s : 0|8@1+ (1,0) [0|0] \"\" X\nBO_ 292 A: 8 X\n SG_ s : 0|8@1+ (1,0) [0|0] \"\" X\n SG_ new : 0|8@1+ (1,0) [0|0] \"\" X\n"});
+    const auto feed =
+        feedOf("(1.0) can0 123#0102\n",
+               {kDatabase,
+                "BO_ 291 B: 8 X\n SG_ s : 0|8@1+ (1,0) [0|0] \"\" X\nBO_ 292 A: 8 X\n SG_ s : "
+                "0|8@1+ (1,0) [0|0] \"\" X\n SG_ new : 0|8@1+ (1,0) [0|0] \"\" X\n"});
     feed->list();
     EXPECT_THAT(names(*feed), ElementsAre("A.s", "A.t", "A.new"));
 }
 
 TEST_F(CanSignalsTest, KnowsParameterGroupsWhateverTheirSourceIs) {
-    const auto feed = feedOf("(1.0) can0 18FC8B03#05\n(1.0) can0 0CEA2211#07\n(1.0) can0 1CFC8C03#09\n",
-                             {"BO_ 2566687742 A: 8 X\n SG_ s : 0|8@1+ (1,0) [0|0] \"\" X\n"
-                              "BO_ 2565537022 B: 8 X\n SG_ s : 0|8@1+ (1,0) [0|0] \"\" X\n"
-                              "BA_ \"ProtocolType\" \"J1939\";\n"});
+    const auto feed =
+        feedOf("(1.0) can0 18FC8B03#05\n(1.0) can0 0CEA2211#07\n(1.0) can0 1CFC8C03#09\n",
+               {"BO_ 2566687742 A: 8 X\n SG_ s : 0|8@1+ (1,0) [0|0] \"\" X\n"
+                "BO_ 2565537022 B: 8 X\n SG_ s : 0|8@1+ (1,0) [0|0] \"\" X\n"
+                "BA_ \"ProtocolType\" \"J1939\";\n"});
     feed->list();
     play(*feed);
     EXPECT_THAT(values(*feed), ElementsAre("5", "7"));
 }
 
 TEST_F(CanSignalsTest, LeavesErrorsAndRequestsAlone) {
-    const auto feed = feedOf("(1.0) can0 123#R1\n(1.0) can0 20000123#01\n(1.0) can0 00000123#01\n", {kDatabase});
+    const auto feed =
+        feedOf("(1.0) can0 123#R1\n(1.0) can0 20000123#01\n(1.0) can0 00000123#01\n", {kDatabase});
     feed->list();
     play(*feed);
     EXPECT_THAT(values(*feed), ElementsAre("-", "-"));
@@ -132,7 +138,8 @@ TEST_F(CanSignalsTest, ListsRawFramesOnceTheyHaveCome) {
 }
 
 TEST_F(CanSignalsTest, TellsWatchersOfEachValue) {
-    const auto feed = feedOf("(1.0) can0 123#02\n(1.0) can0 123#FE\n(1.0) can0 123#02\n", {kDatabase});
+    const auto feed =
+        feedOf("(1.0) can0 123#02\n(1.0) can0 123#FE\n(1.0) can0 123#02\n", {kDatabase});
     std::vector<std::string> told;
     feed->watch("A.s", [&](double value, const std::string& text, std::uint64_t) {
         told.push_back(std::to_string(value) + text);
@@ -146,7 +153,8 @@ TEST_F(CanSignalsTest, SendsChangedValuesAtTheRateAndOthersOnceASecond) {
     std::string log;
     for (int i = 0; i < 300; ++i) {
         char line[64];
-        std::snprintf(line, sizeof line, "(%d.%03d) can0 123#%02X05\n", i / 100, i % 100 * 10, i % 100);
+        std::snprintf(line, sizeof line, "(%d.%03d) can0 123#%02X05\n", i / 100, i % 100 * 10,
+                      i % 100);
         log += line;
     }
     const auto feed = feedOf(log, {kDatabase});
@@ -162,8 +170,9 @@ TEST_F(CanSignalsTest, SendsChangedValuesAtTheRateAndOthersOnceASecond) {
         std::this_thread::sleep_until(begin + time);
     }
     const auto count = [&](std::size_t signal) {
-        return std::count_if(readings.begin(), readings.end(),
-                             [&](const SignalReading& reading) { return reading.signal == signal; });
+        return std::count_if(readings.begin(), readings.end(), [&](const SignalReading& reading) {
+            return reading.signal == signal;
+        });
     };
     EXPECT_GE(count(0), 15);
     EXPECT_LE(count(0), 33);
@@ -181,7 +190,8 @@ TEST_F(CanSignalsTest, GivesNoClientMoreThanItIsToGet) {
     for (int message = 0; message < 20; ++message) {
         database += "BO_ " + std::to_string(message) + " M" + std::to_string(message) + ": 64 X\n";
         for (int signal = 0; signal < 64; ++signal) {
-            database += " SG_ s" + std::to_string(signal) + " : " + std::to_string(signal * 8) + "|8@1+ (1,0) [0|0] \"\" X\n";
+            database += " SG_ s" + std::to_string(signal) + " : " + std::to_string(signal * 8) +
+                        "|8@1+ (1,0) [0|0] \"\" X\n";
         }
     }
     for (int i = 0; i < 40; ++i) {
@@ -218,7 +228,8 @@ TEST_F(CanSignalsTest, GivesTheLoadsOfItsInterfaces) {
     std::string log;
     for (int i = 0; i < 1300; ++i) {
         char line[64];
-        std::snprintf(line, sizeof line, "(%d.%03d) can0 000#0000000000000000\n", i / 1000, i % 1000);
+        std::snprintf(line, sizeof line, "(%d.%03d) can0 000#0000000000000000\n", i / 1000,
+                      i % 1000);
         log += line;
     }
     const auto feed = feedOf(log, {});
