@@ -50,7 +50,7 @@ describe("a graceful restart of Apache during a session", () => {
 
   test("a browser that has not yet got what it begins with is sent away, comes again and is served", async () => {
     const [front, ...others] = kLoggers;
-    const network = await Network.start({ loggers: [{ ...front, scenario: { requests: { 53: { delay: "1s" } } } }, ...others] });
+    const network = await Network.start({ loggers: [{ ...front, scenario: { requests: { "*": { delay: "1s" } } } }, ...others] });
     const opened = () => network.apache.log.text.split("krwebsocket opened!!!\n").length - 1;
     try {
       const ready = network.connectReady();
