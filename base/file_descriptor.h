@@ -16,11 +16,14 @@ class FileDescriptor {
     }
     ~FileDescriptor() {
         if (fd_ >= 0) {
-            close(fd_);
+            ::close(fd_);
         }
     }
 
     int get() const { return fd_; }
+
+    /// Closes it now. False when the system tells of an error, such as of an earlier write.
+    bool close() { return ::close(std::exchange(fd_, -1)) == 0; }
 
   private:
     int fd_ = -1;

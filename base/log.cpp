@@ -3,7 +3,7 @@
 #include <iostream>
 #include <string>
 
-constinit std::mutex LogUtil::logMutex;
+constinit Mutex LogUtil::logMutex;
 
 namespace {
 
@@ -29,14 +29,14 @@ void LogUtil::log(LogLevel level, std::string_view function, std::string_view te
     line.reserve(tag.size() + function.size() + text.size() + 9);
     line.append(tag).append("KLV::").append(function).append("() ").append(text).append("\n");
 
-    const std::lock_guard lock(logMutex);
+    const MutexLocker lock(logMutex);
     std::cout.write(line.data(), static_cast<std::streamsize>(line.size()));
     std::cout.flush();
     std::cout.clear();  // one line that could not be written must not silence all later ones
 }
 
 void LogUtil::redirectOutputToError() {
-    const std::lock_guard lock(logMutex);
+    const MutexLocker lock(logMutex);
     if (std::cout.rdbuf() != std::cerr.rdbuf()) {
         std::cout.rdbuf(std::cerr.rdbuf());
     }

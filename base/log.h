@@ -1,15 +1,16 @@
 // The process-wide log: one line at a time, under one mutex.
 #pragma once
 
-#include <mutex>
 #include <string_view>
+
+#include "base/mutex.h"
 
 enum class LogLevel { Debug, Info, Warning, Error };
 
 struct LogUtil {
     // Guards every line that is written to the log and every change of std::cout's buffer. It is
     // the innermost lock: nothing else is locked while it is held. Usable before main and at exit.
-    static std::mutex logMutex;
+    static Mutex logMutex;
 
     // Writes "<level tag>KLV::<function>() <text>" and a line end to standard output in one piece.
     // Builds the line first and takes logMutex only for writing it. Any thread.

@@ -100,8 +100,7 @@ std::string replaceIllFormedUtf8(std::string_view bytes) {
     text.reserve(bytes.size());
     while (!bytes.empty()) {
         const Piece piece = nextPiece(bytes);
-        text.append(piece.wellFormed ? bytes.substr(0, piece.length)
-                                     : std::string_view("\xEF\xBF\xBD"));
+        text.append(piece.wellFormed ? bytes.substr(0, piece.length) : kReplacementCharacter);
         bytes.remove_prefix(piece.length);
     }
     return text;

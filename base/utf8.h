@@ -4,6 +4,9 @@
 #include <string>
 #include <string_view>
 
+// U+FFFD: what stands for bytes that cannot be shown.
+inline constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
+
 // Whether the bytes are well-formed UTF-8 (no overlong forms, no surrogates, nothing above
 // U+10FFFF). Any thread.
 bool isUtf8(std::string_view bytes);

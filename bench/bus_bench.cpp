@@ -71,6 +71,7 @@ std::unique_ptr<KRPBusClient> client(const NatsServer& server, const char* name)
     KRPBusOptions options;
     options.mac = "02:00:00:00:00:01";
     options.queueLimit = std::size_t{2} << 30;
+    options.skipAfter = std::chrono::hours(1);
     return std::make_unique<KRPBusClient>(name, "127.0.0.1", server.port(), options);
 }
 

@@ -5,7 +5,11 @@
 #include "bench/hand_pen.h"
 #include "krpbus/messages/byte_writer.h"
 #include "krpbus/messages/message_base.h"
+#include "modules/busload/bus_names_responses.h"
+#include "modules/busload/busload_catalogue.h"
+#include "modules/busload/busload_commands.h"
 #include "modules/busload/busload_module.h"
+#include "modules/busload/busload_values.h"
 #include "network/ksl_info.h"
 
 namespace {

@@ -7,14 +7,12 @@ import { existsSync, mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import os from "node:os";
 import path from "node:path";
 import { promisify } from "node:util";
-import { Network } from "../tests/kit/js/network.mjs";
 import { Part } from "../tests/kit/js/part.mjs";
 import * as paths from "../tests/kit/js/paths.mjs";
 import { freePort, listens } from "../tests/kit/js/ports.mjs";
 import { until } from "../tests/kit/js/wait.mjs";
+import { kMac, startQuietNetwork } from "./quiet_network.mjs";
 
-const kMac = "02:00:00:00:00:01";
-const kSignals = 100;
 const kProgram = path.join(paths.buildDir, "bench/live_values");
 const rounds = Number(process.argv[2] ?? 3);
 
@@ -24,16 +22,8 @@ async function measure(kind, busPort, webSocketPort, processes) {
   return JSON.parse(stdout);
 }
 
-// A logger that offers the signals and otherwise keeps quiet.
 async function product(dir) {
-  const names = Array.from({ length: kSignals }, (_, i) => `Powertrain.Signal_${i}`);
-  const recording = path.join(dir, "signals.csv");
-  writeFileSync(recording, `time,${names.join(",")}\n0${",0".repeat(kSignals)}\n`);
-  const network = await Network.start({
-    loggers: [{ mac: kMac, name: "Desk", type: "Stratolog2", source: recording, args: [["--rate", 0.01]] }],
-  });
-  network.expectInLog(/./);
-  network.expectOfLoggers(/./);
+  const network = await startQuietNetwork(dir);
   try {
     const { bus, apache } = network;
     return await measure("product", bus.port, apache.port, [bus.part.pid, `children:${apache.part.pid}`]);

@@ -20,7 +20,7 @@ class ProductRoute : public ValueRoute {
     // quiet.
     explicit ProductRoute(const RouteOptions& options)
         : bus_("value-publisher", "127.0.0.1", options.busPort, {options.mac}),
-          browser_(options.webSocketPort, "/live", "kr-webapp-v1") {
+          browser_(options.webSocketPort, "/live", "kr-webapp-v1", options.readSize) {
         // Who the browser's session is on the bus shows when it switches the forwarding on.
         bus_.addParticipant("HandheldServer");
         ask(R"({"command": "get_logger_info"})", "get_logger_info", true);
@@ -76,6 +76,7 @@ class ProductRoute : public ValueRoute {
     void findSession() {
         const auto deadline = std::chrono::steady_clock::now() + kPatience;
         while (session_.empty() && std::chrono::steady_clock::now() < deadline) {
+            bus_.read();
             const auto message = bus_.getMessage();
             const auto* notice = dynamic_cast<const SystemMessage*>(message.get());
             if (notice != nullptr && notice->text == "77-LVStartSignals") {

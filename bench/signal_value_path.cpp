@@ -5,6 +5,7 @@
 #include "bench/hand_pen.h"
 #include "krpbus/messages/byte_writer.h"
 #include "krpbus/messages/message_base.h"
+#include "modules/signal/signal_catalogue.h"
 #include "modules/signal/signal_module.h"
 
 namespace {

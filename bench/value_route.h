@@ -1,6 +1,7 @@
 // A way for signal values from a publisher to a browser, in three kinds that carry the same texts.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -27,10 +28,14 @@ class ValueRoute {
 };
 
 struct RouteOptions {
-    std::uint16_t busPort = 0;        // of the server that values are published to
-    std::uint16_t webSocketPort = 0;  // of the server that the browser is connected to
-    std::string mac;                  // of the logger, for the product's own way
+    std::uint16_t busPort = 0;                    // of the server that values are published to
+    std::uint16_t webSocketPort = 0;              // of the server that the browser is connected to
+    std::string mac;                              // of the logger, for the product's own way
+    std::size_t readSize = std::size_t{1} << 20;  // what the browser takes from the system at once
 };
+
+// For a browser that is slow: it leaves in the system what it has not handled.
+inline constexpr std::size_t kSmallReads = 4096;
 
 // From a desk publisher over the bus and the plug-in in the web server.
 std::unique_ptr<ValueRoute> makeProductRoute(const RouteOptions& options);

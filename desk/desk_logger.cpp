@@ -11,7 +11,10 @@
 #include <mutex>
 
 #include "base/log.h"
+#include "desk/gps/gpsd_client.h"
 #include "desk/network/notices.h"
+#include "desk/sources/can_feed.h"
+#include "desk/sources/source_factory.h"
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/system_message.h"
 #include "krpbus/messages/system_set_state_message.h"
@@ -26,6 +29,9 @@ constexpr Milliseconds kLookForBus{100};
 // What is due is done after so many messages, however many more wait: a logger that is asked
 // without end must still show that it is there.
 constexpr int kMessagesAtOnce = 256;
+
+// How often the frames of buses are looked at where nobody else asks for them.
+constexpr Milliseconds kFramePeriod{20};
 
 int pollTimeout(const Agenda& agenda, bool busIsGone) {
     Clock::duration longest = std::chrono::minutes(1);
@@ -51,8 +57,8 @@ DeskLogger::DeskLogger(const Options& options, KRPBusClient& bus, Signals& signa
           {[this] { openParticipants(); }, [this] { joined(); }, [this] { end(kExitMacTaken); }}),
       forwarder_(bus, membership_.neighbours()),
       loggerInfo_(options.identity),
-      signalService_(bus, agenda_, makeSignalSource(options.source), options.rate,
-                     options.identity.networkOffset),
+      signalService_(bus, agenda_, makeSignalSource(options.source, options.rate),
+                     readingRate(options.source, options.rate), options.identity.networkOffset),
       busloadService_(bus, agenda_, makeBusSource(options.source), options.rate,
                       options.identity.networkOffset),
       eventStore_(options.eventFile, options.eventCap),
@@ -62,7 +68,9 @@ DeskLogger::DeskLogger(const Options& options, KRPBusClient& bus, Signals& signa
       keyService_(eventRecorder_),
       audioStore_(options.audioDirectory),
       audioService_(audioStore_, options.uploadDirectory),
-      monitorService_(bus, agenda_, makeSignalSource(options.source), options.rate),
+      monitorService_(bus, agenda_, makeSignalSource(options.source, options.rate),
+                      readingRate(options.source, options.rate)),
+      vehicleTriggers_(options.triggers, options.source.can.get(), eventRecorder_),
       services_{&loggerInfo_,     &membership_,   &signalService_,
                 &busloadService_, &eventService_, &repeatedEventRequests_,
                 &keyService_,     &audioService_, &monitorService_},
@@ -221,7 +229,29 @@ void DeskLogger::openParticipants() {
     }
 }
 
+// A file waits for the first one who looks, unless its values set markers; what comes from buses
+// comes when it does.
+void DeskLogger::startSources() {
+    const Source& source = options_.source;
+    if (source.gps) {
+        source.gps->start();
+    }
+    if (source.can) {
+        const bool isFile = source.interfaces.empty() && source.file != "-";
+        if (!isFile || !options_.triggers.empty()) {
+            source.can->start();
+        }
+        pollFrames();
+    }
+}
+
+void DeskLogger::pollFrames() {
+    options_.source.can->poll();
+    agenda_.after(kFramePeriod, [this] { pollFrames(); });
+}
+
 void DeskLogger::joined() {
+    startSources();
     for (const TimedNotice& notice : options_.notices) {
         agenda_.after(notice.after, [this, &notice] { sendStateNotice(bus_, notice.state); });
     }
@@ -231,7 +261,7 @@ void DeskLogger::joined() {
     if (options_.scenario.dieAfter) {
         agenda_.after(*options_.scenario.dieAfter, [] { std::raise(SIGKILL); });
     }
-    const std::lock_guard lock(LogUtil::logMutex);
+    const MutexLocker lock(LogUtil::logMutex);
     std::cout << "desklogger " << bus_.getMac() << " ready" << std::endl;
 }
 

@@ -21,6 +21,7 @@
 #include "desk/services/logger_info_service.h"
 #include "desk/services/monitor_service.h"
 #include "desk/services/signal_service.h"
+#include "desk/services/vehicle_triggers.h"
 #include "krpbus/client/krpbus_client.h"
 
 namespace desk {
@@ -49,6 +50,8 @@ class DeskLogger {
     void runCommand(const std::string& command);
 
     void openParticipants();
+    void startSources();
+    void pollFrames();
     void joined();
     void end(int exitCode);
 
@@ -70,6 +73,7 @@ class DeskLogger {
     AudioStore audioStore_;
     AudioService audioService_;
     MonitorService monitorService_;
+    VehicleTriggers vehicleTriggers_;
     std::vector<Service*> services_;
     RequestAnswering requests_;
     std::uint32_t connection_ = 0;  // the bus client's connection count, as last seen

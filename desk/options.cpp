@@ -13,6 +13,7 @@
 
 #include "desk/scenario/scenario_reader.h"
 #include "desk/services/device_type.h"
+#include "desk/vehicle_options.h"
 #include "krpbus/address/ksl_util.h"
 
 namespace desk {
@@ -32,6 +33,9 @@ constexpr const char* kExamples = R"(Examples:
   desklogger --mac 02:00:00:00:00:05 lap.csv
       One that plays a recording in a loop. Its first row is: time,<signal> [unit],...
       and each further one a time in seconds and the values.
+  candump -L can0 | desklogger --source can:- --dbc car.dbc --trigger 'EngineData.Speed > 80'
+      A vehicle's CAN bus: its signals as the database names them, its load, and a marker
+      whenever it becomes that fast.
   desklogger --mac 02:00:00:00:00:03 --scenario slow.json
       A third one that misbehaves as the file says; for instance it answers request 53 late and
       request 82 "busy" twice: {"requests": {"53": {"delay": "3s"}, "82": {"busy": 2}}}
@@ -217,8 +221,10 @@ void addIdentityOptions(CLI::App& app, Options& options, GivenIdentity& given) {
     addText(
         app, "--source",
         [&options](const std::string& text) { options.source = readSource("--source", text); },
-        "what it stands for: host (this machine, the default), drive (a vehicle on a test drive) "
-        "or FILE.csv (a recording); the options below default to that one's",
+        "what it stands for: host (this machine, the default), drive (a vehicle on a test drive), "
+        "FILE.csv (a recording), can:FILE or can:- (the frames of a vehicle's CAN buses as candump "
+        "writes them), can0,can1 (this machine's own CAN interfaces); the options below default to "
+        "that one's",
         "S")
         ->excludes(recording)
         ->group(group);
@@ -294,7 +300,7 @@ void addActionOptions(CLI::App& app, Options& options) {
     addText(
         app, "--rate", [&options](const std::string& text) { options.rate = readRate(text); },
         "live values per second and signal, and loads per second and bus, 0.01 to 10000 (default: "
-        "2 of a host, 10 of a drive, 2 of a bus); of a recording rows per second (default: as "
+        "2 of a host, 10 of a drive, 10 of a vehicle's changing signals, 2 of a bus); of a recording rows per second (default: as "
         "recorded)",
         "N")
         ->group(group);
@@ -388,8 +394,11 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments, std::ostr
     addIdentityOptions(app, options, given);
     addBusOptions(app, options);
     addActionOptions(app, options);
+    VehicleOptions vehicle;
+    addVehicleOptions(app, vehicle);
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        applyVehicleOptions(vehicle, options.source, options.triggers);
         applyIdentity(given, options);
         checkTimes(options);
     } catch (const CLI::CallForHelp&) {

@@ -9,6 +9,7 @@
 
 #include "desk/loop/duration.h"
 #include "desk/scenario/scenario.h"
+#include "desk/services/vehicle_triggers.h"
 #include "desk/sources/logger_identity.h"
 #include "desk/sources/source.h"
 
@@ -57,6 +58,7 @@ struct Options {
     std::size_t eventCap = 10000;  // events beyond it push the oldest out
     std::string audioDirectory;    // where audio files are kept; empty: they go with the logger
     std::string uploadDirectory = "/tmp";  // where uploaded audio files are taken from
+    std::vector<Condition> triggers;  // what of a vehicle sets a marker
     bool readCommands = false;
     std::optional<std::string> tell;  // set: tell the logger this state and end
 };

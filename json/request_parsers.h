@@ -11,9 +11,6 @@
 
 #include "json/document.h"
 
-// The member "command", a string, up to its first zero byte.
-int parseCommand(std::string& cmd, const Document* doc);
-
 // The member `name`, a string, up to its first zero byte; `value` is empty without one. A missing
 // member is told to nobody when it is `optional`. "command" is for parseCommand: asking for it here
 // is answered as an error, result -3.
@@ -25,11 +22,7 @@ int parseUint(const std::string& name, unsigned& value, const Document* doc);
 // The member `name`, an integer from -2147483648 to 2147483647.
 int parseInt(const std::string& name, int& value, const Document* doc);
 
-// The member "signal_key" where it is an object: its strings "name" and "mac". What it does not
-// have, or has as something else than a string, is left as it was. 0, or -2 when there is no such
-// object; the caller answers the browser, and reads the key's other forms.
+// The member "signal_key" where it is an object: its strings "name" and "mac", zero bytes included.
+// What it does not have, or has as something else than a string, is left as it was. 0, or -2 when
+// there is no such object; the caller answers the browser, and reads the key's other forms.
 int parseSignalKey(std::string& name, std::string& mac, const Document& doc);
-
-// Tells the browser that a member has the wrong type, in an answer to the request's command.
-void createAndSendJSON_parsingError(const Document* doc, const Value* value,
-                                    const std::string* name, const char* expected);

@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "json/json_text.h"
-#include "json/request_parsers.h"
 #include "json/websocket_send.h"
 
 namespace {
@@ -40,16 +39,6 @@ void createAndSendJSON_simple(const std::string& cmd, kr_state state, kr_error_c
                               const std::string& msg) {
     sendAndFreeText(createJSONResponse_simple(cmd, state, code, msg), currentServer(),
                     "createAndSendJSON_simple");
-}
-
-int createAndSendJSON_simpleDoc(const Document* request, kr_state state, kr_error_code code,
-                                const std::string& msg) {
-    std::string cmd;
-    if (parseCommand(cmd, request) != 0) {
-        return -3;
-    }
-    createAndSendJSON_simple(cmd, state, code, msg);
-    return 0;
 }
 
 char* createJSONResponse_generic(const std::string& cmd, kr_state state, kr_error_code code,

@@ -19,11 +19,6 @@ char* createJSONResponse_simple(const std::string& cmd, kr_state state, kr_error
 void createAndSendJSON_simple(const std::string& cmd, kr_state state, kr_error_code code,
                               const std::string& msg);
 
-// Answers a request under its own command's name. 0, or -3 when the request has no readable
-// command; the browser has then been told that instead.
-int createAndSendJSON_simpleDoc(const Document* request, kr_state state, kr_error_code code,
-                                const std::string& msg);
-
 // The answer to a request about one signal, named by the pair (signal name, logger MAC). Text as
 // with createJSONResponse_simple.
 char* createJSONResponse_generic(const std::string& cmd, kr_state state, kr_error_code code,

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "json/document.h"
 #include "json/kr_state.h"
@@ -33,6 +34,12 @@ class WaResponseMessage {
     // Appends a member whose value is copied. `name` is kept as it is: give it a constant.
     void addText(const char* name, const std::string& text);
 };
+
+/// Makes an answer of the class `Response`, which is sent by being made, and lets it go.
+template <class Response, class... Arguments>
+void sendResponse(Arguments&&... arguments) {
+    const Response sent(std::forward<Arguments>(arguments)...);
+}
 
 // An answer made from an answer of the message bus.
 class WaResponseKRPMessage : public WaResponseMessage {

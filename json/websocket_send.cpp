@@ -2,12 +2,24 @@
 
 #include <array>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 #include "base/log.h"
 #include "host/websocket_plugin.h"
 #include "setup/lv_setup.h"
+
+namespace {
+
+void send(std::string_view text, const _WebSocketServer* server, std::string_view function) {
+    if (server == nullptr) {
+        LogUtil::log(LogLevel::Debug, function, "Invalid server");
+        return;
+    }
+    server->send(server, WEBSOCKET_MESSAGE_TEXT,
+                 reinterpret_cast<const unsigned char*>(text.data()), text.size());
+}
+
+}  // namespace
 
 const _WebSocketServer* currentServer() {
     const LvSetup* setup = stp;
@@ -19,12 +31,11 @@ void sendWebsocketMessage(const unsigned char* buffer, unsigned size) {
         LogUtil::log(LogLevel::Error, "sendWebsocketMessage", "Buffer is empty");
         return;
     }
-    const _WebSocketServer* server = currentServer();
-    if (server == nullptr) {
-        LogUtil::log(LogLevel::Debug, "sendWebsocketMessage", "Invalid server");
-        return;
-    }
-    server->send(server, WEBSOCKET_MESSAGE_TEXT, buffer, size);
+    send({reinterpret_cast<const char*>(buffer), size}, currentServer(), "sendWebsocketMessage");
+}
+
+void sendMessageText(std::string_view text) {
+    send(text, currentServer(), "sendMessage");
 }
 
 void sendAndFreeText(char* text, const _WebSocketServer* server, std::string_view function) {
@@ -33,12 +44,7 @@ void sendAndFreeText(char* text, const _WebSocketServer* server, std::string_vie
         LogUtil::log(LogLevel::Error, function, "Buffer is empty");
         return;
     }
-    if (server == nullptr) {
-        LogUtil::log(LogLevel::Debug, function, "Invalid server");
-        return;
-    }
-    server->send(server, WEBSOCKET_MESSAGE_TEXT, reinterpret_cast<const unsigned char*>(text),
-                 std::strlen(text));
+    send(text, server, function);
 }
 
 void closeWebwsocket() {

@@ -14,6 +14,10 @@ const _WebSocketServer* currentServer();
 // text is dropped, and a log line says so.
 void sendWebsocketMessage(const unsigned char* buffer, unsigned size);
 
+// Sends an answer that was written as text where others are built as a document and sent by
+// WaResponseMessage::sendMessage(). What the log says about it is the same: it is that function's.
+void sendMessageText(std::string_view text);
+
 // Hands a zero-terminated text to `server` as one text frame, its zero byte left out. Frees `text`,
 // which may be null, in any case. What cannot be sent is dropped with a log line in the name of
 // `function`.

@@ -4,13 +4,15 @@
 #include <memory>
 
 #include "base/log.h"
-#include "base/microsleep.h"
 #include "krpbus/address/ksl_util.h"
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/message_base.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/simple_messages.h"
 #include "network/ksl_info.h"
+#include "network/waiting.h"
 #include "setup/lv_setup.h"
 
 namespace {
@@ -47,8 +49,14 @@ void sendMessage(const MessageBase& message, const std::string& destination,
     const std::string address = KSLUtil::createKslRouterMsgAddress(0, mac, destination);
     LogUtil::log(LogLevel::Debug, "sendMessage", "destination: " + address);
     const RouterMessage routed = wrap(message, address);
-    client->sendTo(client->getName(), "KSLForwarder", routed.clone());
+    client->sendTo(client->getName(), kKslForwarder, routed.clone());
     LogUtil::log(LogLevel::Debug, "sendMessage", "RouterMessage" + routed.toString());
+}
+
+void sendToOwnLogger(const MessageBase& message, const std::string& destination) {
+    if (KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr) {
+        client->sendTo(client->getName(), destination, message.clone());
+    }
 }
 
 void sendKslBroadcast(const MessageBase& message, const std::string& destination) {
@@ -59,23 +67,23 @@ void sendKslBroadcast(const MessageBase& message, const std::string& destination
     client->sendTo(client->getName(), destination, message.clone());
     const RouterMessage routed =
         wrap(message, KSLUtil::createKslBroadcastRouterMsgAddress(destination));
-    client->sendTo(client->getName(), "KSLForwarder", routed.clone());
+    client->sendTo(client->getName(), kKslForwarder, routed.clone());
+}
+
+std::uint32_t busConnection() {
+    return stp != nullptr && stp->krpbus != nullptr ? stp->krpbus->getConnectionCount() : 0;
 }
 
 void getKSLNetwork(int waitCount) {
     KslInfo* info = kslInfo;
-    // Two threads come here: whoever moves the state to "update" sends, the other one waits.
-    const bool underWay = info != nullptr && info->neighboursState.exchange(KSL_MSG_STATE_UPDATE) ==
-                                                 KSL_MSG_STATE_UPDATE;
-    if (!underWay) {
+    if (info == nullptr || info->beginNeighbours(busConnection())) {
         if (KRPBusClient* client = busClient("getKSLNetwork")) {
-            client->sendTo(client->getName(), "HandheldServer",
-                           std::make_unique<SimpleMessageRequest<88>>());
+            client->sendTo(client->getName(), kHandheldServer,
+                           std::make_unique<SimpleMessageRequest<KRP_GET_KSL_NEIGHBOURS>>());
         }
     }
-    while (info != nullptr && info->neighboursState != KSL_MSG_STATE_COMPLETE && waitCount > 0) {
-        microsleep(100000, false);
-        --waitCount;
+    if (info != nullptr) {
+        waitInSteps(waitCount, [info] { return info->neighboursState == KSL_MSG_STATE_COMPLETE; });
     }
 }
 
@@ -89,6 +97,12 @@ void checkKSLNetwork(int waitCount) {
     }
     if (kslInfo->neighboursState != KSL_MSG_STATE_COMPLETE) {
         getKSLNetwork(waitCount);
+    }
+}
+
+void networkBusReconnected() {
+    if (kslInfo != nullptr) {
+        kslInfo->busReconnected(busConnection());
     }
 }
 

@@ -1,25 +1,22 @@
 #include "network/common_commands.h"
 
 #include "base/log.h"
-#include "base/microsleep.h"
 #include "json/kr_state.h"
+#include "json/request_command.h"
 #include "json/simple_response.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
 #include "network/bus_requests.h"
 #include "network/common_responses.h"
 #include "network/ksl_info.h"
+#include "network/waiting.h"
 #include "setup/lv_setup.h"
 
 namespace {
 
-constexpr const char* kTarget = "HandheldServer";
-
-// Sleeps in steps of 100 ms until the state is "complete" or the steps are used up.
 void waitForState(const KslInfo::State& state, int waitCount) {
-    while (waitCount > 0 && state != KSL_MSG_STATE_COMPLETE) {
-        microsleep(100000, false);
-        --waitCount;
-    }
+    waitInSteps(waitCount, [&state] { return state == KSL_MSG_STATE_COMPLETE; });
 }
 
 bool anyInfoComplete(const KslInfo& info) {
@@ -35,10 +32,7 @@ void waitForLoggerInfo(const KslInfo& info, int waitCount) {
         return;
     }
     LogUtil::log(LogLevel::Debug, "getLoggerInfo", "wait for logger config");
-    while (waitCount > 0 && !anyInfoComplete(info)) {
-        microsleep(100000, false);
-        --waitCount;
-    }
+    waitInSteps(waitCount, [&info] { return anyInfoComplete(info); });
 }
 
 // Answers a command whose loggers' answers have nowhere to go, since this process has had its
@@ -56,7 +50,7 @@ void sendToOne(const char* function, const MessageBase& request, const std::stri
     LogUtil::log(LogLevel::Debug, function,
                  "stp->krpbus_name=" + (stp != nullptr ? stp->krpbus_name : std::string()) +
                      " sourceMac=" + mac);
-    sendMessage(request, kTarget, mac);
+    sendMessage(request, kHandheldServer, mac);
 }
 
 }  // namespace
@@ -66,13 +60,13 @@ int wa_handle_message_common(const std::string& cmd, const Document& doc) {
         getKSLNetwork(0);
     } else if (cmd == "get_ksl_time_offset") {
         if (!refuseWithoutRecord(doc)) {
-            getKslTimeOffset(20);
+            getKslTimeOffset(kCommandWaitSteps);
         }
     } else if (cmd == "get_logger_info") {
-        getLoggerInfo(20);
+        getLoggerInfo(kCommandWaitSteps);
     } else if (cmd == "get_logger_status") {
         if (!refuseWithoutRecord(doc)) {
-            getLoggerStatus(20);
+            getLoggerStatus(kCommandWaitSteps);
         }
     } else {
         return 0;
@@ -87,16 +81,16 @@ void getLoggerInfo(int waitCount) {
     if (kslInfo != nullptr) {
         kslInfo->resetConfigMap();
     }
-    sendKslBroadcast(SimpleMessageRequest<82>(), kTarget);
-    sendKslBroadcast(SimpleMessageRequest<53>(), kTarget);
-    sendKslBroadcast(SimpleMessageRequest<117>(), kTarget);
+    sendKslBroadcast(SimpleMessageRequest<KRP_GET_LOGGER_CONFIG>(), kHandheldServer);
+    sendKslBroadcast(SimpleMessageRequest<KRP_GET_TIME_ZONE>(), kHandheldServer);
+    sendKslBroadcast(SimpleMessageRequest<KRP_GET_DEVICE_COMPONENTS>(), kHandheldServer);
     if (kslInfo != nullptr) {
         waitForLoggerInfo(*kslInfo, waitCount);
     }
     const bool complete = kslInfo != nullptr && kslInfo->loggerInfoComplete();
     LogUtil::log(LogLevel::Debug, "getLoggerInfo",
                  complete ? "complete logger info" : "incomplete logger info");
-    const WaResponseGetLoggerInfo answer;
+    sendResponse<WaResponseGetLoggerInfo>();
 }
 
 void getLoggerStatus(int waitCount) {
@@ -108,7 +102,7 @@ void getLoggerStatus(int waitCount) {
     }
     kslInfo->resetStatusMap();
     kslInfo->statusState = KSL_MSG_STATE_UPDATE;
-    sendKslBroadcast(SimpleMessageRequest<23>(), kTarget);
+    sendKslBroadcast(SimpleMessageRequest<KRP_GET_LOGGER_STATUS>(), kHandheldServer);
     if (waitCount > 0 && kslInfo->statusState != KSL_MSG_STATE_COMPLETE) {
         LogUtil::log(LogLevel::Debug, "getLoggerStatus", "wait for logger status");
         waitForState(kslInfo->statusState, waitCount);
@@ -124,7 +118,7 @@ void getKslTimeOffset(int waitCount) {
     }
     kslInfo->resetKslTimeOffsetMap();
     kslInfo->timeOffsetState = KSL_MSG_STATE_UPDATE;
-    sendKslBroadcast(SimpleMessageRequest<89>(), kTarget);
+    sendKslBroadcast(SimpleMessageRequest<KRP_GET_KSL_TIME_OFFSET>(), kHandheldServer);
     if (waitCount > 0 && kslInfo->timeOffsetState != KSL_MSG_STATE_COMPLETE) {
         LogUtil::log(LogLevel::Debug, "getKslTimeOffset", "wait for ksl time offset");
         waitForState(kslInfo->timeOffsetState, waitCount);
@@ -132,21 +126,21 @@ void getKslTimeOffset(int waitCount) {
 }
 
 void getLoggerStatus(const std::string& mac) {
-    sendToOne("getLoggerStatus", SimpleMessageRequest<23>(), mac);
+    sendToOne("getLoggerStatus", SimpleMessageRequest<KRP_GET_LOGGER_STATUS>(), mac);
 }
 
 void getTimeZone(const std::string& mac) {
-    sendToOne("getTimeZone", SimpleMessageRequest<53>(), mac);
+    sendToOne("getTimeZone", SimpleMessageRequest<KRP_GET_TIME_ZONE>(), mac);
 }
 
 void getDeviceComponents(const std::string& mac) {
-    sendToOne("getDeviceComponents", SimpleMessageRequest<117>(), mac);
+    sendToOne("getDeviceComponents", SimpleMessageRequest<KRP_GET_DEVICE_COMPONENTS>(), mac);
 }
 
 void getLoggerConfig(const std::string& mac) {
-    sendToOne("getLoggerConfig", SimpleMessageRequest<82>(), mac);
+    sendToOne("getLoggerConfig", SimpleMessageRequest<KRP_GET_LOGGER_CONFIG>(), mac);
 }
 
 void getKslTimeOffset(const std::string& mac) {
-    sendToOne("getKslTimeOffset", SimpleMessageRequest<89>(), mac);
+    sendToOne("getKslTimeOffset", SimpleMessageRequest<KRP_GET_KSL_TIME_OFFSET>(), mac);
 }

@@ -9,6 +9,8 @@
 #include "json/kr_state.h"
 #include "krpbus/address/ksl_config_file.h"
 #include "krpbus/messages/krp_get_device_components.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/message_kind.h"
 #include "network/ksl_info.h"
 #include "network/logger_type.h"
 #include "setup/lv_setup.h"
@@ -80,33 +82,36 @@ Value configEntry(const std::string& mac, const KslInfo::logger_info_t& info,
 }  // namespace
 
 int handleCommonMessages(const KRPMessageResponse* response, const std::string& mac) {
-    if (const auto* network = dynamic_cast<const StringVectorMessageResponse<88>*>(response)) {
-        const WaResponseGetKSLNetwork answer(network);
-        return 1;
+    switch (kindOf(response)) {
+        case answerTo(KRP_GET_KSL_NEIGHBOURS):
+            sendResponse<WaResponseGetKSLNetwork>(
+                as<StringVectorMessageResponse<KRP_GET_KSL_NEIGHBOURS>>(response));
+            return 1;
+        case answerTo(KRP_GET_LOGGER_CONFIG):
+            sendResponse<WaResponseGetLoggerConfig>(
+                as<String2MessageResponse<KRP_GET_LOGGER_CONFIG>>(response), mac);
+            return 1;
+        case answerTo(KRP_GET_DEVICE_COMPONENTS):
+            sendResponse<WaResponseDeviceComponents>(as<KRPResponseGetDeviceComponents>(response),
+                                                     mac);
+            return 1;
+        case answerTo(KRP_GET_TIME_ZONE):
+            sendResponse<WaResponseTimeZone>(
+                as<StringMessageResponse<KRP_GET_TIME_ZONE, 1>>(response), mac);
+            return 1;
+        case answerTo(KRP_GET_LOGGER_STATUS):
+            LogUtil::log(LogLevel::Debug, "handleCommonMessages",
+                         "********* GetLoggerStatus **************");
+            sendResponse<WaResponseGetLoggerStatus>(
+                as<Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>>(response), mac);
+            return 1;
+        default:
+            return 0;
     }
-    if (const auto* config = dynamic_cast<const String2MessageResponse<82>*>(response)) {
-        const WaResponseGetLoggerConfig answer(config, mac);
-        return 1;
-    }
-    if (const auto* device = dynamic_cast<const KRPResponseGetDeviceComponents*>(response)) {
-        const WaResponseDeviceComponents answer(device, mac);
-        return 1;
-    }
-    if (const auto* timeZone = dynamic_cast<const StringMessageResponse<53, 1>*>(response)) {
-        const WaResponseTimeZone answer(timeZone, mac);
-        return 1;
-    }
-    if (const auto* status =
-            dynamic_cast<const Simple1MessageResponse<23, unsigned char>*>(response)) {
-        LogUtil::log(LogLevel::Debug, "handleCommonMessages",
-                     "********* GetLoggerStatus **************");
-        const WaResponseGetLoggerStatus answer(status, mac);
-        return 1;
-    }
-    return 0;
 }
 
-WaResponseGetKSLNetwork::WaResponseGetKSLNetwork(const StringVectorMessageResponse<88>* response) {
+WaResponseGetKSLNetwork::WaResponseGetKSLNetwork(
+    const StringVectorMessageResponse<KRP_GET_KSL_NEIGHBOURS>* response) {
     addText("response", "get_ksl_network");
     if (succeeded(*response)) {
         if (kslInfo != nullptr) {
@@ -127,7 +132,8 @@ WaResponseGetKSLNetwork::WaResponseGetKSLNetwork(const StringVectorMessageRespon
 }
 
 WaResponseGetLoggerStatus::WaResponseGetLoggerStatus(
-    const Simple1MessageResponse<23, unsigned char>* response, const std::string& mac) {
+    const Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>* response,
+    const std::string& mac) {
     LogUtil::log(LogLevel::Debug, "WaResponseGetLoggerStatus",
                  "stp->krpbus_name=" + (stp != nullptr ? stp->krpbus_name : std::string()) + " " +
                      response->toString());
@@ -139,7 +145,7 @@ WaResponseGetLoggerStatus::WaResponseGetLoggerStatus(
         kslInfo->addStateMessage(response, mac);
         if (kslInfo->completeStatus()) {
             logComplete("WaResponseGetLoggerStatus", "logger state");
-            const WaResponseGetLoggerStatus merged;
+            sendResponse<WaResponseGetLoggerStatus>();
         }
     }
 }
@@ -164,7 +170,8 @@ WaResponseGetLoggerStatus::WaResponseGetLoggerStatus() {
 }
 
 WaResponseGetKslTimeOffset::WaResponseGetKslTimeOffset(
-    const Simple1MessageResponse<89, long long>* response, const std::string& mac) {
+    const Simple1MessageResponse<KRP_GET_KSL_TIME_OFFSET, long long>* response,
+    const std::string& mac) {
     if (!succeeded(*response)) {
         addText("response", "get_ksl_time_offset");
         addKrpStatus(response);
@@ -173,7 +180,7 @@ WaResponseGetKslTimeOffset::WaResponseGetKslTimeOffset(
         kslInfo->addKslTimeOffsetMessage(response, mac);
         if (kslInfo->completeTimeOffset()) {
             logComplete("WaResponseGetKslTimeOffset", "ksl time offset");
-            const WaResponseGetKslTimeOffset merged;
+            sendResponse<WaResponseGetKslTimeOffset>();
         }
     }
 }
@@ -194,8 +201,8 @@ WaResponseGetKslTimeOffset::WaResponseGetKslTimeOffset() {
     sendMessage();
 }
 
-WaResponseGetLoggerConfig::WaResponseGetLoggerConfig(const String2MessageResponse<82>* response,
-                                                     const std::string& mac) {
+WaResponseGetLoggerConfig::WaResponseGetLoggerConfig(
+    const String2MessageResponse<KRP_GET_LOGGER_CONFIG>* response, const std::string& mac) {
     if (!succeeded(*response)) {
         logFailure("WaResponseGetLoggerConfig", *response, mac);
     } else if (kslInfo != nullptr) {
@@ -206,7 +213,7 @@ WaResponseGetLoggerConfig::WaResponseGetLoggerConfig(const String2MessageRespons
     }
 }
 
-WaResponseTimeZone::WaResponseTimeZone(const StringMessageResponse<53, 1>* response,
+WaResponseTimeZone::WaResponseTimeZone(const StringMessageResponse<KRP_GET_TIME_ZONE, 1>* response,
                                        const std::string& mac) {
     if (!succeeded(*response)) {
         logFailure("WaResponseTimeZone", *response, mac);

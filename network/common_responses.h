@@ -4,6 +4,7 @@
 #include <string>
 
 #include "json/wa_response_message.h"
+#include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/simple_messages.h"
 
 class KRPResponseGetDeviceComponents;
@@ -20,22 +21,25 @@ int handleCommonMessages(const KRPMessageResponse* response, const std::string& 
 // "get_ksl_network": stores and sends the neighbour list.
 class WaResponseGetKSLNetwork : public WaResponseKRPMessage {
   public:
-    explicit WaResponseGetKSLNetwork(const StringVectorMessageResponse<88>* response);
+    explicit WaResponseGetKSLNetwork(
+        const StringVectorMessageResponse<KRP_GET_KSL_NEIGHBOURS>* response);
 };
 
 // "get_logger_status".
 class WaResponseGetLoggerStatus : public WaResponseKRPMessage {
   public:
-    WaResponseGetLoggerStatus(const Simple1MessageResponse<23, unsigned char>* response,
-                              const std::string& mac);
+    WaResponseGetLoggerStatus(
+        const Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>* response,
+        const std::string& mac);
     WaResponseGetLoggerStatus();
 };
 
 // "get_ksl_time_offset".
 class WaResponseGetKslTimeOffset : public WaResponseKRPMessage {
   public:
-    WaResponseGetKslTimeOffset(const Simple1MessageResponse<89, long long>* response,
-                               const std::string& mac);
+    WaResponseGetKslTimeOffset(
+        const Simple1MessageResponse<KRP_GET_KSL_TIME_OFFSET, long long>* response,
+        const std::string& mac);
     WaResponseGetKslTimeOffset();
 };
 
@@ -43,12 +47,14 @@ class WaResponseGetKslTimeOffset : public WaResponseKRPMessage {
 // status counts for nothing.
 class WaResponseGetLoggerConfig : public WaResponseKRPMessage {
   public:
-    WaResponseGetLoggerConfig(const String2MessageResponse<82>* response, const std::string& mac);
+    WaResponseGetLoggerConfig(const String2MessageResponse<KRP_GET_LOGGER_CONFIG>* response,
+                              const std::string& mac);
 };
 
 class WaResponseTimeZone : public WaResponseKRPMessage {
   public:
-    WaResponseTimeZone(const StringMessageResponse<53, 1>* response, const std::string& mac);
+    WaResponseTimeZone(const StringMessageResponse<KRP_GET_TIME_ZONE, 1>* response,
+                       const std::string& mac);
 };
 
 class WaResponseDeviceComponents : public WaResponseKRPMessage {

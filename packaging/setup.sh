@@ -10,7 +10,7 @@ fail() {
   exit 1
 }
 
-# missing_packages <run|test|bench>: the listed packages that are not installed, one a line.
+# missing_packages <run|test|ci|bench>: the listed packages that are not installed, one a line.
 # "test" means those to run as well, "bench" everything. Asks dpkg once, so that nothing missing costs next to nothing.
 missing_packages() {
   local wanted=$1 installed package rest command when
@@ -36,16 +36,44 @@ missing_packages() {
 # install_packages <package>...: installs as root, fetching the package index where there is none yet.
 # Services of the new packages are neither started nor enabled.
 install_packages() {
-  local policy=/usr/sbin/policy-rc.d ours= status=0
-  if [[ ! -e $policy ]]; then
-    printf '#!/bin/sh\nexit 101\n' >"$policy" && chmod 755 "$policy" && ours=yes
-  fi
+  local status=0
+  deny_services
   apt_install "$@" || status=$?
-  [[ $ours == '' ]] || rm -f "$policy"
+  allow_services
   if ((status == 0)) && [[ " $* " == *' nats-server '* ]]; then
     DPKG_MAINTSCRIPT_PACKAGE=nats-server deb-systemd-helper disable nats-server.service >/dev/null 2>&1 || true
   fi
   return $status
+}
+
+services_policy=/usr/sbin/policy-rc.d
+services_mark='# put here by Live View while it installs packages'
+services_guard=
+
+# deny_services: keeps packages from starting services, one installation at a time. What it puts there goes with
+# allow_services or when this shell and the installation have ended, however that comes about: a guard sees the end
+# of a pipe that they alone hold open. What somebody else has put there stays.
+deny_services() {
+  exec {services_lock}>/run/live-view-packages.lock
+  flock "$services_lock"
+  # With our mark it is from a run whose guard was killed, too.
+  [[ ! -e $services_policy ]] || grep -qxF "$services_mark" "$services_policy" || return 0
+  exec {services_pipe}> >(
+    trap '' INT TERM HUP
+    cat >/dev/null
+    rm -f "$services_policy"
+  )
+  services_guard=$!
+  printf '#!/bin/sh\n%s\nexit 101\n' "$services_mark" >"$services_policy" && chmod 755 "$services_policy"
+}
+
+allow_services() {
+  if [[ $services_guard != '' ]]; then
+    exec {services_pipe}>&-
+    wait "$services_guard" || true
+    services_guard=
+  fi
+  exec {services_lock}>&-
 }
 
 apt_install() {
@@ -60,7 +88,7 @@ apt_install() {
   "${apt[@]}" update && "${apt[@]}" install --no-install-recommends "$@"
 }
 
-# require_packages <run|test|bench>: installs what is missing; where that is not allowed, names the one command that does.
+# require_packages <run|test|ci|bench>: installs what is missing; where that is not allowed, names the one command that does.
 require_packages() {
   local missing
   mapfile -t missing < <(missing_packages "$1")

@@ -1,23 +1,17 @@
 // From a frame to the module that knows what to do with it.
-#include <array>
 #include <memory>
 #include <sstream>
 #include <string>
 
 #include "base/log.h"
+#include "json/request_command.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
 #include "json/websocket_send.h"
-#include "modules/audio/audio_module.h"
+#include "modules/audio/audio_responses.h"
 #include "modules/audio/save_audio.h"
-#include "modules/audio/set_audio_file_response.h"
 #include "modules/audio/upload_info.h"
-#include "modules/busload/busload_module.h"
-#include "modules/config/config_module.h"
-#include "modules/monitor/monitor_module.h"
-#include "modules/signal/signal_module.h"
-#include "modules/trigger/trigger_module.h"
-#include "network/common_commands.h"
+#include "modules/module_table.h"
 #include "network/ksl_info.h"
 #include "plugin/lv_websocket.h"
 #include "threads/keep_alive.h"
@@ -34,8 +28,8 @@ void abandonUpload(const unsigned char* data, unsigned size, const UploadInfo& u
     message << "\n Expected a binary data upload."
             << "\n Canceling data upload progress: " << upload;
     LogUtil::log(LogLevel::Error, "wa_handle_message", message.str());
-    const WaResponseSetAudioFile answer(dynamic_cast<const UploadInfoAudio*>(&upload),
-                                        KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD, message.str());
+    sendResponse<WaResponseSetAudioFile>(dynamic_cast<const UploadInfoAudio*>(&upload),
+                                         KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD, message.str());
 }
 
 bool isLoggerInfoComplete() {
@@ -44,11 +38,7 @@ bool isLoggerInfoComplete() {
 
 // Offers the command to one module after the other until one takes it.
 bool offerToModules(const std::string& cmd, const Document& doc) {
-    static constexpr std::array kHandlers = {
-        wa_handle_message_config,  wa_handle_message_busload, wa_handle_message_signal,
-        wa_handle_message_trigger, wa_handle_message_audio,   wa_handle_message_monitor,
-    };
-    for (const auto handler : kHandlers) {
+    for (const auto handler : moduleTable->commands) {
         if (handler(cmd, doc) != 0) {
             return true;
         }
@@ -74,7 +64,7 @@ void LvWebsocket::wa_handle_message(const unsigned char* data, unsigned size) {
         sendPing();
         return;
     }
-    if (wa_handle_message_common(cmd, doc) != 0) {
+    if (moduleTable->common(cmd, doc) != 0) {
         return;
     }
     if (!isLoggerInfoComplete()) {

@@ -20,7 +20,7 @@ namespace {
 constexpr std::string_view kSubProtocol = "kr-webapp-v1";
 
 void writeTestLines() {
-    const std::lock_guard lock(LogUtil::logMutex);
+    const MutexLocker lock(LogUtil::logMutex);
     // Text and line end in one piece: other processes write to the same log.
     std::cout << "debug test 0\n" << std::flush;
     std::cerr << "error test 0\n" << std::flush;

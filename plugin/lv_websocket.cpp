@@ -14,11 +14,7 @@
 #include "base/clock.h"
 #include "base/log.h"
 #include "modules/audio/upload_info.h"
-#include "modules/busload/busload_module.h"
-#include "modules/monitor/monitor_module.h"
-#include "modules/signal/signal_module.h"
-#include "modules/trigger/trigger_module.h"
-#include "network/bus_requests.h"
+#include "modules/module_table.h"
 #include "network/ksl_info.h"
 #include "threads/keep_alive.h"
 #include "threads/thread_data.h"
@@ -41,7 +37,7 @@ std::string utcNow() {
 }
 
 void writeConstructorLines() {
-    const std::lock_guard lock(LogUtil::logMutex);
+    const MutexLocker lock(LogUtil::logMutex);
     // Text and line end in one piece: other processes write to the same log.
     std::cout << "LvWebsocket()\n" << std::flush;
     std::cerr << "LvWebsocket()\n" << std::flush;
@@ -103,11 +99,7 @@ unsigned LvWebsocket::start_modules() {
 
     // No message of the bus may reach a module that has no state yet, so the bus thread starts
     // last.
-    waRequestMessage_setup();
-    monitor_module_setup();
-    busload_module_setup(threadKrpbusData);
-    trigger_module_setup();
-    signal_module_setup(threadKrpbusData);
+    setUpModules(threadKrpbusData);
 
     LogUtil::log(LogLevel::Debug, "start_modules", "threadKrpbusData->start_thread()");
     const int busResult = threadKrpbusData->start_thread();
@@ -140,20 +132,12 @@ void LvWebsocket::stopThreads() {
 
 // Every module's end tolerates a module that was never set up.
 void LvWebsocket::endModules() {
-    logStep("stop monitor");
-    monitor_module_destroy();
-    logStep("stop busload");
-    busload_module_destroy();
-    logStep("stop trigger");
-    trigger_module_destroy();
-    logStep("stop signal");
-    signal_module_destroy();
-    logStep("waRequestMessage_destroy");
-    waRequestMessage_destroy();
+    tearDownModules(logStep);
 }
 
 void LvWebsocket::releaseSharedRecords() {
     uploadfileInfo.take().reset();
+    // Said at every end of a session, with or without an upload: readers of the log look for it.
     logStep("uploadfileInfo deleted");
     // Nothing makes the network record again, intended: it stays away for the rest of the process.
     if (kslInfo != nullptr) {

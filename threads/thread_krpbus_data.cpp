@@ -26,6 +26,7 @@
 #include "krpbus/address/ksl_util.h"
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/message_base.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/signal_message.h"
 #include "krpbus/messages/system_set_state_message.h"
 #include "setup/lv_setup.h"
@@ -48,7 +49,7 @@ void reportBusError(const std::string& threadName, const std::string& text) {
 
 void logSelectError(int error) {
     const std::string line = std::string("[ERROR] krselect() error: ") + strerror(error) + "\n";
-    const std::lock_guard lock(LogUtil::logMutex);
+    const MutexLocker lock(LogUtil::logMutex);
     std::cerr << line << std::flush;
 }
 
@@ -120,7 +121,7 @@ void ThreadKrpbusData::connectClient() {
 
 void ThreadKrpbusData::announceClient() {
     const SystemSetStateKrpBusMessage state(KRPBus::statusNames[2], "", 0);
-    krpBusClient_->sendTo(krpBusClient_->getName(), "KRPBusServer", state.clone());
+    krpBusClient_->sendTo(krpBusClient_->getName(), kKrpBusServer, state.clone());
 }
 
 void ThreadKrpbusData::handleKRPBusServer(timespec* timeout) {

@@ -6,17 +6,12 @@
 #include "base/log.h"
 #include "json/websocket_send.h"
 #include "krpbus/messages/krp_message.h"
-#include "krpbus/messages/message_base.h"
+#include "krpbus/messages/message_kind.h"
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/system_message.h"
 #include "krpbus/messages/system_ng_event_message.h"
-#include "modules/audio/audio_module.h"
-#include "modules/busload/busload_module.h"
-#include "modules/monitor/monitor_module.h"
-#include "modules/signal/signal_module.h"
-#include "modules/trigger/trigger_module.h"
-#include "network/common_responses.h"
-#include "network/ksl_info.h"
+#include "krpbus/messages/system_set_state_message.h"
+#include "modules/module_table.h"
 
 namespace {
 
@@ -27,10 +22,10 @@ void log(LogLevel level, const std::string& text) {
 void handleEvent(const SystemNgEventMessage& event) {
     if (event.getEventId() == EVENTID_TRIGGER_SET) {
         log(LogLevel::Debug, "trigger was set, so update trigger list and current index");
-        const WaResponseSetTrigger response(&event);
+        moduleTable->routing.sendSetTrigger(&event);
     } else if (event.getEventId() == EVENTID_TRIGGER_COUNT_RESET) {
         log(LogLevel::Debug, "data with trigger count was reseted, so update trigger list");
-        getTrigger(0);
+        moduleTable->routing.getTrigger(0);
     }
 }
 
@@ -42,32 +37,50 @@ void handleLoggerState(const SystemMessage& state) {
         closeWebwsocket();
     } else if (state.getText() == "8-loggerOff") {
         log(LogLevel::Debug, "logger is off message: " + state.toString());
-        busloadSetUnknown();
+        moduleTable->routing.busloadSetUnknown();
     } else if (state.getText() == "3-stop") {
         log(LogLevel::Debug, "stop message: " + state.toString());
-        busloadSetUnknown();
+        moduleTable->routing.busloadSetUnknown();
     }
 }
 
-void handleSystemMessage(const SystemMessage& message) {
-    if (const auto* event = dynamic_cast<const SystemNgEventMessage*>(&message)) {
-        handleEvent(*event);
-    } else if (message.getType() == SystemMessage::SM_KSL) {
-        log(LogLevel::Debug, "ksl message: " + message.toString());
+void handleNotice(const SystemMessage& notice) {
+    if (notice.getType() == SystemMessage::SM_KSL) {
+        log(LogLevel::Debug, "ksl message: " + notice.toString());
         closeWebwsocket();
-    } else if (message.getType() == SystemMessage::SM_STATE) {
-        handleLoggerState(message);
+    } else if (notice.getType() == SystemMessage::SM_STATE) {
+        handleLoggerState(notice);
     }
 }
 
-void handleResponse(const KRPMessageResponse& response, const std::string& mac) {
-    if (response.getStatus() == KRPMessageResponse::KRPSTATUS_NOTAVAILABLE) {
+// An answer that is claimed by nobody of those who are offered everything.
+void offerAnswer(const KRPMessageResponse& answer, const std::string& mac) {
+    const ModuleTable::Routing& modules = moduleTable->routing;
+    if (answer.getStatus() == KRPMessageResponse::KRPSTATUS_NOTAVAILABLE) {
         log(LogLevel::Error, "KRPMessageResponse::KRPSTATUS_NOTAVAILABLE");
-        log(LogLevel::Error, "message: " + response.toString());
+        log(LogLevel::Error, "message: " + answer.toString());
     }
-    handleCommonMessages(&response, mac);
-    if (handleAudioMessages(&response) == 0) {
-        handleTriggerMessages(&response, mac);
+    modules.common(&answer, mac);
+    if (modules.audio(&answer) == 0) {
+        modules.trigger(&answer, mac);
+    }
+}
+
+// `message` is as it was received, `inner` what is in it when it was forwarded. More than one
+// module could be interested: the first that claims it has it.
+void offerToModules(const MessageBase* message, const MessageBase* inner, const std::string& mac) {
+    const ModuleTable::Routing& modules = moduleTable->routing;
+    const KRPMessageResponse* answer =
+        isAnswer(kindOf(inner)) ? as<KRPMessageResponse>(inner) : nullptr;
+    if (answer != nullptr && answer->isBusy()) {
+        log(LogLevel::Info, answer->toString());
+    }
+    if (modules.busload(message, mac) != 0 || modules.monitor(inner) != 0 ||
+        modules.signal(inner, mac) != 0) {
+        return;
+    }
+    if (answer != nullptr) {
+        offerAnswer(*answer, mac);
     }
 }
 
@@ -82,7 +95,8 @@ ThreadKrpbusLvData::~ThreadKrpbusLvData() = default;
 void ThreadKrpbusLvData::handleMessages(const MessageBase* message) {
     const MessageBase* inner = message;
     std::string source;
-    if (const auto* router = dynamic_cast<const RouterMessage*>(message)) {
+    if (kindOf(message) == RouterMessage::kMessageID) {
+        const auto* router = as<RouterMessage>(message);
         inner = router->getMessage();
         source = router->getSourceAddress();
     }
@@ -91,30 +105,23 @@ void ThreadKrpbusLvData::handleMessages(const MessageBase* message) {
     if (inner == nullptr) {
         return;
     }
-    const auto* response = dynamic_cast<const KRPMessageResponse*>(inner);
-    if (response != nullptr && response->isBusy()) {
-        log(LogLevel::Info, response->toString());
-    }
-    if (const auto* system = dynamic_cast<const SystemMessage*>(inner)) {
-        handleSystemMessage(*system);
-        return;
-    }
-    // More than one module could be interested: the first that claims a message has it.
-    if (handleBusloadMessages(message, mac) != 0 || handleMonitorMessages(inner) != 0 ||
-        handleSignalMessages(inner, mac) != 0) {
-        return;
-    }
-    if (response != nullptr) {
-        handleResponse(*response, mac);
+    switch (kindOf(inner)) {
+        case SystemNgEventMessage::kMessageID:
+            handleEvent(*as<SystemNgEventMessage>(inner));
+            break;
+        case SystemMessage::kMessageID:
+        case SystemSetStateKrpBusMessage::kMessageID:
+            handleNotice(*as<SystemMessage>(inner));
+            break;
+        default:
+            offerToModules(message, inner, mac);
+            break;
     }
 }
 
 void ThreadKrpbusLvData::handleReconnect() {
     LogUtil::log(LogLevel::Info, "handleReconnect", "krpbus server is back");
-    if (kslInfo != nullptr) {
-        kslInfo->busReconnected();
+    for (const auto busReconnected : moduleTable->busReconnected) {
+        busReconnected();
     }
-    busloadBusReconnected();
-    signalBusReconnected();
-    triggerBusReconnected();
 }

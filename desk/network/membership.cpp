@@ -6,6 +6,7 @@
 #include "base/log.h"
 #include "desk/network/notices.h"
 #include "krpbus/address/ksl_util.h"
+#include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
 
@@ -194,7 +195,8 @@ std::unique_ptr<KRPMessageResponse> Membership::answer(const KRPMessageRequest& 
     if (request.getKrpMsgID() != 88) {
         return nullptr;
     }
-    return std::make_unique<StringVectorMessageResponse<88>>(neighbours_.macs());
+    return std::make_unique<StringVectorMessageResponse<KRP_GET_KSL_NEIGHBOURS>>(
+        neighbours_.macs());
 }
 
 }  // namespace desk

@@ -41,6 +41,7 @@ std::unique_ptr<KRPMessageResponse> BusloadService::answer(const KRPMessageReque
         return nullptr;
     }
     auto answer = std::make_unique<KRPResponseGetBusNames>();
+    source_->list();
     for (const Bus& bus : source_->buses()) {
         if (bus.inUse || !activeOnly(request)) {
             answer->busNames.push_back(bus.name);

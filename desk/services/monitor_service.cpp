@@ -17,15 +17,22 @@ MonitorService::MonitorService(KRPBusClient& bus, Agenda& agenda,
           agenda, std::move(source), rate, [this] { return !audience_.empty(); },
           [this](const SignalReading& reading, std::uint64_t timestamp) {
               take(reading, timestamp);
-          }),
-      monitors_(makeMonitors(playback_.signals())) {}
+          }) {}
+
+// Made when they are asked for: what a logger has on its buses may take a moment to show.
+const std::vector<Monitor>& MonitorService::monitors() {
+    if (monitors_.empty()) {
+        monitors_ = makeMonitors(playback_.list());
+    }
+    return monitors_;
+}
 
 std::unique_ptr<KRPMessageResponse> MonitorService::answer(const KRPMessageRequest& request) {
     if (request.getKrpMsgID() != KRPResponseGetRCMonitorNames::kId) {
         return nullptr;
     }
     auto answer = std::make_unique<KRPResponseGetRCMonitorNames>();
-    for (const Monitor& monitor : monitors_) {
+    for (const Monitor& monitor : monitors()) {
         answer->monitors.push_back(
             {static_cast<std::uint32_t>(answer->monitors.size()), monitor.name});
     }
@@ -64,7 +71,7 @@ bool MonitorService::select(const std::string& screen) {
     selected_ = static_cast<std::size_t>(screen.front() - '0');
     LogUtil::log(LogLevel::Info, "select",
                  "screen " + screen + ": " +
-                     (selected_ < monitors_.size() ? monitors_[selected_].name : "empty"));
+                     (selected_ < monitors().size() ? monitors()[selected_].name : "empty"));
     for (const std::string& client : audience_.addresses()) {
         showAll(client);
     }
@@ -105,11 +112,11 @@ void MonitorService::send(std::size_t signal, const Shown& shown, const std::str
     bus_.sendTo(std::string(kHandheldServer), client, std::move(message));
 }
 
-bool MonitorService::isOnScreen(std::size_t signal) const {
-    if (selected_ >= monitors_.size()) {
+bool MonitorService::isOnScreen(std::size_t signal) {
+    if (selected_ >= monitors().size()) {
         return false;
     }
-    const std::vector<std::size_t>& shown = monitors_[selected_].signals;
+    const std::vector<std::size_t>& shown = monitors()[selected_].signals;
     return std::find(shown.begin(), shown.end(), signal) != shown.end();
 }
 

@@ -43,12 +43,13 @@ class MonitorService : public Service {
     void take(const SignalReading& reading, std::uint64_t timestamp);
     void showAll(const std::string& client);
     void send(std::size_t signal, const Shown& shown, const std::string& client);
-    bool isOnScreen(std::size_t signal) const;
+    bool isOnScreen(std::size_t signal);
+    const std::vector<Monitor>& monitors();
 
     KRPBusClient& bus_;
     Audience audience_;
     SignalPlayback playback_;
-    const std::vector<Monitor> monitors_;
+    std::vector<Monitor> monitors_;  // see monitors()
     std::size_t selected_ = 0;
     std::map<std::size_t, Shown> shown_;  // by signal
 };

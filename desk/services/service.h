@@ -7,6 +7,7 @@
 
 #include "krpbus/messages/keyboard_message.h"
 #include "krpbus/messages/krp_message.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/system_message.h"
 
 namespace desk {
@@ -37,12 +38,5 @@ class Service {
     // The bus server knows nobody by that address, at this moment.
     virtual void clientMissing(const std::string&) {}
 };
-
-// The participants that a logger has on the bus.
-inline constexpr std::string_view kHandheldServer = "HandheldServer";
-inline constexpr std::string_view kEventHandler = "EventHandler";
-inline constexpr std::string_view kOnlineProcessor = "OnlineProcessor";
-inline constexpr std::string_view kKslForwarder = "KSLForwarder";
-inline constexpr std::string_view kKrpBusServer = "KRPBusServer";
 
 }  // namespace desk

@@ -48,7 +48,7 @@ void SignalPlayback::playDue() {
             std::chrono::duration_cast<SignalSource::Duration>(due_ - begin_), readings_);
         const std::uint64_t timestamp = getTimeOfDay();
         for (const SignalReading& reading : readings_) {
-            take_(reading, timestamp);
+            take_(reading, reading.time.value_or(timestamp));
         }
         due_ += rate_ || !untilNext ? period(rate_.value_or(source_->usualRate())) : *untilNext;
     }

@@ -26,6 +26,11 @@ class SignalPlayback {
                    IsWanted isWanted, Take take);
 
     const std::vector<SignalConfig>& signals() const { return source_->signals(); }
+    // The signals, for somebody to whom they are named now.
+    const std::vector<SignalConfig>& list() {
+        source_->list();
+        return source_->signals();
+    }
     // Begins with the first values, soon; changes nothing while it runs. It ends when a value is
     // due that nobody wants.
     void start();

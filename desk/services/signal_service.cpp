@@ -24,7 +24,7 @@ std::unique_ptr<KRPMessageResponse> SignalService::answer(const KRPMessageReques
     if (request.getKrpMsgID() != KRPResponseGetLVSignalConfig::kId) {
         return nullptr;
     }
-    auto answer = std::make_unique<KRPResponseGetLVSignalConfig>(playback_.signals());
+    auto answer = std::make_unique<KRPResponseGetLVSignalConfig>(playback_.list());
     // To its own clients a logger is the local one; to those of other loggers it has its offset.
     const bool isForwarded = KSLUtil::splitAddress(request.getSource()).has_value();
     for (SignalConfig& config : answer->configs) {

@@ -4,12 +4,10 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "desk/sources/source.h"
 #include "krpbus/messages/busload_message.h"
 #include "krpbus/messages/krp_get_bus_names.h"
 
@@ -46,8 +44,11 @@ class BusSource {
     BusSource(const BusSource&) = delete;
     BusSource& operator=(const BusSource&) = delete;
 
-    // Always the same ones.
+    // The buses that have been listed.
     virtual const std::vector<Bus>& buses() const = 0;
+
+    // The buses are about to be named to somebody: new ones may be added behind those there are.
+    virtual void list() {}
 
     // Loads are wanted from now on: time begins anew.
     virtual void begin() = 0;
@@ -58,8 +59,5 @@ class BusSource {
     // The GPS receiver at this time since begin(); nothing where there is none.
     virtual std::optional<GpsReading> readGps(Duration) { return std::nullopt; }
 };
-
-// The buses of what the logger stands for.
-std::unique_ptr<BusSource> makeBusSource(const Source& source);
 
 }  // namespace desk

@@ -37,7 +37,7 @@ Unit unitOf(std::string_view text) {
 
 }  // namespace
 
-std::optional<Recording::Bus> readBusTitle(std::string_view title, std::string_view unit) {
+std::optional<RecordedBus> readBusTitle(std::string_view title, std::string_view unit) {
     const std::size_t end = title.find(' ');
     const auto kind = end != std::string_view::npos ? kindOf(title.substr(0, end)) : std::nullopt;
     if (!kind) {
@@ -52,8 +52,8 @@ std::optional<Recording::Bus> readBusTitle(std::string_view title, std::string_v
         throw std::invalid_argument("\"" + std::string(title) +
                                     "\" is no bus: there must be its kind, channel and name");
     }
-    return Recording::Bus{*kind, static_cast<std::uint8_t>(channel - 1),
-                          std::string(name.substr(1)), unitOf(unit)};
+    return RecordedBus{*kind, static_cast<std::uint8_t>(channel - 1), std::string(name.substr(1)),
+                       unitOf(unit)};
 }
 
 }  // namespace desk

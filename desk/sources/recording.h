@@ -9,8 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "krpbus/messages/bus_id.h"
-#include "krpbus/messages/busload_message.h"
+#include "desk/sources/bus_title.h"
 
 namespace desk {
 
@@ -28,12 +27,7 @@ struct Recording {
         std::string unit;
         bool isNumber = false;  // every value reads as a number
     };
-    struct Bus {
-        busid_t id = BUSID_UNKNOWN;
-        std::uint8_t channel = 0;  // counted from 0
-        std::string name;
-        BusLoadExtMessage::unit_t unit = BusLoadExtMessage::UNIT_NONE;
-    };
+    using Bus = RecordedBus;
     struct Row {
         std::chrono::microseconds time{0};  // since the first row
         std::vector<std::string> values;    // one for each signal, as it stands in the file

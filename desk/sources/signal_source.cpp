@@ -5,23 +5,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "desk/sources/drive_signals.h"
-#include "desk/sources/host_signals.h"
-#include "desk/sources/recording_signals.h"
-
 namespace desk {
-
-std::unique_ptr<SignalSource> makeSignalSource(const Source& source) {
-    switch (source.kind) {
-        case Source::Kind::Drive:
-            return std::make_unique<DriveSignals>();
-        case Source::Kind::Recording:
-            return std::make_unique<RecordingSignals>(source.recording);
-        case Source::Kind::Host:
-            break;
-    }
-    return std::make_unique<HostSignals>();
-}
 
 SignalReading numberReading(std::size_t signal, double value, int digits) {
     std::array<char, 64> text{};

@@ -4,12 +4,10 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "desk/sources/source.h"
 #include "krpbus/messages/krp_get_lv_signal_config.h"
 
 namespace desk {
@@ -23,6 +21,7 @@ struct SignalReading {
     std::uint64_t raw = 0;
     double phys = 0.0;
     std::string descr;  // the text of the value; empty when it has none
+    std::optional<std::uint64_t> time{};  // microseconds since 1970 UTC; nothing: now
 };
 
 // Signals and their values. One thread.
@@ -35,8 +34,11 @@ class SignalSource {
     SignalSource(const SignalSource&) = delete;
     SignalSource& operator=(const SignalSource&) = delete;
 
-    // Always the same ones. Their channels are this logger's own.
+    // The signals that have been listed. Their channels are this logger's own.
     virtual const std::vector<SignalConfig>& signals() const = 0;
+
+    // The signals are about to be named to somebody: new ones may be added behind those there are.
+    virtual void list() {}
 
     // Values are wanted from now on: time begins anew.
     virtual void begin() = 0;
@@ -48,9 +50,6 @@ class SignalSource {
     // Values per second where nobody asks for a certain number.
     virtual double usualRate() const = 0;
 };
-
-// The signals of what the logger stands for.
-std::unique_ptr<SignalSource> makeSignalSource(const Source& source);
 
 // A reading of a number, written with that many digits behind the point. The raw value is the
 // number itself, rounded, or 0 when it is negative.

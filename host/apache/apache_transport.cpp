@@ -99,7 +99,7 @@ void ApacheTransport::release() {
         return;
     }
     released_ = true;
-    const std::lock_guard guard(filters_);
+    const MutexLocker guard(filters_);
     if (filter_ != nullptr) {
         ap_remove_output_filter(filter_);
     }
@@ -114,6 +114,7 @@ void ApacheTransport::release() {
 
 apr_status_t ApacheTransport::wireFilter(ap_filter_t* filter, apr_bucket_brigade* brigade) {
     auto& transport = *static_cast<ApacheTransport*>(filter->ctx);
+    transport.filters_.assertHeld();  // called from within ap_pass_brigade() and ap_get_brigade()
     apr_status_t status = APR_SUCCESS;
     for (apr_bucket* b = APR_BRIGADE_FIRST(brigade);
          b != APR_BRIGADE_SENTINEL(brigade) && status == APR_SUCCESS; b = APR_BUCKET_NEXT(b)) {
@@ -137,7 +138,7 @@ apr_status_t ApacheTransport::wireFilter(ap_filter_t* filter, apr_bucket_brigade
 }
 
 ByteSource::Status ApacheTransport::read(std::uint8_t* buffer, std::size_t size, std::size_t& got) {
-    const std::lock_guard guard(filters_);
+    const MutexLocker guard(filters_);
     got = 0;
     // An empty brigade is how the end of the connection begins: the next call tells it.
     for (int attempt = 0; attempt < 2 && got == 0; ++attempt) {
@@ -165,7 +166,7 @@ OutputPort::Status ApacheTransport::write(const iovec* pieces, int count, std::s
 
 OutputPort::Status ApacheTransport::writeFiltered(const iovec* pieces, int count,
                                                   std::size_t& taken) {
-    const std::lock_guard guard(filters_);
+    const MutexLocker guard(filters_);
     taken = 0;
     for (;;) {
         const OutputPort::Status status = flushWire();
@@ -222,7 +223,7 @@ OutputPort::Status ApacheTransport::flushWire() {
 }
 
 void ApacheTransport::shutdownOutput() {
-    const std::lock_guard guard(filters_);
+    const MutexLocker guard(filters_);
     if (filter_ != nullptr && !connection_->aborted) {
         APR_BRIGADE_INSERT_TAIL(output_, ap_bucket_eoc_create(connection_->bucket_alloc));
         ap_pass_brigade(connection_->output_filters, output_);

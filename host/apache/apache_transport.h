@@ -1,9 +1,9 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <vector>
 
+#include "base/mutex.h"
 #include "host/apache/module.h"
 #include "host/protocol/byte_source.h"
 #include "host/protocol/output_port.h"
@@ -38,6 +38,11 @@ class ApacheTransport : public ByteSource, public OutputPort {
     /// Tells the peer that nothing more will come: closes TLS and the sending half of the socket.
     void shutdownOutput();
 
+    /// How many bytes have arrived for this connection so far, and how many of them nobody has read
+    /// yet, as the system counts them.
+    std::uint64_t arrived() const { return socket_.arrived(); }
+    std::size_t unread() const { return socket_.unread(); }
+
     ByteSource::Status read(std::uint8_t* buffer, std::size_t size, std::size_t& got) override;
 
     OutputPort::Status write(const iovec* pieces, int count, std::size_t& taken) override;
@@ -50,8 +55,9 @@ class ApacheTransport : public ByteSource, public OutputPort {
 
     void lockAllocator();
     OutputPort::Status writeFiltered(const iovec* pieces, int count, std::size_t& taken);
-    OutputPort::Status flushWire();
-    bool passPlain(const iovec* pieces, int count, std::size_t skip, std::size_t& passed);
+    OutputPort::Status flushWire() REQUIRES(filters_);
+    bool passPlain(const iovec* pieces, int count, std::size_t skip, std::size_t& passed)
+        REQUIRES(filters_);
 
     conn_rec* connection_;
     request_rec* request_;
@@ -61,12 +67,13 @@ class ApacheTransport : public ByteSource, public OutputPort {
     apr_thread_mutex_t* allocatorMutex_ = nullptr;
     std::atomic<bool> holdsOutput_{false};
 
-    std::mutex filters_;
-    // Under filters_, like every use of the connection's filters.
-    apr_bucket_brigade* input_;
-    apr_bucket_brigade* output_;
-    std::vector<std::uint8_t> wire_;  // what the filters made, ready for the socket
-    std::size_t wireDone_ = 0;
+    Mutex filters_;
+    // Every use of the connection's filters, and what is read and made by them.
+    apr_bucket_brigade* input_ GUARDED_BY(filters_);
+    apr_bucket_brigade* output_ GUARDED_BY(filters_);
+    std::vector<std::uint8_t> wire_
+        GUARDED_BY(filters_);  // what the filters made, ready for the socket
+    std::size_t wireDone_ GUARDED_BY(filters_) = 0;
 };
 
 }  // namespace websocket

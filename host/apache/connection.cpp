@@ -19,8 +19,14 @@ namespace {
 
 // The bound of what is queued for a peer.
 constexpr std::size_t kQueueCapacity = 1024 * 1024;
-// What is read at a stretch before the connection looks up for signals and deadlines.
+// What is read of one message at a stretch before the connection looks up for signals and
+// deadlines.
 constexpr std::size_t kReadBudget = 512 * 1024;
+// How long what a peer had sent before it went is still handled: long enough for its last words,
+// which may be something to keep, and not for a long line of commands that nobody waits for.
+constexpr std::chrono::milliseconds kGonePatience{1000};
+// With this much unread, the system may be holding back what else the peer has to say.
+constexpr std::size_t kMayHoldBack = 32 * 1024;
 // How long the peer may take for his close frame. Apache ends its children the hard way a few
 // seconds after it asked them to go, so a closing server has less patience.
 constexpr std::chrono::milliseconds kClosePatience{5000};
@@ -91,7 +97,7 @@ void Connection::answerHandshake() {
 
 void Connection::serve() {
     while (phase_ != Phase::Done) {
-        const bool moreToRead = readFrames();
+        const bool moreToRead = readMessage();
         noticeOwnClose();
         if (phase_ == Phase::Done) {
             break;
@@ -107,8 +113,9 @@ void Connection::serve() {
     flush();
 }
 
-/// Handles what has arrived; true when there may be more that was left for the next time.
-bool Connection::readFrames() {
+/// Handles what has arrived, up to one data message: the plug-in may have taken its time over it.
+/// True when there may be more that was left for the next time.
+bool Connection::readMessage() {
     std::size_t budget = kReadBudget;
     while (phase_ != Phase::Done && sender_.ended() == FrameSender::End::None) {
         FrameReader::Event event;
@@ -116,6 +123,9 @@ bool Connection::readFrames() {
             case FrameReader::Result::Frame:
                 handleFrame(event);
                 noticeOwnClose();
+                if (!wslay_is_ctrl_frame(event.opcode)) {
+                    return true;
+                }
                 break;
             case FrameReader::Result::Nothing:
                 // Reading can make TLS answer.
@@ -199,13 +209,18 @@ void Connection::noticeOwnClose() {
 
 void Connection::waitForEvents(bool moreToRead) {
     std::array<pollfd, 4> fds{};
-    fds[0] = {transport_.descriptor(), POLLIN, 0};
+    fds[0] = {transport_.descriptor(), POLLIN | POLLRDHUP, 0};
     fds[1] = {sender_.deadEvent().descriptor(), POLLIN, 0};
     fds[2] = {attention_.descriptor(), POLLIN, 0};
     fds[3] = {signals_.descriptor(), POLLIN, 0};  // -1 is passed over
-    if (::poll(fds.data(), fds.size(), moreToRead ? 0 : pollTimeout(Clock::now())) > 0 &&
-        fds[2].revents != 0) {
+    if (::poll(fds.data(), fds.size(), moreToRead ? 0 : pollTimeout(Clock::now())) <= 0) {
+        return;
+    }
+    if (fds[2].revents != 0) {
         attention_.lower();
+    }
+    if ((fds[0].revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0) {
+        goneDeadline_ = std::min(goneDeadline_, Clock::now() + kGonePatience);
     }
 }
 
@@ -237,7 +252,9 @@ void Connection::checkTermination() {
 
 void Connection::checkDeadlines() {
     const auto now = Clock::now();
-    if (phase_ == Phase::Closing && now >= closeDeadline_) {
+    if (now >= goneDeadline_) {
+        sender_.kill(FrameSender::End::Broken);
+    } else if (phase_ == Phase::Closing && now >= closeDeadline_) {
         phase_ = Phase::Done;
     } else if (phase_ == Phase::Open && pingInterval_.count() > 0 && now >= nextPing_) {
         checkPing(now);
@@ -245,9 +262,7 @@ void Connection::checkDeadlines() {
 }
 
 void Connection::checkPing(Clock::time_point now) {
-    // Anything that came since the ping shows that the peer is there: his answer may stand behind a
-    // large message that is still on its way.
-    if (pingUnanswered_ && reader_.received() == receivedAtPing_) {
+    if (pingUnanswered_ && !heardSincePing()) {
         ap_log_rerror(APLOG_MARK, APLOG_INFO, 0, request_,
                       "WS304: the websocket client does not answer pings");
         sender_.kill(FrameSender::End::Broken);
@@ -255,16 +270,36 @@ void Connection::checkPing(Clock::time_point now) {
     }
     sender_.sendPing();
     pingUnanswered_ = true;
-    receivedAtPing_ = reader_.received();
+    arrivedAtPing_ = arrived();
     nextPing_ = now + pingInterval_;
 }
 
-/// Lets out what is queued, the close frame last, as long as the peer takes it.
+/// Grows with whatever comes from the peer, read or not: his answer to a ping may stand behind a
+/// large message that is still on its way, or behind others that are being handled.
+std::uint64_t Connection::arrived() const {
+    return reader_.received() + transport_.arrived();
+}
+
+bool Connection::heardSincePing() const {
+    return arrived() != arrivedAtPing_ || transport_.unread() >= kMayHoldBack;
+}
+
+/// Lets out what is queued, the close frame last, as long as the peer takes it and for no longer
+/// than the time-out in all.
 void Connection::flush() {
+    const auto timeout = timeoutOf(request_);
+    const auto deadline = Clock::now() + timeout;
     while (sender_.ended() == FrameSender::End::None && !sender_.waitUntilWritten(kFlushSlice)) {
         checkTermination();
-        if (terminating_ && Clock::now() >= closeDeadline_) {
+        const auto now = Clock::now();
+        if (terminating_ && now >= closeDeadline_) {
             break;
+        }
+        if (now >= deadline) {
+            ap_log_rerror(APLOG_MARK, APLOG_INFO, 0, request_,
+                          "WS307: the websocket client has not read the end of it within %d s",
+                          static_cast<int>(timeout.count() / 1000));
+            sender_.kill(FrameSender::End::Broken);
         }
     }
 }

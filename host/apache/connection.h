@@ -52,7 +52,7 @@ class Connection {
 
     void answerHandshake();
     void serve();
-    bool readFrames();
+    bool readMessage();
     void handleFrame(const FrameReader::Event& event);
     void handleClose(const FrameReader::Event& event);
     void tellPlugin(int type, const FrameReader::Event& event);
@@ -63,6 +63,8 @@ class Connection {
     void checkTermination();
     void checkDeadlines();
     void checkPing(Clock::time_point now);
+    std::uint64_t arrived() const;
+    bool heardSincePing() const;
     void flush();
     void finish();
 
@@ -84,11 +86,12 @@ class Connection {
     Phase phase_ = Phase::Open;
     bool terminating_ = false;
     Clock::time_point closeDeadline_{};
+    Clock::time_point goneDeadline_ = Clock::time_point::max();  // set once the peer has gone
 
     const std::chrono::seconds pingInterval_;
     Clock::time_point nextPing_{};
     bool pingUnanswered_ = false;
-    std::uint64_t receivedAtPing_ = 0;
+    std::uint64_t arrivedAtPing_ = 0;
 };
 
 }  // namespace websocket

@@ -44,15 +44,16 @@ void FrameSender::start() {
 }
 
 void FrameSender::open(std::string head) {
-    Lock lock(mutex_);
+    const MutexLocker lock(mutex_);
     head_ = std::move(head);
     opened_ = true;
-    room_.notify_all();
-    dispatch(lock);
+    room_.notifyAll();
+    dispatch();
 }
 
 ssize_t FrameSender::enqueue(const std::uint8_t* data, std::size_t size, int, void* self) {
     auto& sender = *static_cast<FrameSender*>(self);
+    sender.mutex_.assertHeld();  // wslay calls this from within encode()
     const std::size_t taken = sender.ring_.append(data, size);
     sender.highWater_ = std::max(sender.highWater_, sender.ring_.used());
     return taken > 0 ? static_cast<ssize_t>(taken) : -1;
@@ -80,8 +81,10 @@ std::size_t FrameSender::send(std::uint8_t opcode, const std::uint8_t* data, std
     frame.data = data;
     frame.data_length = size;
 
-    Lock lock(mutex_);
-    turn_.wait(lock, [this] { return !streaming_ || closing_ || end_ != End::None; });
+    const MutexLocker lock(mutex_);
+    while (streaming_ && !closing_ && end_ == End::None) {
+        turn_.wait(mutex_);
+    }
     if (closing_ || end_ != End::None) {
         return 0;
     }
@@ -89,33 +92,33 @@ std::size_t FrameSender::send(std::uint8_t opcode, const std::uint8_t* data, std
         streaming_ = true;
         bool alive = true;
         do {
-            alive = waitForRoom(lock);
+            alive = waitForRoom();
         } while (alive && !encode(frame));
         streaming_ = false;
-        turn_.notify_all();
+        turn_.notifyAll();
         if (!alive) {
             return 0;
         }
         queueWaitingControl();
     }
-    dispatch(lock);
+    dispatch();
     return size;
 }
 
 bool FrameSender::wouldWait(std::size_t size) {
-    Lock lock(mutex_);
+    const MutexLocker lock(mutex_);
     return streaming_ || ring_.free() < kHeaderMax || ring_.free() - kHeaderMax < size;
 }
 
-bool FrameSender::waitForRoom(Lock& lock) {
+bool FrameSender::waitForRoom() {
     while (end_ == End::None) {
         if (ring_.free() > 0) {
             return true;
         }
         if (!opened_ || draining_) {
-            room_.wait(lock);
+            room_.wait(mutex_);
         } else {
-            drain(lock, true);
+            drain(true);
             if (writerReady()) {
                 wakeWriter();
             }
@@ -125,35 +128,35 @@ bool FrameSender::waitForRoom(Lock& lock) {
 }
 
 void FrameSender::sendPing() {
-    Lock lock(mutex_);
+    const MutexLocker lock(mutex_);
     ping_.set(nullptr, 0);
     queueWaitingControl();
-    dispatch(lock);
+    dispatch();
 }
 
 void FrameSender::sendPong(const std::uint8_t* data, std::size_t size) {
-    Lock lock(mutex_);
+    const MutexLocker lock(mutex_);
     if (closing_ || !pong_.set(data, size)) {
         return;
     }
     queueWaitingControl();
-    dispatch(lock);
+    dispatch();
 }
 
 bool FrameSender::sendClose(const std::uint8_t* data, std::size_t size) {
-    Lock lock(mutex_);
+    const MutexLocker lock(mutex_);
     if (closing_ || end_ != End::None || !close_.set(data, size)) {
         return false;
     }
     closing_ = true;
-    turn_.notify_all();
+    turn_.notifyAll();
     queueWaitingControl();
-    dispatch(lock);
+    dispatch();
     return true;
 }
 
 bool FrameSender::closing() {
-    Lock lock(mutex_);
+    const MutexLocker lock(mutex_);
     return closing_;
 }
 
@@ -183,15 +186,18 @@ bool FrameSender::queueControl(ControlFrame& control, std::uint8_t opcode) {
 }
 
 void FrameSender::pushPort() {
-    Lock lock(mutex_);
-    dispatch(lock);
+    const MutexLocker lock(mutex_);
+    dispatch();
 }
 
 bool FrameSender::waitUntilWritten(std::chrono::milliseconds limit) {
-    Lock lock(mutex_);
-    room_.wait_for(lock, limit, [this] {
-        return end_ != End::None || (!hasWork() && !draining_ && !streaming_ && !close_.waiting);
-    });
+    const MutexLocker lock(mutex_);
+    const auto until = Clock::now() + limit;
+    while (end_ == End::None && (hasWork() || draining_ || streaming_ || close_.waiting)) {
+        if (!room_.waitUntil(mutex_, until)) {
+            break;
+        }
+    }
     return end_ == End::None && !hasWork() && !streaming_ && !close_.waiting;
 }
 
@@ -201,33 +207,35 @@ void FrameSender::killLocked(End why) {
     }
     end_ = why;
     dead_.raise();
-    turn_.notify_all();
-    room_.notify_all();
-    work_.notify_all();
+    turn_.notifyAll();
+    room_.notifyAll();
+    work_.notifyAll();
 }
 
 void FrameSender::kill(End why) {
-    Lock lock(mutex_);
+    const MutexLocker lock(mutex_);
     killLocked(why);
 }
 
 FrameSender::End FrameSender::ended() {
-    Lock lock(mutex_);
+    const MutexLocker lock(mutex_);
     return end_;
 }
 
 std::size_t FrameSender::highWater() {
-    Lock lock(mutex_);
+    const MutexLocker lock(mutex_);
     return highWater_;
 }
 
 void FrameSender::stop() {
     {
-        Lock lock(mutex_);
+        const MutexLocker lock(mutex_);
         killLocked(End::Stopped);
         stopping_ = true;
-        work_.notify_all();
-        room_.wait(lock, [this] { return !draining_; });
+        work_.notifyAll();
+        while (draining_) {
+            room_.wait(mutex_);
+        }
     }
     if (writer_.joinable()) {
         writer_.join();

@@ -4,13 +4,12 @@
 
 #include <array>
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <thread>
 
+#include "base/mutex.h"
 #include "base/wake_event.h"
 #include "host/protocol/output_port.h"
 #include "host/protocol/output_ring.h"
@@ -88,8 +87,6 @@ class FrameSender {
     std::size_t highWater();
 
   private:
-    using Lock = std::unique_lock<std::mutex>;
-
     struct ControlFrame {
         std::array<std::uint8_t, 125> payload{};
         std::size_t size = 0;
@@ -100,19 +97,19 @@ class FrameSender {
 
     static ssize_t enqueue(const std::uint8_t* data, std::size_t size, int flags, void* self);
 
-    bool encode(wslay_frame_iocb& frame);
-    void queueWaitingControl();
-    bool queueControl(ControlFrame& control, std::uint8_t opcode);
-    bool waitForRoom(Lock& lock);
-    bool hasWork() const;
-    bool writerReady() const;
-    void wakeWriter();
-    void dispatch(Lock& lock);
-    OutputPort::Status writeOnce(Lock& lock, bool& progress);
-    void drain(Lock& lock, bool onlyUntilRoom);
-    bool waitWritable(Lock& lock, Clock::time_point until);
-    void killLocked(End why);
-    void gather(Lock& lock);
+    bool encode(wslay_frame_iocb& frame) REQUIRES(mutex_);
+    void queueWaitingControl() REQUIRES(mutex_);
+    bool queueControl(ControlFrame& control, std::uint8_t opcode) REQUIRES(mutex_);
+    bool waitForRoom() REQUIRES(mutex_);
+    bool hasWork() const REQUIRES(mutex_);
+    bool writerReady() const REQUIRES(mutex_);
+    void wakeWriter() REQUIRES(mutex_);
+    void dispatch() REQUIRES(mutex_);
+    OutputPort::Status writeOnce(bool& progress) REQUIRES(mutex_);
+    void drain(bool onlyUntilRoom) REQUIRES(mutex_);
+    bool waitWritable(Clock::time_point until) REQUIRES(mutex_);
+    void killLocked(End why) REQUIRES(mutex_);
+    void gather() REQUIRES(mutex_);
     void run();
 
     OutputPort& port_;
@@ -120,28 +117,27 @@ class FrameSender {
     WakeEvent dead_;
     std::thread writer_;
 
-    std::mutex mutex_;
-    // All that follows is under mutex_.
-    std::condition_variable room_;  // room in the queue, or the end of a drain
-    std::condition_variable turn_;  // a frame that was sent in pieces is complete
-    std::condition_variable work_;  // something for the writer thread
-    std::string head_;              // goes out before the queue
-    std::size_t headDone_ = 0;
-    OutputRing ring_;
+    Mutex mutex_;
+    Condition room_;                       // room in the queue, or the end of a drain
+    Condition turn_;                       // a frame that was sent in pieces is complete
+    Condition work_;                       // something for the writer thread
+    std::string head_ GUARDED_BY(mutex_);  // goes out before the queue
+    std::size_t headDone_ GUARDED_BY(mutex_) = 0;
+    OutputRing ring_ GUARDED_BY(mutex_);
     wslay_frame_context_ptr context_ = nullptr;
-    ControlFrame ping_;
-    ControlFrame pong_;
-    ControlFrame close_;
-    Clock::time_point lastWrite_{};
-    std::size_t highWater_ = 0;
-    End end_ = End::None;
-    bool opened_ = false;
-    bool stopping_ = false;
-    bool closing_ = false;
-    bool streaming_ = false;   // a frame is in the queue that is not complete yet
-    bool draining_ = false;    // somebody writes, or waits until he can
-    bool writerIdle_ = false;  // the writer thread sleeps until it is woken
-    bool gathering_ = false;   // the writer thread waits a moment for more frames
+    ControlFrame ping_ GUARDED_BY(mutex_);
+    ControlFrame pong_ GUARDED_BY(mutex_);
+    ControlFrame close_ GUARDED_BY(mutex_);
+    Clock::time_point lastWrite_ GUARDED_BY(mutex_){};
+    std::size_t highWater_ GUARDED_BY(mutex_) = 0;
+    End end_ GUARDED_BY(mutex_) = End::None;
+    bool opened_ GUARDED_BY(mutex_) = false;
+    bool stopping_ GUARDED_BY(mutex_) = false;
+    bool closing_ GUARDED_BY(mutex_) = false;
+    bool streaming_ GUARDED_BY(mutex_) = false;  // a frame is in the queue that is not complete yet
+    bool draining_ GUARDED_BY(mutex_) = false;   // somebody writes, or waits until he can
+    bool writerIdle_ GUARDED_BY(mutex_) = false;  // the writer thread sleeps until it is woken
+    bool gathering_ GUARDED_BY(mutex_) = false;   // the writer thread waits for more frames
 };
 
 }  // namespace websocket

@@ -32,15 +32,15 @@ void FrameSender::wakeWriter() {
     if (writerIdle_) {
         // Once is enough: until it has run, others need not make the system call again.
         writerIdle_ = false;
-        work_.notify_one();
+        work_.notifyOne();
     } else if (gathering_ && ring_.used() >= kEnough) {
         gathering_ = false;
-        work_.notify_one();
+        work_.notifyOne();
     }
 }
 
 /// Sees to it that somebody writes what is in the queue.
-void FrameSender::dispatch(Lock& lock) {
+void FrameSender::dispatch() {
     if (!writerReady()) {
         return;
     }
@@ -50,7 +50,7 @@ void FrameSender::dispatch(Lock& lock) {
     }
     draining_ = true;
     bool progress = false;
-    const OutputPort::Status status = writeOnce(lock, progress);
+    const OutputPort::Status status = writeOnce(progress);
     draining_ = false;
     lastWrite_ = Clock::now();
     if (status == OutputPort::Status::Failed) {
@@ -59,12 +59,12 @@ void FrameSender::dispatch(Lock& lock) {
     if (writerReady()) {
         wakeWriter();
     }
-    room_.notify_all();
+    room_.notifyAll();
 }
 
 /// Writes as much as the socket takes at once. The caller has set draining_; the lock is given up
 /// meanwhile.
-OutputPort::Status FrameSender::writeOnce(Lock& lock, bool& progress) {
+OutputPort::Status FrameSender::writeOnce(bool& progress) {
     std::array<iovec, 3> pieces{};
     int count = 0;
     const std::size_t headLeft = head_.size() - headDone_;
@@ -73,12 +73,12 @@ OutputPort::Status FrameSender::writeOnce(Lock& lock, bool& progress) {
         count = 1;
     }
     count += ring_.readable(&pieces[static_cast<std::size_t>(count)]);
-    lock.unlock();
+    mutex_.unlock();
     const std::uint64_t before = port_.written();
     std::size_t taken = 0;
     const OutputPort::Status status = port_.write(pieces.data(), count, taken);
     progress = port_.written() != before;
-    lock.lock();
+    mutex_.lock();
     if (end_ != End::None) {
         return status;
     }
@@ -90,37 +90,37 @@ OutputPort::Status FrameSender::writeOnce(Lock& lock, bool& progress) {
 }
 
 /// Writes until the queue is empty, or only until it has room, waiting for the socket as needed.
-void FrameSender::drain(Lock& lock, bool onlyUntilRoom) {
+void FrameSender::drain(bool onlyUntilRoom) {
     draining_ = true;
     auto deadline = Clock::now() + timeout_;
     while (end_ == End::None && hasWork()) {
         bool progress = false;
-        const OutputPort::Status status = writeOnce(lock, progress);
+        const OutputPort::Status status = writeOnce(progress);
         if (status == OutputPort::Status::Failed) {
             killLocked(End::Broken);
             break;
         }
         if (progress) {
             deadline = Clock::now() + timeout_;
-            room_.notify_all();
+            room_.notifyAll();
         }
         if (onlyUntilRoom && ring_.free() > 0) {
             break;
         }
-        if (status == OutputPort::Status::Blocked && !waitWritable(lock, deadline)) {
+        if (status == OutputPort::Status::Blocked && !waitWritable(deadline)) {
             killLocked(End::TimedOut);
             break;
         }
     }
     draining_ = false;
     lastWrite_ = Clock::now();
-    room_.notify_all();
+    room_.notifyAll();
 }
 
 /// Waits without the lock until the socket can be written or the connection is dead; false when the
 /// time has run out.
-bool FrameSender::waitWritable(Lock& lock, Clock::time_point until) {
-    lock.unlock();
+bool FrameSender::waitWritable(Clock::time_point until) {
+    mutex_.unlock();
     std::array<pollfd, 2> fds{};
     fds[0] = {port_.descriptor(), POLLOUT, 0};
     fds[1] = {dead_.descriptor(), POLLIN, 0};
@@ -130,18 +130,22 @@ bool FrameSender::waitWritable(Lock& lock, Clock::time_point until) {
             std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
         ready = ::poll(fds.data(), fds.size(), static_cast<int>(std::max<decltype(left)>(left, 0)));
     } while (ready < 0 && errno == EINTR);
-    lock.lock();
+    mutex_.lock();
     return ready != 0;
 }
 
 /// Under load: lets a moment pass since the last write, so that one system call carries more.
-void FrameSender::gather(Lock& lock) {
+void FrameSender::gather() {
     const auto due = lastWrite_ + kGather;
     if (ring_.used() >= kEnough || closing_ || Clock::now() >= due) {
         return;
     }
     gathering_ = true;
-    work_.wait_until(lock, due, [this] { return !gathering_ || stopping_; });
+    while (gathering_ && !stopping_) {
+        if (!work_.waitUntil(mutex_, due)) {
+            break;
+        }
+    }
     gathering_ = false;
 }
 
@@ -149,19 +153,19 @@ void FrameSender::run() {
     prctl(PR_SET_NAME, "ws-writer");
     // The pause in which frames gather is shorter than the usual slack of timers.
     prctl(PR_SET_TIMERSLACK, 1000UL);
-    Lock lock(mutex_);
+    const MutexLocker lock(mutex_);
     for (;;) {
         while (!stopping_ && !writerReady()) {
             writerIdle_ = true;
-            work_.wait(lock);
+            work_.wait(mutex_);
         }
         writerIdle_ = false;
         if (stopping_) {
             return;
         }
-        gather(lock);
+        gather();
         if (writerReady()) {
-            drain(lock, false);
+            drain(false);
         }
     }
 }

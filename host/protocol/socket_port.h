@@ -16,6 +16,12 @@ class SocketPort : public OutputPort {
     bool holdsOutput() const override { return false; }
     int descriptor() const override { return descriptor_; }
 
+    /// How many bytes the system has received on the socket so far, whether they have been read or
+    /// not; 0 where it does not count them, as for sockets that are not TCP.
+    std::uint64_t arrived() const;
+    /// How many of them have not been read yet.
+    std::size_t unread() const;
+
   private:
     const int descriptor_;
     std::atomic<std::uint64_t> written_{0};

@@ -1,115 +1,96 @@
-// The connection to the bus server, and the thread that empties it.
+// The way to the bus server: one connection after the other, and the thread that keeps them.
 #pragma once
 
-#include <nats/nats.h>
-
 #include <atomic>
-#include <condition_variable>
+#include <chrono>
 #include <cstdint>
+#include <map>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <thread>
 
 #include "base/file_descriptor.h"
+#include "base/mutex.h"
+#include "krpbus/client/nats_connection.h"
+#include "krpbus/client/server_watch.h"
 
-// What a connection tells its owner. The calls come from threads of the connection and of the NATS
-// library, some with the library's locks held: they must not call the connection and not wait.
+/// What the owner is told. The calls come one at a time, from the reader thread or connect(), with
+/// a lock held: they must not call the connection and not wait.
 class BusListener {
   public:
     virtual ~BusListener() = default;
-    // Connected again; the first time is connect()'s result instead.
-    virtual void onReconnected() = 0;
+    /// Connected, first or again; what was wanted is subscribed to.
+    virtual void onConnected() = 0;
+    /// The connection is lost, and everything that came over it has been delivered.
     virtual void onDisconnected() = 0;
 };
 
-// What a subscription delivers to. The calls come one at a time, over all subscriptions of a
-// process, in the order in which the messages arrived. Must not wait.
-class BusSubscriber {
-  public:
-    virtual ~BusSubscriber() = default;
-    // Owns the message.
-    virtual void onMessage(natsMsg* message) = 0;
-};
-
-// One connection of the NATS client in its event-loop mode: the library does no input or output by
-// itself, the reader thread here does. After the first connection the library reconnects, without
-// end, from a thread of its own, and renews the subscriptions.
-//
-// The subscriptions deliver through the library's common delivery thread. That keeps the order in
-// which messages of different subscriptions arrived; one queue per subscription would lose it.
+/// Keeps a bus client connected. The first connection is made by connect(). From then on the reader
+/// thread empties the connection's socket, probes a silent server, gives up one that stays silent
+/// for three times the interval of probes, and after each loss makes a new connection, without end,
+/// and renews the subscriptions on it.
 class BusConnection {
   public:
-    enum class SendResult { Sent, NotConnected, TooLarge, Stuck, Failed };
-
-    // `name` is shown in the server's list of connections; the library sends it as it is, so it
-    // must hold no control characters. Throws std::system_error where the process has no thread or
-    // descriptor left.
-    BusConnection(std::string url, std::string name, BusListener& listener);
-    // Writes what is still to be written, disconnects, and returns when no call to a subscriber is
-    // under way any more.
+    /// `address` is the client's own subject: what is published to it comes back, which is how the
+    /// server is probed, every `probeInterval` while it is silent, and it names the client in the
+    /// server's list of connections. Throws
+    /// std::system_error where the process has no thread or descriptor left.
+    BusConnection(std::string url, std::string address, BusListener& listener,
+                  std::chrono::milliseconds probeInterval);
+    /// Writes what is still to be written, disconnects, and returns when no call to a subscriber is
+    /// under way any more. No other thread may be in a call.
     ~BusConnection();
 
-    // Makes one attempt, of two seconds at most; nothing where it is connected already or
-    // reconnects by itself. Returns whether a first connection was made.
-    bool connect();
+    /// Makes one attempt at the first connection, of two seconds at most; nothing where there has
+    /// been one: it then connects again by itself. One thread at a time.
+    void connect();
+    /// Any thread.
     bool isConnected() const { return connected_.load(); }
 
-    // Publishes a payload and sees to it that it gets written: at once when nothing was sent just
-    // before, otherwise soon, together with what follows. Waits while more than a quarter of a
-    // megabyte is unwritten. One thread at a time.
+    /// Publishes a payload: see NatsConnection::publish(). One thread at a time.
     SendResult publish(const std::string& subject, const std::string& reply,
                        std::span<const std::uint8_t> payload);
-    // The largest payload that the server takes; 0 when not connected.
+    /// The largest payload that the server takes; 0 when not connected. Any thread.
     std::int64_t maxPayload() const;
 
-    // Subscribes, also while reconnecting; null when never connected or refused. The subscriber
-    // must outlive the connection.
-    natsSubscription* subscribe(const std::string& subject, BusSubscriber& subscriber);
-    // Ends a subscription; all must have ended before the connection goes.
-    void unsubscribe(natsSubscription* subscription);
+    /// Receives what is published to a subject, on this connection and all later ones. The
+    /// subscriber must outlive this object. Any thread.
+    void subscribe(const std::string& subject, BusSubscriber& subscriber);
+    /// Ends that. What has arrived before may still be delivered. Any thread.
+    void unsubscribe(const std::string& subject);
 
   private:
-    static natsStatus onAttach(void** user, void* loop, natsConnection* connection, natsSock fd);
-    static natsStatus onReadInterest(void* user, bool add);
-    static natsStatus onWriteInterest(void* user, bool add);
-    static natsStatus onDetach(void* user);
+    std::shared_ptr<NatsConnection> current() const;
+    bool open();
+    void begin(std::shared_ptr<NatsConnection> connection);
+    void end(NatsConnection& connection);
 
     void run();
-    void poll();
-    short waitAndRead(int interest, const timespec* timeout);
-    void processWrite();
-    void writeOut(bool writeUnderWay);
-    bool waitForRoom();
-    void waitForSubscribers();
+    void connectAgain();
+    void serve(NatsConnection& connection);
+    short waitAndRead(NatsConnection& connection, int interest, std::chrono::nanoseconds timeout);
+    void watchServer(NatsConnection& connection);
+    void wait(std::chrono::nanoseconds timeout);
 
     const std::string url_;
-    const std::string name_;
+    const std::string address_;
     BusListener& listener_;
 
-    FileDescriptor wake_;
-    std::atomic<natsConnection*> connection_{nullptr};
-    std::atomic<int> socket_{-1};
+    FileDescriptor wake_;  // raised when the reader has something to do
     std::atomic<bool> connected_{false};
     std::atomic<bool> wasConnected_{false};
-    std::atomic<bool> writeWanted_{false};
-    std::atomic<bool> flushRequested_{false};
     std::atomic<bool> stop_{false};
 
-    // Of the thread that is in publish().
-    std::int64_t lastPublish_ = 0;  // microseconds
-    std::size_t unwritten_ = 0;     // bytes handed to the library since the last write, roughly
-    bool congested_ = false;        // that write has left something over
+    // Held while a connection begins or ends, and while what is wanted changes. Before the others.
+    Mutex changeMutex_;
+    std::map<std::string, BusSubscriber*> wanted_ GUARDED_BY(changeMutex_);  // by subject
 
-    // Held while the library reads or writes. TLS cannot do both at the same time, and
-    // subscriptions must not end during either; the library does not see to that. Before its own
-    // locks.
-    std::mutex ioMutex_;
+    mutable Mutex currentMutex_;  // the innermost
+    std::shared_ptr<NatsConnection> current_ GUARDED_BY(currentMutex_);
 
-    std::mutex subscriptionsMutex_;
-    std::condition_variable subscriptionEnded_;
-    std::size_t subscriptions_ = 0;
+    std::string refusal_;  // logged last; of who opens connections
+    ServerWatch watch_;    // of the reader
 
     std::thread reader_;
 };

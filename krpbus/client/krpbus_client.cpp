@@ -45,7 +45,7 @@ bool KRPBusClient::read() {
 std::unique_ptr<MessageBase> KRPBusClient::getMessage() {
     for (;;) {
         std::uint64_t skipped = 0;
-        const Received received = impl_->inbox().pop(skipped);
+        Received received = impl_->inbox().pop(skipped);
         if (skipped > 0) {
             LogUtil::log(LogLevel::Info, "getMessage",
                          "skipped " + std::to_string(skipped) +
@@ -54,7 +54,9 @@ std::unique_ptr<MessageBase> KRPBusClient::getMessage() {
         if (!received.message) {
             return nullptr;
         }
-        if (auto message = impl_->unpack(received)) {
+        auto message = impl_->unpack(received);
+        impl_->discard(std::move(received));
+        if (message) {
             return message;
         }
     }

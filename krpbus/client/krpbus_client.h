@@ -18,18 +18,24 @@ struct KRPBusOptions {
     // Received messages that may wait for the consumer, in bytes of payload. Past it the client
     // counts as disconnected.
     std::size_t queueLimit = std::size_t{64} << 20;
-    // How long the consumer may stand still before old live data is skipped.
+    // How long the oldest message may wait for the consumer before old live data is skipped.
     std::chrono::milliseconds skipAfter{1000};
+    // How often a silent bus server is probed; silent for three times as long it is given up.
+    std::chrono::milliseconds probeInterval{5000};
 };
 
 // A client of the bus server under one participant's name. Its own reader thread empties the socket
 // into a queue at all times, so that a consumer that stands still slows nobody else down.
 //
-// While the consumer keeps up the queue is complete and in order. After it has stood still for
-// about a second only the newest SignalMessage per (sender, web-application name) and the newest
-// BusLoadExtMessage per (sender, bus, channel) are kept, each in the place of the newest; all other
-// messages stay complete and in order. What was skipped is counted in one "[INFO] " line once the
-// queue has been drained.
+// While the consumer keeps up the queue is complete and in order. When the oldest message that
+// waits is about a second old, since the consumer stands still or is merely too slow, only the
+// newest SignalMessage per (sender, web-application name) and the newest BusLoadExtMessage per
+// (sender, bus, channel) are kept, each in the place of the newest; all other messages stay
+// complete and in order. What was skipped is counted in one "[INFO] " line once the queue has been
+// drained.
+//
+// A connection that is lost, and one whose server has been silent for 15 seconds, is replaced by a
+// new one, without end.
 //
 // Sending is open to every thread; read(), getMessage() and takeVanished() belong to one consumer
 // thread at a time. The base class Mutex is free for callers; the client itself never takes it.
@@ -43,10 +49,10 @@ class KRPBusClient : public Mutex {
                  const KRPBusOptions& options = {});
     // Sends what is still to be sent, then disconnects and stops the reader thread. No other thread
     // may be in a call.
-    ~KRPBusClient() override;
+    ~KRPBusClient();
 
     // Connects where the client has never been connected; afterwards it reconnects by itself.
-    // Returns whether it is connected. At most about two seconds.
+    // Returns whether it is connected. At most about two seconds. One thread at a time.
     bool connectToServer();
     // Any thread.
     bool isConnected() const;
@@ -58,11 +64,12 @@ class KRPBusClient : public Mutex {
     // the server is gone and while participants have vanished.
     int getFd() const;
     // Whether the server is there, or messages that came before it went still wait; false, again
-    // and again, while it has gone. Does not wait.
+    // and again, while it has gone. Does not wait. Fixes how many messages getMessage() hands out
+    // until the next read(): as many as wait now, so that a consumer that takes them all comes back
+    // to its loop however much arrives meanwhile.
     bool read();
-    // The next message; null when none waits. Does not wait. A payload that is no message is
-    // dropped with one
-    // "[ERROR] " line.
+    // The next of the messages that read() found; null when there is no more. Does not wait. A
+    // payload that is no message is dropped with one "[ERROR] " line.
     std::unique_ptr<MessageBase> getMessage();
 
     // Sends to a participant: by its name one on the own logger, by a forwarding address one on

@@ -11,6 +11,10 @@ namespace {
 // Room that the encoder keeps between messages.
 constexpr std::size_t kKeptBuffer = std::size_t{1024} * 1024;
 
+// Payloads that have been handed out are destroyed when they are that many, or that many bytes.
+constexpr std::size_t kMostSpent = 64;
+constexpr std::size_t kMostSpentBytes = std::size_t{64} * 1024;
+
 std::string ownMac(const KRPBusOptions& options) {
     return options.mac.empty() ? KSLUtil::findLowestMAC().toString(std::ios::uppercase)
                                : upperCaseMac(options.mac);
@@ -29,67 +33,43 @@ KRPBusClient::Impl::Impl(const std::string& name, const std::string& url,
       mac_(ownMac(options)),
       ownSubject_(participantSubject(mac_, name_)),
       inbox_(options.queueLimit, options.skipAfter),
-      connection_(std::make_unique<BusConnection>(url, ownSubject_, *this)) {
-    wanted_.try_emplace(ownSubject_, std::make_unique<Entrance>(*this, name_));
-    wanted_.try_emplace(everybodySubject(mac_), std::make_unique<Entrance>(*this, ""));
+      connection_(std::make_unique<BusConnection>(url, ownSubject_, *this, options.probeInterval)) {
+    listen(ownSubject_, name_);
+    listen(everybodySubject(mac_), "");
     connect();
 }
 
+// Goes first, since it calls the others.
 KRPBusClient::Impl::~Impl() {
-    {
-        const std::lock_guard lock(subscriptionsMutex_);
-        for (const auto& [subject, entrance] : wanted_) {
-            close(*entrance);
-        }
-    }
     connection_.reset();
 }
 
 bool KRPBusClient::Impl::connect() {
-    if (connection_->connect()) {
-        {
-            const std::lock_guard lock(subscriptionsMutex_);
-            for (const auto& [subject, entrance] : wanted_) {
-                if (entrance->subscription == nullptr) {
-                    entrance->subscription = connection_->subscribe(subject, *entrance);
-                }
-            }
-        }
-        inbox_.connected();
-        if (!connection_->isConnected()) {
-            inbox_.disconnected();  // lost meanwhile, which nobody could tell the inbox before
-        }
-    }
+    connection_->connect();
     return isConnected();
 }
 
 void KRPBusClient::Impl::listen(const std::string& subject, const std::string& destination) {
-    const std::lock_guard lock(subscriptionsMutex_);
-    const auto [entry, isNew] = wanted_.try_emplace(subject);
+    const MutexLocker lock(entrancesMutex_);
+    const auto [entry, isNew] = entrances_.try_emplace(subject);
     if (isNew) {
         entry->second = std::make_unique<Entrance>(*this, destination);
-        entry->second->subscription = connection_->subscribe(subject, *entry->second);
+        connection_->subscribe(subject, *entry->second);
     }
 }
 
 void KRPBusClient::Impl::endListening(const std::string& subject) {
-    const std::lock_guard lock(subscriptionsMutex_);
-    auto entry = wanted_.extract(subject);
+    const MutexLocker lock(entrancesMutex_);
+    auto entry = entrances_.extract(subject);
     if (!entry.empty()) {
-        close(*entry.mapped());
+        connection_->unsubscribe(subject);
         closed_.push_back(std::move(entry.mapped()));
-    }
-}
-
-void KRPBusClient::Impl::close(Entrance& entrance) {
-    if (entrance.subscription != nullptr) {
-        connection_->unsubscribe(std::exchange(entrance.subscription, nullptr));
     }
 }
 
 void KRPBusClient::Impl::sendHere(const std::string& source, const std::string& participant,
                                   const MessageBase& message) {
-    const std::lock_guard lock(sendMutex_);
+    const MutexLocker lock(sendMutex_);
     // Who receives live data receives a lot of it: the last subject is kept.
     if (participant != lastParticipant_ || lastSubject_.empty()) {
         lastSubject_ = participantSubject(mac_, participant);
@@ -100,7 +80,7 @@ void KRPBusClient::Impl::sendHere(const std::string& source, const std::string& 
 
 void KRPBusClient::Impl::send(const std::string& source, const std::string& subject,
                               const MessageBase& message, const std::string& whom) {
-    const std::lock_guard lock(sendMutex_);
+    const MutexLocker lock(sendMutex_);
     publish(source, subject, message, whom);
 }
 
@@ -110,28 +90,27 @@ void KRPBusClient::Impl::publish(const std::string& source, const std::string& s
     message.encode(writer_);
     const auto result = connection_->publish(
         subject, source == name_ ? ownSubject_ : participantSubject(mac_, source), writer_.bytes());
-    if (result != BusConnection::SendResult::Sent) {
+    if (result != SendResult::Sent) {
         logNotSent(result, whom);
     }
     writer_.shrink(kKeptBuffer);
 }
 
-void KRPBusClient::Impl::logNotSent(BusConnection::SendResult result,
-                                    const std::string& whom) const {
+void KRPBusClient::Impl::logNotSent(SendResult result, const std::string& whom) const {
     std::string text = "message to " + whom + " dropped: ";
     switch (result) {
-        case BusConnection::SendResult::NotConnected:
+        case SendResult::NotConnected:
             text += "no connection to the bus server";
             break;
-        case BusConnection::SendResult::TooLarge:
+        case SendResult::TooLarge:
             text += std::to_string(writer_.size()) + " bytes are more than the bus server's " +
                     std::to_string(connection_->maxPayload());
             break;
-        case BusConnection::SendResult::Stuck:
+        case SendResult::Stuck:
             text += "the bus server does not take any more";
             break;
-        case BusConnection::SendResult::Sent:
-        case BusConnection::SendResult::Failed:
+        case SendResult::Sent:
+        case SendResult::Failed:
             text += "the bus client refused it";
             break;
     }
@@ -141,7 +120,7 @@ void KRPBusClient::Impl::logNotSent(BusConnection::SendResult result,
 void KRPBusClient::Impl::probe(const std::string& mac, const std::string& participant,
                                const std::string& address) {
     listen(probeWildcard(mac_, name_), "");
-    const std::lock_guard lock(sendMutex_);
+    const MutexLocker lock(sendMutex_);
     connection_->publish(participantSubject(mac, participant), probeSubject(mac_, name_, address),
                          {});
 }
@@ -186,6 +165,15 @@ std::unique_ptr<MessageBase> KRPBusClient::Impl::unpack(const Received& received
     message->setSource(senderOf(reply != nullptr ? reply : ""));
     message->setDestination(*received.destination);
     return message;
+}
+
+void KRPBusClient::Impl::discard(Received&& received) {
+    spentBytes_ += static_cast<std::size_t>(natsMsg_GetDataLength(received.message.get()));
+    spent_.push_back(std::move(received));
+    if (spent_.size() >= kMostSpent || spentBytes_ >= kMostSpentBytes) {
+        spent_.clear();
+        spentBytes_ = 0;
+    }
 }
 
 // The address that answers to a reply subject go to. Senders repeat, so the last one is kept.

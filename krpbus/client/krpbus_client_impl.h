@@ -3,11 +3,11 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/mutex.h"
 #include "krpbus/client/bus_connection.h"
 #include "krpbus/client/inbox.h"
 #include "krpbus/client/krpbus_client.h"
@@ -47,8 +47,10 @@ class KRPBusClient::Impl final : public BusListener {
 
     // The message of a payload, with its sender and destination; null when the payload is none.
     std::unique_ptr<MessageBase> unpack(const Received& received);
+    // Destroys a payload, together with others: each destruction wakes a thread of the library.
+    void discard(Received&& received);
 
-    void onReconnected() override { inbox_.connected(); }
+    void onConnected() override { inbox_.connected(); }
     void onDisconnected() override { inbox_.disconnected(); }
 
   private:
@@ -60,18 +62,15 @@ class KRPBusClient::Impl final : public BusListener {
 
         void onMessage(natsMsg* message) override;
 
-        natsSubscription* subscription = nullptr;
-
       private:
         Impl& owner_;
         const std::string destination_;
     };
 
     void receive(Received&& received);
-    void close(Entrance& entrance);
     void publish(const std::string& source, const std::string& subject, const MessageBase& message,
-                 const std::string& whom);
-    void logNotSent(BusConnection::SendResult result, const std::string& whom) const;
+                 const std::string& whom) REQUIRES(sendMutex_);
+    void logNotSent(SendResult result, const std::string& whom) const REQUIRES(sendMutex_);
     const std::string& senderOf(std::string_view reply);
 
     const std::string name_;
@@ -79,19 +78,22 @@ class KRPBusClient::Impl final : public BusListener {
     const std::string ownSubject_;
     Inbox inbox_;
 
-    std::mutex sendMutex_;
-    ByteWriter writer_;
-    std::string lastParticipant_;
-    std::string lastSubject_;
+    Mutex sendMutex_;
+    ByteWriter writer_ GUARDED_BY(sendMutex_);
+    std::string lastParticipant_ GUARDED_BY(sendMutex_);
+    std::string lastSubject_ GUARDED_BY(sendMutex_);
 
-    std::mutex subscriptionsMutex_;
-    std::map<std::string, std::unique_ptr<Entrance>> wanted_;  // by subject
+    Mutex entrancesMutex_;
+    std::map<std::string, std::unique_ptr<Entrance>> entrances_
+        GUARDED_BY(entrancesMutex_);  // by subject
     // Ended ones: messages that came in through them may still wait, or be on their way.
-    std::vector<std::unique_ptr<Entrance>> closed_;
+    std::vector<std::unique_ptr<Entrance>> closed_ GUARDED_BY(entrancesMutex_);
 
     // Of the consumer thread.
     std::string lastReply_;
     std::string lastSender_;
+    std::vector<Received> spent_;
+    std::size_t spentBytes_ = 0;
 
     // Goes first, since it calls the others.
     std::unique_ptr<BusConnection> connection_;

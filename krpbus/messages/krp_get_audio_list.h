@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "krpbus/messages/krp_message.h"
+#include "krpbus/messages/message_ids.h"
 
 class KRPResponseGetAudioList : public KRPMessageResponse {
   public:
-    static constexpr krpMsgID_t kId = 86;
+    static constexpr krpMsgID_t kId = KRP_GET_AUDIO_LIST;
 
     struct audioFile_t {
         std::uint32_t start_time = 0;

@@ -6,10 +6,11 @@
 
 #include "krpbus/messages/bus_id.h"
 #include "krpbus/messages/krp_message.h"
+#include "krpbus/messages/message_ids.h"
 
 class KRPResponseGetBusNames : public KRPMessageResponse {
   public:
-    static constexpr krpMsgID_t kId = 81;
+    static constexpr krpMsgID_t kId = KRP_GET_BUS_NAMES;
 
     struct busName_t {
         busid_t busId = BUSID_UNKNOWN;

@@ -4,10 +4,11 @@
 #include <string>
 
 #include "krpbus/messages/krp_message.h"
+#include "krpbus/messages/message_ids.h"
 
 class KRPResponseGetDeviceComponents : public KRPMessageResponse {
   public:
-    static constexpr krpMsgID_t kId = 117;
+    static constexpr krpMsgID_t kId = KRP_GET_DEVICE_COMPONENTS;
 
     KRPResponseGetDeviceComponents() : KRPMessageResponse(kId) {}
     KRPResponseGetDeviceComponents(unsigned char device, unsigned char type, std::string version,

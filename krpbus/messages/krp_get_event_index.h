@@ -4,10 +4,11 @@
 #include <cstdint>
 
 #include "krpbus/messages/krp_message.h"
+#include "krpbus/messages/message_ids.h"
 
 class KRPResponseGetEventIndex : public KRPMessageResponse {
   public:
-    static constexpr krpMsgID_t kId = 96;
+    static constexpr krpMsgID_t kId = KRP_GET_EVENT_INDEX;
 
     KRPResponseGetEventIndex() : KRPMessageResponse(kId) {}
     KRPResponseGetEventIndex(unsigned char whichIndex, std::int32_t currentIndex);

@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "krpbus/messages/krp_message.h"
+#include "krpbus/messages/message_ids.h"
 
 class KRPResponseGetEventList : public KRPMessageResponse {
   public:
-    static constexpr krpMsgID_t kId = 50;
+    static constexpr krpMsgID_t kId = KRP_GET_EVENT_LIST;
 
     struct event_t {
         std::uint64_t timestamp = 0;  // microseconds since 1970-01-01 00:00:00 UTC

@@ -8,10 +8,11 @@
 
 #include "krpbus/messages/bus_id.h"
 #include "krpbus/messages/krp_message.h"
+#include "krpbus/messages/message_ids.h"
 
 class KRPResponseGetLVSignalConfig : public KRPMessageResponse {
   public:
-    static constexpr krpMsgID_t kId = 137;
+    static constexpr krpMsgID_t kId = KRP_GET_LV_SIGNAL_CONFIG;
 
     // One signal.
     struct signalConfig_t {

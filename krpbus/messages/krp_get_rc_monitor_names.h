@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "krpbus/messages/krp_message.h"
+#include "krpbus/messages/message_ids.h"
 
 class KRPResponseGetRCMonitorNames : public KRPMessageResponse {
   public:
-    static constexpr krpMsgID_t kId = 83;
+    static constexpr krpMsgID_t kId = KRP_GET_RC_MONITOR_NAMES;
 
     struct rcMonitor_t {
         std::uint32_t index = 0;

@@ -1,14 +1,16 @@
 // Request 87: an audio file belongs to a time span and a marker. Its answer is
-// SimpleMessageResponse<87>.
+// SimpleMessageResponse<KRP_SET_AUDIO_FILE>.
 #pragma once
 
 #include <string>
 
+#include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/simple_messages.h"
 
-class KRPRequestSetAudioFile : public Simple2MessageRequest<87, unsigned int, unsigned int> {
+class KRPRequestSetAudioFile
+    : public Simple2MessageRequest<KRP_SET_AUDIO_FILE, unsigned int, unsigned int> {
   public:
-    static constexpr krpMsgID_t kId = 87;
+    static constexpr krpMsgID_t kId = KRP_SET_AUDIO_FILE;
 
     KRPRequestSetAudioFile(unsigned int startTime, unsigned int endTime, std::string file,
                            std::string marker);

@@ -17,6 +17,7 @@
 #include "krpbus/messages/krp_get_rc_monitor_names.h"
 #include "krpbus/messages/krp_set_audio_file.h"
 #include "krpbus/messages/message_base.h"
+#include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/signal_message.h"
 #include "krpbus/messages/simple_messages.h"
@@ -62,35 +63,51 @@ std::unique_ptr<KRPMessageResponse> emptyResponse() {
 }
 
 void addRequests(Registry& registry) {
-    registry.requests[23] = plainRequest<SimpleMessageRequest<23>>;
-    registry.requests[50] = byteRequest<Simple1MessageRequest<50, unsigned char>>;
-    registry.requests[53] = plainRequest<SimpleMessageRequest<53>>;
-    registry.requests[81] = byteRequest<Simple1MessageRequest<81, unsigned char>>;
-    registry.requests[82] = plainRequest<SimpleMessageRequest<82>>;
-    registry.requests[83] = plainRequest<SimpleMessageRequest<83>>;
-    registry.requests[86] = plainRequest<SimpleMessageRequest<86>>;
-    registry.requests[87] = setAudioFileRequest;
-    registry.requests[88] = plainRequest<SimpleMessageRequest<88>>;
-    registry.requests[89] = plainRequest<SimpleMessageRequest<89>>;
-    registry.requests[96] = byteRequest<Simple1MessageRequest<96, unsigned char>>;
-    registry.requests[117] = plainRequest<SimpleMessageRequest<117>>;
-    registry.requests[137] = plainRequest<SimpleMessageRequest<137>>;
+    registry.requests[KRP_GET_LOGGER_STATUS] =
+        plainRequest<SimpleMessageRequest<KRP_GET_LOGGER_STATUS>>;
+    registry.requests[KRP_GET_EVENT_LIST] =
+        byteRequest<Simple1MessageRequest<KRP_GET_EVENT_LIST, unsigned char>>;
+    registry.requests[KRP_GET_TIME_ZONE] = plainRequest<SimpleMessageRequest<KRP_GET_TIME_ZONE>>;
+    registry.requests[KRP_GET_BUS_NAMES] =
+        byteRequest<Simple1MessageRequest<KRP_GET_BUS_NAMES, unsigned char>>;
+    registry.requests[KRP_GET_LOGGER_CONFIG] =
+        plainRequest<SimpleMessageRequest<KRP_GET_LOGGER_CONFIG>>;
+    registry.requests[KRP_GET_RC_MONITOR_NAMES] =
+        plainRequest<SimpleMessageRequest<KRP_GET_RC_MONITOR_NAMES>>;
+    registry.requests[KRP_GET_AUDIO_LIST] = plainRequest<SimpleMessageRequest<KRP_GET_AUDIO_LIST>>;
+    registry.requests[KRP_SET_AUDIO_FILE] = setAudioFileRequest;
+    registry.requests[KRP_GET_KSL_NEIGHBOURS] =
+        plainRequest<SimpleMessageRequest<KRP_GET_KSL_NEIGHBOURS>>;
+    registry.requests[KRP_GET_KSL_TIME_OFFSET] =
+        plainRequest<SimpleMessageRequest<KRP_GET_KSL_TIME_OFFSET>>;
+    registry.requests[KRP_GET_EVENT_INDEX] =
+        byteRequest<Simple1MessageRequest<KRP_GET_EVENT_INDEX, unsigned char>>;
+    registry.requests[KRP_GET_DEVICE_COMPONENTS] =
+        plainRequest<SimpleMessageRequest<KRP_GET_DEVICE_COMPONENTS>>;
+    registry.requests[KRP_GET_LV_SIGNAL_CONFIG] =
+        plainRequest<SimpleMessageRequest<KRP_GET_LV_SIGNAL_CONFIG>>;
 }
 
 void addResponses(Registry& registry) {
-    registry.responses[23] = emptyResponse<Simple1MessageResponse<23, unsigned char>>;
-    registry.responses[50] = emptyResponse<KRPResponseGetEventList>;
-    registry.responses[53] = emptyResponse<StringMessageResponse<53, 1>>;
-    registry.responses[81] = emptyResponse<KRPResponseGetBusNames>;
-    registry.responses[82] = emptyResponse<String2MessageResponse<82>>;
-    registry.responses[83] = emptyResponse<KRPResponseGetRCMonitorNames>;
-    registry.responses[86] = emptyResponse<KRPResponseGetAudioList>;
-    registry.responses[87] = emptyResponse<SimpleMessageResponse<87>>;
-    registry.responses[88] = emptyResponse<StringVectorMessageResponse<88>>;
-    registry.responses[89] = emptyResponse<Simple1MessageResponse<89, long long>>;
-    registry.responses[96] = emptyResponse<KRPResponseGetEventIndex>;
-    registry.responses[117] = emptyResponse<KRPResponseGetDeviceComponents>;
-    registry.responses[137] = emptyResponse<KRPResponseGetLVSignalConfig>;
+    registry.responses[KRP_GET_LOGGER_STATUS] =
+        emptyResponse<Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>>;
+    registry.responses[KRP_GET_EVENT_LIST] = emptyResponse<KRPResponseGetEventList>;
+    registry.responses[KRP_GET_TIME_ZONE] =
+        emptyResponse<StringMessageResponse<KRP_GET_TIME_ZONE, 1>>;
+    registry.responses[KRP_GET_BUS_NAMES] = emptyResponse<KRPResponseGetBusNames>;
+    registry.responses[KRP_GET_LOGGER_CONFIG] =
+        emptyResponse<String2MessageResponse<KRP_GET_LOGGER_CONFIG>>;
+    registry.responses[KRP_GET_RC_MONITOR_NAMES] = emptyResponse<KRPResponseGetRCMonitorNames>;
+    registry.responses[KRP_GET_AUDIO_LIST] = emptyResponse<KRPResponseGetAudioList>;
+    registry.responses[KRP_SET_AUDIO_FILE] =
+        emptyResponse<SimpleMessageResponse<KRP_SET_AUDIO_FILE>>;
+    registry.responses[KRP_GET_KSL_NEIGHBOURS] =
+        emptyResponse<StringVectorMessageResponse<KRP_GET_KSL_NEIGHBOURS>>;
+    registry.responses[KRP_GET_KSL_TIME_OFFSET] =
+        emptyResponse<Simple1MessageResponse<KRP_GET_KSL_TIME_OFFSET, long long>>;
+    registry.responses[KRP_GET_EVENT_INDEX] = emptyResponse<KRPResponseGetEventIndex>;
+    registry.responses[KRP_GET_DEVICE_COMPONENTS] = emptyResponse<KRPResponseGetDeviceComponents>;
+    registry.responses[KRP_GET_LV_SIGNAL_CONFIG] = emptyResponse<KRPResponseGetLVSignalConfig>;
 }
 
 Registry& registry() {

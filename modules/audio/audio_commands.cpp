@@ -6,24 +6,16 @@
 #include "base/log.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
-#include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/krp_set_audio_file.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
-#include "modules/audio/audio_module.h"
-#include "modules/audio/set_audio_file_response.h"
+#include "modules/audio/audio_responses.h"
+#include "modules/audio/php_version.h"
 #include "modules/audio/upload_info.h"
-#include "setup/lv_setup.h"
-
-std::atomic<int> php_version{0};
+#include "network/bus_requests.h"
 
 namespace {
-
-void sendToHandheldServer(std::unique_ptr<MessageBase> message) {
-    KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr;
-    if (client != nullptr) {
-        client->sendTo(client->getName(), "HandheldServer", std::move(message));
-    }
-}
 
 // Makes the announcement the pending one; where another is pending, tells the browser so.
 void announce(const std::shared_ptr<UploadInfoAudio>& info) {
@@ -32,15 +24,15 @@ void announce(const std::shared_ptr<UploadInfoAudio>& info) {
         if (const auto pending = uploadfileInfo.get()) {
             const std::string text = "other data upload in progress: " + pending->toString();
             LogUtil::log(LogLevel::Error, "uploadAudioFile", text);
-            const WaResponseSetAudioFile answer(info.get(), KR_STATE_ERROR,
-                                                KR_ERROR_OTHER_DATA_UPLOAD, text);
+            sendResponse<WaResponseSetAudioFile>(info.get(), KR_STATE_ERROR,
+                                                 KR_ERROR_OTHER_DATA_UPLOAD, text);
             return;
         }
     }
     LogUtil::log(LogLevel::Debug, "uploadAudioFile", "create audioFileInfo");
     LogUtil::log(LogLevel::Debug, "uploadAudioFile", "uploadfileInfo: " + info->toString());
-    const WaResponseSetAudioFile answer(info.get(), KR_STATE_WAITING_FOR_DATA, KR_ERROR_UNSPECIFIED,
-                                        "");
+    sendResponse<WaResponseSetAudioFile>(info.get(), KR_STATE_WAITING_FOR_DATA,
+                                         KR_ERROR_UNSPECIFIED, "");
 }
 
 }  // namespace
@@ -75,7 +67,7 @@ void cancelDataUpload() {
 
 void getAudioList() {
     LogUtil::log(LogLevel::Debug, "getAudioList", "GetAudioList");
-    sendToHandheldServer(std::make_unique<SimpleMessageRequest<86>>("NotSet"));
+    sendToOwnLogger(SimpleMessageRequest<KRP_GET_AUDIO_LIST>("NotSet"), kHandheldServer);
 }
 
 void setAudioFile(const Document& doc) {
@@ -92,21 +84,5 @@ void setAudioFile(const Document& doc) {
     // Without a marker the parser has answered, and the request goes out all the same, intended.
     std::string marker;
     parseString("marker_id", marker, &doc, false);
-    sendToHandheldServer(
-        std::make_unique<KRPRequestSetAudioFile>(startTime, endTime, file, marker));
-}
-
-int wa_handle_message_audio(const std::string& cmd, const Document& doc) {
-    if (cmd == "get_audio_list") {
-        getAudioList();
-    } else if (cmd == "upload_audio_file") {
-        uploadAudioFile(doc);
-    } else if (cmd == "cancel_data_upload") {
-        cancelDataUpload();
-    } else if (cmd == "set_audio_file") {
-        setAudioFile(doc);
-    } else {
-        return 0;
-    }
-    return 1;
+    sendToOwnLogger(KRPRequestSetAudioFile(startTime, endTime, file, marker), kHandheldServer);
 }

@@ -2,14 +2,7 @@
 // for getAudioList; without a bus nothing is sent.
 #pragma once
 
-#include <atomic>
-
 #include "json/document.h"
-
-// Which command the next answer to bus request 87 belongs to: 0 "upload_audio_file", 1
-// "set_audio_file". The last command that was sent decides, also one that was refused, intended.
-// Written by the connection thread, read by the bus thread.
-extern std::atomic<int> php_version;
 
 // Announces a file whose content comes with the next binary frame. One announcement may be pending;
 // a second one is refused and the first stays.

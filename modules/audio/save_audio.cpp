@@ -7,24 +7,20 @@
 #include "base/log.h"
 #include "base/whole_file.h"
 #include "json/simple_response.h"
-#include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/krp_set_audio_file.h"
-#include "modules/audio/set_audio_file_response.h"
+#include "krpbus/messages/participants.h"
+#include "modules/audio/audio_responses.h"
 #include "modules/audio/upload_info.h"
-#include "setup/lv_setup.h"
+#include "network/bus_requests.h"
 
 namespace {
 
 constexpr const char* kUploadDirectory = "/tmp/";
 
 void tellService(const UploadInfoAudio& info, const std::string& path) {
-    KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr;
-    if (client == nullptr) {
-        return;
-    }
-    const KRPRequestSetAudioFile request(info.getStartTime(), info.getEndTime(), path,
-                                         info.getMarkerId());
-    client->sendTo(client->getName(), "HandheldServer", request.clone());
+    sendToOwnLogger(
+        KRPRequestSetAudioFile(info.getStartTime(), info.getEndTime(), path, info.getMarkerId()),
+        kHandheldServer);
 }
 
 }  // namespace
@@ -39,15 +35,15 @@ void save_audio(const unsigned char* data, unsigned int size, const UploadInfoAu
     }
     LogUtil::log(LogLevel::Debug, "save_audio", "audioFileInfo exists");
     if (info->isReceiving()) {
-        const WaResponseSetAudioFile answer(info, KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD,
-                                            "already data receiving.");
+        sendResponse<WaResponseSetAudioFile>(info, KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD,
+                                             "already data receiving.");
         return;
     }
     const std::string path = kUploadDirectory + info->getStoredName();
     LogUtil::log(LogLevel::Debug, "save_audio", "filename: " + path);
-    // The directory is open to everybody: a link that somebody has laid there is not followed.
+    // The directory is open to everybody: what somebody else has laid there is left alone.
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-    if (!writeWholeFile(path, bytes, SymbolicLinks::Refuse)) {
+    if (!writeWholeFile(path, bytes, ExistingFile::OwnAlone)) {
         createAndSendJSON_simple("upload_audio_file", KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD,
                                  "Unable to open file " + path);
         return;

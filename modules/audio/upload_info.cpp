@@ -44,17 +44,17 @@ std::ostream& operator<<(std::ostream& out, const UploadInfo& info) {
 }
 
 std::shared_ptr<UploadInfo> PendingUpload::get() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     return info_;
 }
 
 std::shared_ptr<UploadInfo> PendingUpload::take() {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     return std::exchange(info_, nullptr);
 }
 
 bool PendingUpload::announce(const std::shared_ptr<UploadInfo>& info) {
-    const std::lock_guard lock(mutex_);
+    const MutexLocker lock(mutex_);
     if (info_ != nullptr) {
         return false;
     }

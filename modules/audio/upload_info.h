@@ -3,8 +3,9 @@
 
 #include <iosfwd>
 #include <memory>
-#include <mutex>
 #include <string>
+
+#include "base/mutex.h"
 
 // What the browser has said about the file.
 class UploadInfo {
@@ -69,8 +70,8 @@ class PendingUpload {
     bool announce(const std::shared_ptr<UploadInfo>& info);
 
   private:
-    mutable std::mutex mutex_;
-    std::shared_ptr<UploadInfo> info_;
+    mutable Mutex mutex_;
+    std::shared_ptr<UploadInfo> info_ GUARDED_BY(mutex_);
 };
 
 // The one pending upload of the process. Never destroyed, since threads may still run at exit.

@@ -1,20 +1,16 @@
 #include "modules/busload/bus_names_responses.h"
 
-#include <cstdint>
-
 #include "base/log.h"
-#include "base/microsleep.h"
 #include "krpbus/messages/krp_get_bus_names.h"
 #include "krpbus/messages/signal_message.h"
-#include "modules/busload/bus_catalogue.h"
 #include "modules/busload/bus_vocabulary.h"
+#include "modules/busload/busload_catalogue.h"
 #include "modules/busload/busload_commands.h"
 #include "modules/busload/busload_values.h"
 #include "network/ksl_info.h"
+#include "network/waiting.h"
 
 namespace {
-
-constexpr std::uint32_t kBusyPause = 100000;  // microseconds
 
 Value busEntry(const KRPResponseGetBusNames::busName_t& bus, Document::AllocatorType& allocator) {
     Value entry(rapidjson::kObjectType);
@@ -46,10 +42,10 @@ WaResponseGetBusNames::WaResponseGetBusNames(const KRPResponseGetBusNames* answe
     }
     if (answer->getStatus() == KRPMessageResponse::KRPSTATUS_OK) {
         busInfo->addBusnamesMessage(answer, source);
-        const WaResponseGetBusNames merged;
+        sendResponse<WaResponseGetBusNames>();
     } else if (answer->isBusy()) {
         // Without a limit, intended: a logger that starts up is busy for as long as that takes.
-        microsleep(kBusyPause, false);
+        waitBeforeAskingAgain();
         getBusNames(source);
     } else {
         addFailure(*answer, source);

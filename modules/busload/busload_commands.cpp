@@ -1,33 +1,30 @@
 #include "modules/busload/busload_commands.h"
 
 #include <cstddef>
-#include <cstdint>
 
 #include "base/log.h"
-#include "base/microsleep.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
-#include "modules/busload/bus_catalogue.h"
-#include "modules/busload/busload_module.h"
+#include "modules/busload/busload_catalogue.h"
 #include "modules/busload/busload_values.h"
 #include "network/bus_requests.h"
 #include "network/ksl_info.h"
+#include "network/waiting.h"
 
 namespace {
 
-constexpr const char* kTarget = "HandheldServer";
-constexpr std::uint32_t kPollPause = 100000;  // microseconds
-
-using BusNamesRequest = Simple1MessageRequest<81, unsigned char>;
+using BusNamesRequest = Simple1MessageRequest<KRP_GET_BUS_NAMES, unsigned char>;
 
 bool everyLoggerHasAnswered() {
     return static_cast<std::size_t>(busInfo->getBusnamesMapSize()) > countNeighbours();
 }
 
 void broadcastState(const char* text) {
-    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kTarget);
+    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kHandheldServer);
 }
 
 }  // namespace
@@ -36,14 +33,11 @@ void broadcastState(const char* text) {
 // what buses a logger records does not change within a session, unlike its signals.
 void getBusNames(unsigned char activeOnly, int waitCount) {
     checkKSLNetwork(waitCount);
-    if (busInfo->beginCollection()) {
-        sendKslBroadcast(BusNamesRequest(activeOnly, "NotSet"), kTarget);
+    if (busInfo->beginCollection(busConnection())) {
+        sendKslBroadcast(BusNamesRequest(activeOnly, "NotSet"), kHandheldServer);
         return;
     }
-    while (waitCount > 0 && busInfo->state == BUS_NAMES_REQUESTED) {
-        microsleep(kPollPause, false);
-        --waitCount;
-    }
+    waitInSteps(waitCount, [] { return busInfo->state != KSL_MSG_STATE_UPDATE; });
 }
 
 void getBusNames(const Document& doc, int waitCount) {
@@ -57,7 +51,7 @@ void getBusNames(const Document& doc, int waitCount) {
 }
 
 void getBusNames(const std::string& logger) {
-    sendMessage(BusNamesRequest(busnamesActiveOnly, "NotSet"), kTarget, logger);
+    sendMessage(BusNamesRequest(busnamesActiveOnly, "NotSet"), kHandheldServer, logger);
 }
 
 void busload_start() {
@@ -69,9 +63,11 @@ void busload_start() {
         return;
     }
     // Answers that come from now on show their buses by themselves. Those that came before were
-    // only listed: without their initial values their figures would be dropped.
+    // only listed: their initial values follow the reply. But the loggers report as soon as they
+    // are told to, and a figure counts only where its bus is known.
     const bool namesCameBefore = !alreadyRunning && busInfo->getBusnamesMapSize() > 0;
-    getBusNames(static_cast<unsigned char>(1), 20);
+    getBusNames(static_cast<unsigned char>(1), kCommandWaitSteps);
+    addCatalogueBuses();
     broadcastState("75-LVStartBusload");
     createAndSendJSON_simple("busload_start", KR_STATE_OK, KR_ERROR_TODO, "");
     if (namesCameBefore) {
@@ -87,17 +83,4 @@ void busload_stop() {
     busloadSetUnknown();
     busInfo->running = false;
     createAndSendJSON_simple("busload_stop", KR_STATE_OK, KR_ERROR_TODO, "");
-}
-
-int wa_handle_message_busload(const std::string& cmd, const Document& doc) {
-    if (cmd == "busload_start") {
-        busload_start();
-    } else if (cmd == "busload_stop") {
-        busload_stop();
-    } else if (cmd == "get_bus_names") {
-        getBusNames(doc, 20);
-    } else {
-        return 0;
-    }
-    return 1;
 }

@@ -1,8 +1,18 @@
 #include "modules/busload/busload_module.h"
 
 #include "base/log.h"
+#include "krpbus/messages/busload_message.h"
+#include "krpbus/messages/gps_trace_message.h"
 #include "krpbus/messages/krp_get_bus_names.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/message_kind.h"
 #include "krpbus/messages/router_message.h"
+#include "modules/busload/bus_names_responses.h"
+#include "modules/busload/busload_catalogue.h"
+#include "modules/busload/busload_commands.h"
+#include "modules/busload/busload_values.h"
+#include "network/bus_requests.h"
+#include "network/waiting.h"
 
 int busload_module_setup(ThreadKrpbusData*) {
     LogUtil::log(LogLevel::Info, "busload_module_setup", "setup busload module");
@@ -15,25 +25,38 @@ int busload_module_destroy() {
     return 0;
 }
 
+int wa_handle_message_busload(const std::string& cmd, const Document& doc) {
+    if (cmd == "busload_start") {
+        busload_start();
+    } else if (cmd == "busload_stop") {
+        busload_stop();
+    } else if (cmd == "get_bus_names") {
+        getBusNames(doc, kCommandWaitSteps);
+    } else {
+        return 0;
+    }
+    return 1;
+}
+
 int handleBusloadMessages(const MessageBase* message, const std::string& source) {
-    if (const auto* router = dynamic_cast<const RouterMessage*>(message)) {
-        message = router->getMessage();
+    if (kindOf(message) == RouterMessage::kMessageID) {
+        message = as<RouterMessage>(message)->getMessage();
     }
-    if (const auto* names = dynamic_cast<const KRPResponseGetBusNames*>(message)) {
-        const WaResponseGetBusNames answer(names, source);
-        return 1;
+    switch (kindOf(message)) {
+        case answerTo(KRP_GET_BUS_NAMES):
+            sendResponse<WaResponseGetBusNames>(as<KRPResponseGetBusNames>(message), source);
+            return 1;
+        case BusLoadExtMessage::kMessageID:
+            updateBusValue(as<BusLoadExtMessage>(message), source);
+            return 1;
+        case GPSTraceMessage::kMessageID:
+            updateBusValueGps(as<GPSTraceMessage>(message), source);
+            return 1;
+        default:
+            return 0;
     }
-    if (const auto* figure = dynamic_cast<const BusLoadExtMessage*>(message)) {
-        updateBusValue(figure, source);
-        return 1;
-    }
-    if (const auto* gps = dynamic_cast<const GPSTraceMessage*>(message)) {
-        updateBusValueGps(gps, source);
-        return 1;
-    }
-    return 0;
 }
 
 void busloadBusReconnected() {
-    busInfo->abandonCollection();
+    busInfo->abandonCollection(busConnection());
 }

@@ -4,11 +4,6 @@
 #include <string>
 
 #include "json/document.h"
-#include "modules/busload/bus_catalogue.h"        // IWYU pragma: export
-#include "modules/busload/bus_names_responses.h"  // IWYU pragma: export
-#include "modules/busload/busload_commands.h"     // IWYU pragma: export
-#include "modules/busload/busload_responses.h"    // IWYU pragma: export
-#include "modules/busload/busload_values.h"       // IWYU pragma: export
 
 class MessageBase;
 class ThreadKrpbusData;

@@ -1,6 +1,6 @@
 #include "modules/busload/busload_responses.h"
 
-#include <string_view>
+#include <optional>
 
 #include "base/log.h"
 #include "json/websocket_send.h"
@@ -10,11 +10,12 @@
 
 namespace {
 
-// The name that a logger has given itself; empty when it is not known.
-std::string displayName(const std::string& logger) {
+// The name that a logger has given itself, which may be empty; nothing when the logger is not
+// known.
+std::optional<std::string> displayName(const std::string& logger) {
     std::string name;
-    if (kslInfo != nullptr) {
-        kslInfo->getLoggerName(logger, name);
+    if (kslInfo == nullptr || !kslInfo->getLoggerName(logger, name)) {
+        return std::nullopt;
     }
     return name;
 }
@@ -60,17 +61,15 @@ Value mostFigures(const BusLoadExtMessage::most_t& most, Document::AllocatorType
 // application shows a name where there is one.
 WaResponseBusload::WaResponseBusload(const BusKey& key, const BusloadData& data) {
     thread_local BusloadText text;
-    std::string name;
+    std::optional<std::string> name;
     if (data.kslOffset != 0 || isMostBus(data.busId)) {
         const std::string& logger = std::get<std::string>(key);
         name = displayName(logger);
-        if (name.empty()) {
+        if (!name) {
             LogUtil::log(LogLevel::Error, "WaResponseBusload", "no logger_name=" + logger);
         }
     }
-    const std::string_view message = text.write(data, name);
-    sendWebsocketMessage(reinterpret_cast<const unsigned char*>(message.data()),
-                         static_cast<unsigned int>(message.size()));
+    sendMessageText(text.write(data, name));
 }
 
 WaResponseBusloadGps::WaResponseBusloadGps(const GpsData* data) {
@@ -92,11 +91,10 @@ WaResponseBusloadMost::WaResponseBusloadMost(const BusLoadExtMessage* message,
     auto& allocator = document.GetAllocator();
     document.AddMember("response", "busload_data", allocator);
     document.AddMember("timestamp", message->timestamp, allocator);
-    const std::string name = displayName(source);
-    if (name.empty()) {
-        LogUtil::log(LogLevel::Error, "WaResponseBusloadMost", "incomplete logger info");
+    if (const std::optional<std::string> name = displayName(source)) {
+        addText("logger_name", *name);
     } else {
-        addText("logger_name", name);
+        LogUtil::log(LogLevel::Error, "WaResponseBusloadMost", "incomplete logger info");
     }
     document.AddMember("data",
                        mostFigures(message->most.value_or(BusLoadExtMessage::most_t()), allocator),

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "json/wa_response_message.h"
-#include "modules/busload/busload_values.h"
+#include "modules/busload/busload_data.h"
 
 // "busload_data" of a bus. The module mutex is held.
 class WaResponseBusload : public WaResponseKRPMessage {

@@ -14,18 +14,20 @@ constexpr std::size_t kKeptRoom = std::size_t{64} << 10U;
 
 }  // namespace
 
-std::string_view BusloadText::write(const BusloadData& data, std::string_view loggerName) {
+std::string_view BusloadText::write(const BusloadData& data,
+                                    const std::optional<std::string>& loggerName) {
     const std::size_t room =
-        kFixedRoom + JsonPen::kRoomPerByte * (data.name.size() + loggerName.size());
+        kFixedRoom +
+        JsonPen::kRoomPerByte * (data.name.size() + (loggerName ? loggerName->size() : 0));
     if (room > buffer_.size() || (buffer_.size() > kKeptRoom && room <= kKeptRoom)) {
         buffer_ = std::vector<char>(room);
     }
     JsonPen pen(buffer_.data());
     pen.raw("{\n    \"response\": \"busload_data\",\n    \"timestamp\": ");
     pen.number(data.timestamp);
-    if (!loggerName.empty()) {
+    if (loggerName) {
         pen.raw(",\n    \"logger_name\": ");
-        pen.string(loggerName);
+        pen.string(*loggerName);
     }
     pen.raw(",\n    \"data\": {\n        \"bus_id\": \"");
     pen.raw(busIdText(data.busId));

@@ -5,8 +5,8 @@
 #include <tuple>
 
 #include "base/mutex.h"
-#include "modules/busload/bus_catalogue.h"
 #include "modules/busload/bus_vocabulary.h"
+#include "modules/busload/busload_catalogue.h"
 #include "modules/busload/busload_responses.h"
 
 namespace {
@@ -31,8 +31,8 @@ using BusMap = std::map<BusKey, BusloadData, BusKeyLess>;
 // The buses grow with every catalogue and are never forgotten while the process lives.
 struct Values {
     Mutex mutex;
-    BusMap buses;
-    std::map<std::string, GpsData> gps;
+    BusMap buses GUARDED_BY(mutex);
+    std::map<std::string, GpsData> gps GUARDED_BY(mutex);
 };
 
 // Never destroyed: the bus thread may still use it while the process ends.
@@ -58,37 +58,39 @@ GpsData unknownGps(const Bus& bus) {
     return data;
 }
 
-// A bus that is known already is shown as it stands; only the loggers' marker, which a stop leaves
-// alone, becomes "unknown" here.
-void showInitially(BusMap& buses, const std::string& logger, const Bus& bus) {
-    const BusKey key(logger, bus.busId, bus.channel);
-    const auto [entry, isNew] = buses.try_emplace(key);
-    BusloadData& data = entry->second;
-    if (isNew) {
-        data = unknownBus(bus);
-    } else if (data.value == BusLoadExtMessage::kMarker) {
-        data.value = BusLoadExtMessage::kUnknown;
-    }
-    const WaResponseBusload shown(key, data);
-}
-
-// A logger has a GPS receiver when its catalogue lists one.
-void addGpsReceivers(std::map<std::string, GpsData>& gps, const std::string& logger,
-                     const KRPResponseGetBusNames& answer) {
-    for (const Bus& bus : answer.busNames) {
-        if (bus.busId == BUSID_GPS) {
-            gps.try_emplace(logger, unknownGps(bus));
+// A bus that is known already stays as it stands. A logger has a GPS receiver when its catalogue
+// lists one.
+void addBuses(Values& all, const BusInfo::BusnamesMap& catalogue) REQUIRES(all.mutex) {
+    for (const auto& [logger, answer] : catalogue) {
+        for (const Bus& bus : answer->busNames) {
+            all.buses.try_emplace(BusKey(logger, bus.busId, bus.channel), unknownBus(bus));
+            if (bus.busId == BUSID_GPS) {
+                all.gps.try_emplace(logger, unknownGps(bus));
+            }
         }
     }
 }
 
+// The bus as it stands; only the loggers' marker, which a stop leaves alone, becomes "unknown"
+// here.
+void showInitially(BusMap& buses, const std::string& logger, const Bus& bus) {
+    const auto entry = buses.find(BusKey(logger, bus.busId, bus.channel));
+    BusloadData& data = entry->second;
+    if (data.value == BusLoadExtMessage::kMarker) {
+        data.value = BusLoadExtMessage::kUnknown;
+    }
+    sendResponse<WaResponseBusload>(entry->first, data);
+}
+
 }  // namespace
 
+// Figures are not held back while the module is stopped, on purpose: one that was on its way when
+// the browser stopped may follow the stop's answer.
 void updateBusValue(const BusLoadExtMessage* message, const std::string& source) {
     Values& all = values();
     const MutexLocker lock(all.mutex);
     if (isMostBus(message->busId)) {
-        const WaResponseBusloadMost shown(message, source);
+        sendResponse<WaResponseBusloadMost>(message, source);
         return;
     }
     const auto entry =
@@ -100,11 +102,12 @@ void updateBusValue(const BusLoadExtMessage* message, const std::string& source)
     data.value = message->value;
     data.timestamp = message->timestamp;
     data.unit = message->unit;
-    const WaResponseBusload shown(entry->first, data);
+    sendResponse<WaResponseBusload>(entry->first, data);
 }
 
-// Only another status counts. A stop makes the value unknown but keeps the status, so that after a
-// new start the value stays unknown until the status changes; intended.
+// Only another status counts, also after a stop and a new start: a stop makes the value unknown but
+// keeps the status, and the value then stays unknown until the status changes. Kept on purpose: the
+// browser is told of changes, and there was none.
 void updateBusValueGps(const GPSTraceMessage* message, const std::string& source) {
     Values& all = values();
     const MutexLocker lock(all.mutex);
@@ -117,29 +120,36 @@ void updateBusValueGps(const GPSTraceMessage* message, const std::string& source
     data.value = data.gprmcStatus == "A" ? GpsData::kFix : BusLoadExtMessage::kUnknown;
     data.timestamp = message->timestamp;
     data.changed = true;
-    const WaResponseBusloadGps shown(&data);
+    sendResponse<WaResponseBusloadGps>(&data);
 }
 
 void sendBusValues() {
     Values& all = values();
     const MutexLocker lock(all.mutex);
     for (const auto& [key, data] : all.buses) {
-        const WaResponseBusload shown(key, data);
+        sendResponse<WaResponseBusload>(key, data);
     }
+}
+
+void addCatalogueBuses() {
+    const BusInfo::BusnamesMap catalogue = busInfo->getBusnamesMap();
+    Values& all = values();
+    const MutexLocker lock(all.mutex);
+    addBuses(all, catalogue);
 }
 
 void sendInitialValues() {
     const BusInfo::BusnamesMap catalogue = busInfo->getBusnamesMap();
     Values& all = values();
     const MutexLocker lock(all.mutex);
+    addBuses(all, catalogue);
     for (const auto& [logger, answer] : catalogue) {
         for (const Bus& bus : answer->busNames) {
             showInitially(all.buses, logger, bus);
         }
-        addGpsReceivers(all.gps, logger, *answer);
     }
     for (const auto& [logger, data] : all.gps) {
-        const WaResponseBusloadGps shown(&data);
+        sendResponse<WaResponseBusloadGps>(&data);
     }
 }
 
@@ -151,7 +161,7 @@ void busloadSetUnknown() {
     for (auto& [key, data] : all.buses) {
         if (data.value != BusLoadExtMessage::kMarker) {
             data.value = BusLoadExtMessage::kUnknown;
-            const WaResponseBusload shown(key, data);
+            sendResponse<WaResponseBusload>(key, data);
         }
     }
     for (auto& [logger, data] : all.gps) {

@@ -5,13 +5,17 @@
 
 #include "base/log.h"
 #include "base/whole_file.h"
+#include "json/request_command.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
-#include "modules/config/config_module.h"
 #include "modules/config/config_responses.h"
 #include "modules/config/config_storage.h"
 
 namespace {
+
+// How often a text is in memory before it has been sent: as it was read, in the log's line, in the
+// answer, in the answer's text while that grows and when it is done. Some of it is escaped there.
+constexpr unsigned kCopies = 8;
 
 void refuse(const char* function, const Document& doc, const std::string& reason) {
     LogUtil::log(LogLevel::Error, function, reason);
@@ -50,18 +54,18 @@ void save_configuration(const Document& doc) {
         return;
     }
     const std::string path = configurationPath(name);
-    if (!writeWholeFile(path, config, SymbolicLinks::Follow)) {
+    if (!writeWholeFile(path, config, ExistingFile::Any)) {
         // "unspecified" here and "illegal_config" for everything else, intended: the web
         // application tells the two apart.
         LogUtil::log(LogLevel::Error, "save_configuration", "Unable to open file " + path);
-        const WaResponseSaveConfig answer(name, KR_STATE_ERROR, KR_ERROR_UNSPECIFIED);
+        sendResponse<WaResponseSaveConfig>(name, KR_STATE_ERROR, KR_ERROR_UNSPECIFIED);
         return;
     }
-    const WaResponseSaveConfig answer(name, KR_STATE_OK, KR_ERROR_UNSPECIFIED);
+    sendResponse<WaResponseSaveConfig>(name, KR_STATE_OK, KR_ERROR_UNSPECIFIED);
 }
 
 void get_configurations() {
-    const WaResponseGetConfigurations answer;
+    sendResponse<WaResponseGetConfigurations>();
 }
 
 void load_configuration(const Document& doc) {
@@ -69,16 +73,16 @@ void load_configuration(const Document& doc) {
     if (!readName("load_configuration", doc, name)) {
         return;
     }
-    const auto text = readWholeFile(configurationPath(name));
+    const auto text = readWholeFile(configurationPath(name), kCopies);
     if (!text) {
         LogUtil::log(LogLevel::Debug, "load_configuration", "Unable to open file");
-        const WaResponseLoadConfig answer(name, nullptr, KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
+        sendResponse<WaResponseLoadConfig>(name, nullptr, KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
         return;
     }
     LogUtil::log(LogLevel::Debug, "load_configuration", "length: " + std::to_string(text->size()));
     // As it is answered: up to a first zero character.
     LogUtil::log(LogLevel::Debug, "load_configuration", std::string("config: ") + text->c_str());
-    const WaResponseLoadConfig answer(name, text->c_str(), KR_STATE_OK, KR_ERROR_UNSPECIFIED);
+    sendResponse<WaResponseLoadConfig>(name, text->c_str(), KR_STATE_OK, KR_ERROR_UNSPECIFIED);
 }
 
 void delete_configuration(const Document& doc) {
@@ -93,24 +97,9 @@ void delete_configuration(const Document& doc) {
     }
     if (std::remove(configurationPath(name).c_str()) == 0) {
         LogUtil::log(LogLevel::Debug, "delete_configuration", "File successfully deleted");
-        const WaResponseDeleteConfig answer(KR_STATE_OK, KR_ERROR_UNSPECIFIED);
+        sendResponse<WaResponseDeleteConfig>(KR_STATE_OK, KR_ERROR_UNSPECIFIED);
     } else {
         LogUtil::log(LogLevel::Debug, "delete_configuration", "Unable to delete file");
-        const WaResponseDeleteConfig answer(KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
+        sendResponse<WaResponseDeleteConfig>(KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
     }
-}
-
-int wa_handle_message_config(const std::string& cmd, const Document& doc) {
-    if (cmd == "save_config") {
-        save_configuration(doc);
-    } else if (cmd == "get_configs") {
-        get_configurations();
-    } else if (cmd == "load_config") {
-        load_configuration(doc);
-    } else if (cmd == "delete_config") {
-        delete_configuration(doc);
-    } else {
-        return 0;
-    }
-    return 1;
 }

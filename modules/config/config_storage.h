@@ -16,5 +16,5 @@ extern std::string& configurationDirectory;
 std::string configurationPath(std::string_view name);
 
 // The names of all entries of the directory, "." and ".." among them, in the order in which the
-// system returns them. Nothing when it cannot be opened; errno then tells why.
+// system returns them. Nothing when it cannot be opened or read to its end; errno then tells why.
 std::optional<std::vector<std::string>> listConfigurations();

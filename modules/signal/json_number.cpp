@@ -1,9 +1,12 @@
 #include "modules/signal/json_number.h"
 
+#include <rapidjson/reader.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <system_error>
 
 namespace {
@@ -78,6 +81,16 @@ bool isTooLarge(const NumberParts& parts) {
     return exponent > -magnitude;
 }
 
+// Readers differ about exponents and very long integers: some refuse the whole message over a zero
+// with an exponent above 308. What our own library takes the others take, too.
+bool isTakenByLibrary(std::string_view number) {
+    const std::string text(number);
+    rapidjson::StringStream stream(text.c_str());
+    rapidjson::BaseReaderHandler<> anything;
+    rapidjson::Reader reader;
+    return !reader.Parse(stream, anything).IsError();
+}
+
 }  // namespace
 
 bool isFiniteJsonNumber(std::string_view text) {
@@ -91,5 +104,5 @@ bool isFiniteJsonNumber(std::string_view text) {
     }
     double value = 0.0;
     const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-    return result.ec == std::errc() || !isTooLarge(parts);
+    return (result.ec == std::errc() || !isTooLarge(parts)) && isTakenByLibrary(text);
 }

@@ -1,5 +1,9 @@
 #include "modules/signal/signal_catalogue.h"
 
+#include <algorithm>
+
+#include "base/utf8.h"
+
 SignalInfo* signalInfo = new SignalInfo;
 
 namespace {
@@ -39,6 +43,7 @@ SignalData& SignalInfo::findOrInsert(const SignalKey& key) {
 }
 
 void SignalInfo::clear() {
+    invalidated_.clear();
     index_.clear();
     signals_.clear();
 }
@@ -46,6 +51,24 @@ void SignalInfo::clear() {
 bool SignalInfo::checkSignal(const SignalKey& key) const {
     const MutexLocker lock(mutex_);
     return find(key) != nullptr;
+}
+
+SignalKey SignalInfo::findShown(const SignalKey& key) const {
+    const auto isReplaced = [](const std::string& text) {
+        return text.find(kReplacementCharacter) != std::string::npos;
+    };
+    if (!isReplaced(key.first) && !isReplaced(key.second)) {
+        return key;
+    }
+    const MutexLocker lock(mutex_);
+    if (find(key) != nullptr) {
+        return key;
+    }
+    const auto shown = std::find_if(signals_.begin(), signals_.end(), [&key](const auto& entry) {
+        return replaceIllFormedUtf8(entry.first.first) == key.first &&
+               replaceIllFormedUtf8(entry.first.second) == key.second;
+    });
+    return shown == signals_.end() ? key : shown->first;
 }
 
 SignalData SignalInfo::getSignalData(const SignalKey& key) const {
@@ -96,26 +119,36 @@ void SignalInfo::clearSignalData() {
     clear();
 }
 
-bool SignalInfo::beginCycle() {
-    // Two threads may want to begin one; the loser leaves the winner's cycle alone. The signals
-    // become invalid first, under the lock that an answer needs, so that none that has just been
-    // answered is invalidated.
+// Two threads may want to begin one; the loser leaves the winner's cycle alone. The lock is the one
+// that an answer needs, so that no signal that has just been answered is invalidated.
+bool SignalInfo::beginCycle(std::uint32_t connection) {
     const MutexLocker lock(mutex_);
-    std::uint32_t state = configState.load();
-    do {
-        if (state == SIGNAL_CONFIG_REQUESTED) {
-            return false;
-        }
-    } while (!configState.compare_exchange_weak(state, SIGNAL_CONFIG_REQUESTED));
-    for (auto& [key, signal] : signals_) {
-        signal.valid = false;
+    if (configState.isUnderWay(connection)) {
+        return false;
     }
-    return true;
+    giveUpCycle();
+    invalidated_.reserve(signals_.size());
+    for (auto& [key, signal] : signals_) {
+        if (signal.valid) {
+            signal.valid = false;
+            invalidated_.push_back(&signal);
+        }
+    }
+    return configState.begin(connection);
+}
+
+// Undoes what the last cycle has done that was never completed; changes nothing after any other.
+void SignalInfo::giveUpCycle() {
+    for (SignalData* const signal : invalidated_) {
+        signal->valid = true;
+    }
+    invalidated_.clear();
+    answered_.clear();
 }
 
 bool SignalInfo::addAnswer(const std::string& source) {
     const MutexLocker lock(mutex_);
-    if (configState.load() != SIGNAL_CONFIG_REQUESTED) {
+    if (configState != KSL_MSG_STATE_UPDATE) {
         return false;
     }
     if (answered_.empty()) {
@@ -127,18 +160,15 @@ bool SignalInfo::addAnswer(const std::string& source) {
 
 void SignalInfo::completeCycle(std::size_t neighbours) {
     const MutexLocker lock(mutex_);
-    std::uint32_t requested = SIGNAL_CONFIG_REQUESTED;
-    if (answered_.size() > neighbours &&
-        configState.compare_exchange_strong(requested, SIGNAL_CONFIG_COMPLETE)) {
+    if (configState == KSL_MSG_STATE_UPDATE && configState.complete(answered_.size(), neighbours)) {
         answered_.clear();
     }
 }
 
-void SignalInfo::abandonCycle() {
+void SignalInfo::abandonCycle(std::uint32_t connection) {
     const MutexLocker lock(mutex_);
-    std::uint32_t requested = SIGNAL_CONFIG_REQUESTED;
-    if (configState.compare_exchange_strong(requested, SIGNAL_CONFIG_NONE)) {
-        answered_.clear();
+    if (configState.abandon(connection)) {
+        giveUpCycle();
     }
 }
 

@@ -11,17 +11,12 @@
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "base/mutex.h"
 #include "krpbus/messages/krp_get_lv_signal_config.h"
 #include "modules/signal/signal_data.h"
-
-// How far the catalogue has come.
-enum signalConfigState_t : std::uint32_t {
-    SIGNAL_CONFIG_NONE = 0,       // not requested yet
-    SIGNAL_CONFIG_REQUESTED = 1,  // requested, not every logger has answered
-    SIGNAL_CONFIG_COMPLETE = 2,   // every logger has answered
-};
+#include "network/collection_state.h"
 
 // The bus thread fills the catalogue, the connection thread starts and stops signals in it. Each
 // operation holds the one mutex for its whole run; none logs or sends meanwhile. The two words that
@@ -30,11 +25,16 @@ class SignalInfo {
   public:
     using signalConfig_t = KRPResponseGetLVSignalConfig::signalConfig_t;
 
-    std::atomic<std::uint32_t> configState{SIGNAL_CONFIG_NONE};
+    CollectionState configState;
     std::atomic<bool> forwardingActive{false};  // the loggers have been told to send values
 
     // Whether the catalogue has exactly this signal.
     bool checkSignal(const SignalKey& key) const;
+    // The key of the signal that a browser means by this one. A name that is no UTF-8 is shown with
+    // U+FFFD in the place of what is ill-formed, so a key that holds U+FFFD and names no signal
+    // exactly means the first one, in the order of the keys, that is shown like it. Any other key
+    // means itself.
+    SignalKey findShown(const SignalKey& key) const;
     // A copy of the signal; an empty one when there is none.
     SignalData getSignalData(const SignalKey& key) const;
     // Inserts the signal of the logger `source`, or refreshes it: then its latest value and its
@@ -48,16 +48,18 @@ class SignalInfo {
     // asked again.
     void clearSignalData();
 
-    // Begins a cycle of configuration answers: every signal becomes invalid, and the state moves to
-    // requested. False, with nothing changed, when one is under way.
-    bool beginCycle();
+    // Begins a cycle of configuration answers to this connection to the bus: every signal becomes
+    // invalid, and the state moves to "update". False, with nothing changed, when one is under way.
+    bool beginCycle(std::uint32_t connection);
     // Counts an answer of the running cycle, and empties the catalogue when it is the first. False,
     // with nothing changed, while no cycle is under way.
     bool addAnswer(const std::string& source);
     // Completes the running cycle when more loggers than `neighbours` have answered.
     void completeCycle(std::size_t neighbours);
-    // The answers of a running cycle will not come: nothing counts as requested any more.
-    void abandonCycle();
+    // The bus connection was lost and is back, as this one. A cycle begun on an earlier one will
+    // see no more answers: nothing counts as requested any more, and the signals that the cycle
+    // made invalid are valid again, so that those that are started go on.
+    void abandonCycle(std::uint32_t connection);
 
     // Stores the value like updateSignalValue(), then hands a started signal to `use` in the same
     // look-up. `use` must not call the catalogue, and neither send nor log.
@@ -104,16 +106,20 @@ class SignalInfo {
         }
     };
 
-    SignalData* find(const KeyView& key) const;
-    SignalData& findOrInsert(const SignalKey& key);
-    void clear();
+    SignalData* find(const KeyView& key) const REQUIRES(mutex_);
+    SignalData& findOrInsert(const SignalKey& key) REQUIRES(mutex_);
+    void clear() REQUIRES(mutex_);
+    void giveUpCycle() REQUIRES(mutex_);
     static void storeValue(SignalData& signal, const SignalMessage& message);
 
-    std::set<std::string> answered_;  // loggers that have answered in the running cycle
-    std::map<SignalKey, SignalData> signals_;
-    // The way of each value to its signal; refers to the keys and entries of signals_.
-    std::unordered_map<KeyView, SignalData*, KeyHash> index_;
     mutable Mutex mutex_;
+    std::set<std::string> answered_
+        GUARDED_BY(mutex_);  // loggers that have answered in the running cycle
+    std::map<SignalKey, SignalData> signals_ GUARDED_BY(mutex_);
+    // Entries of signals_, by the running cycle.
+    std::vector<SignalData*> invalidated_ GUARDED_BY(mutex_);
+    // The way of each value to its signal; refers to the keys and entries of signals_.
+    std::unordered_map<KeyView, SignalData*, KeyHash> index_ GUARDED_BY(mutex_);
 };
 
 // The one catalogue, created when the plug-in is loaded and never destroyed: the bus thread may

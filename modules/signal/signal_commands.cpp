@@ -4,22 +4,18 @@
 #include <string_view>
 
 #include "base/log.h"
-#include "base/microsleep.h"
+#include "json/request_command.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
 #include "krpbus/address/ksl_util.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
 #include "modules/signal/signal_catalogue.h"
 #include "network/bus_requests.h"
+#include "network/waiting.h"
 
 namespace {
-
-constexpr int kWaitCount = 20;
-constexpr const char* kLoggerProcess = "HandheldServer";
-
-// Kept for whoever needs it later; the module itself sends through the session.
-ThreadKrpbusData* busThread = nullptr;
 
 using SignalConfigRequest = SimpleMessageRequest<KRPResponseGetLVSignalConfig::kId>;
 
@@ -32,19 +28,18 @@ void answer(const char* cmd, kr_state state, kr_error_code code, const SignalKey
 }
 
 void broadcastState(const char* text) {
-    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kLoggerProcess);
+    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kHandheldServer);
 }
 
-// Whether every logger has answered, at the latest after two seconds.
+bool isCatalogueComplete() {
+    return signalInfo->configState == KSL_MSG_STATE_COMPLETE;
+}
+
+// Whether every logger has answered, at the latest after two seconds; half as long steps as
+// elsewhere, since the browser waits for its signal to start.
 bool waitForSignalConfigs() {
-    constexpr int kPolls = 40;
-    for (int poll = 0; poll < kPolls; ++poll) {
-        if (signalInfo->configState == SIGNAL_CONFIG_COMPLETE) {
-            return true;
-        }
-        microsleep(50000, false);
-    }
-    return signalInfo->configState == SIGNAL_CONFIG_COMPLETE;
+    waitInSteps(2 * kCommandWaitSteps, isCatalogueComplete, kWaitStepMicroseconds / 2);
+    return isCatalogueComplete();
 }
 
 enum class KeyResult { Valid, Invalid, Missing };
@@ -89,11 +84,12 @@ bool takeSignalKey(const std::string& cmd, const Document& doc, SignalKey& key) 
                                         "no entry for signal_key");
             return false;
     }
-    if (signalInfo->configState == SIGNAL_CONFIG_NONE) {
-        getSignalNames(kWaitCount);
+    if (signalInfo->configState == KSL_MSG_STATE_EMPTY) {
+        getSignalNames(kCommandWaitSteps);
     }
+    key = signalInfo->findShown(key);
     // While loggers are still to answer nobody can say that there is no such signal.
-    return signalInfo->configState != SIGNAL_CONFIG_COMPLETE || checkSignal(cmd, key);
+    return !isCatalogueComplete() || checkSignal(cmd, key);
 }
 
 int handleStart(const Document& doc, const SignalKey& key) {
@@ -108,35 +104,20 @@ int handleStart(const Document& doc, const SignalKey& key) {
 
 }  // namespace
 
-int signal_module_setup(ThreadKrpbusData* thread) {
-    busThread = thread;
-    return 0;
-}
-
-int signal_module_destroy() {
-    signal_forwarding_stop();
-    return 0;
-}
-
 void getSignalNames(int waitCount) {
     checkKSLNetwork(waitCount);
-    if (!signalInfo->beginCycle()) {
+    if (!signalInfo->beginCycle(busConnection())) {
         return;
     }
-    sendKslBroadcast(SignalConfigRequest("NotSet"), kLoggerProcess);
+    sendKslBroadcast(SignalConfigRequest("NotSet"), kHandheldServer);
     // This normally ends at once, since the state was set just above, and waits only where another
     // thread has moved it on. Intended: the browser gets the catalogue when it comes, and who needs
     // it complete waits for that.
-    for (int poll = 0; poll < waitCount; ++poll) {
-        if (signalInfo->configState == SIGNAL_CONFIG_REQUESTED) {
-            break;
-        }
-        microsleep(100000, false);
-    }
+    waitInSteps(waitCount, [] { return signalInfo->configState == KSL_MSG_STATE_UPDATE; });
 }
 
 void getSignalNames(const std::string& logger) {
-    sendMessage(SignalConfigRequest("NotSet"), kLoggerProcess, logger);
+    sendMessage(SignalConfigRequest("NotSet"), kHandheldServer, logger);
 }
 
 bool checkSignal(const std::string& cmd, const SignalKey& key) {
@@ -149,8 +130,8 @@ bool checkSignal(const std::string& cmd, const SignalKey& key) {
 }
 
 void signal_forwarding_start() {
-    if (signalInfo->configState == SIGNAL_CONFIG_NONE) {
-        getSignalNames(kWaitCount);
+    if (signalInfo->configState == KSL_MSG_STATE_EMPTY) {
+        getSignalNames(kCommandWaitSteps);
     }
     broadcastState("77-LVStartSignals");
     signalInfo->forwardingActive = true;
@@ -169,9 +150,9 @@ void signal_forwarding_stop() {
     signalInfo->clearSignalData();
 }
 
-void start_signal(const SignalKey& key, [[maybe_unused]] int interval) {
-    if (signalInfo->configState == SIGNAL_CONFIG_NONE) {
-        getSignalNames(kWaitCount);
+void start_signal(const SignalKey& requested, [[maybe_unused]] int interval) {
+    if (signalInfo->configState == KSL_MSG_STATE_EMPTY) {
+        getSignalNames(kCommandWaitSteps);
     }
     if (!waitForSignalConfigs()) {
         LogUtil::log(LogLevel::Error, "start_signal", "not all signal configs received");
@@ -182,6 +163,8 @@ void start_signal(const SignalKey& key, [[maybe_unused]] int interval) {
     if (!signalInfo->forwardingActive) {
         signal_forwarding_start();
     }
+    // Once more, since the signal may have become known only now.
+    const SignalKey key = signalInfo->findShown(requested);
     // The answers leave under the lock, so that no value overtakes them.
     signalInfo->withSignal(key, [&key](SignalData* signal) {
         if (signal == nullptr) {
@@ -214,22 +197,7 @@ void stop_signal(const SignalKey& key) {
     });
 }
 
-int wa_handle_message_signal(const std::string& cmd, const Document& doc) {
-    if (cmd == "signal_forwarding_start") {
-        signal_forwarding_start();
-        return 1;
-    }
-    if (cmd == "signal_forwarding_stop") {
-        signal_forwarding_stop();
-        return 1;
-    }
-    if (cmd == "get_signal_names") {
-        getSignalNames(kWaitCount);
-        return 1;
-    }
-    if (!cmd.starts_with("generic_")) {
-        return 0;
-    }
+int runGenericCommand(const std::string& cmd, const Document& doc) {
     SignalKey key;
     if (!takeSignalKey(cmd, doc, key)) {
         return 2;
@@ -243,8 +211,4 @@ int wa_handle_message_signal(const std::string& cmd, const Document& doc) {
     }
     createAndSendJSON_simpleDoc(&doc, KR_STATE_ERROR, KR_ERROR_INVALID_COMMAND, "");
     return 2;
-}
-
-void signalBusReconnected() {
-    signalInfo->abandonCycle();
 }

@@ -8,13 +8,6 @@
 
 #include "modules/signal/signal_data.h"
 
-class ThreadKrpbusData;
-
-// Keeps the bus thread; returns 0.
-int signal_module_setup(ThreadKrpbusData* thread);
-// Switches the forwarding off at all loggers and empties the catalogue; returns 0.
-int signal_module_destroy();
-
 // Asks every logger for its signals, unless that is under way. Waits up to `waitCount` * 100 ms for
 // the neighbour list, but not for the signals.
 void getSignalNames(int waitCount);
@@ -34,10 +27,6 @@ void signal_forwarding_stop();
 void start_signal(const SignalKey& key, int interval);
 void stop_signal(const SignalKey& key);
 
-// Runs the command when it is a signal command: 0 when it is none, 1 when it was run, 2 when it
-// ended with an error.
-int wa_handle_message_signal(const std::string& cmd, const Document& doc);
-
-// The bus connection was lost and is back: answers that were waited for will not come. Any thread
-// of the session.
-void signalBusReconnected();
+/// Runs a command that begins with "generic_", which has a "signal_key": 1, or 2 when it ended with
+/// an error.
+int runGenericCommand(const std::string& cmd, const Document& doc);

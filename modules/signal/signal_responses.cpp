@@ -5,15 +5,14 @@
 #include <vector>
 
 #include "base/log.h"
-#include "base/microsleep.h"
 #include "json/websocket_send.h"
 #include "krpbus/messages/krp_get_lv_signal_config.h"
-#include "krpbus/messages/router_message.h"
 #include "krpbus/messages/signal_message.h"
 #include "modules/signal/signal_catalogue.h"
 #include "modules/signal/signal_commands.h"
 #include "modules/signal/signal_value_text.h"
 #include "network/ksl_info.h"
+#include "network/waiting.h"
 
 namespace {
 
@@ -32,7 +31,7 @@ std::size_t neighbourCount() {
 }
 
 // The display names of the loggers that have signals; empty for a logger without one. The names are
-// asked for before the catalogue is locked, since an unknown one is logged.
+// asked for before the catalogue is locked, since an unknown logger is logged.
 std::map<std::string, std::string> loggerNames() {
     std::map<std::string, std::string> names;
     for (const std::string& mac : signalInfo->getLoggers()) {
@@ -40,8 +39,7 @@ std::map<std::string, std::string> loggerNames() {
         if (kslInfo == nullptr || !kslInfo->networkInUse) {
             continue;  // a logger that stands alone needs no name
         }
-        kslInfo->getLoggerName(mac, name);
-        if (name.empty()) {
+        if (!kslInfo->getLoggerName(mac, name)) {
             logError("incomplete logger info");
         }
     }
@@ -73,25 +71,10 @@ Value catalogueEntry(const SignalKey& key, const SignalData& signal, const std::
     return entry;
 }
 
-void sendText(std::string_view text) {
-    sendWebsocketMessage(reinterpret_cast<const unsigned char*>(text.data()),
-                         static_cast<unsigned>(text.size()));
-}
-
 // The calling thread's own, for its room to be used again and again.
 SignalValueText& valueText() {
     thread_local SignalValueText text;
     return text;
-}
-
-// Stores a value and sends it on when its signal has been started.
-void passOnValue(const SignalMessage& message, const std::string& source) {
-    std::string_view text;
-    signalInfo->updateAndUse(
-        message, source, [&text](const SignalData& signal) { text = valueText().write(signal); });
-    if (!text.empty()) {
-        sendText(text);
-    }
 }
 
 void takeConfigurations(const KRPResponseGetLVSignalConfig& answer, const std::string& source) {
@@ -106,27 +89,15 @@ void takeConfigurations(const KRPResponseGetLVSignalConfig& answer, const std::s
     }
 }
 
-bool takeMessage(const MessageBase* message, const std::string& source) {
-    // Values come first, since most messages of the bus are values.
-    if (const auto* value = dynamic_cast<const SignalMessage*>(message)) {
-        passOnValue(*value, source);
-        return true;
-    }
-    if (const auto* answer = dynamic_cast<const KRPResponseGetLVSignalConfig*>(message)) {
-        const WaResponseGetSignalNames response(answer, source);
-        return true;
-    }
-    return false;
-}
-
 }  // namespace
 
-int handleSignalMessages(const MessageBase* message, const std::string& source) {
-    if (takeMessage(message, source)) {
-        return 1;
+void passOnValue(const SignalMessage& message, const std::string& source) {
+    std::string_view text;
+    signalInfo->updateAndUse(
+        message, source, [&text](const SignalData& signal) { text = valueText().write(signal); });
+    if (!text.empty()) {
+        sendMessageText(text);
     }
-    const auto* router = dynamic_cast<const RouterMessage*>(message);
-    return router != nullptr && takeMessage(router->getMessage(), source) ? 1 : 0;
 }
 
 WaResponseGetSignalNames::WaResponseGetSignalNames(const KRPResponseGetLVSignalConfig* answer,
@@ -134,7 +105,7 @@ WaResponseGetSignalNames::WaResponseGetSignalNames(const KRPResponseGetLVSignalC
     LogUtil::log(LogLevel::Info, "WaResponseGetSignalNames",
                  "KRPResponseGetLVSignalConfig: " + answer->toString());
     if (answer->isBusy()) {
-        microsleep(100000, false);
+        waitBeforeAskingAgain();
         getSignalNames(source);
         return;
     }
@@ -146,7 +117,7 @@ WaResponseGetSignalNames::WaResponseGetSignalNames(const KRPResponseGetLVSignalC
         return;
     }
     takeConfigurations(*answer, source);
-    const WaResponseGetSignalNames catalogue;
+    sendResponse<WaResponseGetSignalNames>();
 }
 
 WaResponseGetSignalNames::WaResponseGetSignalNames() {
@@ -167,7 +138,7 @@ WaResponseGetSignalNames::WaResponseGetSignalNames() {
         logError("incomplete signal info");
     }
     document.AddMember("Streams", streams, allocator);
-    addStatus(signalInfo->configState == SIGNAL_CONFIG_COMPLETE ? KR_STATE_OK : KR_STATE_PROGRESS,
+    addStatus(signalInfo->configState == KSL_MSG_STATE_COMPLETE ? KR_STATE_OK : KR_STATE_PROGRESS,
               KR_ERROR_UNSPECIFIED, "");
     sendMessage();
 }
@@ -177,5 +148,5 @@ WaResponseSignal::WaResponseSignal(const SignalKey& key) {
     if (!signal.active) {
         return;
     }
-    sendText(valueText().write(signal));
+    sendMessageText(valueText().write(signal));
 }

@@ -7,11 +7,10 @@
 #include "modules/signal/signal_data.h"
 
 class KRPResponseGetLVSignalConfig;
-class MessageBase;
+class SignalMessage;
 
-// Takes a message of the bus when it is one of this module's; non-zero when it was. `source` names
-// the logger that it came from.
-int handleSignalMessages(const MessageBase* message, const std::string& source);
+// Stores a value, and sends it to the browser when its signal has been started.
+void passOnValue(const SignalMessage& message, const std::string& source);
 
 // "get_signal_names": the catalogue, or why a logger has not given its signals. Sent on
 // construction.

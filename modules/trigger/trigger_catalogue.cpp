@@ -30,7 +30,7 @@ TriggerInfo::EventList TriggerInfo::getTriggerList() const {
 void TriggerInfo::resetTriggerMap() {
     const MutexLocker lock(mutex_);
     forget();
-    state = TRIGGER_IDLE;
+    state = KSL_MSG_STATE_EMPTY;
 }
 
 void TriggerInfo::addTriggerMessage(const KRPResponseGetEventList* answer,
@@ -55,13 +55,24 @@ void TriggerInfo::mergeTriggerMessage(const KRPResponseGetEventList* answer,
 
 TriggerInfo::EventList TriggerInfo::mergeTrigger() {
     const MutexLocker lock(mutex_);
+    mergeAll();
+    return copyOfList();
+}
+
+TriggerInfo::Merged TriggerInfo::mergeAndComplete(std::optional<std::size_t> neighbours) {
+    const MutexLocker lock(mutex_);
+    mergeAll();
+    EventList events = copyOfList();
+    return {std::move(events), neighbours && state.complete(triggerMap_.size(), *neighbours)};
+}
+
+void TriggerInfo::mergeAll() {
     for (auto& [logger, answer] : triggerMap_) {
         if (!answer.merged) {
             answer.listed = merge(answer.message->events, logger);
             answer.merged = true;
         }
     }
-    return copyOfList();
 }
 
 bool TriggerInfo::findComment(const event_t& event) const {
@@ -81,29 +92,18 @@ void TriggerInfo::insertEvent(event_t event) {
                    {kept.timestamp, &kept});
 }
 
-bool TriggerInfo::beginCollection() {
+bool TriggerInfo::beginCollection(std::uint32_t connection) {
     const MutexLocker lock(mutex_);
-    if (state.exchange(TRIGGER_COLLECTING) == TRIGGER_COLLECTING) {
+    if (!state.begin(connection)) {
         return false;
     }
     forget();
     return true;
 }
 
-// Counted and set under one lock, so that a collection that begins in between cannot be complete
-// without an answer.
-bool TriggerInfo::completeCollection(std::size_t neighbours) {
+void TriggerInfo::abandonCollection(std::uint32_t connection) {
     const MutexLocker lock(mutex_);
-    if (triggerMap_.size() <= neighbours) {
-        return false;
-    }
-    state = TRIGGER_COMPLETE;
-    return true;
-}
-
-void TriggerInfo::abandonCollection() {
-    std::uint32_t collecting = TRIGGER_COLLECTING;
-    state.compare_exchange_strong(collecting, TRIGGER_IDLE);
+    state.abandon(connection);
 }
 
 // Whatever can fail is done before the list is touched.

@@ -6,41 +6,34 @@
 
 #include "base/clock.h"
 #include "base/log.h"
-#include "base/microsleep.h"
 #include "json/request_parsers.h"
 #include "json/simple_response.h"
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/keyboard_message.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_ng_event_message.h"
 #include "modules/trigger/trigger_catalogue.h"
-#include "modules/trigger/trigger_module.h"
 #include "network/bus_requests.h"
 #include "network/common_commands.h"
+#include "network/waiting.h"
 #include "setup/lv_setup.h"
 
 namespace {
 
-constexpr unsigned char kSelector = 3;        // events of triggers
-constexpr std::uint32_t kPollPause = 100000;  // microseconds
+constexpr unsigned char kSelector = 3;  // events of triggers
 
-using EventListRequest = Simple1MessageRequest<50, unsigned char>;
-using EventIndexRequest = Simple1MessageRequest<96, unsigned char>;
+using EventListRequest = Simple1MessageRequest<KRP_GET_EVENT_LIST, unsigned char>;
+using EventIndexRequest = Simple1MessageRequest<KRP_GET_EVENT_INDEX, unsigned char>;
 
 std::string busName() {
     return stp != nullptr ? stp->krpbus_name : std::string();
 }
 
-// To this logger's event service alone. Nothing is sent in a session without a bus.
-void sendToEventHandler(const MessageBase& message) {
-    if (stp != nullptr && stp->krpbus != nullptr) {
-        stp->krpbus->sendTo(stp->krpbus->getName(), "EventHandler", message.clone());
-    }
-}
-
 void broadcastKey(std::uint64_t eventTime, unsigned char pressed) {
     sendKslBroadcast(KeyboardMessage(KeyboardMessage::kTriggerKey, pressed, eventTime),
-                     "OnlineProcessor");
+                     kOnlineProcessor);
 }
 
 }  // namespace
@@ -53,7 +46,7 @@ void setTrigger(const Document& doc) {
     const std::uint64_t time = getTimeOfDay();
     const SystemNgEventMessage event(time, EVENTID_TRIGGER_SET, eventTime, "", markerId, 0,
                                      SystemMessage::NOT_AVAILABLE);
-    sendToEventHandler(event);
+    sendToOwnLogger(event, kEventHandler);
     // The other loggers learn of it as of a press of the trigger key, at the event's own time.
     broadcastKey(event.getEventTime(), 1);
     broadcastKey(event.getEventTime(), 0);
@@ -61,7 +54,7 @@ void setTrigger(const Document& doc) {
 
 void getTriggerCount() {
     LogUtil::log(LogLevel::Debug, "getTriggerCount", "stp->krpbus_name=" + busName());
-    sendToEventHandler(EventIndexRequest(kSelector));
+    sendToOwnLogger(EventIndexRequest(kSelector), kEventHandler);
 }
 
 // A collection that one logger never completes stays under way, and later calls only wait for it;
@@ -69,16 +62,14 @@ void getTriggerCount() {
 // too, is what the web application knows.
 void getTrigger(int waitCount) {
     getKslTimeOffset(waitCount);
-    if (triggerInfo->beginCollection()) {
-        sendKslBroadcast(EventListRequest(kSelector), "EventHandler");
+    if (triggerInfo->beginCollection(busConnection())) {
+        sendKslBroadcast(EventListRequest(kSelector), kEventHandler);
     }
-    while (waitCount >= 1 && triggerInfo->state != TRIGGER_COMPLETE) {
-        microsleep(kPollPause, false);
-        --waitCount;
-        if (waitCount == 0) {
-            createAndSendJSON_simple("get_trigger", KR_STATE_ERROR, KR_ERROR_CANNOT_START,
-                                     "not all triggers received");
-        }
+    const int stepsLeft =
+        waitInSteps(waitCount, [] { return triggerInfo->state == KSL_MSG_STATE_COMPLETE; });
+    if (waitCount >= 1 && stepsLeft == 0) {
+        createAndSendJSON_simple("get_trigger", KR_STATE_ERROR, KR_ERROR_CANNOT_START,
+                                 "not all triggers received");
     }
 }
 
@@ -87,18 +78,5 @@ void getTrigger(int waitCount) {
 void getTrigger(const std::string& sourceMac) {
     LogUtil::log(LogLevel::Debug, "getTrigger",
                  "stp->krpbus_name" + busName() + " sourceMac=" + sourceMac);
-    sendMessage(EventListRequest(kSelector), "HandheldServer", sourceMac);
-}
-
-int wa_handle_message_trigger(const std::string& cmd, const Document& doc) {
-    if (cmd == "set_trigger") {
-        setTrigger(doc);
-    } else if (cmd == "get_trigger_count") {
-        getTriggerCount();
-    } else if (cmd == "get_trigger") {
-        getTrigger(20);
-    } else {
-        return 0;
-    }
-    return 1;
+    sendMessage(EventListRequest(kSelector), kHandheldServer, sourceMac);
 }

@@ -4,9 +4,15 @@
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/krp_get_event_index.h"
 #include "krpbus/messages/krp_get_event_list.h"
+#include "krpbus/messages/message_ids.h"
+#include "krpbus/messages/message_kind.h"
 #include "krpbus/messages/simple_messages.h"
 #include "modules/trigger/trigger_catalogue.h"
+#include "modules/trigger/trigger_commands.h"
+#include "modules/trigger/trigger_responses.h"
+#include "network/bus_requests.h"
 #include "network/common_responses.h"
+#include "network/waiting.h"
 #include "setup/lv_setup.h"
 
 int trigger_module_setup() {
@@ -27,22 +33,36 @@ int trigger_module_destroy() {
     return 0;
 }
 
+int wa_handle_message_trigger(const std::string& cmd, const Document& doc) {
+    if (cmd == "set_trigger") {
+        setTrigger(doc);
+    } else if (cmd == "get_trigger_count") {
+        getTriggerCount();
+    } else if (cmd == "get_trigger") {
+        getTrigger(kCommandWaitSteps);
+    } else {
+        return 0;
+    }
+    return 1;
+}
+
 int handleTriggerMessages(const KRPMessageResponse* response, const std::string& logger) {
-    if (const auto* index = dynamic_cast<const KRPResponseGetEventIndex*>(response)) {
-        const WaResponseGetTriggerCount answer(index);
-        return 1;
+    switch (kindOf(response)) {
+        case answerTo(KRP_GET_EVENT_INDEX):
+            sendResponse<WaResponseGetTriggerCount>(as<KRPResponseGetEventIndex>(response));
+            return 1;
+        case answerTo(KRP_GET_EVENT_LIST):
+            sendResponse<WaResponseGetEventList>(as<KRPResponseGetEventList>(response), logger);
+            return 1;
+        case answerTo(KRP_GET_KSL_TIME_OFFSET):
+            sendResponse<WaResponseGetKslTimeOffset>(
+                as<Simple1MessageResponse<KRP_GET_KSL_TIME_OFFSET, long long>>(response), logger);
+            return 1;
+        default:
+            return 0;
     }
-    if (const auto* events = dynamic_cast<const KRPResponseGetEventList*>(response)) {
-        const WaResponseGetEventList answer(events, logger);
-        return 1;
-    }
-    if (const auto* offset = dynamic_cast<const Simple1MessageResponse<89, long long>*>(response)) {
-        const WaResponseGetKslTimeOffset answer(offset, logger);
-        return 1;
-    }
-    return 0;
 }
 
 void triggerBusReconnected() {
-    triggerInfo->abandonCollection();
+    triggerInfo->abandonCollection(busConnection());
 }

@@ -4,8 +4,6 @@
 #include <string>
 
 #include "json/document.h"
-#include "modules/trigger/trigger_commands.h"   // IWYU pragma: export
-#include "modules/trigger/trigger_responses.h"  // IWYU pragma: export
 
 class KRPMessageResponse;
 

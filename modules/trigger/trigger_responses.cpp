@@ -1,25 +1,28 @@
 #include "modules/trigger/trigger_responses.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "base/log.h"
-#include "base/microsleep.h"
 #include "krpbus/messages/krp_get_event_index.h"
 #include "krpbus/messages/krp_get_event_list.h"
 #include "krpbus/messages/system_ng_event_message.h"
 #include "modules/trigger/trigger_catalogue.h"
 #include "modules/trigger/trigger_commands.h"
 #include "network/ksl_info.h"
+#include "network/waiting.h"
 
 namespace {
 
-constexpr unsigned char kSelector = 3;        // events of triggers
-constexpr std::uint32_t kBusyPause = 100000;  // microseconds
+constexpr unsigned char kSelector = 3;  // events of triggers
 
-bool everyLoggerHasAnswered() {
-    const std::size_t neighbours = countNeighbours();
-    return kslInfo != nullptr && kslInfo->neighboursState == KSL_MSG_STATE_COMPLETE &&
-           triggerInfo->completeCollection(neighbours);
+// How many loggers there are beside this one; nothing as long as that is not known.
+std::optional<std::size_t> knownNeighbours() {
+    if (kslInfo == nullptr || kslInfo->neighboursState != KSL_MSG_STATE_COMPLETE) {
+        return std::nullopt;
+    }
+    return countNeighbours();
 }
 
 // A text that outlives the document.
@@ -64,6 +67,10 @@ WaResponseSetTrigger::WaResponseSetTrigger(const SystemNgEventMessage* event) {
     getTrigger(0);
 }
 
+void sendSetTrigger(const SystemNgEventMessage* event) {
+    sendResponse<WaResponseSetTrigger>(event);
+}
+
 WaResponseGetTriggerCount::WaResponseGetTriggerCount(const KRPResponseGetEventIndex* answer) {
     document.AddMember("response", "get_trigger_count", document.GetAllocator());
     if (answer->getStatus() == KRPMessageResponse::KRPSTATUS_OK && answer->selector == kSelector) {
@@ -77,10 +84,10 @@ WaResponseGetEventList::WaResponseGetEventList(const KRPResponseGetEventList* an
                                                const std::string& logger) {
     if (answer->getStatus() == KRPMessageResponse::KRPSTATUS_OK) {
         triggerInfo->addTriggerMessage(answer, logger);
-        const WaResponseGetEventList merged;
+        sendResponse<WaResponseGetEventList>();
     } else if (answer->isBusy()) {
         // Without a limit, intended: a logger that starts up is busy for as long as that takes.
-        microsleep(kBusyPause, false);
+        waitBeforeAskingAgain();
         getTrigger(logger);
     } else {
         LogUtil::log(LogLevel::Error, "WaResponseGetEventList", answer->toString());
@@ -92,8 +99,7 @@ WaResponseGetEventList::WaResponseGetEventList(const KRPResponseGetEventList* an
 }
 
 WaResponseGetEventList::WaResponseGetEventList() {
-    const bool complete = everyLoggerHasAnswered();
-    const TriggerInfo::EventList events = triggerInfo->mergeTrigger();
+    const auto [events, complete] = triggerInfo->mergeAndComplete(knownNeighbours());
     auto& allocator = document.GetAllocator();
     document.AddMember("response", "get_trigger", allocator);
     document.AddMember("markers", markerEntries(events, allocator), allocator);

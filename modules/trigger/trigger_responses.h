@@ -16,6 +16,9 @@ class WaResponseSetTrigger : public WaResponseKRPMessage {
     explicit WaResponseSetTrigger(const SystemNgEventMessage* event);
 };
 
+/// Sends "set_trigger" and asks for all events. Bus thread.
+void sendSetTrigger(const SystemNgEventMessage* event);
+
 // "get_trigger_count". Bus thread.
 class WaResponseGetTriggerCount : public WaResponseKRPMessage {
   public:

@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr std::size_t kReadSize = std::size_t{64} * 1024;
+
 std::chrono::milliseconds leftUntil(WebSocketClient::Clock::time_point deadline) {
     return std::chrono::ceil<std::chrono::milliseconds>(deadline - WebSocketClient::Clock::now());
 }
@@ -15,7 +17,7 @@ std::chrono::milliseconds leftUntil(WebSocketClient::Clock::time_point deadline)
 WebSocketClient::WebSocketClient(std::uint16_t port, const std::string& path,
                                  const std::string& protocol, Clock::time_point deadline)
     : deadline_(deadline),
-      stream_(port, path, protocol,
+      stream_(port, path, protocol, kReadSize,
               std::max(std::chrono::ceil<std::chrono::seconds>(leftUntil(deadline)),
                        std::chrono::seconds(1))) {}
 

@@ -57,8 +57,9 @@ void sendAll(int socket, std::string_view bytes) {
 }
 
 WebSocketStream::WebSocketStream(std::uint16_t port, const std::string& path,
-                                 const std::string& protocol, std::chrono::seconds patience)
-    : socket_(connectToLoopback(port)), buffer_(std::size_t{1} << 20) {
+                                 const std::string& protocol, std::size_t readSize,
+                                 std::chrono::seconds patience)
+    : socket_(connectToLoopback(port)), buffer_(readSize) {
     const timeval longest{static_cast<time_t>(patience.count()), 0};
     setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest);
     try {

@@ -26,8 +26,10 @@ class WebSocketStream {
     using OnFrame = std::function<void(unsigned int type, std::string_view payload)>;
 
     /// Connects to ws://127.0.0.1:<port><path> and shakes hands, with `patience` for each piece of
-    /// the answer. The server has to choose `protocol`, unless that is empty.
+    /// the answer. The server has to choose `protocol`, unless that is empty. Takes `readSize`
+    /// bytes at once from the system, more only for a larger frame.
     WebSocketStream(std::uint16_t port, const std::string& path, const std::string& protocol,
+                    std::size_t readSize = std::size_t{1} << 20,
                     std::chrono::seconds patience = std::chrono::seconds(30));
     ~WebSocketStream();
     WebSocketStream(const WebSocketStream&) = delete;

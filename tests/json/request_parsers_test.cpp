@@ -1,9 +1,12 @@
 #include "json/request_parsers.h"
+#include "json/request_command.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
 
+#include "tests/kit/answers.h"
 #include "tests/kit/log_capture.h"
 #include "tests/kit/worker_session.h"
 
@@ -18,21 +21,10 @@ class RequestParsers : public testing::Test {
         doc_.Parse(text.c_str());
         ASSERT_TRUE(doc_.IsObject());
     }
-    std::string description(std::size_t index = 0) const {
-        const Document answer = session_.host.json(index);
-        return answer.IsObject() && answer.HasMember("error_msg") ? answer["error_msg"].GetString()
-                                                                  : "(none)";
-    }
     // Expects one answer, an invalid command, under this name.
     void expectAnswer(const std::string& response, const std::string& text) const {
-        ASSERT_EQ(session_.host.frames().size(), 1U);
-        const Document answer = session_.host.json(0);
-        ASSERT_TRUE(answer.IsObject());
-        ASSERT_EQ(answer.MemberCount(), 4U);
-        EXPECT_EQ(answer["response"].GetString(), response);
-        EXPECT_STREQ(answer["status"].GetString(), "ERROR");
-        EXPECT_STREQ(answer["error_code"].GetString(), "invalid_command");
-        EXPECT_EQ(answer["error_msg"].GetString(), text);
+        EXPECT_THAT(session_.sent(),
+                    testing::ElementsAre(errorAnswer(response, "invalid_command", text)));
     }
     // The log's lines hold texts of several lines; this is whether one piece of text is in it.
     bool logged(const std::string& text) const {
@@ -299,6 +291,15 @@ TEST_F(RequestParsers, ParseSignalKeyReadsNameAndMac) {
     EXPECT_EQ(name, "Speed");
     EXPECT_EQ(mac, "00:11");
     EXPECT_EQ(capture_.standardOutput(), "[DEBUG] KLV::parseSignalKey() parse signal key \n");
+}
+
+TEST_F(RequestParsers, ParseSignalKeyReadsBeyondAZeroByte) {
+    request(R"({"signal_key":{"name":"Sp\u0000eed","mac":"00\u0000:11"}})");
+    std::string name;
+    std::string mac;
+    EXPECT_EQ(parseSignalKey(name, mac, doc_), 0);
+    EXPECT_EQ(name, std::string("Sp\0eed", 6));
+    EXPECT_EQ(mac, std::string("00\0:11", 6));
 }
 
 TEST_F(RequestParsers, ParseSignalKeyLeavesWhatItDoesNotFind) {

@@ -1,4 +1,5 @@
 #include "json/simple_response.h"
+#include "json/request_command.h"
 
 #include <gtest/gtest.h>
 

@@ -1,20 +1,8 @@
 #include "tests/kit/worker_session.h"
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
+#include "tests/kit/answers.h"
 
 namespace {
-
-std::string compact(const std::string& text) {
-    Document document;
-    if (document.Parse(text.c_str()).HasParseError()) {
-        return "no JSON: " + text;
-    }
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-    document.Accept(writer);
-    return buffer.GetString();
-}
 
 std::string closeText(const std::string& payload) {
     unsigned int status = 0;

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/system_message.h"
@@ -22,14 +23,24 @@ class ModuleSession {
         for (const char* name :
              {"HandheldServer", "EventHandler", "OnlineProcessor", "KSLForwarder"}) {
             participants_[name] = makeClient(server, name);
-            synchronise(*bus, *participants_[name]);
         }
+        meet();
         session.setup.krpbus = bus.get();
         session.setup.krpbus_name = bus->getName();
         kslInfo->setNeighbours({});
         kslInfo->neighboursState = KSL_MSG_STATE_COMPLETE;
     }
     ~ModuleSession() { session.setup.krpbus = nullptr; }
+
+    // The bus server goes and comes back; what was on its way is lost.
+    void loseConnection() {
+        std::vector<KRPBusClient*> clients = {bus.get()};
+        for (const auto& [name, participant] : participants_) {
+            clients.push_back(participant.get());
+        }
+        restart(server, clients);
+        meet();
+    }
 
     // The next message that reaches the participant, printed; behind its destination address for
     // one that is to be forwarded.
@@ -63,6 +74,12 @@ class ModuleSession {
     std::unique_ptr<KRPBusClient> bus;
 
   private:
+    void meet() {
+        for (const auto& [name, participant] : participants_) {
+            synchronise(*bus, *participant);
+        }
+    }
+
     std::map<std::string, std::unique_ptr<KRPBusClient>> participants_;
 };
 

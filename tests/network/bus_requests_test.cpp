@@ -214,6 +214,20 @@ TEST_F(BusRequests, AskOnceWhenTwoThreadsNeedTheNeighbours) {
     }
 }
 
+TEST_F(BusRequests, AskForTheNeighboursAnewAfterTheBusWasAway) {
+    kslInfo->beginNeighbours(busConnection() - 1);
+    networkBusReconnected();
+    EXPECT_EQ(kslInfo->neighboursState, KSL_MSG_STATE_EMPTY);
+
+    getKSLNetwork(0);
+    networkBusReconnected();
+    EXPECT_EQ(kslInfo->neighboursState, KSL_MSG_STATE_UPDATE);
+
+    delete kslInfo;
+    kslInfo = nullptr;
+    networkBusReconnected();
+}
+
 TEST_F(BusRequests, CheckAsksWhenNothingIsKnown) {
     checkKSLNetwork(0);
     EXPECT_THAT(log_.logLines(),
@@ -223,7 +237,7 @@ TEST_F(BusRequests, CheckAsksWhenNothingIsKnown) {
 }
 
 TEST_F(BusRequests, CheckWaitsForARequestThatIsUnderWay) {
-    kslInfo->neighboursState = KSL_MSG_STATE_UPDATE;
+    kslInfo->beginNeighbours(busConnection());
     const auto begin = Clock::now();
     checkKSLNetwork(2);
     EXPECT_GE(Clock::now() - begin, milliseconds(200));

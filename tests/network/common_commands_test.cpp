@@ -86,7 +86,7 @@ TEST_F(CommonCommands, AskWithoutWaitingWhenToldNotToWait) {
 TEST_F(CommonCommands, ShowTheStatusOfOneLogger) {
     start(1);
     EXPECT_EQ(run("get_logger_status"), 1);
-    EXPECT_THAT(session_.sent(),
+    EXPECT_THAT(sentInTheEnd(),
                 ElementsAre(R"({"response":"get_logger_status","logger_status":[)"
                             R"({"mac":"02:00:00:00:00:0A","status":"1"}],"status":"OK"})"));
 }
@@ -95,7 +95,7 @@ TEST_F(CommonCommands, ShowTheStatusOfThreeLoggers) {
     start(3);
     logger(2).behave(23, {.delay = milliseconds(250)});
     EXPECT_EQ(run("get_logger_status"), 1);
-    EXPECT_THAT(session_.sent(),
+    EXPECT_THAT(sentInTheEnd(),
                 ElementsAre(R"({"response":"get_logger_status","logger_status":[)"
                             R"({"mac":"02:00:00:00:00:0A","status":"1"},)"
                             R"({"mac":"02:00:00:00:00:0B","status":"2"},)"
@@ -151,10 +151,9 @@ TEST_F(CommonCommands, ForgetTheStatusOfALoggerThatLeft) {
     loggers_.pop_back();
     kslInfo->setNeighbours({kOther});
     run("get_logger_status");
-    EXPECT_EQ(session_.sent().back(),
-              R"({"response":"get_logger_status","logger_status":[)"
-              R"({"mac":"02:00:00:00:00:0A","status":"1"},)"
-              R"({"mac":"02:00:00:00:00:0B","status":"2"}],"status":"OK"})");
+    EXPECT_EQ(sentInTheEnd().back(), R"({"response":"get_logger_status","logger_status":[)"
+                                     R"({"mac":"02:00:00:00:00:0A","status":"1"},)"
+                                     R"({"mac":"02:00:00:00:00:0B","status":"2"}],"status":"OK"})");
 }
 
 // A collection that began before the neighbours are known would be complete with this logger alone.
@@ -163,7 +162,7 @@ TEST_F(CommonCommands, WaitForTheNeighboursBeforeTheyAskForTheStatus) {
     forgetTheNeighbours();
     run("get_logger_status");
     EXPECT_THAT(logger(0).requestOrder(), ElementsAre(88, 23));
-    EXPECT_THAT(session_.sent(),
+    EXPECT_THAT(sentInTheEnd(),
                 ElementsAre(kNeighbour, R"({"response":"get_logger_status",)"
                                         R"("logger_status":[)"
                                         R"({"mac":"02:00:00:00:00:0A","status":"1"},)"
@@ -176,7 +175,7 @@ TEST_F(CommonCommands, WaitForTheNeighboursBeforeTheyAskForTheTimeOffsets) {
     forgetTheNeighbours();
     run("get_ksl_time_offset");
     EXPECT_THAT(logger(0).requestOrder(), ElementsAre(88, 89));
-    EXPECT_THAT(session_.sent(),
+    EXPECT_THAT(sentInTheEnd(),
                 ElementsAre(kNeighbour, R"({"response":"get_ksl_time_offset","offset":[)"
                                         R"({"mac":"02:00:00:00:00:0A","time_offset":0},)"
                                         R"({"mac":"02:00:00:00:00:0B","time_offset":-250000}],)"
@@ -189,7 +188,7 @@ TEST_F(CommonCommands, ForgetTheTimeOffsetOfALoggerThatLeft) {
     loggers_.pop_back();
     kslInfo->setNeighbours({kOther});
     run("get_ksl_time_offset");
-    EXPECT_EQ(session_.sent().back(),
+    EXPECT_EQ(sentInTheEnd().back(),
               R"({"response":"get_ksl_time_offset","offset":[)"
               R"({"mac":"02:00:00:00:00:0A","time_offset":0},)"
               R"({"mac":"02:00:00:00:00:0B","time_offset":-250000}],"status":"OK"})");
@@ -198,7 +197,7 @@ TEST_F(CommonCommands, ForgetTheTimeOffsetOfALoggerThatLeft) {
 TEST_F(CommonCommands, ShowTheTimeOffsetsOfThreeLoggers) {
     start(3);
     EXPECT_EQ(run("get_ksl_time_offset"), 1);
-    EXPECT_THAT(session_.sent(),
+    EXPECT_THAT(sentInTheEnd(),
                 ElementsAre(R"({"response":"get_ksl_time_offset","offset":[)"
                             R"({"mac":"02:00:00:00:00:0A","time_offset":0},)"
                             R"({"mac":"02:00:00:00:00:0B","time_offset":-250000},)"

@@ -155,8 +155,18 @@ TEST(KslInfo, TakesTheSecondTextOfAConfigurationForTheLoggersName) {
     KslInfo info;
     addConfig(info, kLocal, "winter test", "Front");
     std::string name = "before";
-    info.getLoggerName(kLocal, name);
+    EXPECT_TRUE(info.getLoggerName(kLocal, name));
     EXPECT_EQ(name, "Front");
+}
+
+TEST(KslInfo, KnowsALoggerWhoseNameIsEmpty) {
+    KslInfo info;
+    addConfig(info, kLocal, "winter test", "");
+    std::string name = "before";
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(info.getLoggerName(kLocal, name));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(name, "");
 }
 
 TEST(KslInfo, ReplacesWhatALoggerSaidOfItselfBefore) {
@@ -184,7 +194,7 @@ TEST(KslInfo, LeavesTheNameAloneWhenThereIsNone) {
     const KslInfo info;
     std::string name = "before";
     testing::internal::CaptureStdout();
-    info.getLoggerName(kLocal, name);
+    EXPECT_FALSE(info.getLoggerName(kLocal, name));
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "[DEBUG] KLV::getLoggerName() no logger name\n");
     EXPECT_EQ(name, "before");
@@ -331,12 +341,21 @@ TEST(KslInfo, IsCompleteOnlyWithAllThreeCollections) {
 
 TEST(KslInfo, ForgetsANeighbourRequestThatAReconnectHasLost) {
     KslInfo info;
-    info.neighboursState = KSL_MSG_STATE_UPDATE;
-    info.busReconnected();
+    EXPECT_TRUE(info.beginNeighbours(1));
+    EXPECT_FALSE(info.beginNeighbours(1));
+    info.busReconnected(2);
     EXPECT_EQ(info.neighboursState, KSL_MSG_STATE_EMPTY);
     info.neighboursState = KSL_MSG_STATE_COMPLETE;
-    info.busReconnected();
+    info.busReconnected(2);
     EXPECT_EQ(info.neighboursState, KSL_MSG_STATE_COMPLETE);
+}
+
+TEST(KslInfo, KeepsANeighbourRequestThatWasMadeOnTheNewConnection) {
+    KslInfo info;
+    EXPECT_TRUE(info.beginNeighbours(1));
+    EXPECT_TRUE(info.beginNeighbours(2));
+    info.busReconnected(2);
+    EXPECT_EQ(info.neighboursState, KSL_MSG_STATE_UPDATE);
 }
 
 TEST(KslInfo, CanBeFilledAndReadByTwoThreads) {

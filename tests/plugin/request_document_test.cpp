@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "plugin/parse_error.h"
+#include "tests/kit/answers.h"
 #include "tests/plugin/frame_session.h"
 
 namespace {
@@ -37,14 +38,9 @@ class RequestDocument : public FrameSession {
         connection.host.clearFrames();
         capture.clear();
         deliver(refusal.frame);
-        const Document answer = connection.host.json(0);
-        ASSERT_TRUE(answer.IsObject()) << refusal.frame;
-        ASSERT_EQ(connection.host.frames().size(), 1U) << refusal.frame;
-        ASSERT_EQ(answer.MemberCount(), 4U);
-        EXPECT_STREQ(answer["response"].GetString(), "undef_cmd");
-        EXPECT_STREQ(answer["status"].GetString(), "ERROR");
-        EXPECT_STREQ(answer["error_code"].GetString(), "invalid_command");
-        EXPECT_THAT(descriptions(), ElementsAre(refusal.reason));
+        EXPECT_THAT(answers(),
+                    ElementsAre(errorAnswer("undef_cmd", "invalid_command", refusal.reason)))
+            << refusal.frame;
         EXPECT_EQ(capture.standardError(), refusal.frame + "\n[ERROR] KLV::wa_setup_document() " +
                                                logPrefix + refusal.reason + "\n");
     }

@@ -2,7 +2,9 @@
 #include <apr_pools.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
 #include <httpd.h>
+#include <algorithm>
 
 #include <memory>
 
@@ -277,6 +279,16 @@ TEST(SessionEnd, DropsAPendingUploadAndTheNetworkRecord) {
     ASSERT_EQ(twice.size(), 2 * lines.size() - 1);
     lines.erase(lines.begin() + 9);  // there is no network record to delete any more
     EXPECT_EQ(Lines(twice.begin() + 12, twice.end()), lines);
+}
+
+TEST(SessionEnd, SaysThatTheUploadIsDeletedAlsoWhereThereWasNone) {
+    ASSERT_EQ(uploadfileInfo.get(), nullptr);
+    const LogCapture capture;
+    { const LvWebsocket session; }
+    const Lines lines = destructorLines(capture);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(),
+                         "[DEBUG] KLV::~LvWebsocket() uploadfileInfo deleted"),
+              1);
 }
 
 TEST(SessionEnd, LeavesTheSetupRecordOfAnotherSessionAlone) {

@@ -4,12 +4,6 @@
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/signal_message.h"
 #include "krpbus/messages/system_ng_event_message.h"
-#include "modules/audio/audio_module.h"
-#include "modules/busload/busload_module.h"
-#include "modules/monitor/monitor_module.h"
-#include "modules/signal/signal_module.h"
-#include "modules/trigger/trigger_module.h"
-#include "network/common_responses.h"
 
 RecordingModules recordingModules;
 
@@ -34,52 +28,37 @@ int record(const std::string& handler, const MessageBase* message, const std::st
     return recordingModules.claiming.contains(handler) ? 1 : 0;
 }
 
+void called(const std::string& function) {
+    recordingModules.calls.push_back(function);
+}
+
 }  // namespace
 
-int handleBusloadMessages(const MessageBase* message, const std::string& mac) {
-    return record("busload", message, mac);
-}
-
-int handleMonitorMessages(const MessageBase* message) {
-    return record("monitor", message);
-}
-
-int handleSignalMessages(const MessageBase* message, const std::string& mac) {
-    return record("signal", message, mac);
-}
-
-int handleCommonMessages(const KRPMessageResponse* response, const std::string& mac) {
-    return record("common", response, mac);
-}
-
-int handleAudioMessages(const KRPMessageResponse* response) {
-    return record("audio", response);
-}
-
-int handleTriggerMessages(const KRPMessageResponse* response, const std::string& logger) {
-    return record("trigger", response, logger);
-}
-
-void getTrigger(int waitCount) {
-    recordingModules.calls.push_back("getTrigger " + std::to_string(waitCount));
-}
-
-WaResponseSetTrigger::WaResponseSetTrigger(const SystemNgEventMessage* event) {
-    recordingModules.calls.push_back("WaResponseSetTrigger " + event->getMarkerId());
-}
-
-void busloadSetUnknown() {
-    recordingModules.calls.emplace_back("busloadSetUnknown");
-}
-
-void busloadBusReconnected() {
-    recordingModules.calls.emplace_back("busloadBusReconnected");
-}
-
-void signalBusReconnected() {
-    recordingModules.calls.emplace_back("signalBusReconnected");
-}
-
-void triggerBusReconnected() {
-    recordingModules.calls.emplace_back("triggerBusReconnected");
-}
+const ModuleTable RecordingModules::table = [] {
+    ModuleTable modules = kModules;
+    modules.routing = {
+        .busload = [](const MessageBase* message,
+                      const std::string& mac) { return record("busload", message, mac); },
+        .monitor = [](const MessageBase* message) { return record("monitor", message); },
+        .signal = [](const MessageBase* message,
+                     const std::string& mac) { return record("signal", message, mac); },
+        .common = [](const KRPMessageResponse* response,
+                     const std::string& mac) { return record("common", response, mac); },
+        .audio = [](const KRPMessageResponse* response) { return record("audio", response); },
+        .trigger = [](const KRPMessageResponse* response,
+                      const std::string& mac) { return record("trigger", response, mac); },
+        .sendSetTrigger =
+            [](const SystemNgEventMessage* event) {
+                called("sendSetTrigger " + event->getMarkerId());
+            },
+        .getTrigger = [](int waitCount) { called("getTrigger " + std::to_string(waitCount)); },
+        .busloadSetUnknown = [] { called("busloadSetUnknown"); },
+    };
+    modules.busReconnected = {
+        [] { called("first reconnected"); },
+        [] { called("second reconnected"); },
+        [] { called("third reconnected"); },
+        [] { called("fourth reconnected"); },
+    };
+    return modules;
+}();

@@ -6,9 +6,12 @@
 #include <string>
 #include <vector>
 
-class MessageBase;
+#include "modules/module_table.h"
 
 struct RecordingModules {
+    // What the routing is to use.
+    static const ModuleTable table;
+
     // One line per call, in their order: "<handler> <message's class> <mac>".
     std::vector<std::string> calls;
     // The handlers that claim what they are given.

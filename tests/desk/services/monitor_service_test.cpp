@@ -96,7 +96,7 @@ class MonitorServiceTest : public testing::Test {
     std::vector<std::string> shown(std::size_t count) {
         std::vector<std::string> names;
         runUntil([&] {
-            while (auto message = client->getMessage()) {
+            while (auto message = nextWaiting(*client)) {
                 if (const auto* value = dynamic_cast<const SignalMessage*>(message.get())) {
                     EXPECT_EQ(value->webappName, "");
                     names.push_back(value->instanceName);

@@ -63,7 +63,7 @@ class SignalServiceTest : public testing::Test {
     std::vector<std::string> values(std::size_t count) {
         std::vector<std::string> lines;
         runUntil([&] {
-            while (auto message = client->getMessage()) {
+            while (auto message = nextWaiting(*client)) {
                 if (const auto* value = dynamic_cast<const SignalMessage*>(message.get())) {
                     lines.push_back(value->webappName + "=" + value->value);
                     latest[value->webappName] = *value;
@@ -153,7 +153,7 @@ TEST_F(SignalServiceTest, SendsNothingBeforeTheStartAndAfterTheStop) {
     EXPECT_TRUE(notice("78-LVStopSignals"));
     // The look for vanished clients ends as well.
     ASSERT_TRUE(runUntil([this] { return !runs(); }));
-    while (client->getMessage()) {
+    while (nextWaiting(*client)) {
     }
     synchronise(*client, *bus);
 
@@ -169,7 +169,7 @@ TEST_F(SignalServiceTest, StopsOnlyWhoHasAskedForIt) {
     notice("78-LVStopSignals", "18_KLV2");
     notice("78-LVStopSignals", "19_KLV3");
     EXPECT_EQ(values(4).size(), 4U);
-    EXPECT_EQ(other->getMessage(), nullptr);
+    EXPECT_TRUE(nothingWaits(*other));
 }
 
 TEST_F(SignalServiceTest, ServesAClientOnAnotherLogger) {
@@ -178,7 +178,7 @@ TEST_F(SignalServiceTest, ServesAClientOnAnotherLogger) {
     notice("77-LVStartSignals", "ksl://0/02:00:00:00:00:02/18_KLV2");
     std::unique_ptr<MessageBase> message;
     ASSERT_TRUE(runUntil([&] {
-        message = message ? std::move(message) : remote->getMessage();
+        message = message ? std::move(message) : nextWaiting(*remote);
         return message != nullptr;
     }));
     const auto* router = dynamic_cast<const RouterMessage*>(message.get());
@@ -202,7 +202,7 @@ TEST_F(SignalServiceTest, KeepsAClientThatIsAwayForAMoment) {
     newClient();
     const auto again = Clock::now();
     ASSERT_TRUE(runUntil([&] { return Clock::now() - again > 3s; }));
-    while (client->getMessage()) {
+    while (nextWaiting(*client)) {
     }
     EXPECT_EQ(values(3).size(), 3U);
 }

@@ -312,7 +312,10 @@ suite("an upload directory that does not take a file", {}, (setup) => {
   });
 
   test("since it is full is reported, and the upload can be sent again", { skip: noSmallDisk }, async () => {
-    await onSmallDisk(kUploads, 64, () => fails(Buffer.alloc(200_000)));
+    await onSmallDisk(kUploads, 64, async () => {
+      await fails(Buffer.alloc(200_000));
+      assert.deepEqual(setup.uploads(), []);
+    });
     await staysPending();
   });
 });

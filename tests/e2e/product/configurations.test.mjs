@@ -119,13 +119,26 @@ describe("configurations", kNeedsDirectory, () => {
     assert.deepEqual(storedConfigurations(), ["directory", "n".repeat(255)]);
   });
 
-  test("are not said to be saved when the disk is full", { skip: noSmallDisk }, async () => {
+  test("are not said to be saved when the disk is full, and keep their old text", { skip: noSmallDisk }, async () => {
     await onSmallDisk(paths.configurations, 64, async () => {
       assert.equal(await save("large", "x".repeat(200_000)), notSaved("large"));
-      assert.equal(await remove("large"), okText("delete_config"));
+      assert.deepEqual(storedConfigurations(), []);
       assert.equal(await save("small", "x".repeat(2_000)), saved("small"));
+      assert.equal(await save("small", "y".repeat(200_000)), notSaved("small"));
       assert.equal(onDisk("small"), "x".repeat(2_000));
+      assert.deepEqual(await listed(), ["small"]);
     });
+  });
+
+  test("that two browsers save under one name at once are one whole text", async () => {
+    const other = await network.connectReady();
+    const texts = [..."ab"].map((letter, index) => letter.repeat(1_000_000 * (index + 1)));
+    const repliesTo = (browser, config) =>
+      Promise.all(Array.from({ length: 10 }, async () => browser.textOf(await browser.ask("save_config", { name: "both", config }, 60_000))));
+    const replies = await Promise.all([repliesTo(client, texts[0]), repliesTo(other, texts[1])]);
+    assert.deepEqual(new Set(replies.flat()), new Set([saved("both")]));
+    assert.ok(texts.includes(onDisk("both")));
+    await other.close();
   });
 
   test("without their directory are errors", async () => {

@@ -49,6 +49,18 @@ std::unique_ptr<MessageBase> nextMessage(KRPBusClient& client, std::chrono::mill
     }
 }
 
+std::unique_ptr<MessageBase> nextWaiting(KRPBusClient& client) {
+    if (auto message = client.getMessage()) {
+        return message;
+    }
+    client.read();
+    return client.getMessage();
+}
+
+bool nothingWaits(KRPBusClient& client) {
+    return nextWaiting(client) == nullptr;
+}
+
 void synchronise(KRPBusClient& first, KRPBusClient& second) {
     // The server handles what one client sends in order: once a message to oneself has come back,
     // all that was asked for before is in force.
@@ -64,6 +76,20 @@ void synchronise(KRPBusClient& first, KRPBusClient& second) {
             }
             const auto* const own = dynamic_cast<const SystemMessage*>(message.get());
             isBack = own != nullptr && own->text == "synchronise";
+        }
+    }
+}
+
+void restart(NatsServer& server, const std::vector<KRPBusClient*>& clients) {
+    std::vector<std::uint32_t> before;
+    for (const KRPBusClient* client : clients) {
+        before.push_back(client->getConnectionCount());
+    }
+    server.stop();
+    server.start();
+    for (std::size_t i = 0; i < clients.size(); ++i) {
+        if (!eventually([&] { return clients[i]->getConnectionCount() > before[i]; })) {
+            throw std::runtime_error("the bus does not come back");
         }
     }
 }

@@ -27,9 +27,16 @@ std::unique_ptr<KRPBusClient> makeClient(const NatsServer& server, const std::st
 std::unique_ptr<MessageBase> nextMessage(KRPBusClient& client,
                                          std::chrono::milliseconds patience = kPatience);
 
+// The next message that has arrived already, and whether there is none.
+std::unique_ptr<MessageBase> nextWaiting(KRPBusClient& client);
+bool nothingWaits(KRPBusClient& client);
+
 // Sends messages back and forth until the bus server has all subscriptions of both clients. Drops
 // what else comes in until then.
 void synchronise(KRPBusClient& first, KRPBusClient& second);
+
+// Ends the server and starts it again, and waits until all of its clients are connected anew.
+void restart(NatsServer& server, const std::vector<KRPBusClient*>& clients);
 
 // Waits on the client's descriptor; whether it became readable.
 bool readable(const KRPBusClient& client, std::chrono::milliseconds patience);

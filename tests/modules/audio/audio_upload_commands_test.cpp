@@ -5,6 +5,7 @@
 
 #include "krpbus/messages/krp_set_audio_file.h"
 #include "modules/audio/audio_commands.h"
+#include "modules/audio/php_version.h"
 #include "tests/kit/log_capture.h"
 #include "tests/modules/audio/audio_module_fixture.h"
 

@@ -13,9 +13,10 @@
 #include <iterator>
 #include <string_view>
 
-#include "modules/audio/set_audio_file_response.h"
+#include "modules/audio/audio_responses.h"
 #include "modules/audio/upload_info.h"
 #include "tests/kit/log_capture.h"
+#include "tests/kit/mounted_disk.h"
 #include "tests/kit/worker_session.h"
 
 namespace {
@@ -122,6 +123,44 @@ TEST_F(SaveAudio, ReportsAPipeThatHasAReader) {
     expectUnableToOpen();
 }
 
+TEST_F(SaveAudio, LeavesAloneWhatIsSomebodyElses) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file away";
+    }
+    std::ofstream(path_) << "theirs";
+    ASSERT_EQ(::chown(path_.c_str(), 65534, 65534), 0);
+    save("mine");
+    EXPECT_EQ(stored(), "theirs");
+    expectUnableToOpen();
+}
+
+TEST_F(SaveAudio, LeavesAloneWhatHasASecondName) {
+    const std::string target = path_ + ".target";
+    std::ofstream(target) << "theirs";
+    std::filesystem::create_hard_link(target, path_);
+    save("mine");
+    EXPECT_EQ(stored(), "theirs");
+    std::filesystem::remove(target);
+    expectUnableToOpen();
+}
+
+TEST_F(SaveAudio, LeavesNothingOnAFullDisk) {
+    if (const std::string reason = MountedDisk::whyNot(); !reason.empty()) {
+        GTEST_SKIP() << reason;
+    }
+    const MountedDisk disk("/tmp", "tmpfs", "size=64k");
+    save(std::string(200'000, 'x'));
+    EXPECT_FALSE(std::filesystem::exists(path_));
+    expectUnableToOpen();
+}
+
+TEST_F(SaveAudio, ReplacesTheFileOfAnUploadOfTheSameSecond) {
+    save("a longer first");
+    save("second");
+    EXPECT_EQ(stored(), "second");
+    EXPECT_THAT(session_.sent(), IsEmpty());
+}
+
 TEST_F(SaveAudio, ReportsAFileThatCannotBeWrittenWhole) {
     std::signal(SIGXFSZ, SIG_IGN);
     const rlimit before = [] {
@@ -134,6 +173,7 @@ TEST_F(SaveAudio, ReportsAFileThatCannotBeWrittenWhole) {
     setrlimit(RLIMIT_FSIZE, &small);
     save("longer than four bytes");
     setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_FALSE(std::filesystem::exists(path_));
     expectUnableToOpen();
 }
 

@@ -113,15 +113,27 @@ TEST_F(BusNamesRequest, NeverAskForACompleteCatalogueAgain) {
 
 TEST_F(BusNamesRequest, AskAgainAfterABusReconnectTookTheAnswers) {
     run(R"({"command": "get_bus_names", "active": 1})");
-    expectBroadcast(namesRequest("01"));
+    network_.loseConnection();
     busloadBusReconnected();
     EXPECT_EQ(busInfo->state, 0U);
     run(R"({"command": "get_bus_names", "active": 1})");
     expectBroadcast(namesRequest("01"));
 }
 
+TEST_F(BusNamesRequest, GoOnWhenTheLossOfTheBusIsNoticedOnlyAfterThem) {
+    getBusNames(static_cast<unsigned char>(1), 0);  // lost with the connection
+    network_.loseConnection();
+    getBusNames(static_cast<unsigned char>(1), 0);
+    expectBroadcast(namesRequest("01"));
+    busloadBusReconnected();
+    EXPECT_EQ(busInfo->state, 1U);
+    answer(kLocalLogger, {bus(BUSID_CAN, 0, 0, "Powertrain")});
+    EXPECT_EQ(busInfo->state, 2U);
+}
+
 TEST_F(BusNamesRequest, KeepACompleteCatalogueOverABusReconnect) {
     completeCatalogue();
+    network_.loseConnection();
     busloadBusReconnected();
     EXPECT_EQ(busInfo->state, 2U);
     EXPECT_EQ(busInfo->getBusnamesMapSize(), 1);

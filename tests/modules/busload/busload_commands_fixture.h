@@ -8,7 +8,11 @@
 #include <vector>
 
 #include "krpbus/messages/signal_message.h"
+#include "modules/busload/bus_names_responses.h"
+#include "modules/busload/busload_catalogue.h"
+#include "modules/busload/busload_commands.h"
 #include "modules/busload/busload_module.h"
+#include "modules/busload/busload_values.h"
 #include "tests/kit/log_capture.h"
 #include "tests/modules/busload/busload_samples.h"
 #include "tests/modules/module_session.h"

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "tests/kit/after_first_send.h"
 #include "tests/modules/busload/busload_commands_fixture.h"
 
 using testing::AllOf;
@@ -34,7 +35,7 @@ TEST_F(BusloadCommands, LeaveOtherCommandsToOtherModules) {
 
 TEST_F(BusloadCommands, StartWithAnEmptyCatalogue) {
     answer(kLocalLogger, {});
-    busInfo->state = BUS_NAMES_COMPLETE;
+    busInfo->state = KSL_MSG_STATE_COMPLETE;
     log_.clear();
     EXPECT_EQ(busload_module_setup(nullptr), 0);
     EXPECT_THAT(log_.logLines(),
@@ -83,6 +84,28 @@ TEST_F(BusloadCommands, ShowEveryBusWhenItsNamesHaveArrivedBeforeTheStart) {
     const BusLoadExtMessage message = figure(BUSID_CAN, 0, 42);
     updateBusValue(&message, kLocalLogger);
     EXPECT_THAT(sent(), ElementsAre(HasSubstr(R"("value":42)")));
+}
+
+TEST_F(BusloadCommands, KeepTheFirstFiguresThatComeBeforeTheInitialValuesAreSent) {
+    run(R"({"command": "get_bus_names", "active": 1})");
+    answer(kLocalLogger, {bus(BUSID_CAN, 0, 0, "Powertrain"), bus(BUSID_GPS, 0, 0, "Receiver")});
+    sent();
+    {
+        const AfterFirstSend afterTheReply(network_.session.host, [] {
+            const BusLoadExtMessage load = figure(BUSID_CAN, 0, 42);
+            updateBusValue(&load, kLocalLogger);
+            const GPSTraceMessage gps = gpsState("A");
+            updateBusValueGps(&gps, kLocalLogger);
+        });
+        run(R"({"command": "busload_start"})");
+    }
+    EXPECT_THAT(sent(),
+                ElementsAre(kStarted,
+                            HasSubstr(R"("name":"Powertrain","unit":"UNIT_)"
+                                      R"(PERCENT","value":42)"),
+                            HasSubstr(R"("gps_status":"A","value":0)"), HasSubstr(R"("value":42)"),
+                            HasSubstr(R"("name":"Receiver","unit":"UNIT_NONE","value":-4)"),
+                            HasSubstr(R"("gps_status":"A","value":0)")));
 }
 
 TEST_F(BusloadCommands, ShowTheBusesThatAreKnownAtTheStartWhenALoggerStaysSilent) {
@@ -142,6 +165,16 @@ TEST_F(BusloadCommands, StopReportingAndTurnEveryValueUnknown) {
                 ElementsAre("[DEBUG] KLV::busload_stop() stopping busload module",
                             "[DEBUG] KLV::busload_stop() stop ksl busload module",
                             "[DEBUG] KLV::busload_stop() set active busses to unknown"));
+}
+
+TEST_F(BusloadCommands, ShowAFigureThatWasOnItsWayWhenTheyStopped) {
+    completeCatalogue();
+    run(R"({"command": "busload_start"})");
+    run(R"({"command": "busload_stop"})");
+    sent();
+    const BusLoadExtMessage message = figure(BUSID_CAN, 0, 42);
+    updateBusValue(&message, kLocalLogger);
+    EXPECT_THAT(sent(), ElementsAre(HasSubstr(R"("value":42)")));
 }
 
 TEST_F(BusloadCommands, ShowTheValuesAgainAfterARestart) {

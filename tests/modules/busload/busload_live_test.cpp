@@ -9,7 +9,11 @@
 #include <thread>
 
 #include "krpbus/messages/system_message.h"
+#include "modules/busload/bus_names_responses.h"
+#include "modules/busload/busload_catalogue.h"
+#include "modules/busload/busload_commands.h"
 #include "modules/busload/busload_module.h"
+#include "modules/busload/busload_values.h"
 #include "plugin/lv_websocket.h"
 #include "tests/kit/bus_loggers.h"
 #include "tests/kit/log_capture.h"

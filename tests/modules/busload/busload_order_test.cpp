@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "modules/busload/bus_catalogue.h"
+#include "modules/busload/busload_catalogue.h"
 #include "modules/busload/busload_values.h"
 #include "tests/kit/after_first_send.h"
 #include "tests/kit/log_capture.h"

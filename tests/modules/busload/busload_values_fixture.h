@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "modules/busload/bus_catalogue.h"
+#include "modules/busload/busload_catalogue.h"
 #include "modules/busload/busload_values.h"
 #include "tests/kit/log_capture.h"
 #include "tests/kit/worker_session.h"

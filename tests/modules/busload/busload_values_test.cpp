@@ -89,6 +89,19 @@ TEST_F(BusloadValues, DropsFiguresUntilTheInitialValuesWereSent) {
     EXPECT_THAT(sent(), IsEmpty());
 }
 
+TEST_F(BusloadValues, TakesTheBusesOfTheCatalogueOverWithoutShowingThem) {
+    know(kLocalLogger, {bus(BUSID_CAN, 0, 0, "Powertrain")});
+    showInitialValues();
+    arrive(figure(BUSID_CAN, 0, 42), kLocalLogger);
+    sent();
+    know(kLocalLogger, {bus(BUSID_CAN, 0, 0, "Powertrain"), bus(BUSID_LIN, 0, 0, "Doors")});
+    addCatalogueBuses();
+    EXPECT_THAT(sent(), IsEmpty());
+    arrive(figure(BUSID_LIN, 0, 7), kLocalLogger);
+    arrive(figure(BUSID_CAN, 0, 42), kLocalLogger);
+    EXPECT_THAT(sent(), ElementsAre(testing::HasSubstr(R"("name":"Doors")")));
+}
+
 TEST_F(BusloadValues, ShowsBusesAndUnitsWithoutATextOfTheirOwn) {
     know(kLocalLogger,
          {bus(static_cast<busid_t>(15), 0, 0, "a"), bus(static_cast<busid_t>(200), 0, 0, "b")});
@@ -144,6 +157,31 @@ TEST_F(BusloadValues, LeavesOutALoggerNameThatIsNotKnown) {
                                     R"("status":"OK"})"));
     EXPECT_THAT(log_.logLines("WaResponseBusload"),
                 ElementsAre("[ERROR] KLV::WaResponseBusload() no logger_name=02:00:00:00:00:02"));
+}
+
+TEST_F(BusloadValues, ShowsTheEmptyNameOfALoggerThatIsKnown) {
+    knowNetwork({kOtherLogger});
+    knowName(kOtherLogger, "");
+    know(kOtherLogger, {bus(BUSID_CAN, 0, 20, "Chassis")});
+    sendInitialValues();
+    EXPECT_THAT(sent(), ElementsAre(R"({"response":"busload_data","timestamp":0,)"
+                                    R"("logger_name":"","data":{)"
+                                    R"("bus_id":"BUSID_CAN","channel":20,"ksl_offset":20,)"
+                                    R"("name":"Chassis","unit":"UNIT_NONE","value":-4},)"
+                                    R"("status":"OK"})"));
+    EXPECT_THAT(log_.logLines(), IsEmpty());
+}
+
+TEST_F(BusloadValues, AreDroppedWithALineOfTheLogWhenTheirSessionHasGone) {
+    know(kLocalLogger, {bus(BUSID_CAN, 0, 0, "Powertrain"), bus(BUSID_GPS, 0, 0, "Receiver")});
+    showInitialValues();
+    session_.setup.socket = nullptr;
+    arrive(figure(BUSID_CAN, 0, 42), kLocalLogger);
+    arrive(figure(BUSID_MOST25, 0, 42), kLocalLogger);
+    arrive(gpsState("A"), kLocalLogger);
+    const std::string line = "[DEBUG] KLV::sendMessage() Invalid server";
+    EXPECT_THAT(log_.logLines("sendMessage"), ElementsAre(line, line, line));
+    EXPECT_THAT(log_.logLines("sendWebsocketMessage"), IsEmpty());
 }
 
 TEST_F(BusloadValues, ShowsBusesWithoutANetworkRecord) {

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "modules/busload/busload_commands.h"
 #include "tests/modules/busload/busload_values_fixture.h"
 
 using testing::ElementsAre;
@@ -52,6 +53,19 @@ TEST_F(GpsStates, IgnoreTheGpsStateOfALoggerWithoutAReceiver) {
     arrive(gpsState("A"), kLocalLogger);
     arrive(gpsState("A"), kOtherLogger);
     EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(GpsStates, ShowNothingForAnUnchangedStatusEvenAfterAStopAndAStart) {
+    know(kLocalLogger, {bus(BUSID_GPS, 0, 0, "Receiver")});
+    showInitialValues();
+    arrive(gpsState("A"), kLocalLogger);
+    busload_stop();
+    busload_start();
+    sent();
+    arrive(gpsState("A", 5), kLocalLogger);
+    EXPECT_THAT(sent(), IsEmpty());
+    arrive(gpsState("V", 6), kLocalLogger);
+    EXPECT_THAT(sent(), SizeIs(1));
 }
 
 TEST_F(GpsStates, MakeTheGpsStateUnknownWithoutShowingIt) {

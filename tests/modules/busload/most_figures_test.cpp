@@ -72,6 +72,18 @@ TEST(MostFigures, AreShownWithoutANameWhenTheLoggerIsNotKnown) {
                 Contains("[ERROR] KLV::WaResponseBusloadMost() incomplete logger info"));
 }
 
+TEST(MostFigures, AreShownWithTheEmptyNameOfALoggerThatIsKnown) {
+    const WorkerSession session;
+    const LogCapture log;
+    knowName(kOtherLogger, "");
+    const Message message = mostFigure(BUSID_MOST150);
+    updateBusValue(&message, kOtherLogger);
+    EXPECT_THAT(session.sent(),
+                ElementsAre(testing::HasSubstr(R"("timestamp":1700000000000001,"logger_name":"",)"
+                                               R"("data":{)")));
+    EXPECT_THAT(log.logLines(), testing::IsEmpty());
+}
+
 TEST(MostFigures, AreShownEachTimeSinceTheyAreNotKept) {
     const WorkerSession session;
     const LogCapture log;

@@ -13,7 +13,9 @@
 
 #include "modules/config/config_storage.h"
 #include "tests/kit/log_capture.h"
+#include "tests/kit/mounted_disk.h"
 #include "tests/kit/worker_session.h"
+#include "tests/modules/config/directory_fault.h"
 
 namespace {
 
@@ -107,6 +109,9 @@ std::vector<std::string> notLoaded(const std::string& name) {
 constexpr const char* kNotDeleted =
     R"({"response":"delete_config","status":"ERROR","error_code":"illegal_config"})";
 
+constexpr const char* kNotListed =
+    R"({"response":"get_configs","status":"ERROR","error_code":"illegal_config"})";
+
 TEST_F(ConfigModule, LeavesOtherCommandsToOtherModules) {
     const Document doc(rapidjson::kObjectType);
     EXPECT_EQ(0, wa_handle_message_config("get_bus_names", doc));
@@ -169,14 +174,24 @@ TEST_F(ConfigModule, ListsAnEmptyDirectoryAsAnEmptyArray) {
 TEST_F(ConfigModule, AnswersAnErrorWhenTheDirectoryIsMissing) {
     configurationDirectory += "missing/";
     LogCapture log;
-    EXPECT_THAT(
-        run(R"({"command":"get_configs"})"),
-        ElementsAre(
-            R"({"response":"get_configs","status":"ERROR","error_code":"illegal_config"})"));
+    EXPECT_THAT(run(R"({"command":"get_configs"})"), ElementsAre(kNotListed));
     EXPECT_THAT(log.logLines("WaResponseGetConfigurations"),
                 ElementsAre("[ERROR] KLV::WaResponseGetConfigurations() Error opening " +
                             configurationDirectory + ": " + std::strerror(ENOENT)));
     EXPECT_THAT(save("a", "x"), notSaved("a"));
+}
+
+TEST_F(ConfigModule, AnswersAnErrorWhenTheDirectoryCannotBeReadToItsEnd) {
+    put("a", "x");
+    put("b", "x");
+    LogCapture log;
+    entriesUntilFault = 2;
+    const auto answer = run(R"({"command":"get_configs"})");
+    entriesUntilFault = -1;
+    EXPECT_THAT(answer, ElementsAre(kNotListed));
+    EXPECT_THAT(log.logLines("WaResponseGetConfigurations"),
+                ElementsAre("[ERROR] KLV::WaResponseGetConfigurations() Error opening " +
+                            configurationDirectory + ": " + std::strerror(EIO)));
 }
 
 TEST_F(ConfigModule, KeepsOnlyTheSecondTextSavedUnderOneName) {
@@ -307,10 +322,36 @@ TEST_F(ConfigModule, NeverSaysThatATextWasSavedWhenTheDiskIsFull) {
     EXPECT_THAT(save("full", "x"), notSaved("full"));
 }
 
+TEST_F(ConfigModule, KeepsTheOldTextAndNothingElseWhenTheDiskIsFull) {
+    if (const std::string reason = MountedDisk::whyNot(); !reason.empty()) {
+        GTEST_SKIP() << reason;
+    }
+    const MountedDisk disk(path(""), "tmpfs", "size=64k");
+    EXPECT_THAT(save("a", "old"), ElementsAre(kSaved));
+    EXPECT_THAT(save("a", std::string(200'000, 'x')), notSaved("a"));
+    EXPECT_EQ("old", content("a"));
+    EXPECT_THAT(save("b", std::string(200'000, 'x')), notSaved("b"));
+    EXPECT_THAT(
+        run(R"({"command":"get_configs"})"),
+        ElementsAre(R"({"response":"get_configs","configs":[{"name":"a"}],"status":"OK"})"));
+}
+
 TEST_F(ConfigModule, IsHeldUpByNoFifo) {
     ASSERT_EQ(0, ::mkfifo(path("fifo").c_str(), 0600));
     EXPECT_THAT(save("fifo", "x"), notSaved("fifo"));
     EXPECT_THAT(load("fifo"), notLoaded("fifo"));
+}
+
+TEST_F(ConfigModule, LoadsNothingThatMemoryCannotHoldAsOftenAsAnAnswerNeedsIt) {
+    // A hole, which takes no room on the disk.
+    put("large", "");
+    const auto memory = static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) *
+                        static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+    fs::resize_file(path("large"), memory / 4);
+    LogCapture log;
+    EXPECT_THAT(load("large"), notLoaded("large"));
+    EXPECT_THAT(log.logLines("load_configuration"),
+                ElementsAre("[DEBUG] KLV::load_configuration() Unable to open file"));
 }
 
 TEST_F(ConfigModule, LoadsAnEmptyFileAsAnEmptyText) {

@@ -74,6 +74,32 @@ TEST_F(SignalInfoTest, KnowsASignalByItsExactKeyOnly) {
     EXPECT_FALSE(info.checkSignal({"", kLocalLogger}));
 }
 
+TEST_F(SignalInfoTest, FindsTheFirstSignalThatIsShownLikeAKey) {
+    for (const char* name : {"Oil \xFF", "Oil \xFE", "Oil", "Oil \xC3\x96"}) {
+        info.updateSignalConfiguration(speedConfig(name), kLocalLogger);
+    }
+    info.updateSignalConfiguration(speedConfig("Oil \xFD"), kOtherLogger);
+
+    EXPECT_EQ(info.findShown({"Oil \xEF\xBF\xBD", kLocalLogger}),
+              SignalKey("Oil \xFE", kLocalLogger));
+    EXPECT_EQ(info.findShown({"Oil \xEF\xBF\xBD", kOtherLogger}),
+              SignalKey("Oil \xFD", kOtherLogger));
+    for (const SignalKey& key : {SignalKey("Oil", kLocalLogger), SignalKey("Unknown", kLocalLogger),
+                                 SignalKey("Oil \xEF\xBF\xBD", kThirdLogger),
+                                 SignalKey("Oil\xEF\xBF\xBD", kLocalLogger)}) {
+        EXPECT_EQ(info.findShown(key), key);
+    }
+}
+
+TEST_F(SignalInfoTest, PrefersASignalWhoseNameHoldsTheReplacementCharacter) {
+    const SignalKey exact("Oil \xEF\xBF\xBD", kLocalLogger);
+    info.updateSignalConfiguration(speedConfig("Oil \xA0"), kLocalLogger);
+    EXPECT_EQ(info.findShown(exact), SignalKey("Oil \xA0", kLocalLogger));
+
+    info.updateSignalConfiguration(speedConfig(exact.first), kLocalLogger);
+    EXPECT_EQ(info.findShown(exact), exact);
+}
+
 TEST_F(SignalInfoTest, GivesAnEmptyRecordForAnUnknownKey) {
     const SignalData signal = info.getSignalData(kSpeed);
 
@@ -248,7 +274,7 @@ TEST_F(SignalInfoTest, InvalidatesEveryEntryAndKeepsAll) {
 
 TEST_F(SignalInfoTest, ClearsEveryEntryButNotItsState) {
     info.updateSignalConfiguration(speedConfig(), kLocalLogger);
-    info.configState = SIGNAL_CONFIG_COMPLETE;
+    info.configState = KSL_MSG_STATE_COMPLETE;
     info.clearSignalData();
     EXPECT_TRUE(keys().empty());
     EXPECT_EQ(info.configState, 2U);
@@ -263,21 +289,21 @@ TEST_F(SignalInfoTest, ReleasesItsLockWhenACallerThrows) {
 TEST_F(SignalInfoTest, BeginsOneCycleAtATime) {
     info.updateSignalConfiguration(speedConfig(), kLocalLogger);
 
-    EXPECT_TRUE(info.beginCycle());
+    EXPECT_TRUE(info.beginCycle(1));
     EXPECT_EQ(info.configState, 1U);
     EXPECT_FALSE(info.getSignalData(kSpeed).valid);
 
     info.updateSignalConfiguration(speedConfig(), kLocalLogger);
-    EXPECT_FALSE(info.beginCycle());
+    EXPECT_FALSE(info.beginCycle(1));
     EXPECT_TRUE(info.getSignalData(kSpeed).valid);
 }
 
 TEST_F(SignalInfoTest, BeginsOneCycleWhenTwoThreadsWantTo) {
     for (int round = 0; round < 200; ++round) {
-        info.configState = SIGNAL_CONFIG_COMPLETE;
+        info.configState = KSL_MSG_STATE_COMPLETE;
         std::atomic<int> begun{0};
-        std::thread other([&] { begun += info.beginCycle() ? 1 : 0; });
-        begun += info.beginCycle() ? 1 : 0;
+        std::thread other([&] { begun += info.beginCycle(1) ? 1 : 0; });
+        begun += info.beginCycle(1) ? 1 : 0;
         other.join();
         ASSERT_EQ(begun, 1);
     }
@@ -285,7 +311,7 @@ TEST_F(SignalInfoTest, BeginsOneCycleWhenTwoThreadsWantTo) {
 
 TEST_F(SignalInfoTest, EmptiesTheCatalogueOnTheFirstAnswerOfACycleOnly) {
     info.updateSignalConfiguration(speedConfig("Old"), kLocalLogger);
-    info.beginCycle();
+    info.beginCycle(1);
     EXPECT_EQ(keys().size(), 1U);
 
     EXPECT_TRUE(info.addAnswer(kOtherLogger));
@@ -297,7 +323,7 @@ TEST_F(SignalInfoTest, EmptiesTheCatalogueOnTheFirstAnswerOfACycleOnly) {
 }
 
 TEST_F(SignalInfoTest, CompletesACycleWhenMoreLoggersThanNeighboursHaveAnswered) {
-    info.beginCycle();
+    info.beginCycle(1);
     info.addAnswer(kLocalLogger);
     info.completeCycle(2);
     info.addAnswer(kOtherLogger);
@@ -312,13 +338,13 @@ TEST_F(SignalInfoTest, CompletesACycleWhenMoreLoggersThanNeighboursHaveAnswered)
 }
 
 TEST_F(SignalInfoTest, StartsCountingAnewInTheNextCycle) {
-    info.beginCycle();
+    info.beginCycle(1);
     info.addAnswer(kLocalLogger);
     info.completeCycle(0);
     ASSERT_EQ(info.configState, 2U);
     info.updateSignalConfiguration(speedConfig(), kLocalLogger);
 
-    info.beginCycle();
+    info.beginCycle(1);
     EXPECT_TRUE(info.addAnswer(kOtherLogger));
     EXPECT_TRUE(keys().empty());
 }
@@ -330,13 +356,13 @@ TEST_F(SignalInfoTest, DoesNotCountAnAnswerOutsideACycle) {
     EXPECT_EQ(info.configState, 0U);
     EXPECT_EQ(keys().size(), 1U);
 
-    info.beginCycle();
+    info.beginCycle(1);
     info.completeCycle(0);
     EXPECT_EQ(info.configState, 1U);
 }
 
 TEST_F(SignalInfoTest, KeepsTheRecordOfAnswersWhenClearedInTheMiddleOfACycle) {
-    info.beginCycle();
+    info.beginCycle(1);
     info.addAnswer(kLocalLogger);
     info.clearSignalData();
     info.updateSignalConfiguration(speedConfig(), kLocalLogger);
@@ -348,21 +374,84 @@ TEST_F(SignalInfoTest, KeepsTheRecordOfAnswersWhenClearedInTheMiddleOfACycle) {
 }
 
 TEST_F(SignalInfoTest, AbandonsACycleThatIsUnderWayOnly) {
-    info.abandonCycle();
+    info.abandonCycle(2);
     EXPECT_EQ(info.configState, 0U);
-    info.configState = SIGNAL_CONFIG_COMPLETE;
-    info.abandonCycle();
+    info.configState = KSL_MSG_STATE_COMPLETE;
+    info.abandonCycle(2);
     EXPECT_EQ(info.configState, 2U);
 
-    info.beginCycle();
+    info.beginCycle(1);
     info.addAnswer(kLocalLogger);
-    info.abandonCycle();
+    info.abandonCycle(2);
     EXPECT_EQ(info.configState, 0U);
 
     // The answers of the abandoned cycle do not count in the next one.
-    info.beginCycle();
+    info.beginCycle(1);
     info.addAnswer(kOtherLogger);
     info.completeCycle(1);
+    EXPECT_EQ(info.configState, 1U);
+}
+
+TEST_F(SignalInfoTest, GoesOnWithStartedSignalsWhenACycleIsAbandoned) {
+    info.updateSignalConfiguration(speedConfig(), kLocalLogger);
+    start(kSpeed);
+    info.beginCycle(1);
+    info.abandonCycle(2);
+
+    EXPECT_TRUE(info.getSignalData(kSpeed).valid);
+    const SignalMessage value = speedValue("7");
+    info.updateSignalValue(&value, kLocalLogger);
+    EXPECT_EQ(info.getSignalData(kSpeed).value, "7");
+}
+
+TEST_F(SignalInfoTest, MakesOnlyThoseSignalsValidAgainThatTheAbandonedCycleInvalidated) {
+    const SignalKey wasInvalid("Old", kLocalLogger);
+    info.updateSignalConfiguration(speedConfig("Old"), kLocalLogger);
+    info.setSignalDataInvalid();
+    info.updateSignalConfiguration(speedConfig(), kLocalLogger);
+    info.beginCycle(1);
+    info.abandonCycle(2);
+
+    EXPECT_TRUE(info.getSignalData(kSpeed).valid);
+    EXPECT_FALSE(info.getSignalData(wasInvalid).valid);
+}
+
+TEST_F(SignalInfoTest, ForgetsWhatACycleInvalidatedWhenTheCatalogueIsCleared) {
+    info.updateSignalConfiguration(speedConfig(), kLocalLogger);
+    info.beginCycle(1);
+    info.clearSignalData();
+    info.updateSignalConfiguration(speedConfig(), kLocalLogger);
+    info.setSignalDataInvalid();
+    info.abandonCycle(2);
+
+    EXPECT_FALSE(info.getSignalData(kSpeed).valid);
+}
+
+TEST_F(SignalInfoTest, KeepsACycleThatWasBegunOnTheNewConnection) {
+    info.updateSignalConfiguration(speedConfig(), kLocalLogger);
+    info.beginCycle(2);
+    info.abandonCycle(2);
+
+    EXPECT_EQ(info.configState, 1U);
+    EXPECT_FALSE(info.getSignalData(kSpeed).valid);
+    EXPECT_TRUE(info.addAnswer(kLocalLogger));
+    info.completeCycle(0);
+    EXPECT_EQ(info.configState, 2U);
+}
+
+TEST_F(SignalInfoTest, BeginsAnotherCycleWhereTheOneUnderWayWasLostWithItsConnection) {
+    info.updateSignalConfiguration(speedConfig(), kLocalLogger);
+    EXPECT_TRUE(info.beginCycle(1));
+    info.addAnswer(kLocalLogger);
+    info.updateSignalConfiguration(speedConfig(), kLocalLogger);
+
+    EXPECT_TRUE(info.beginCycle(2));
+    EXPECT_FALSE(info.getSignalData(kSpeed).valid);
+    // Who has answered before is waited for again.
+    info.addAnswer(kOtherLogger);
+    info.completeCycle(1);
+    EXPECT_EQ(info.configState, 1U);
+    info.abandonCycle(2);
     EXPECT_EQ(info.configState, 1U);
 }
 
@@ -373,11 +462,11 @@ TEST_F(SignalInfoTest, SurvivesTwoThreadsThatUseAllOfIt) {
             info.updateSignalConfiguration(speedConfig(), kLocalLogger);
             info.completeCycle(0);
             info.updateAndUse(speedValue(), kLocalLogger, [](const SignalData&) {});
-            info.abandonCycle();
+            info.abandonCycle(2);
         }
     });
     for (int i = 0; i < 2000; ++i) {
-        info.beginCycle();
+        info.beginCycle(1);
         info.withSignal(kSpeed, [](SignalData* signal) {
             if (signal != nullptr) {
                 signal->active = true;

@@ -8,6 +8,7 @@
 
 #include "modules/signal/signal_catalogue.h"
 #include "modules/signal/signal_commands.h"
+#include "modules/signal/signal_module.h"
 #include "modules/signal/signal_responses.h"
 #include "tests/kit/log_capture.h"
 #include "tests/modules/signal/signal_network.h"
@@ -44,7 +45,7 @@ class SignalCommandsFixture : public testing::Test {
     // The loggers' signals are known: "Speed" on the local logger.
     void completeCatalogue() {
         signalInfo->updateSignalConfiguration(speedConfig(), kLocalLogger);
-        signalInfo->configState = SIGNAL_CONFIG_COMPLETE;
+        signalInfo->configState = KSL_MSG_STATE_COMPLETE;
     }
     bool isActive(const SignalKey& key = kSpeed) { return signalInfo->getSignalData(key).active; }
     // What the browser was sent, each answer in one line; the members' order is kept.

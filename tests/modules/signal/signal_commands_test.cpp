@@ -76,7 +76,7 @@ TEST_F(SignalCommandsTest, TakesAMissingNameForTheEmptyName) {
 
 TEST_F(SignalCommandsTest, TellsALowerCaseLoggerApart) {
     signalInfo->updateSignalConfiguration(speedConfig(), "02:00:00:00:00:AB");
-    signalInfo->configState = SIGNAL_CONFIG_COMPLETE;
+    signalInfo->configState = KSL_MSG_STATE_COMPLETE;
     const std::string command = R"({"command": "generic_stop_sig", "signal_key": ["Speed", )";
     EXPECT_EQ(run(command + R"("02:00:00:00:00:ab"]})"), 2);
     EXPECT_EQ(run(command + R"("02:00:00:00:00:AB"]})"), 1);
@@ -85,13 +85,51 @@ TEST_F(SignalCommandsTest, TellsALowerCaseLoggerApart) {
 TEST_F(SignalCommandsTest, FindsNamesWithQuotesLineBreaksAndOtherLetters) {
     const std::string name = "\"\xC3\x96l\"\n\\ \xF0\x9F\x9A\x97";
     signalInfo->updateSignalConfiguration(speedConfig(name), kLocalLogger);
-    signalInfo->configState = SIGNAL_CONFIG_COMPLETE;
+    signalInfo->configState = KSL_MSG_STATE_COMPLETE;
     EXPECT_EQ(run("{\"command\": \"generic_start_sig\", \"interval\": 1, \"signal_key\": "
                   "\"\\\"\xC3\x96l\\\"\\n\\\\ \\ud83d\\ude97\"}"),
               1);
     EXPECT_TRUE(isActive({name, kLocalLogger}));
     const Document doc = network.session.host.json(1);
     EXPECT_EQ(doc["signal_key"][0].GetString(), name);
+}
+
+TEST_F(SignalCommandsTest, StartsAndStopsASignalByTheNameThatIsShownForIllFormedBytes) {
+    const SignalKey oil("\xD6l", kLocalLogger);
+    signalInfo->updateSignalConfiguration(speedConfig(oil.first), kLocalLogger);
+    signalInfo->configState = KSL_MSG_STATE_COMPLETE;
+    signalInfo->forwardingActive = true;
+    const std::string shown = R"("signal_key": ["\uFFFDl", "02:00:00:00:00:01"])";
+    const std::string answered =
+        "\"signal_key\": [\"\xEF\xBF\xBDl\",\"02:00:00:00:00:01\"],\"interval\": -1,";
+
+    EXPECT_EQ(run(R"({"command": "generic_start_sig", "interval": 1, )" + shown + "}"), 1);
+    EXPECT_TRUE(isActive(oil));
+    EXPECT_EQ(run(R"({"command": "generic_stop_sig", )" + shown + "}"), 1);
+    EXPECT_FALSE(isActive(oil));
+    EXPECT_THAT(
+        answers(),
+        ElementsAre(R"({"response": "generic_start_sig",)" + answered + R"("status": "OK"})",
+                    R"({"response": "generic_sig_value",)" + answered +
+                        R"("status": "ERROR","error_code": "no_value"})",
+                    R"({"response": "generic_stop_sig",)" + answered + R"("status": "OK"})"));
+}
+
+TEST_F(SignalCommandsTest, ReadsANameBeyondAZeroByteInAllFormsOfTheKey) {
+    const std::string name("Sp\0eed", 6);
+    signalInfo->updateSignalConfiguration(speedConfig(name), kLocalLogger);
+    signalInfo->configState = KSL_MSG_STATE_COMPLETE;
+    for (const char* key :
+         {R"("Sp\u0000eed")", R"(["Sp\u0000eed", ""])", R"({"name": "Sp\u0000eed"})"}) {
+        clearAnswers();
+        EXPECT_EQ(run(std::string(R"({"command": "generic_stop_sig", "signal_key": )") + key + "}"),
+                  1)
+            << key;
+        EXPECT_THAT(answers(), ElementsAre(R"({"response": "generic_stop_sig","signal_key": )"
+                                           R"(["Sp\u0000eed","02:00:00:00:00:01"],"interval": -1,)"
+                                           R"("status": "ERROR","error_code": "not_running"})"))
+            << key;
+    }
 }
 
 TEST_F(SignalCommandsTest, LogsAKeyOfAnotherTypeAndAnswersNothing) {
@@ -121,7 +159,7 @@ TEST_F(SignalCommandsTest, AnswersARequestWithoutAKey) {
 }
 
 TEST_F(SignalCommandsTest, SkipsTheCheckOfTheKeyWhileLoggersAreToAnswer) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     EXPECT_EQ(run(R"({"command": "generic_stop_sig", "signal_key": "Speed"})"), 1);
     EXPECT_THAT(answers(), ElementsAre(failed("generic_stop_sig", "illegal_config")));
 }

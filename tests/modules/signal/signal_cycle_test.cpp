@@ -34,12 +34,12 @@ TEST_F(SignalCycleTest, DoesNotWaitForTheLoggersSignals) {
 TEST_F(SignalCycleTest, WaitsOnlyWhereAnotherThreadHasMovedTheStateOn) {
     bool waited = false;
     for (int attempt = 0; attempt < 500 && !waited; ++attempt) {
-        signalInfo->configState = SIGNAL_CONFIG_NONE;
+        signalInfo->configState = KSL_MSG_STATE_EMPTY;
         std::thread loggers([] {
-            while (signalInfo->configState != SIGNAL_CONFIG_REQUESTED) {
+            while (signalInfo->configState != KSL_MSG_STATE_UPDATE) {
                 std::this_thread::yield();
             }
-            signalInfo->configState = SIGNAL_CONFIG_COMPLETE;
+            signalInfo->configState = KSL_MSG_STATE_COMPLETE;
         });
         const auto start = Clock::now();
         getSignalNames(2);
@@ -122,14 +122,44 @@ TEST_F(SignalCycleTest, AsksForTheSignalsOnAnyCommandWithAKey) {
 
 TEST_F(SignalCycleTest, AsksAnewAfterTheBusWasAway) {
     getSignalNames(20);
+    network.loseConnection();
     signalBusReconnected();
     EXPECT_EQ(signalInfo->configState, 0U);
     getSignalNames(20);
     EXPECT_EQ(network.nextAtLocalLogger(), "request 137");
-    EXPECT_EQ(network.nextAtLocalLogger(), "request 137");
+    EXPECT_EQ(signalInfo->configState, 1U);
+}
 
+TEST_F(SignalCycleTest, KeepsACompleteCatalogueWhenTheBusWasAway) {
     completeCatalogue();
+    network.loseConnection();
     signalBusReconnected();
+    EXPECT_EQ(signalInfo->configState, 2U);
+}
+
+TEST_F(SignalCycleTest, ShowsTheValuesOfStartedSignalsAfterACycleWasLostWithTheBus) {
+    completeCatalogue();
+    start_signal(kSpeed, -1);
+    getSignalNames(20);
+    network.loseConnection();
+    signalBusReconnected();
+    clearAnswers();
+
+    const SignalMessage value = speedValue("7");
+    handleSignalMessages(&value, kLocalLogger);
+    EXPECT_THAT(answers(), ElementsAre(testing::HasSubstr("\"value\": 7,")));
+}
+
+TEST_F(SignalCycleTest, GoesOnWhenTheLossOfTheBusIsNoticedOnlyAfterItsBeginning) {
+    getSignalNames(20);  // lost with the connection
+    network.loseConnection();
+    getSignalNames(20);
+    signalBusReconnected();
+    EXPECT_EQ(network.nextAtLocalLogger(), "request 137");
+    EXPECT_EQ(signalInfo->configState, 1U);
+
+    const KRPResponseGetLVSignalConfig answer(std::vector{speedConfig()});
+    handleSignalMessages(&answer, kLocalLogger);
     EXPECT_EQ(signalInfo->configState, 2U);
 }
 

@@ -23,14 +23,19 @@ class SignalNetwork {
         bus = makeClient(server, "17_KLV1", kLocalLogger);
         handheldServer_ = makeClient(server, "HandheldServer", kLocalLogger);
         forwarder_ = makeClient(server, "KSLForwarder", kLocalLogger);
-        synchronise(*bus, *handheldServer_);
-        synchronise(*bus, *forwarder_);
+        meet();
         session.setup.krpbus = bus.get();
         session.setup.krpbus_name = bus->getName();
         kslInfo->setNeighbours({});
         kslInfo->neighboursState = KSL_MSG_STATE_COMPLETE;
     }
     ~SignalNetwork() { session.setup.krpbus = nullptr; }
+
+    // The bus server goes and comes back; what was on its way is lost.
+    void loseConnection() {
+        restart(server, {bus.get(), handheldServer_.get(), forwarder_.get()});
+        meet();
+    }
 
     std::string nextAtLocalLogger() {
         const auto message = nextMessage(*handheldServer_);
@@ -68,6 +73,11 @@ class SignalNetwork {
     std::unique_ptr<KRPBusClient> bus;
 
   private:
+    void meet() {
+        synchronise(*bus, *handheldServer_);
+        synchronise(*bus, *forwarder_);
+    }
+
     static std::string describe(const MessageBase& message) {
         if (const auto* notice = dynamic_cast<const SystemMessage*>(&message)) {
             return "type " + std::to_string(notice->type) + ": " + notice->text;

@@ -6,6 +6,7 @@
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
 #include "modules/signal/signal_catalogue.h"
+#include "modules/signal/signal_module.h"
 #include "tests/kit/log_capture.h"
 #include "tests/modules/signal/signal_samples.h"
 #include "tests/modules/signal/signal_session.h"
@@ -78,7 +79,7 @@ TEST_F(SignalResponsesTest, UnwrapsAForwardedMessage) {
 }
 
 TEST_F(SignalResponsesTest, SendsTheCatalogueOfALoneLogger) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     const KRPResponseGetLVSignalConfig message(std::vector{speedConfig()});
 
     EXPECT_EQ(handleSignalMessages(&message, kLocalLogger), 1);
@@ -109,7 +110,7 @@ TEST_F(SignalResponsesTest, SendsTheCatalogueOfALoneLogger) {
 }
 
 TEST_F(SignalResponsesTest, SendsAnEmptyCatalogue) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({});
     EXPECT_THAT(texts(), ElementsAre("{\n"
                                      "    \"response\": \"get_signal_names\",\n"
@@ -124,7 +125,7 @@ TEST_F(SignalResponsesTest, SendsTheCatalogueAfterEachOfThreeLoggersAndCompletes
     nameLogger(kOtherLogger, "Rear");
     nameLogger(kThirdLogger, "Roof");
     signalInfo->updateSignalConfiguration(speedConfig("Old"), kThirdLogger);
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
 
     auto config = speedConfig("B");
     config.kslOffset = 8;
@@ -157,7 +158,7 @@ TEST_F(SignalResponsesTest, SendsTheCatalogueAfterEachOfThreeLoggersAndCompletes
 
 TEST_F(SignalResponsesTest, DoesNotCountALoggerThatAnswersTwice) {
     kslInfo->setNeighbours({kOtherLogger});
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig()}, kOtherLogger);
     answer({speedConfig()}, kOtherLogger);
     EXPECT_EQ(signalInfo->configState, 1U);
@@ -168,7 +169,7 @@ TEST_F(SignalResponsesTest, DoesNotCountALoggerThatAnswersTwice) {
 TEST_F(SignalResponsesTest, ReportsALoggerWithoutANameWhenTheNetworkIsInUse) {
     kslInfo->setNeighbours({kOtherLogger});
     nameLogger(kLocalLogger, "Front");
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig("A"), speedConfig("B")}, kOtherLogger);
 
     const Document doc = session.host.json(0);
@@ -177,10 +178,21 @@ TEST_F(SignalResponsesTest, ReportsALoggerWithoutANameWhenTheNetworkIsInUse) {
                 Contains("[ERROR] KLV::WaResponseGetSignalNames() incomplete logger info"));
 }
 
+TEST_F(SignalResponsesTest, TakesAnEmptyNameForTheNameOfItsLogger) {
+    kslInfo->setNeighbours({kOtherLogger});
+    nameLogger(kOtherLogger, "");
+    signalInfo->beginCycle(1);
+    answer({speedConfig()}, kOtherLogger);
+
+    const Document doc = session.host.json(0);
+    EXPECT_STREQ(doc["Streams"][0]["logger_name"].GetString(), "");
+    EXPECT_THAT(log.logLines(), Not(Contains(testing::HasSubstr("incomplete"))));
+}
+
 TEST_F(SignalResponsesTest, LeavesTheNameEmptyOfALoggerThatStandsAlone) {
     kslInfo->setNeighbours({});
     nameLogger(kLocalLogger, "Front");
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig()});
 
     const Document doc = session.host.json(0);
@@ -189,7 +201,7 @@ TEST_F(SignalResponsesTest, LeavesTheNameEmptyOfALoggerThatStandsAlone) {
 }
 
 TEST_F(SignalResponsesTest, ReportsASignalWhoseConfigurationIsIncomplete) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     auto config = speedConfig();
     config.instanceName = "";
     answer({config});
@@ -215,13 +227,13 @@ TEST_F(SignalResponsesTest, RefreshesALoggerThatAnswersOutsideACycle) {
 
     // And it has not been counted: a cycle that begins now waits for both.
     kslInfo->setNeighbours({kOtherLogger});
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig()}, kOtherLogger);
     EXPECT_EQ(signalInfo->configState, 1U);
 }
 
 TEST_F(SignalResponsesTest, StaysCompleteWhenALoggerAnswersAfterTheCycle) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig("A")});
     answer({speedConfig("B")}, kOtherLogger);
     EXPECT_EQ(signalInfo->configState, 2U);
@@ -232,7 +244,7 @@ TEST_F(SignalResponsesTest, StaysCompleteWhenALoggerAnswersAfterTheCycle) {
 TEST_F(SignalResponsesTest, CountsNoNeighboursWithoutANetworkRecord) {
     KslInfo* const record = kslInfo;
     kslInfo = nullptr;
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     answer({speedConfig()});
     kslInfo = record;
 
@@ -243,7 +255,7 @@ TEST_F(SignalResponsesTest, CountsNoNeighboursWithoutANetworkRecord) {
 }
 
 TEST_F(SignalResponsesTest, SaysWhyALoggerHasNotGivenItsSignals) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     KRPResponseGetLVSignalConfig failed;
     failed.setError(KRPMessageResponse::KRPSTATUS_ERROR, errorCode_t::Internal, "no configuration");
     EXPECT_EQ(handleSignalMessages(&failed, kLocalLogger), 1);
@@ -370,9 +382,11 @@ TEST_F(SignalResponsesTest, SurvivesAValueAfterItsSession) {
     answer({speedConfig()});
     start({"Speed", kLocalLogger});
     session.setup.socket = nullptr;
+    log.clear();
     EXPECT_EQ(value(speedValue()), 1);
-    EXPECT_THAT(log.logLines("sendWebsocketMessage"),
-                ElementsAre("[DEBUG] KLV::sendWebsocketMessage() Invalid server"));
+    { const WaResponseSignal onDemand(SignalKey("Speed", kLocalLogger)); }
+    EXPECT_THAT(log.logLines(), ElementsAre("[DEBUG] KLV::sendMessage() Invalid server",
+                                            "[DEBUG] KLV::sendMessage() Invalid server"));
 }
 
 }  // namespace

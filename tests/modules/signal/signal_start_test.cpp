@@ -72,7 +72,7 @@ TEST_F(SignalStartTest, StartsAnActiveSignalAgainWithoutAValue) {
 }
 
 TEST_F(SignalStartTest, ReportsASignalThatGoesBetweenTheCheckAndTheStart) {
-    signalInfo->configState = SIGNAL_CONFIG_COMPLETE;
+    signalInfo->configState = KSL_MSG_STATE_COMPLETE;
     start_signal(kSpeed, -1);
     EXPECT_THAT(answers(),
                 ElementsAre(kForwardingStarted, failed("generic_start_sig", "illegal_key")));
@@ -83,7 +83,7 @@ TEST_F(SignalStartTest, ReportsASignalThatGoesBetweenTheCheckAndTheStart) {
 }
 
 TEST_F(SignalStartTest, SaysThatNotAllLoggersHaveAnsweredAndStartsAllTheSame) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     signalInfo->updateSignalConfiguration(speedConfig(), kLocalLogger);
     const auto start = Clock::now();
     EXPECT_EQ(run(R"({"command": "generic_start_sig", "signal_key": "Speed", "interval": 1})"), 1);
@@ -99,7 +99,7 @@ TEST_F(SignalStartTest, SaysThatNotAllLoggersHaveAnsweredAndStartsAllTheSame) {
 }
 
 TEST_F(SignalStartTest, GoesOnAsSoonAsTheLoggersHaveAnswered) {
-    signalInfo->beginCycle();
+    signalInfo->beginCycle(1);
     std::thread loggers([] {
         std::this_thread::sleep_for(200ms);
         const KRPResponseGetLVSignalConfig answer(std::vector{speedConfig()});
@@ -111,6 +111,18 @@ TEST_F(SignalStartTest, GoesOnAsSoonAsTheLoggersHaveAnswered) {
     ASSERT_EQ(answers().size(), 4U);
     EXPECT_THAT(answers(), Contains(kStarted));
     EXPECT_THAT(answers(), Not(Contains(testing::HasSubstr("generic_start\""))));
+}
+
+TEST_F(SignalStartTest, FindsAShownNameAmongTheSignalsThatArriveWhileItWaits) {
+    signalInfo->beginCycle(1);
+    std::thread loggers([] {
+        std::this_thread::sleep_for(200ms);
+        const KRPResponseGetLVSignalConfig answer(std::vector{speedConfig("\xD6l")});
+        handleSignalMessages(&answer, kLocalLogger);
+    });
+    run(R"({"command": "generic_start_sig", "signal_key": "\uFFFDl", "interval": 1})");
+    loggers.join();
+    EXPECT_TRUE(isActive({"\xD6l", kLocalLogger}));
 }
 
 TEST_F(SignalStartTest, StopsASignalOnce) {

@@ -143,8 +143,8 @@ TEST(SignalValueTextTest, KeepsEveryDigitOf64Bits) {
 }
 
 TEST(SignalValueTextTest, WritesWhatIsNoFiniteNumberAsText) {
-    for (const std::string text :
-         {"NaN", "Inf", "-Infinity", "1e400", "007", "", "on", "0x10", " 1", "1 ", "1,5"}) {
+    for (const std::string text : {"NaN", "Inf", "-Infinity", "1e400", "0e400", "007", "", "on",
+                                   "0x10", " 1", "1 ", "1,5"}) {
         EXPECT_EQ(writtenValue(SIGNALVALUE_DOUBLE, text), "\"" + text + "\"");
     }
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <latch>
 #include <limits>
 #include <thread>
@@ -173,7 +174,7 @@ TEST_F(TriggerCatalogue, HasBothAnswersOfALoggerThatWereMergedInBetween) {
 TEST_F(TriggerCatalogue, ForgetsEverythingWhenReset) {
     answer(kLocalLogger, {event(1, "a")});
     info_.mergeTrigger();
-    info_.state = TRIGGER_COMPLETE;
+    info_.state = KSL_MSG_STATE_COMPLETE;
     info_.resetTriggerMap();
     EXPECT_EQ(info_.state, 0U);
     EXPECT_EQ(info_.getTriggerMapSize(), 0);
@@ -211,38 +212,77 @@ TEST_F(TriggerCatalogue, InsertsAnEventBeforeTheFirstThatIsNotEarlier) {
 TEST_F(TriggerCatalogue, BeginsACollectionUnlessOneIsUnderWay) {
     answer(kLocalLogger, {event(1, "a")});
     info_.mergeTrigger();
-    EXPECT_TRUE(info_.beginCollection());
+    EXPECT_TRUE(info_.beginCollection(1));
     EXPECT_EQ(info_.state, 1U);
     EXPECT_EQ(info_.getTriggerMapSize(), 0);
     EXPECT_THAT(info_.getTriggerList(), IsEmpty());
     answer(kLocalLogger, {event(1, "a")});
-    EXPECT_FALSE(info_.beginCollection());
+    EXPECT_FALSE(info_.beginCollection(1));
     EXPECT_EQ(info_.state, 1U);
     EXPECT_EQ(info_.getTriggerMapSize(), 1);
-    EXPECT_TRUE(info_.completeCollection(0));
-    EXPECT_TRUE(info_.beginCollection());
+    EXPECT_TRUE(info_.mergeAndComplete(0).complete);
+    EXPECT_TRUE(info_.beginCollection(1));
 }
 
 TEST_F(TriggerCatalogue, IsCompleteWhenMoreLoggersHaveAnsweredThanThereAreNeighbours) {
-    EXPECT_TRUE(info_.beginCollection());
-    EXPECT_FALSE(info_.completeCollection(0));
-    answer(kLocalLogger, {});
-    answer(kLocalLogger, {});
-    EXPECT_FALSE(info_.completeCollection(1));
+    EXPECT_TRUE(info_.beginCollection(1));
+    EXPECT_FALSE(info_.mergeAndComplete(0).complete);
+    answer(kLocalLogger, {event(1, "a")});
+    answer(kLocalLogger, {event(1, "a")});
+    EXPECT_FALSE(info_.mergeAndComplete(1).complete);
+    EXPECT_FALSE(info_.mergeAndComplete(std::nullopt).complete);
     EXPECT_EQ(info_.state, 1U);
-    answer(kOtherLogger, {});
-    EXPECT_TRUE(info_.completeCollection(1));
+    answer(kOtherLogger, {event(2, "b")});
+    const TriggerInfo::Merged merged = info_.mergeAndComplete(1);
+    EXPECT_TRUE(merged.complete);
+    EXPECT_THAT(merged.events, ElementsAre(event(1, "a"), event(2, "b")));
     EXPECT_EQ(info_.state, 2U);
 }
 
 TEST_F(TriggerCatalogue, AbandonsACollectionUnderWayAndNothingElse) {
-    EXPECT_TRUE(info_.beginCollection());
-    info_.abandonCollection();
+    EXPECT_TRUE(info_.beginCollection(1));
+    info_.abandonCollection(2);
     EXPECT_EQ(info_.state, 0U);
     answer(kLocalLogger, {});
-    EXPECT_TRUE(info_.completeCollection(0));
-    info_.abandonCollection();
+    EXPECT_TRUE(info_.mergeAndComplete(0).complete);
+    info_.abandonCollection(2);
     EXPECT_EQ(info_.state, 2U);
+}
+
+TEST_F(TriggerCatalogue, KeepsACollectionThatWasBegunOnTheNewConnection) {
+    EXPECT_TRUE(info_.beginCollection(2));
+    info_.abandonCollection(2);
+    EXPECT_EQ(info_.state, 1U);
+}
+
+TEST_F(TriggerCatalogue, BeginsAnewWhereTheCollectionUnderWayWasLostWithItsConnection) {
+    EXPECT_TRUE(info_.beginCollection(1));
+    answer(kLocalLogger, {event(1, "a")});
+    EXPECT_TRUE(info_.beginCollection(2));
+    EXPECT_EQ(info_.getTriggerMapSize(), 0);
+    EXPECT_EQ(info_.state, 1U);
+}
+
+TEST_F(TriggerCatalogue, IsNeverEmptyAndCompleteWhenACollectionBeginsMeanwhile) {
+    // The other thread can begin one only after this one has completed one.
+    std::atomic<int> begun{0};
+    std::atomic<bool> stop{false};
+    std::thread other([&] {
+        while (!stop) {
+            begun += info_.beginCollection(1) ? 1 : 0;
+        }
+    });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    int emptyAndComplete = 0;
+    while (begun < 1000 && std::chrono::steady_clock::now() < deadline) {
+        answer(kLocalLogger, {event(1, "a")});
+        const TriggerInfo::Merged merged = info_.mergeAndComplete(0);
+        emptyAndComplete += merged.complete && merged.events.empty() ? 1 : 0;
+    }
+    stop = true;
+    other.join();
+    EXPECT_GT(begun, 1);
+    EXPECT_EQ(emptyAndComplete, 0);
 }
 
 TEST_F(TriggerCatalogue, LetsOneOfManyThreadsBeginACollection) {
@@ -252,7 +292,7 @@ TEST_F(TriggerCatalogue, LetsOneOfManyThreadsBeginACollection) {
         std::latch ready(2);
         const auto begin = [&] {
             ready.arrive_and_wait();
-            begun += info_.beginCollection() ? 1 : 0;
+            begun += info_.beginCollection(1) ? 1 : 0;
         };
         std::thread other(begin);
         begin();

@@ -12,6 +12,7 @@
 #include "krpbus/messages/system_ng_event_message.h"
 #include "modules/trigger/trigger_catalogue.h"
 #include "modules/trigger/trigger_module.h"
+#include "modules/trigger/trigger_responses.h"
 #include "tests/kit/log_capture.h"
 #include "tests/modules/module_session.h"
 #include "tests/modules/trigger/trigger_samples.h"
@@ -218,8 +219,8 @@ TEST_F(TriggerCommands, AskOnceWhileACollectionIsUnderWay) {
     getTrigger(0);
     expectOffsetRequest();
     expectListRequest();
-    answer(kOtherLogger, {});
-    triggerInfo->state = TRIGGER_COLLECTING;
+    const KRPResponseGetEventList early;
+    triggerInfo->addTriggerMessage(&early, kOtherLogger);
     getTrigger(0);
     expectOffsetRequest();
     EXPECT_TRUE(network_.isQuiet());
@@ -250,7 +251,7 @@ TEST_F(TriggerCommands, StopWaitingWhenEveryLoggerHasAnswered) {
         const Simple1MessageResponse<89, long long> offset(0);
         std::this_thread::sleep_for(50ms);
         handleTriggerMessages(&offset, kLocalLogger);
-        while (triggerInfo->state != TRIGGER_COLLECTING) {
+        while (triggerInfo->state != KSL_MSG_STATE_UPDATE) {
             std::this_thread::sleep_for(5ms);
         }
         answer(kLocalLogger, {});
@@ -266,14 +267,14 @@ TEST_F(TriggerCommands, StopWaitingWhenEveryLoggerHasAnswered) {
 TEST_F(TriggerCommands, ComplainAfterTheLastWaitEvenWhenTheCollectionJustBecameComplete) {
     bool cameInTheLastWait = false;
     for (int attempt = 0; attempt < 50 && !cameInTheLastWait; ++attempt) {
-        triggerInfo->state = TRIGGER_IDLE;
+        triggerInfo->state = KSL_MSG_STATE_EMPTY;
         std::atomic<bool> complete{false};
         std::thread busThread([&complete] {
-            while (triggerInfo->state != TRIGGER_COLLECTING) {
+            while (triggerInfo->state != KSL_MSG_STATE_UPDATE) {
                 std::this_thread::sleep_for(1ms);
             }
             std::this_thread::sleep_for(20ms);  // into the one wait of 100 ms
-            triggerInfo->state = TRIGGER_COMPLETE;
+            triggerInfo->state = KSL_MSG_STATE_COMPLETE;
             complete = true;
         });
         getTrigger(1);
@@ -291,13 +292,24 @@ TEST_F(TriggerCommands, ComplainAfterTheLastWaitEvenWhenTheCollectionJustBecameC
 
 TEST_F(TriggerCommands, BeginAnewAfterABusReconnectTookTheAnswers) {
     getTrigger(0);
-    expectOffsetRequest();
-    expectListRequest();
+    network_.loseConnection();
     triggerBusReconnected();
     EXPECT_EQ(triggerInfo->state, 0U);
     getTrigger(0);
     expectOffsetRequest();
     expectListRequest();
+}
+
+TEST_F(TriggerCommands, GoOnWhenTheLossOfTheBusIsNoticedOnlyAfterThem) {
+    getTrigger(0);  // lost with the connection
+    network_.loseConnection();
+    getTrigger(0);
+    expectOffsetRequest();
+    expectListRequest();
+    triggerBusReconnected();
+    EXPECT_EQ(triggerInfo->state, 1U);
+    answer(kLocalLogger, {event(1, "a")});
+    EXPECT_EQ(triggerInfo->state, 2U);
 }
 
 TEST_F(TriggerCommands, AskOneLoggerAgainAtItsGeneralService) {

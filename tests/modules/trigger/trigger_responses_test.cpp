@@ -3,12 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <limits>
+#include <thread>
 
 #include "krpbus/messages/krp_get_event_index.h"
 #include "krpbus/messages/system_ng_event_message.h"
 #include "modules/trigger/trigger_catalogue.h"
+#include "modules/trigger/trigger_commands.h"
 #include "modules/trigger/trigger_module.h"
 #include "tests/kit/log_capture.h"
 #include "tests/modules/module_session.h"
@@ -114,7 +117,7 @@ TEST_F(TriggerResponses, ListNothingOfALoggerWithoutEvents) {
 TEST_F(TriggerResponses, ListWhatHasArrivedUntilEveryLoggerHasAnswered) {
     knowNetwork({kOtherLogger});
     knowOffset(kOtherLogger, -10);
-    triggerInfo->state = TRIGGER_COLLECTING;
+    triggerInfo->state = KSL_MSG_STATE_UPDATE;
     handle(List({event(100, "local", 1)}), kLocalLogger);
     EXPECT_THAT(sent(), ElementsAre(list(
                             R"({"number":1,"timestamp":100,"time_zone":"UTC","marker_id":"local"})",
@@ -143,7 +146,7 @@ TEST_F(TriggerResponses, CountALoggerThatAnswersTwiceOnce) {
 
 TEST_F(TriggerResponses, AreNeverCompleteBeforeTheNetworkIsKnown) {
     kslInfo->neighboursState = KSL_MSG_STATE_UPDATE;
-    triggerInfo->state = TRIGGER_COLLECTING;
+    triggerInfo->state = KSL_MSG_STATE_UPDATE;
     handle(List(), kLocalLogger);
     EXPECT_THAT(sent(), ElementsAre(list("", "PROGRESS")));
     EXPECT_EQ(triggerInfo->state, 1U);
@@ -154,6 +157,25 @@ TEST_F(TriggerResponses, AreNeverCompleteWithoutANetworkRecord) {
     kslInfo = nullptr;
     handle(List(), kLocalLogger);
     EXPECT_THAT(sent(), ElementsAre(list("", "PROGRESS")));
+}
+
+TEST_F(TriggerResponses, NeverShowAnEmptyListAsComplete) {
+    std::atomic<int> begun{0};
+    std::atomic<bool> stop{false};
+    std::thread browsers([&] {
+        while (!stop) {
+            begun += triggerInfo->beginCollection(1) ? 1 : 0;
+        }
+    });
+    const List message({event(1, "a")});
+    const auto deadline = Clock::now() + 10s;
+    while (begun < 1000 && Clock::now() < deadline) {
+        handle(message, kLocalLogger);
+        EXPECT_THAT(sent(), testing::Not(Contains(list("", "OK"))));
+    }
+    stop = true;
+    browsers.join();
+    EXPECT_GT(begun, 1);
 }
 
 TEST_F(TriggerResponses, ReplaceIllFormedBytesInMarkers) {

@@ -1,4 +1,4 @@
-#include "modules/busload/bus_catalogue.h"
+#include "modules/busload/busload_catalogue.h"
 
 BusInfo* busInfo = new BusInfo;
 
@@ -12,7 +12,7 @@ int BusInfo::getBusnamesMapSize() const {
 void BusInfo::resetBusNamesMap() {
     const MutexLocker lock(mutex_);
     busNames_.clear();
-    state = BUS_NAMES_NONE;
+    state = KSL_MSG_STATE_EMPTY;
 }
 
 BusInfo::BusnamesMap BusInfo::getBusnamesMap() const {
@@ -26,13 +26,12 @@ void BusInfo::addBusnamesMessage(const KRPResponseGetBusNames* answer, const std
     busNames_[source].swap(copy);
 }
 
-bool BusInfo::beginCollection() {
+bool BusInfo::beginCollection(std::uint32_t connection) {
     const MutexLocker lock(mutex_);
-    if (state != BUS_NAMES_NONE) {
+    if (state == KSL_MSG_STATE_COMPLETE || !state.begin(connection)) {
         return false;
     }
     busNames_.clear();
-    state = BUS_NAMES_REQUESTED;
     return true;
 }
 
@@ -40,14 +39,10 @@ bool BusInfo::beginCollection() {
 // without an answer.
 bool BusInfo::completeCollection(std::size_t neighbours) {
     const MutexLocker lock(mutex_);
-    if (busNames_.size() <= neighbours) {
-        return false;
-    }
-    state = BUS_NAMES_COMPLETE;
-    return true;
+    return state.complete(busNames_.size(), neighbours);
 }
 
-void BusInfo::abandonCollection() {
-    std::uint32_t requested = BUS_NAMES_REQUESTED;
-    state.compare_exchange_strong(requested, BUS_NAMES_NONE);
+void BusInfo::abandonCollection(std::uint32_t connection) {
+    const MutexLocker lock(mutex_);
+    state.abandon(connection);
 }

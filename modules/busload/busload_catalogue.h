@@ -10,13 +10,7 @@
 
 #include "base/mutex.h"
 #include "krpbus/messages/krp_get_bus_names.h"
-
-// How far the catalogue has come.
-enum busNamesState_t : std::uint32_t {
-    BUS_NAMES_NONE = 0,       // not requested yet
-    BUS_NAMES_REQUESTED = 1,  // requested, not every logger has answered
-    BUS_NAMES_COMPLETE = 2,   // every logger has answered
-};
+#include "network/collection_state.h"
 
 // The latest bus names of every logger. The bus thread adds answers, the connection thread asks for
 // them. Each operation holds the one mutex for its whole run; none logs, sends or waits meanwhile.
@@ -27,7 +21,7 @@ class BusInfo {
     // share it, and it goes with the last of them when a newer answer has taken its place.
     using BusnamesMap = std::map<std::string, std::shared_ptr<const KRPResponseGetBusNames>>;
 
-    std::atomic<std::uint32_t> state{BUS_NAMES_NONE};
+    CollectionState state;
     std::atomic<bool> running{false};  // the browser has started bus load
 
     // The number of loggers that have answered.
@@ -38,18 +32,20 @@ class BusInfo {
     // Stores a copy of a logger's answer in the place of an earlier one.
     void addBusnamesMessage(const KRPResponseGetBusNames* answer, const std::string& source);
 
-    // Begins the one collection there is: forgets all answers and counts as requested. False, with
-    // nothing changed, when there has been a request already.
-    bool beginCollection();
+    // Begins the one collection there is, of answers to this connection to the bus: forgets all
+    // answers and counts as requested. False, with nothing changed, when there has been a request
+    // already whose answers have come or may still come.
+    bool beginCollection(std::uint32_t connection);
     // Whether more loggers than `neighbours` have answered, which do not include this logger; the
     // catalogue is complete then.
     bool completeCollection(std::size_t neighbours);
-    // The answers of a collection under way will not come: nothing counts as requested any more.
-    void abandonCollection();
+    // The bus connection was lost and is back, as this one: after a request on an earlier one that
+    // not every logger had answered, nothing counts as requested any more.
+    void abandonCollection(std::uint32_t connection);
 
   private:
     mutable Mutex mutex_;
-    BusnamesMap busNames_;
+    BusnamesMap busNames_ GUARDED_BY(mutex_);
 };
 
 // The one catalogue, created when the plug-in is loaded and never destroyed: the bus thread may

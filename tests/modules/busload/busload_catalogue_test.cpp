@@ -1,4 +1,4 @@
-#include "modules/busload/bus_catalogue.h"
+#include "modules/busload/busload_catalogue.h"
 
 #include <gtest/gtest.h>
 
@@ -57,7 +57,7 @@ TEST(BusCatalogue, KeepsAReplacedAnswerForAsLongAsACopyOfTheMapHasIt) {
 TEST(BusCatalogue, ForgetsEverythingWhenReset) {
     BusInfo info;
     info.addBusnamesMessage(&kOneBus, kLocalLogger);
-    info.state = BUS_NAMES_COMPLETE;
+    info.state = KSL_MSG_STATE_COMPLETE;
     info.resetBusNamesMap();
     EXPECT_EQ(info.getBusnamesMapSize(), 0);
     EXPECT_EQ(info.state, 0U);
@@ -66,22 +66,22 @@ TEST(BusCatalogue, ForgetsEverythingWhenReset) {
 TEST(BusCatalogue, BeginsOneCollectionOnly) {
     BusInfo info;
     info.addBusnamesMessage(&kOneBus, kLocalLogger);
-    EXPECT_TRUE(info.beginCollection());
+    EXPECT_TRUE(info.beginCollection(1));
     EXPECT_EQ(info.state, 1U);
     EXPECT_EQ(info.getBusnamesMapSize(), 0);
     info.addBusnamesMessage(&kOneBus, kLocalLogger);
-    EXPECT_FALSE(info.beginCollection());
+    EXPECT_FALSE(info.beginCollection(1));
     EXPECT_EQ(info.state, 1U);
     EXPECT_EQ(info.getBusnamesMapSize(), 1);
     EXPECT_TRUE(info.completeCollection(0));
-    EXPECT_FALSE(info.beginCollection());
+    EXPECT_FALSE(info.beginCollection(1));
     EXPECT_EQ(info.state, 2U);
     EXPECT_EQ(info.getBusnamesMapSize(), 1);
 }
 
 TEST(BusCatalogue, IsCompleteWhenMoreLoggersHaveAnsweredThanThereAreNeighbours) {
     BusInfo info;
-    EXPECT_TRUE(info.beginCollection());
+    EXPECT_TRUE(info.beginCollection(1));
     EXPECT_FALSE(info.completeCollection(0));
     info.addBusnamesMessage(&kOneBus, kLocalLogger);
     EXPECT_FALSE(info.completeCollection(1));
@@ -95,14 +95,30 @@ TEST(BusCatalogue, IsCompleteWhenMoreLoggersHaveAnsweredThanThereAreNeighbours) 
 
 TEST(BusCatalogue, AbandonsARequestUnderWayAndNothingElse) {
     BusInfo info;
-    info.abandonCollection();
+    info.abandonCollection(2);
     EXPECT_EQ(info.state, 0U);
-    EXPECT_TRUE(info.beginCollection());
-    info.abandonCollection();
+    EXPECT_TRUE(info.beginCollection(1));
+    info.abandonCollection(2);
     EXPECT_EQ(info.state, 0U);
-    EXPECT_TRUE(info.beginCollection());
+    EXPECT_TRUE(info.beginCollection(1));
     info.addBusnamesMessage(&kOneBus, kLocalLogger);
     EXPECT_TRUE(info.completeCollection(0));
-    info.abandonCollection();
+    info.abandonCollection(2);
     EXPECT_EQ(info.state, 2U);
+}
+
+TEST(BusCatalogue, KeepsARequestThatWasMadeOnTheNewConnection) {
+    BusInfo info;
+    EXPECT_TRUE(info.beginCollection(2));
+    info.abandonCollection(2);
+    EXPECT_EQ(info.state, 1U);
+}
+
+TEST(BusCatalogue, BeginsAnewWhereTheRequestUnderWayWasLostWithItsConnection) {
+    BusInfo info;
+    EXPECT_TRUE(info.beginCollection(1));
+    info.addBusnamesMessage(&kOneBus, kLocalLogger);
+    EXPECT_TRUE(info.beginCollection(2));
+    EXPECT_EQ(info.getBusnamesMapSize(), 0);
+    EXPECT_EQ(info.state, 1U);
 }

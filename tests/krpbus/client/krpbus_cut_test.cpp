@@ -1,0 +1,252 @@
+// Connections that break off where it hurts, and servers that refuse or stand still.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "krpbus/client/krpbus_client.h"
+#include "krpbus/client/server_watch.h"
+#include "krpbus/messages/byte_writer.h"
+#include "krpbus/messages/system_message.h"
+#include "tests/kit/log_capture.h"
+#include "tests/krpbus/client/bus_test_client.h"
+#include "tests/krpbus/client/scripted_server.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string kMac = "02:00:00:00:00:01";
+const std::string kSubject = "krp." + kMac + ".to.me";
+
+std::unique_ptr<KRPBusClient> connectTo(const ScriptedServer& server,
+                                        std::chrono::milliseconds probeInterval = 5s) {
+    KRPBusOptions options;
+    options.mac = kMac;
+    options.probeInterval = probeInterval;
+    return std::make_unique<KRPBusClient>("me", "127.0.0.1", server.port(), options);
+}
+
+// A message as the server sends it to whoever has subscribed under the number.
+std::string delivery(const std::string& subscription, const std::string& text) {
+    ByteWriter writer;
+    SystemMessage(SystemMessage::SM_STATE, text).encode(writer);
+    const std::string payload(reinterpret_cast<const char*>(writer.bytes().data()), writer.size());
+    return "MSG " + kSubject + " " + subscription + " krp." + kMac + ".to.sender " +
+           std::to_string(payload.size()) + "\r\n" + payload + "\r\n";
+}
+
+// The same with a header.
+std::string headedDelivery(const std::string& subscription, const std::string& text) {
+    const std::string plain = delivery(subscription, text);
+    const std::size_t line = plain.find("\r\n");
+    const std::size_t size = plain.rfind(' ', line);
+    const std::string head = "NATS/1.0\r\na: b\r\n\r\n";
+    const std::string total =
+        std::to_string(head.size() + std::stoul(plain.substr(size + 1, line - size - 1)));
+    return "H" + plain.substr(0, size) + " " + std::to_string(head.size()) + " " + total + "\r\n" +
+           head + plain.substr(line + 2);
+}
+
+std::string textOf(const std::unique_ptr<MessageBase>& message) {
+    const auto* const notice = dynamic_cast<const SystemMessage*>(message.get());
+    return notice != nullptr ? notice->getText() : "(no system message)";
+}
+
+// Every way to begin what a server can say without ending it. (A payload is whole before the line
+// end behind it.)
+std::vector<std::string> beginnings(const std::string& subscription) {
+    std::vector<std::string> all;
+    const auto cutAt = [&](const std::string& whole, const std::vector<std::size_t>& places) {
+        for (const std::size_t place : places) {
+            all.push_back(whole.substr(0, place));
+        }
+    };
+    const std::string message = delivery(subscription, std::string(1000, 'x'));
+    const std::size_t line = message.find("\r\n");
+    cutAt(message, {1, 2, 3, 4, 5, 9, 31, line - 6, line - 2, line, line + 1, line + 2, line + 3,
+                    line + 500, message.size() - 3, message.size() - 2});
+    const std::string headed = headedDelivery(subscription, "headed");
+    cutAt(headed, {1, 2, 8, headed.find("\r\n") + 5, headed.size() - 4});
+    cutAt("PING\r\n", {1, 2, 3, 4, 5});
+    cutAt("PONG\r\n", {2, 3, 4, 5});
+    cutAt("+OK\r\n", {1, 2, 3, 4});
+    cutAt("-ERR 'Stale Connection'\r\n", {1, 2, 3, 4, 5, 9, 23, 24});
+    cutAt("INFO {\"server_id\":\"x\"}\r\n", {1, 2, 3, 4, 5, 9, 22, 23});
+    return all;
+}
+
+TEST(KrpBusCut, BeginsAfreshWhereverTheConnectionBrokeOff) {
+    const std::size_t cuts = beginnings("1").size();
+    ScriptedServer server([cuts](int number, ServedClient& client) {
+        client.greet();
+        const std::string subscription = client.subscription(kSubject);
+        client.send(delivery(subscription, "whole " + std::to_string(number)));
+        const auto index = static_cast<std::size_t>(number);
+        if (index < cuts) {
+            client.send(beginnings(subscription)[index]);
+        } else {
+            client.standStill();
+        }
+    });
+    const LogCapture log;
+    const auto client = connectTo(server);
+    for (std::size_t number = 0; number <= cuts; ++number) {
+        ASSERT_EQ(textOf(nextMessage(*client)), "whole " + std::to_string(number));
+    }
+    EXPECT_EQ(client->getConnectionCount(), cuts + 1);
+    EXPECT_TRUE(client->isConnected());
+    EXPECT_TRUE(nothingWaits(*client));
+    EXPECT_TRUE(log.logLines().empty()) << "nothing that is no message was handed on";
+}
+
+TEST(KrpBusCut, RenewsWhatIsRegisteredOnEachConnection) {
+    ScriptedServer server([](int number, ServedClient& client) {
+        client.greet();
+        if (number == 0) {
+            client.subscription(kSubject);
+            return;
+        }
+        std::string all;
+        for (const char* subject : {".all", ".bus.Trigger", ".to.OnlineProcessor", ".to.me"}) {
+            all = client.subscription("krp." + kMac + subject);
+        }
+        client.send(delivery(all, "renewed"));
+        client.standStill();
+    });
+    const auto client = connectTo(server);
+    client->registerBus("Trigger");
+    client->registerBus("Gone");
+    client->addParticipant("OnlineProcessor");
+    client->unRegisterBus("Gone");
+    EXPECT_EQ(textOf(nextMessage(*client)), "renewed");
+}
+
+TEST(KrpBusCut, ComesBackToAServerThatHasRefusedTheLoginForAWhile) {
+    ScriptedServer server([](int number, ServedClient& client) {
+        if (number >= 1 && number <= 6) {
+            client.refuse();
+            return;
+        }
+        client.greet();
+        const std::string subscription = client.subscription(kSubject);
+        if (number > 6) {
+            client.send(delivery(subscription, "let in"));
+            client.standStill();
+        }
+    });
+    const LogCapture log;
+    const auto client = connectTo(server);
+    EXPECT_EQ(textOf(nextMessage(*client)), "let in");
+    EXPECT_EQ(client->getConnectionCount(), 2U);
+    EXPECT_EQ(log.logLines(),
+              std::vector<std::string>{
+                  "[ERROR] KLV::BusConnection() the bus server refuses: Authentication Violation"})
+        << "once, however often it refuses";
+}
+
+TEST(KrpBusCut, ComesBackToAServerThatSaysNothingSensibleForAWhile) {
+    ScriptedServer server([](int number, ServedClient& client) {
+        static const std::array<std::string, 4> kNonsense{"", "HTTP/1.1 400 Bad Request\r\n\r\n",
+                                                          "INFO {\"server_id\":\"x\"", "\r\n"};
+        if (number >= 1 && number <= 4) {
+            client.send(kNonsense.at(static_cast<std::size_t>(number) - 1));
+            return;
+        }
+        client.greet();
+        const std::string subscription = client.subscription(kSubject);
+        if (number > 4) {
+            client.send(delivery(subscription, "sensible"));
+            client.standStill();
+        } else {
+            client.send("nonsense\r\n");
+        }
+    });
+    const auto client = connectTo(server);
+    EXPECT_EQ(textOf(nextMessage(*client)), "sensible");
+    EXPECT_EQ(client->getConnectionCount(), 2U);
+}
+
+TEST(KrpBusCut, ProbesASilentServerAndGivesItUpWhenItStaysSilent) {
+    std::atomic<int> probes{0};
+    ScriptedServer server([&](int number, ServedClient& client) {
+        client.greet();
+        const std::string subscription = client.subscription(kSubject);
+        if (number > 0) {
+            client.send(delivery(subscription, "another connection"));
+            client.standStill();
+            return;
+        }
+        while (client.waitFor("PUB " + kSubject + " 0\r\n\r\n")) {
+            ++probes;
+        }
+    });
+    const LogCapture log;
+    const auto begin = std::chrono::steady_clock::now();
+    const auto client = connectTo(server, 200ms);
+    EXPECT_EQ(textOf(nextMessage(*client)), "another connection");
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 600ms);
+    EXPECT_EQ(probes, 2);
+    EXPECT_EQ(log.logLines(),
+              std::vector<std::string>{"[ERROR] KLV::BusConnection() the bus server "
+                                       "does not answer, connecting again"});
+    EXPECT_EQ(KRPBusOptions().probeInterval, 5s) << "given up after 15 seconds";
+}
+
+TEST(KrpBusCut, StaysWithAServerThatAnswersItsProbes) {
+    ScriptedServer server([&](int number, ServedClient& client) {
+        client.greet();
+        const std::string subscription = client.subscription(kSubject);
+        for (int i = 0; i < 4 && client.waitFor("PUB " + kSubject + " 0\r\n\r\n"); ++i) {
+            client.send("MSG " + kSubject + " " + subscription + " 0\r\n\r\n");
+        }
+        client.send(delivery(subscription, "still connection " + std::to_string(number)));
+        client.standStill();
+    });
+    const auto client = connectTo(server, 400ms);
+    EXPECT_EQ(textOf(nextMessage(*client)), "still connection 0");
+    EXPECT_EQ(client->getConnectionCount(), 1U);
+}
+
+TEST(KrpBusCut, HandsOutWhatCameBeforeTheCut) {
+    ScriptedServer server([](int number, ServedClient& client) {
+        client.greet();
+        const std::string subscription = client.subscription(kSubject);
+        if (number == 0) {
+            std::string burst;
+            for (int i = 0; i < 20'000; ++i) {
+                burst += delivery(subscription, std::to_string(i));
+            }
+            client.send(burst + "MSG krp");
+        } else {
+            client.standStill();
+        }
+    });
+    const auto client = connectTo(server);
+    ASSERT_TRUE(eventually([&] { return client->getConnectionCount() == 2; }, 60s));
+    for (int i = 0; i < 20'000; ++i) {
+        ASSERT_EQ(textOf(nextMessage(*client)), std::to_string(i));
+    }
+}
+
+TEST(ServerWatch, AsksBeforeItJudges) {
+    using Action = ServerWatch::Action;
+    const ServerWatch::Clock::time_point begin{};
+    ServerWatch watch(5s, 2);
+    watch.heard(begin);
+    EXPECT_EQ(watch.act(begin + 4s), Action::Wait);
+    EXPECT_EQ(watch.act(begin + 5s), Action::Probe);
+    EXPECT_EQ(watch.act(begin + 9s), Action::Wait);
+    EXPECT_EQ(watch.act(begin + 10s), Action::Probe);
+    watch.heard(begin + 11s);
+    EXPECT_EQ(watch.act(begin + 15s), Action::Wait);
+    // The process has been stopped for a minute.
+    EXPECT_EQ(watch.act(begin + 71s), Action::Probe);
+    EXPECT_EQ(watch.act(begin + 76s), Action::Probe);
+    EXPECT_EQ(watch.act(begin + 80s), Action::Wait);
+    EXPECT_EQ(watch.act(begin + 81s), Action::GiveUp);
+}
+
+}  // namespace

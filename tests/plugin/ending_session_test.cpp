@@ -1,0 +1,138 @@
+// Sessions that end while the bus thread has its hands full.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "krpbus/messages/krp_get_bus_names.h"
+#include "krpbus/messages/krp_get_event_list.h"
+#include "krpbus/messages/signal_message.h"
+#include "plugin/lv_websocket.h"
+#include "plugin/plugin_callbacks.h"
+#include "setup/lv_setup.h"
+#include "tests/kit/bus_loggers.h"
+#include "tests/kit/log_capture.h"
+#include "tests/kit/nats_server.h"
+#include "tests/kit/rough_host.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+const std::string kLocal = "02:00:00:00:00:01";
+const std::string kOther = "02:00:00:00:00:02";
+constexpr krpMsgID_t kEventList = 50;
+constexpr krpMsgID_t kBusNames = 81;
+
+// The end takes 1 s and 100 ms for each busy answer of the pass that is under way, of which there
+// are nine at most; the rest is for a machine that has other things to do. A thread that does not
+// stop never does.
+constexpr auto kLongestEnd = 10s;
+
+class EndingSession : public testing::Test {
+  protected:
+    EndingSession() {
+        setenv("KRPBUS_SERVER", nats_.address().c_str(), 1);
+        setenv("KRPBUS_MAC", kLocal.c_str(), 1);
+        setenv("KSL_CONFIG_FILE", "/nonexistent/network.xml", 1);
+    }
+
+    // A logger that is busy with these requests for ever.
+    std::unique_ptr<BusLogger> busyLogger(const std::string& mac, LoggerFacts facts) {
+        auto logger = std::make_unique<BusLogger>(mac, std::move(facts), nats_.port());
+        logger->client().addParticipant("EventHandler");
+        logger->addAnswer(std::make_unique<KRPResponseGetEventList>());
+        logger->addAnswer(std::make_unique<KRPResponseGetBusNames>());
+        for (const krpMsgID_t request : {kEventList, kBusNames}) {
+            logger->behave(request, {.status = KRPMessageResponse::KRPSTATUS_ERROR,
+                                     .error = errorCode_t::Busy});
+        }
+        logger->settle();
+        return logger;
+    }
+
+    void connect() {
+        host_.connect();
+        // Other commands are for a session that knows its loggers.
+        while (!host_.waitForText("\"get_logger_info\"", 100ms) ||
+               !host_.waitForText("\"OK\"", 100ms)) {
+            host_.deliverText(R"({"command":"get_logger_info"})");
+        }
+    }
+
+    void expectEndInTime() {
+        const auto begin = Clock::now();
+        host_.disconnect();
+        EXPECT_LT(Clock::now() - begin, kLongestEnd);
+    }
+
+    NatsServer nats_;
+    LogCapture capture_;
+    RoughHost host_{krwebsocket_init()};
+};
+
+}  // namespace
+
+TEST_F(EndingSession, EndsThoughTwoLoggersAreBusyForEver) {
+    const auto other = busyLogger(kOther, {});
+    const auto local = busyLogger(kLocal, {.neighbours = {kOther}});
+    connect();
+    host_.deliverText(R"({"command":"get_trigger"})");
+    ASSERT_TRUE(host_.waitForText("not all triggers received"));
+    ASSERT_TRUE(local->waitForRequests(kEventList, 5));
+    ASSERT_TRUE(other->waitForRequests(kEventList, 5));
+    expectEndInTime();
+}
+
+// However slowly the machine lets each answer come, there is always a next one.
+TEST_F(EndingSession, EndsThoughManyLoggersAreBusyForEver) {
+    std::vector<std::string> macs;
+    std::vector<std::unique_ptr<BusLogger>> others;
+    for (char digit = '2'; digit <= '9'; ++digit) {
+        macs.push_back(std::string("02:00:00:00:00:0") + digit);
+        others.push_back(busyLogger(macs.back(), {}));
+    }
+    const auto local = busyLogger(kLocal, {.neighbours = macs});
+    connect();
+    host_.deliverText(R"({"command":"get_trigger"})");
+    ASSERT_TRUE(host_.waitForText("not all triggers received"));
+    expectEndInTime();
+}
+
+TEST_F(EndingSession, EndsThoughALoggerIsBusyForEverWithTwoKindsOfRequest) {
+    const auto local = busyLogger(kLocal, {});
+    connect();
+    host_.deliverText(R"({"command":"get_trigger"})");
+    host_.deliverText(R"({"command":"get_bus_names"})");
+    ASSERT_TRUE(local->waitForRequests(kEventList, 5));
+    ASSERT_TRUE(local->waitForRequests(kBusNames, 5));
+    expectEndInTime();
+}
+
+TEST_F(EndingSession, EndsThoughValuesNeverCease) {
+    const auto local = busyLogger(kLocal, {});
+    connect();
+    const std::string session = stp->krpbus_name;
+    std::atomic<bool> stop{false};
+    std::thread flood([&] {
+        SignalMessage value;
+        value.instanceName = "a place on a screen";
+        KRPBusOptions options;
+        options.mac = kLocal;
+        KRPBusClient sender("sender", "127.0.0.1", nats_.port(), options);
+        while (!stop) {
+            sender.sendTo("sender", session, value.clone());
+        }
+    });
+    EXPECT_TRUE(host_.waitForText("signal_message"));
+    expectEndInTime();
+    stop = true;
+    flood.join();
+}
