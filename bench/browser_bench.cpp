@@ -43,12 +43,11 @@ double percentile(std::vector<double> values, double share) {
     return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
 }
 
-std::unique_ptr<probe::WebsocketClient> connectTo(std::uint16_t port, const char* path) {
-    return std::make_unique<probe::WebsocketClient>(port, path, "kr-webapp-v1",
-                                                    Clock::now() + kPatience);
+std::unique_ptr<WebSocketClient> connectTo(std::uint16_t port, const char* path) {
+    return std::make_unique<WebSocketClient>(port, path, "kr-webapp-v1", Clock::now() + kPatience);
 }
 
-double roundTrip(probe::WebsocketClient& client, const std::string& text) {
+double roundTrip(WebSocketClient& client, const std::string& text) {
     const auto start = Clock::now();
     client.send(text);
     client.receive();
@@ -76,7 +75,7 @@ void comparePingWithEcho(std::uint16_t port) {
 }
 
 // As a page does it: ask until the information about every logger is there.
-void waitUntilReady(probe::WebsocketClient& client, unsigned loggers) {
+void waitUntilReady(WebSocketClient& client, unsigned loggers) {
     while (true) {
         client.send(R"({"command": "get_logger_info"})");
         while (true) {
@@ -157,7 +156,7 @@ double processorSeconds(int pid) {
 }
 
 void measureBrowsers(std::uint16_t port, unsigned loggers, int server) {
-    std::vector<std::unique_ptr<probe::WebsocketClient>> browsers;
+    std::vector<std::unique_ptr<WebSocketClient>> browsers;
     std::vector<double> times;
     for (int i = 0; i < kBrowsers; ++i) {
         const auto start = Clock::now();

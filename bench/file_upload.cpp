@@ -20,7 +20,7 @@
 #include <thread>
 #include <vector>
 
-#include "bench/websocket_stream.h"
+#include "packaging/probe/websocket_stream.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "bench/value_route.h"
-#include "bench/websocket_stream.h"
+#include "packaging/probe/websocket_stream.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <utility>
 
 #include "bench/value_route.h"
-#include "bench/websocket_stream.h"
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/signal_message.h"
 #include "krpbus/messages/system_message.h"
+#include "packaging/probe/websocket_stream.h"
 
 namespace {
 

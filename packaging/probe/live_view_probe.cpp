@@ -31,7 +31,7 @@ bool isLoggerInfo(const rapidjson::Document& answer) {
 
 /// One browser's beginning: connect, ask for the logger info, look whether every logger is in it.
 void tryOnce(std::uint16_t port, unsigned loggers) {
-    probe::WebsocketClient client(port, "/live", "kr-webapp-v1", Clock::now() + kPatience);
+    WebSocketClient client(port, "/live", "kr-webapp-v1", Clock::now() + kPatience);
     client.send(R"({"command":"get_logger_info"})");
     rapidjson::Document answer;
     while (!isLoggerInfo(answer)) {  // the list of the neighbours comes first

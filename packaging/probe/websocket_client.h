@@ -2,46 +2,36 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <string_view>
-#include <vector>
 
-struct wslay_event_context;
+#include "packaging/probe/websocket_stream.h"
 
-namespace probe {
-
-using Deadline = std::chrono::steady_clock::time_point;
-
-/// A websocket client on loopback, for one thread. Owns its socket. Everything that goes wrong is a
-/// std::runtime_error that says what.
-class WebsocketClient {
+/// A websocket client on loopback that asks and waits for answers, for one thread. It answers pings
+/// and ends politely. Everything that goes wrong is a std::runtime_error that says what.
+class WebSocketClient {
   public:
-    /// Connects to ws://127.0.0.1:<port><path> and offers one sub-protocol, which the server has to
-    /// choose.
-    WebsocketClient(std::uint16_t port, std::string_view path, std::string_view protocol,
-                    Deadline deadline);
-    ~WebsocketClient();
-    WebsocketClient(const WebsocketClient&) = delete;
-    WebsocketClient& operator=(const WebsocketClient&) = delete;
+    using Clock = std::chrono::steady_clock;
 
-    void send(std::string_view text);
+    /// Connects to ws://127.0.0.1:<port><path> and offers one sub-protocol, which the server has to
+    /// choose. Whatever is waited for has to come before the deadline.
+    WebSocketClient(std::uint16_t port, const std::string& path, const std::string& protocol,
+                    Clock::time_point deadline);
+    ~WebSocketClient();
+    WebSocketClient(const WebSocketClient&) = delete;
+    WebSocketClient& operator=(const WebSocketClient&) = delete;
+
+    void send(std::string_view text) { stream_.sendText(text); }
 
     /// The next text message.
     std::string receive();
 
   private:
-    friend struct Callbacks;
+    void take(unsigned int type, std::string_view payload);
 
-    void connectTo(std::uint16_t port);
-    void shakeHands(std::string_view path, std::string_view protocol, std::uint16_t port);
-    void waitFor(short events);
-    void writeAll(std::string_view bytes);
-
-    Deadline deadline_;
-    int fd_ = -1;
-    wslay_event_context* context_ = nullptr;
-    std::string early_;  // bytes that came right behind the server's handshake
-    std::vector<std::string> messages_;
+    Clock::time_point deadline_;
+    WebSocketStream stream_;
+    std::deque<std::string> messages_;
+    bool closed_ = false;
 };
-
-}  // namespace probe

@@ -50,7 +50,9 @@ describe("a graceful restart of Apache during a session", () => {
 
   test("a browser that has not yet got what it begins with is sent away, comes again and is served", async () => {
     const [front, ...others] = kLoggers;
-    const network = await Network.start({ loggers: [{ ...front, scenario: { requests: { 53: { delay: "1s" } } } }, ...others] });
+    // Busy for so long that the restart comes first.
+    const network = await Network.start({ loggers: [{ ...front, scenario: { requests: { 53: { busy: 7 } } } }, ...others] });
+    network.expectInLog(/^\[ERROR\] KLV::WaResponseTimeZone\(\) /);
     const opened = () => network.apache.log.text.split("krwebsocket opened!!!\n").length - 1;
     try {
       const ready = network.connectReady();

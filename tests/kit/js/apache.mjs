@@ -26,7 +26,7 @@ export class Apache {
     try {
       await apache.#run(env);
     } catch (error) {
-      await apache.part.kill();
+      await apache.part.killGroup();
       rmSync(apache.dir, { recursive: true });
       throw error;
     }
@@ -58,7 +58,7 @@ export class Apache {
   // child that has only just been forked free its memory in the midst of an allocation, which is Apache's own matter.
   async stop() {
     try {
-      await this.part.stop({ signal: "SIGWINCH" });
+      await this.part.stop({ signal: "SIGWINCH", timeout: 60_000 });
       this.log.check();
     } finally {
       rmSync(this.dir, { recursive: true });

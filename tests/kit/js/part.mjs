@@ -53,16 +53,26 @@ export class Part {
   async stop({ timeout = kPatience, signal = "SIGTERM" } = {}) {
     this.signal("SIGCONT");
     this.signal(signal);
-    const timer = setTimeout(() => this.signal("SIGKILL"), patience(timeout));
+    const timer = setTimeout(() => this.killGroup(), patience(timeout));
     const result = await this.#exit;
     clearTimeout(timer);
     if (result.signal === "SIGKILL") throw new Error(`${this.name} had to be killed; it wrote:\n${this.#output}`);
     return result;
   }
 
-  // Ends it at once, as a crash would.
+  // Ends it at once, as a crash would. What it has started goes on.
   async kill() {
     this.signal("SIGKILL");
+    return this.#exit;
+  }
+
+  // Ends it at once with all that it has started: that would hold its output open.
+  async killGroup() {
+    try {
+      process.kill(-this.pid, "SIGKILL");
+    } catch {
+      // nobody is left
+    }
     return this.#exit;
   }
 }

@@ -5,6 +5,7 @@ import { chmodSync, mkdtempSync, readFileSync, readdirSync, rmSync, writeFileSyn
 import path from "node:path";
 import { after, before, describe, test } from "node:test";
 import { fileURLToPath } from "node:url";
+import { Part } from "./part.mjs";
 import * as paths from "./paths.mjs";
 import { until } from "./wait.mjs";
 
@@ -51,6 +52,17 @@ function withoutNamespaces() {
   chmodSync(path.join(place, "unshare"), 0o755);
   return `${place}:${process.env.PATH}`;
 }
+
+describe("a part that does not end when it is asked to", () => {
+  test("is killed with all that it has started, and that is an error", async () => {
+    const word = `live-view-stubborn-${process.pid}`;
+    // Its child has its output open, too.
+    const part = new Part("stubborn", "sh", ["-c", 'trap "" TERM; sh -c "trap \\"\\" TERM; echo up; sleep 60; :" "$0"; :', word]);
+    await until("the child runs", () => part.output.includes("up"));
+    await assert.rejects(part.stop({ timeout: 100 }), /^Error: stubborn had to be killed; it wrote:\nup/);
+    assert.deepEqual(processesOf(word), []);
+  });
+});
 
 describe("the parts of a test", () => {
   for (const [where, search] of [

@@ -1,13 +1,16 @@
-#include "bench/websocket_stream.h"
+#include "packaging/probe/websocket_stream.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <stdexcept>
 
 namespace {
@@ -54,26 +57,55 @@ void sendAll(int socket, std::string_view bytes) {
 }
 
 WebSocketStream::WebSocketStream(std::uint16_t port, const std::string& path,
-                                 const std::string& protocol, std::size_t readSize)
+                                 const std::string& protocol, std::size_t readSize,
+                                 std::chrono::seconds patience)
     : socket_(connectToLoopback(port)), buffer_(readSize) {
+    const timeval longest{static_cast<time_t>(patience.count()), 0};
+    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest);
+    try {
+        shakeHands(port, path, protocol);
+    } catch (...) {
+        close(socket_);
+        throw;
+    }
+}
+
+void WebSocketStream::shakeHands(std::uint16_t port, const std::string& path,
+                                 const std::string& protocol) {
+    // The key only has to be well-formed: whether a cache stands in between is no question on
+    // loopback.
     sendAll(socket_, "GET " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
                          "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: "
                          "13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n" +
                          (protocol.empty() ? "" : "Sec-WebSocket-Protocol: " + protocol + "\r\n") +
                          "\r\n");
+    const std::string head = readAnswer();
+    if (!head.starts_with("HTTP/1.1 101 ")) {
+        throw std::runtime_error("the web server answered the handshake with \"" +
+                                 head.substr(0, head.find('\r')) + "\"");
+    }
+    if (!protocol.empty() &&
+        strcasestr(head.c_str(), ("\r\nsec-websocket-protocol: " + protocol + "\r\n").c_str()) ==
+            nullptr) {
+        throw std::runtime_error("the server does not speak " + protocol);
+    }
+}
+
+// The server's answer to the handshake, without anything behind it.
+std::string WebSocketStream::readAnswer() const {
     std::string head;
-    char c = 0;
     while (!head.ends_with("\r\n\r\n")) {
-        if (recv(socket_, &c, 1, 0) != 1) {
-            close(socket_);
-            throw std::runtime_error("no handshake: " + head);
+        char c = 0;
+        const ssize_t got = recv(socket_, &c, 1, 0);
+        if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            throw std::runtime_error("no answer in time");
+        }
+        if (got != 1) {
+            throw std::runtime_error("the web server closed the connection during the handshake");
         }
         head += c;
     }
-    if (!head.starts_with("HTTP/1.1 101")) {
-        close(socket_);
-        throw std::runtime_error("no handshake: " + head);
-    }
+    return head;
 }
 
 WebSocketStream::~WebSocketStream() {
