@@ -267,9 +267,10 @@ void Connection::checkPing(Clock::time_point now) {
         sender_.kill(FrameSender::End::Broken);
         return;
     }
+    // Looked up before the ping goes: a peer on this machine may answer it at once.
+    arrivedAtPing_ = arrived();
     sender_.sendPing();
     pingUnanswered_ = true;
-    arrivedAtPing_ = arrived();
     nextPing_ = now + pingInterval_;
 }
 
