@@ -55,6 +55,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
   const paused = signal(false);
   const frozenX = signal(NaN);
   let playedFile = "";
+  let plays = false; // what the worker says of a session that was stopped may still be on its way
   let playable: ((ok: boolean) => void) | null = null;
   let noticed = 0;
   let linkedSetup = setupInAddress(address);
@@ -173,6 +174,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
   }
 
   function takePlaying(message: Extract<FromFeed, { op: "playing" }>): void {
+    if (!plays) return;
     if (message.cut) forgetAll();
     protocol.takePlaying(message, playedFile);
     if (!playable) return;
@@ -296,6 +298,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     stopRecording: () => protocol.stopRecording(),
     play(file, name) {
       playedFile = name;
+      plays = true;
       playable?.(false);
       link.post({ op: "play", file });
       return new Promise((resolve) => {
@@ -306,6 +309,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     seekPlayback: (seconds) => link.post({ op: "player", change: { seek: seconds * 1000 } }),
     setPlaybackSpeed: (speed) => link.post({ op: "player", change: { speed } }),
     stopPlayback() {
+      plays = false;
       protocol.endPlayback();
       signals.playing.value = false;
       forgetAll();
