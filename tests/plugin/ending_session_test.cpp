@@ -78,6 +78,32 @@ class EndingSession : public testing::Test {
         }
     }
 
+    // Asks until it is heard: what is asked while the session still gets to know its loggers comes
+    // to nothing.
+    bool ask(const std::string& command, const std::function<bool()>& isHeard) {
+        for (int attempt = 0; attempt < 5; ++attempt) {
+            host_.deliverText(R"({"command":")" + command + R"("})");
+            if (isHeard()) {
+                return true;
+            }
+        }
+        return false;
+    }
+    bool askForTriggers() {
+        return ask("get_trigger",
+                   [this] { return host_.waitForText("not all triggers received", 6s); });
+    }
+
+    bool askTheBusy(const std::string& command, const BusLogger& logger, krpMsgID_t request) {
+        return ask(command, [&] {
+            const auto deadline = Clock::now() + 5s;
+            while (logger.requests(request) < 5 && Clock::now() < deadline) {
+                std::this_thread::sleep_for(10ms);
+            }
+            return logger.requests(request) >= 5;
+        });
+    }
+
     // Lets so many more busy answers come from the logger. From then on that many more are always
     // under way, since each is answered with a new request: the queue never runs empty.
     static void addBusyAnswers(BusLogger& logger, int count, const std::string& session) {
@@ -109,8 +135,7 @@ TEST_F(EndingSession, EndsThoughTwoLoggersAreBusyForEver) {
     auto other = busyLogger(kOther, {});
     auto local = busyLogger(kLocal, {.neighbours = {kOther}});
     connect();
-    host_.deliverText(R"({"command":"get_trigger"})");
-    ASSERT_TRUE(host_.waitForText("not all triggers received"));
+    ASSERT_TRUE(askForTriggers());
     ASSERT_TRUE(local->waitForRequests(kEventList, 5));
     ASSERT_TRUE(other->waitForRequests(kEventList, 5));
     addBusyAnswers(*local, 4, stp->krpbus_name);
@@ -131,8 +156,7 @@ TEST_F(EndingSession, EndsThoughManyLoggersAreBusyForEver) {
     }
     auto local = busyLogger(kLocal, {.neighbours = macs});
     connect();
-    host_.deliverText(R"({"command":"get_trigger"})");
-    ASSERT_TRUE(host_.waitForText("not all triggers received"));
+    ASSERT_TRUE(askForTriggers());
     expectEndInTime(9, [&] {
         others.clear();
         local.reset();
@@ -142,10 +166,8 @@ TEST_F(EndingSession, EndsThoughManyLoggersAreBusyForEver) {
 TEST_F(EndingSession, EndsThoughALoggerIsBusyForEverWithTwoKindsOfRequest) {
     auto local = busyLogger(kLocal, {});
     connect();
-    host_.deliverText(R"({"command":"get_trigger"})");
-    host_.deliverText(R"({"command":"get_bus_names"})");
-    ASSERT_TRUE(local->waitForRequests(kEventList, 5));
-    ASSERT_TRUE(local->waitForRequests(kBusNames, 5));
+    ASSERT_TRUE(askTheBusy("get_trigger", *local, kEventList));
+    ASSERT_TRUE(askTheBusy("get_bus_names", *local, kBusNames));
     addBusyAnswers(*local, 8, stp->krpbus_name);
     expectEndInTime(10, [&] { local.reset(); });
 }
