@@ -1,13 +1,15 @@
 // How a connection to the bus server is made.
+#include <chrono>
 #include <utility>
 
 #include "base/log.h"
+#include "krpbus/client/login_deadline.h"
 #include "krpbus/client/nats_connection.h"
 #include "krpbus/client/signals_blocked.h"
 
 namespace {
 
-constexpr std::int64_t kConnectTimeout = 2'000;  // milliseconds
+constexpr std::chrono::milliseconds kLoginTimeout{2000};
 
 void onError(natsConnection*, natsSubscription*, natsStatus status, void*) {
     LogUtil::log(LogLevel::Error, "BusConnection",
@@ -43,7 +45,7 @@ natsStatus NatsConnection::connect(const std::string& url, const std::string& na
     const std::unique_ptr<natsOptions, OptionsDeleter> options(raw);
     const bool good = natsOptions_SetURL(raw, url.c_str()) == NATS_OK &&
                       natsOptions_SetName(raw, name.c_str()) == NATS_OK &&
-                      natsOptions_SetTimeout(raw, kConnectTimeout) == NATS_OK &&
+                      natsOptions_SetTimeout(raw, kLoginTimeout.count()) == NATS_OK &&
                       // No thread of the library may touch the connection: one that reconnects or
                       // probes frees the TLS object while the reader is in it.
                       natsOptions_SetAllowReconnect(raw, false) == NATS_OK &&
@@ -58,5 +60,11 @@ natsStatus NatsConnection::connect(const std::string& url, const std::string& na
     if (url.starts_with("tls://")) {
         natsOptions_SetSecure(raw, true);
     }
-    return good ? natsConnection_Connect(&connection_, raw) : NATS_INVALID_ARG;
+    if (!good) {
+        return NATS_INVALID_ARG;
+    }
+    // The library's own time-out ends where TLS begins.
+    const LoginDeadline deadline(kLoginTimeout);
+    const natsStatus status = natsConnection_Connect(&connection_, raw);
+    return deadline.hasPassed() ? NATS_TIMEOUT : status;
 }

@@ -69,6 +69,11 @@ void CuttingRelay::run() {
 
 void CuttingRelay::relay(int client, int server) {
     bool open = true;
+    passed_ = 0;
+    ++connections_;
+    if (const std::size_t bytes = leftInLogins_; bytes != kAll) {
+        standStillAfter(bytes);
+    }
     while (open && !stop_) {
         const bool still = then_ == Then::StandStill && left_ == 0;
         std::array<pollfd, 2> waiting{{{client, POLLIN, 0}, {still ? -1 : server, POLLIN, 0}}};
@@ -91,6 +96,9 @@ bool CuttingRelay::passOn(int from, int to, bool limited) {
     const ssize_t got = recv(from, buffer.data(), most, 0);
     if (got <= 0) {
         return false;
+    }
+    if (limited) {
+        passed_ += static_cast<std::size_t>(got);
     }
     for (ssize_t sent = 0; sent < got;) {
         const ssize_t now =

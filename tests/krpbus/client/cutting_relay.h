@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <thread>
 
 #include "base/file_descriptor.h"
@@ -12,6 +13,8 @@
 /// a server's port, until told otherwise.
 class CuttingRelay {
   public:
+    static constexpr std::size_t kAll = std::numeric_limits<std::size_t>::max();
+
     explicit CuttingRelay(std::uint16_t serverPort);
     ~CuttingRelay();
     CuttingRelay(const CuttingRelay&) = delete;
@@ -23,6 +26,13 @@ class CuttingRelay {
     void cutAfter(std::size_t bytes);
     /// The same, but the connection stays, and nothing passes any more, until the client ends it.
     void standStillAfter(std::size_t bytes);
+    /// Lets so many bytes of the server through on each connection that begins from now on, then
+    /// stands still as above. kAll: they pass again.
+    void standStillInLogins(std::size_t bytes) { leftInLogins_ = bytes; }
+    /// How many bytes of the server the connection under way has let through.
+    std::size_t passed() const { return passed_.load(); }
+    /// How many connections have begun.
+    int connections() const { return connections_.load(); }
 
   private:
     enum class Then { Pass, Cut, StandStill };
@@ -36,6 +46,9 @@ class CuttingRelay {
     std::uint16_t port_ = 0;
     std::atomic<Then> then_{Then::Pass};
     std::atomic<std::size_t> left_{0};
+    std::atomic<std::size_t> leftInLogins_{kAll};
+    std::atomic<std::size_t> passed_{0};
+    std::atomic<int> connections_{0};
     std::atomic<bool> stop_{false};
     std::thread thread_;
 };

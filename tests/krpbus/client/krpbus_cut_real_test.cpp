@@ -23,7 +23,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
+using Clock = std::chrono::steady_clock;
+
 constexpr int kAfterwards = 40;
+// Two seconds, and what a machine takes that has other things to do.
+constexpr auto kLongestLogin = 5s;
 
 std::unique_ptr<SystemMessage> notice(const std::string& text) {
     return std::make_unique<SystemMessage>(SystemMessage::SM_STATE, text);
@@ -123,6 +127,10 @@ class KrpBusCutReal : public testing::TestWithParam<bool> {
         return std::make_unique<KRPBusClient>(name, url(port), 1, options);
     }
 
+    // The server's PONG, in bytes, and a few more, since what comes before differs in length: over
+    // TLS within the record, otherwise before it.
+    static std::size_t lastWord() { return GetParam() ? 20 : 10; }
+
     std::optional<Certificate> certificate_;
     std::optional<NatsServer> server_;
 };
@@ -185,6 +193,59 @@ TEST_P(KrpBusCutReal, GivesUpAServerThatStandsStillInTheMiddleOfAMessage) {
         sender->sendTo("sender", "me", notice("whole"));
         ASSERT_EQ(textOf(nextMessage(*client)), "whole") << "after " << bytes << " bytes";
     }
+}
+
+// From before the first byte of what the server says in the login to its last word.
+TEST_P(KrpBusCutReal, WaitsTwoSecondsForAServerThatStandsStillInTheLogin) {
+    CuttingRelay relay(server_->port());
+    const std::size_t whole = [&] {
+        const auto client = connect("me", relay.port());
+        EXPECT_TRUE(client->isConnected());
+        return relay.passed();
+    }();
+    for (const std::size_t bytes : {std::size_t{0}, whole / 4, whole / 2, whole - lastWord()}) {
+        relay.standStillInLogins(bytes);
+        const auto begin = Clock::now();
+        const auto client = connect("me", relay.port());
+        EXPECT_FALSE(client->isConnected());
+        EXPECT_LT(Clock::now() - begin, kLongestLogin) << bytes << " bytes of " << whole;
+        relay.standStillInLogins(CuttingRelay::kAll);
+        EXPECT_TRUE(client->connectToServer()) << "after " << bytes << " bytes";
+    }
+}
+
+TEST_P(KrpBusCutReal, EndsThoughTheServerStandsStillInALaterLogin) {
+    CuttingRelay relay(server_->port());
+    auto client = connect("me", relay.port());
+    ASSERT_TRUE(client->isConnected());
+    const std::size_t whole = relay.passed();
+    int connections = 1;
+    for (const std::size_t bytes : {whole / 2, whole - lastWord()}) {
+        relay.standStillInLogins(bytes);
+        server_->stop();
+        server_->start();
+        ASSERT_TRUE(eventually(
+            [&] { return relay.connections() > connections && relay.passed() >= bytes; }));
+        const auto begin = Clock::now();
+        client.reset();
+        EXPECT_LT(Clock::now() - begin, kLongestLogin) << bytes << " bytes of " << whole;
+        relay.standStillInLogins(CuttingRelay::kAll);
+        client = connect("me", relay.port());
+        ASSERT_TRUE(client->isConnected());
+        connections = relay.connections();
+    }
+}
+
+TEST_P(KrpBusCutReal, ComesBackWhenTheServerNoLongerStandsStillInTheLogin) {
+    CuttingRelay relay(server_->port());
+    const auto client = connect("me", relay.port());
+    ASSERT_TRUE(client->isConnected());
+    relay.standStillInLogins(relay.passed() / 2);
+    server_->stop();
+    server_->start();
+    ASSERT_TRUE(eventually([&] { return relay.connections() >= 3; })) << "it tries again and again";
+    relay.standStillInLogins(CuttingRelay::kAll);
+    EXPECT_TRUE(eventually([&] { return client->getConnectionCount() == 2; }));
 }
 
 INSTANTIATE_TEST_SUITE_P(PlainAndTls, KrpBusCutReal, testing::Bool(), [](const auto& tested) {
