@@ -36,7 +36,7 @@ class LoginDeadline {
     FileDescriptor socket_;  // our own name for the library's, which it may close at any time
     std::atomic<bool> passed_{false};
     Mutex mutex_;
-    Condition changed_;
+    ConditionVariable changed_;
     bool over_ GUARDED_BY(mutex_) = false;
     std::thread watcher_;  // only over TLS
 };
