@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
-// throw KRException("[ERROR] cannot do it"), or build one, stream more into it and throw that.
-// Copies take the text along, as a thrown object needs.
+/// throw KRException("[ERROR] cannot do it"), or build one, stream more into it and throw that.
+/// Copies take the text along, as a thrown object needs.
 class KRException : public std::exception, public std::basic_ostringstream<char> {
   public:
     KRException() = default;
@@ -17,8 +17,8 @@ class KRException : public std::exception, public std::basic_ostringstream<char>
     KRException& operator=(const KRException& other);
     ~KRException() override = default;
 
-    // The text given to the constructor, followed by what was streamed in. Valid until the next
-    // call or until more is streamed in.
+    /// The text given to the constructor, followed by what was streamed in. Valid until the next
+    /// call or until more is streamed in.
     const char* what() const noexcept override;
 
   private:

@@ -34,7 +34,7 @@ void ask(std::map<int, short>& events, const FdSet* set, short event) {
     }
 }
 
-// Leaves in the set what is ready; returns how many that are.
+/// Leaves in the set what is ready; returns how many that are.
 int keepReady(FdSet* set, const std::map<int, short>& ready, short events) {
     if (set == nullptr) {
         return 0;

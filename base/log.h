@@ -8,15 +8,15 @@
 enum class LogLevel { Debug, Info, Warning, Error };
 
 struct LogUtil {
-    // Guards every line that is written to the log and every change of std::cout's buffer. It is
-    // the innermost lock: nothing else is locked while it is held. Usable before main and at exit.
+    /// Guards every line that is written to the log and every change of std::cout's buffer. It is
+    /// the innermost lock: nothing else is locked while it is held. Usable before main and at exit.
     static Mutex logMutex;
 
-    // Writes "<level tag>KLV::<function>() <text>" and a line end to standard output in one piece.
-    // Builds the line first and takes logMutex only for writing it. Any thread.
+    /// Writes "<level tag>KLV::<function>() <text>" and a line end to standard output in one piece.
+    /// Builds the line first and takes logMutex only for writing it. Any thread.
     static void log(LogLevel level, std::string_view function, std::string_view text);
 
-    // Gives std::cout the buffer of std::cerr, so that what is logged reaches the web server's
-    // error log. Does nothing where that is already so. Takes logMutex. Any thread.
+    /// Gives std::cout the buffer of std::cerr, so that what is logged reaches the web server's
+    /// error log. Does nothing where that is already so. Takes logMutex. Any thread.
     static void redirectOutputToError();
 };

@@ -8,7 +8,7 @@
 
 #include "base/thread_annotations.h"
 
-// A non-recursive mutex. Usable before main and at exit, and as a base class.
+/// A non-recursive mutex. Usable before main and at exit, and as a base class.
 class CAPABILITY("mutex") Mutex {
   public:
     constexpr Mutex() = default;
@@ -17,7 +17,7 @@ class CAPABILITY("mutex") Mutex {
 
     void lock() ACQUIRE() { mutex_.lock(); }
     void unlock() RELEASE() { mutex_.unlock(); }
-    // Tells the check that the caller holds it, where that cannot be seen. Does nothing.
+    /// Tells the check that the caller holds it, where that cannot be seen. Does nothing.
     void assertHeld() const ASSERT_CAPABILITY(this) {}
     bool try_lock() TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
@@ -26,8 +26,8 @@ class CAPABILITY("mutex") Mutex {
     std::mutex mutex_;
 };
 
-// Holds a mutex for the length of a block, exceptions included. Within the block it can be let go
-// and taken again.
+/// Holds a mutex for the length of a block, exceptions included. Within the block it can be let go
+/// and taken again.
 class SCOPED_CAPABILITY MutexLocker {
   public:
     explicit MutexLocker(Mutex& mutex) ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
@@ -53,17 +53,17 @@ class SCOPED_CAPABILITY MutexLocker {
     bool held_ = true;
 };
 
-// What threads wait for that hold a mutex. Wake-ups without a reason happen: the caller looks
-// again.
+/// What threads wait for that hold a mutex. Wake-ups without a reason happen: the caller looks
+/// again.
 class ConditionVariable {
   public:
-    // Lets the mutex go, waits until somebody notifies, and holds it again on return.
+    /// Lets the mutex go, waits until somebody notifies, and holds it again on return.
     void wait(Mutex& mutex) REQUIRES(mutex) {
         std::unique_lock lock(mutex.mutex_, std::adopt_lock);
         condition_.wait(lock);
         lock.release();
     }
-    // The same, at most until the time; false when that has come.
+    /// The same, at most until the time; false when that has come.
     template <class Clock, class Duration>
     bool waitUntil(Mutex& mutex, const std::chrono::time_point<Clock, Duration>& time)
         REQUIRES(mutex) {

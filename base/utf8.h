@@ -35,8 +35,9 @@ class Utf8Validator {
 
     unsigned missing_ = 0;
     unsigned begun_ = 0;
-    // The range of the next continuation byte. Only the second byte of a character has one that is
-    // narrower than 80..BF: it is what keeps out overlong forms, surrogates and all above U+10FFFF.
+    /// The range of the next continuation byte. Only the second byte of a character has one that is
+    /// narrower than 80..BF: it is what keeps out overlong forms, surrogates and all above
+    /// U+10FFFF.
     std::uint8_t low_ = 0x80;
     std::uint8_t high_ = 0xBF;
 };

@@ -11,7 +11,7 @@ WakeEvent::WakeEvent() : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     }
 }
 
-// The descriptor never waits, so nothing interrupts these.
+/// The descriptor never waits, so nothing interrupts these.
 void WakeEvent::raise() {
     ::eventfd_write(event_.get(), 1);
 }

@@ -14,15 +14,15 @@
 
 #include "base/file_descriptor.h"
 
-// Also on 32 bits, where a file of more than 2 GiB could not be opened otherwise.
+/// Also on 32 bits, where a file of more than 2 GiB could not be opened otherwise.
 static_assert(sizeof(off_t) == 8, "to be built with _FILE_OFFSET_BITS=64");
 
 namespace {
 
-// Opened without blocking and looked at afterwards.
+/// Opened without blocking and looked at afterwards.
 constexpr int kFlags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
-// How long to wait for others who have the file in use, and how often to look.
+/// How long to wait for others who have the file in use, and how often to look.
 constexpr std::chrono::seconds kPatience{2};
 constexpr std::chrono::milliseconds kPause{10};
 

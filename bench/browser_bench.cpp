@@ -54,8 +54,8 @@ double roundTrip(WebSocketClient& client, const std::string& text) {
     return microseconds(Clock::now() - start);
 }
 
-// The two take turns, so that whatever else the machine does meets both alike. The echo sends as
-// many bytes back as a ping's answer has.
+/// The two take turns, so that whatever else the machine does meets both alike. The echo sends as
+/// many bytes back as a ping's answer has.
 void comparePingWithEcho(std::uint16_t port) {
     const auto live = connectTo(port, "/live");
     const auto echo = connectTo(port, "/echo");
@@ -74,7 +74,7 @@ void comparePingWithEcho(std::uint16_t port) {
               << std::setprecision(6) << "\n";
 }
 
-// As a page does it: ask until the information about every logger is there.
+/// As a page does it: ask until the information about every logger is there.
 void waitUntilReady(WebSocketClient& client, unsigned loggers) {
     while (true) {
         client.send(R"({"command": "get_logger_info"})");
@@ -110,7 +110,7 @@ std::vector<int> childrenOf(int parent) {
     return children;
 }
 
-// A number of a child's /proc file, behind its name; 0 when it is not there.
+/// A number of a child's /proc file, behind its name; 0 when it is not there.
 long numberOf(int pid, const std::string& file, const std::string& name) {
     std::ifstream in("/proc/" + std::to_string(pid) + "/" + file);
     std::string word;
@@ -124,7 +124,7 @@ long numberOf(int pid, const std::string& file, const std::string& name) {
     return 0;
 }
 
-// The processes that hold a session: those that run more than one thread.
+/// The processes that hold a session: those that run more than one thread.
 std::vector<int> sessions(int server) {
     std::vector<int> found;
     for (const int pid : childrenOf(server)) {

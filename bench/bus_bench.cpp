@@ -34,7 +34,7 @@ double seconds(Clock::duration time) {
     return std::chrono::duration<double>(time).count();
 }
 
-// A signal value whose bytes are exactly as many as the bare client sends.
+/// A signal value whose bytes are exactly as many as the bare client sends.
 SignalMessage makeSignal() {
     SignalMessage message;
     message.webappName = "Engine speed";
@@ -75,7 +75,7 @@ std::unique_ptr<KRPBusClient> client(const NatsServer& server, const char* name)
     return std::make_unique<KRPBusClient>(name, "127.0.0.1", server.port(), options);
 }
 
-// Sends messages as fast as it can; returns when the server has all of them.
+/// Sends messages as fast as it can; returns when the server has all of them.
 void publishBare(const NatsServer& server, int messages) {
     const Connection connection(server);
     const std::string bytes = signalBytes();
@@ -93,7 +93,7 @@ void publishOurs(const NatsServer& server, int messages) {
     }
 }
 
-// Waits for the next message as a bus thread does.
+/// Waits for the next message as a bus thread does.
 std::unique_ptr<MessageBase> next(KRPBusClient& receiver) {
     for (;;) {
         if (auto message = receiver.getMessage()) {
@@ -105,8 +105,8 @@ std::unique_ptr<MessageBase> next(KRPBusClient& receiver) {
     }
 }
 
-// Messages per second that a publisher gets rid of. Somebody receives them: the server has more to
-// do for a message that nobody wants.
+/// Messages per second that a publisher gets rid of. Somebody receives them: the server has more to
+/// do for a message that nobody wants.
 double publishRate(const NatsServer& server, int messages, const std::function<void()>& publish) {
     const Connection connection(server);
     natsSubscription* subscription = nullptr;
@@ -132,7 +132,7 @@ double publishRate(const NatsServer& server, int messages, const std::function<v
     return rate;
 }
 
-// Messages per second that a receiver gets while a bare publisher sends all it can.
+/// Messages per second that a receiver gets while a bare publisher sends all it can.
 double receiveRateBare(const NatsServer& server, int messages) {
     const Connection connection(server);
     natsSubscription* subscription = nullptr;
@@ -195,8 +195,8 @@ void pace(Clock::time_point& due) {
     }
 }
 
-// Microseconds from sending to receiving, one message every 100 microseconds. The time of sending
-// is looked up by number, so that both sides carry the same bytes.
+/// Microseconds from sending to receiving, one message every 100 microseconds. The time of sending
+/// is looked up by number, so that both sides carry the same bytes.
 Latency latencyBare(const NatsServer& server, bool sendAsap) {
     natsOptions* options = nullptr;
     natsOptions_Create(&options);
@@ -255,8 +255,8 @@ Latency latencyOurs(const NatsServer& server) {
     return latencyOf(times);
 }
 
-// Measures both in turns, so that whatever else the machine does meets both, and prints the best
-// round of each.
+/// Measures both in turns, so that whatever else the machine does meets both, and prints the best
+/// round of each.
 void compareRates(const char* what, int rounds, const std::function<double()>& ours,
                   const std::function<double()>& bare) {
     double ourBest = 0;

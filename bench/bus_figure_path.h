@@ -9,22 +9,22 @@
 
 #include "bench/counting_session.h"
 
-// A session whose browser counts what it is sent, a catalogue of 64 buses on each of four loggers,
-// and figures of them. No figure equals the one before it of the same bus. One at a time.
+/// A session whose browser counts what it is sent, a catalogue of 64 buses on each of four loggers,
+/// and figures of them. No figure equals the one before it of the same bus. One at a time.
 class BusFigurePath {
   public:
     BusFigurePath();
 
-    // Decodes the next figure's bytes, stores it and sends its text.
+    /// Decodes the next figure's bytes, stores it and sends its text.
     void pass();
-    // Decodes and looks at one figure that is as large as the one before it.
+    /// Decodes and looks at one figure that is as large as the one before it.
     void passUnchanged();
-    // Decodes the next figure's bytes and writes the same text by hand: no catalogue, no record of
-    // the network, no look at what the strings hold. Returns its size.
+    /// Decodes the next figure's bytes and writes the same text by hand: no catalogue, no record of
+    /// the network, no look at what the strings hold. Returns its size.
     std::size_t writeByHand(char* out);
 
     std::size_t bytesSent() const { return session_.bytesSent(); }
-    // Whether both ways give the same texts.
+    /// Whether both ways give the same texts.
     bool textsAgree();
 
   private:

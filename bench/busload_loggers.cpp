@@ -44,7 +44,7 @@ std::unique_ptr<BusLogger> makeLogger(int number, int buses, unsigned short port
     return logger;
 }
 
-// The client that has started bus load, as this logger addresses it; empty before that.
+/// The client that has started bus load, as this logger addresses it; empty before that.
 std::string clientOf(const BusLogger& logger) {
     static const std::string kFrom = "HandheldServer from ";
     for (const std::string& line : logger.received()) {

@@ -51,7 +51,7 @@ std::string readAll(const std::string& file) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-// The logger, its standard input at `input`, its output in a file.
+/// The logger, its standard input at `input`, its output in a file.
 pid_t start(const char* program, const std::string& server, const std::string& dbc,
             const std::string& log, int& input) {
     int ends[2];
@@ -73,7 +73,7 @@ pid_t start(const char* program, const std::string& server, const std::string& d
     return process;
 }
 
-// All frames of one step, of all buses.
+/// All frames of one step, of all buses.
 std::string framesOf(int step, int buses) {
     static constexpr int kPerStep = kFramesPerSecond / 200;
     std::string text;

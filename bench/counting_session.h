@@ -7,7 +7,7 @@
 #include "host/websocket_plugin.h"
 #include "setup/lv_setup.h"
 
-// The session of a browser that counts what it is sent. One at a time.
+/// The session of a browser that counts what it is sent. One at a time.
 class CountingSession {
   public:
     CountingSession();
@@ -16,7 +16,7 @@ class CountingSession {
     CountingSession& operator=(const CountingSession&) = delete;
 
     std::size_t bytesSent() const { return bytesSent_; }
-    // Each text that is sent from now on is put there as well; null for nowhere. Not owned.
+    /// Each text that is sent from now on is put there as well; null for nowhere. Not owned.
     void keepTextIn(std::string* text) { kept_ = text; }
 
   private:

@@ -48,7 +48,7 @@ void print(const char* what, const std::vector<double>& values) {
                 1e3 * *most);
 }
 
-// The next frame that holds both texts.
+/// The next frame that holds both texts.
 std::string waitFor(WebSocketStream& stream, std::string_view response,
                     std::string_view text = {}) {
     std::string found;
@@ -73,7 +73,7 @@ void makeReady(WebSocketStream& stream) {
     } while (waitFor(stream, "\"get_logger_info\"").find("\"OK\"") == std::string::npos);
 }
 
-// A number of a process's status, in bytes.
+/// A number of a process's status, in bytes.
 std::size_t statusOf(const std::string& process, const std::string& name) {
     std::ifstream status("/proc/" + process + "/status");
     for (std::string word; status >> word;) {
@@ -97,7 +97,7 @@ bool hasSession(const std::string& process) {
     return false;
 }
 
-// The child of the web server that serves the one browser; those of earlier ones end first.
+/// The child of the web server that serves the one browser; those of earlier ones end first.
 std::string sessionProcess(const std::string& server) {
     const auto deadline = Clock::now() + std::chrono::milliseconds(kPatience);
     while (Clock::now() < deadline) {
@@ -125,7 +125,7 @@ class Product {
 
     WebSocketStream& stream() { return stream_; }
 
-    // Until the file is whole: the frame behind the data is answered then.
+    /// Until the file is whole: the frame behind the data is answered then.
     double upload() {
         stream_.sendText(
             R"({"command":"upload_audio_file","name":"n","file_extension":"bench","marker_id":"m","start_time":1,"end_time":2})");
@@ -144,7 +144,7 @@ class Product {
     const fs::path& sample() const { return sample_; }
 
   private:
-    // Keeps the first one for cp.
+    /// Keeps the first one for cp.
     void removeUpload() {
         std::vector<fs::path> uploads;
         for (const auto& entry : fs::directory_iterator("/tmp")) {
@@ -167,7 +167,7 @@ class Product {
     fs::path sample_;
 };
 
-// Until the plug-in, which sends it back, has the frame: the first byte of the echo is there then.
+/// Until the plug-in, which sends it back, has the frame: the first byte of the echo is there then.
 double echo(WebSocketStream& stream, const std::string& frame) {
     const double taken = seconds([&] {
         stream.sendFrame(frame);

@@ -38,7 +38,7 @@ class GatewayRoute : public ValueRoute {
         natsConnection_Publish(bus_, "values", text.data(), static_cast<int>(text.size()));
     }
 
-    // "MSG values 1 <size>\r\n<payload>\r\n", one behind the other, whatever the frames are.
+    /// "MSG values 1 <size>\r\n<payload>\r\n", one behind the other, whatever the frames are.
     bool receive(int milliseconds, const OnValue& onValue) override {
         const bool alive = browser_.read(
             milliseconds, [this](unsigned int, std::string_view bytes) { stream_ += bytes; });
@@ -76,7 +76,7 @@ void appendText(std::string& packet, std::string_view text) {
     packet += text;
 }
 
-// An MQTT 3.1.1 packet: type and flags, the length in groups of seven bits, the body.
+/// An MQTT 3.1.1 packet: type and flags, the length in groups of seven bits, the body.
 std::string packetOf(unsigned char type, const std::string& body) {
     std::string packet(1, static_cast<char>(type));
     std::size_t length = body.size();

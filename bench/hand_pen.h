@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string_view>
 
-// Appends to room that is known to be enough.
+/// Appends to room that is known to be enough.
 class HandPen {
   public:
     explicit HandPen(char* out) : start_(out), at_(out) {}
@@ -15,7 +15,7 @@ class HandPen {
         std::memcpy(at_, text.data(), text.size());
         at_ += text.size();
     }
-    // A text of which nobody knows what it holds, with its quotes.
+    /// A text of which nobody knows what it holds, with its quotes.
     void quote(std::string_view text) {
         *at_++ = '"';
         for (const char c : text) {

@@ -33,7 +33,7 @@ double seconds(Clock::duration duration) {
     return std::chrono::duration<double>(duration).count();
 }
 
-// What the kernel says of a process behind its name: state, parent, ... "" when it has gone.
+/// What the kernel says of a process behind its name: state, parent, ... "" when it has gone.
 std::istringstream statusOf(const std::filesystem::path& process) {
     std::ifstream stream(process / "stat");
     std::string line;
@@ -61,7 +61,7 @@ bool isChildOf(const std::filesystem::path& process, const std::string& parent) 
     return found == parent;
 }
 
-// Processor time in seconds of a process, or of all children of one: "children:<process id>".
+/// Processor time in seconds of a process, or of all children of one: "children:<process id>".
 double processorTime(const std::string& process) {
     static const std::string kChildren = "children:";
     const std::filesystem::path all = "/proc";
@@ -78,7 +78,7 @@ double processorTime(const std::string& process) {
     return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-// What arrives, on a thread of its own.
+/// What arrives, on a thread of its own.
 class Receiver {
   public:
     explicit Receiver(ValueRoute& route)
@@ -93,7 +93,7 @@ class Receiver {
     std::uint64_t received() const { return received_.load(std::memory_order_relaxed); }
     bool inOrder() const { return inOrder_; }
     bool ended() const { return ended_; }
-    // Until so many have arrived; false when no more come.
+    /// Until so many have arrived; false when no more come.
     bool waitFor(std::uint64_t count) const {
         std::uint64_t last = 0;
         auto lastChange = Clock::now();
@@ -108,7 +108,7 @@ class Receiver {
         }
         return received() >= count;
     }
-    // From now on the times of arrival are kept, of the numbers from `first` on.
+    /// From now on the times of arrival are kept, of the numbers from `first` on.
     void keepTimes(std::uint64_t first) { first_ = first; }
     const std::vector<Clock::time_point>& arrived() const { return arrived_; }
 
@@ -140,7 +140,7 @@ class Receiver {
     std::thread thread_;
 };
 
-// Sends the values up to `last`, each as soon as the window allows.
+/// Sends the values up to `last`, each as soon as the window allows.
 bool sendFlatOut(ValueRoute& route, const Receiver& receiver, std::uint64_t from,
                  std::uint64_t last) {
     for (std::uint64_t number = from; number <= last; ++number) {
@@ -156,7 +156,7 @@ bool sendFlatOut(ValueRoute& route, const Receiver& receiver, std::uint64_t from
     return receiver.waitFor(last);
 }
 
-// Sends kPaced values at their times; gives those times.
+/// Sends kPaced values at their times; gives those times.
 std::vector<Clock::time_point> sendPaced(ValueRoute& route, std::uint64_t first) {
     std::vector<Clock::time_point> sent(kPaced);
     const auto begin = Clock::now();

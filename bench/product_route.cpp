@@ -16,8 +16,8 @@ constexpr std::chrono::seconds kPatience{30};
 
 class ProductRoute : public ValueRoute {
   public:
-    // There is a desk logger with this MAC address; it offers the signals and otherwise keeps
-    // quiet.
+    /// There is a desk logger with this MAC address; it offers the signals and otherwise keeps
+    /// quiet.
     explicit ProductRoute(const RouteOptions& options)
         : bus_("value-publisher", "127.0.0.1", options.busPort, {options.mac}),
           browser_(options.webSocketPort, "/live", "kr-webapp-v1", options.readSize) {
@@ -51,7 +51,7 @@ class ProductRoute : public ValueRoute {
     }
 
   private:
-    // Sends a command until, with `again`, or otherwise once and waits until, it is answered "OK".
+    /// Sends a command until, with `again`, or otherwise once and waits until, it is answered "OK".
     void ask(const std::string& command, const std::string& response, bool again) {
         const std::string name = "\"response\": \"" + response + "\"";
         const auto deadline = std::chrono::steady_clock::now() + kPatience;

@@ -26,7 +26,7 @@ double seconds(Clock::duration duration) {
     return std::chrono::duration<double>(duration).count();
 }
 
-// Value `number`, from 1, is sent at its time.
+/// Value `number`, from 1, is sent at its time.
 Clock::duration timeOf(std::uint64_t number, double perSecond) {
     return std::chrono::duration_cast<Clock::duration>(
         std::chrono::duration<double>(static_cast<double>(number) / perSecond));
@@ -39,7 +39,7 @@ void send(ValueRoute& route, Clock::time_point begin, double perSecond, std::uin
     }
 }
 
-// Takes a third of what is sent for so long.
+/// Takes a third of what is sent for so long.
 std::vector<Taken> take(ValueRoute& route, Clock::time_point begin, double perSecond,
                         double length) {
     std::vector<Taken> taken;
@@ -58,7 +58,7 @@ std::vector<Taken> take(ValueRoute& route, Clock::time_point begin, double perSe
     return taken;
 }
 
-// The ages in each quarter of the time: whether they grow.
+/// The ages in each quarter of the time: whether they grow.
 void show(const std::vector<Taken>& taken, double length) {
     for (int quarter = 0; quarter < 4; ++quarter) {
         std::vector<double> ages;

@@ -25,7 +25,7 @@ std::string mac(int logger) {
     return "02:00:00:00:00:0" + std::to_string(logger + 1);
 }
 
-// The events of one logger in the order of their times, on a clock of its own.
+/// The events of one logger in the order of their times, on a clock of its own.
 List eventsOf(int logger, int count) {
     std::mt19937_64 random(static_cast<unsigned>(logger) + 1);
     std::uniform_int_distribution<std::uint64_t> pause(1, 2000000);
@@ -39,7 +39,7 @@ List eventsOf(int logger, int count) {
     return list;
 }
 
-// The processor time that this process has taken: other work on the machine does not count.
+/// The processor time that this process has taken: other work on the machine does not count.
 double milliseconds() {
     timespec now{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
@@ -58,7 +58,7 @@ double timeOf(Work work) {
     return milliseconds() - start;
 }
 
-// A session whose browser counts the bytes that it is sent.
+/// A session whose browser counts the bytes that it is sent.
 class CountingSession {
   public:
     CountingSession() {

@@ -23,14 +23,14 @@ namespace desk {
 
 namespace {
 
-// How often to look whether the bus server is back; its descriptor is readable all the while.
+/// How often to look whether the bus server is back; its descriptor is readable all the while.
 constexpr Milliseconds kLookForBus{100};
 
-// What is due is done after so many messages, however many more wait: a logger that is asked
-// without end must still show that it is there.
+/// What is due is done after so many messages, however many more wait: a logger that is asked
+/// without end must still show that it is there.
 constexpr int kMessagesAtOnce = 256;
 
-// How often the frames of buses are looked at where nobody else asks for them.
+/// How often the frames of buses are looked at where nobody else asks for them.
 constexpr Milliseconds kFramePeriod{20};
 
 int pollTimeout(const Agenda& agenda, bool busIsGone) {
@@ -163,7 +163,7 @@ void DeskLogger::readMissing() {
     }
 }
 
-// Also sees a connection that was lost and made again between two looks.
+/// Also sees a connection that was lost and made again between two looks.
 void DeskLogger::watchConnection() {
     const std::uint32_t connection = bus_.getConnectionCount();
     if (connection != connection_) {
@@ -172,7 +172,7 @@ void DeskLogger::watchConnection() {
     }
 }
 
-// One message that nobody expected must not end the logger.
+/// One message that nobody expected must not end the logger.
 void DeskLogger::handle(const MessageBase& message) {
     try {
         dispatch(message);
@@ -210,7 +210,7 @@ bool DeskLogger::takenByService(const MessageBase& message) {
     });
 }
 
-// What is said to the bus server of this logger.
+/// What is said to the bus server of this logger.
 void DeskLogger::handleAnnouncement(const MessageBase& message) {
     const auto* const system = dynamic_cast<const SystemMessage*>(&message);
     if (system != nullptr && system->getType() == SystemMessage::SM_STATE &&
@@ -229,8 +229,8 @@ void DeskLogger::openParticipants() {
     }
 }
 
-// A file waits for the first one who looks, unless its values set markers; what comes from buses
-// comes when it does.
+/// A file waits for the first one who looks, unless its values set markers; what comes from buses
+/// comes when it does.
 void DeskLogger::startSources() {
     const Source& source = options_.source;
     if (source.gps) {

@@ -26,17 +26,17 @@
 
 namespace desk {
 
-// Puts the services together and runs them on one thread.
+/// Puts the services together and runs them on one thread.
 class DeskLogger {
   public:
-    // A connected client. All three must outlive the logger.
+    /// A connected client. All three must outlive the logger.
     DeskLogger(const Options& options, KRPBusClient& bus, Signals& signals);
 
-    // Joins the network, answers until it is asked to end, and leaves. Returns the exit code.
+    /// Joins the network, answers until it is asked to end, and leaves. Returns the exit code.
     int run();
 
   private:
-    // Waits until something has happened or the next action is due.
+    /// Waits until something has happened or the next action is due.
     void wait();
     void readSignals();
     void readCommands();

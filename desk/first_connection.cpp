@@ -13,8 +13,8 @@ namespace {
 
 constexpr int kRetryMilliseconds = 200;
 
-// Waits a moment; whether a signal asked to end. Signals that would make the logger tell its
-// clients something are forgotten: there are no clients yet.
+/// Waits a moment; whether a signal asked to end. Signals that would make the logger tell its
+/// clients something are forgotten: there are no clients yet.
 bool askedToEnd(Signals& signals) {
     pollfd waiting{signals.fd(), POLLIN, 0};
     poll(&waiting, 1, kRetryMilliseconds);

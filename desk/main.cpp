@@ -13,7 +13,7 @@
 
 namespace {
 
-// The name of the process itself on the bus; what clients talk to are a logger's participants.
+/// The name of the process itself on the bus; what clients talk to are a logger's participants.
 std::string busName(const desk::Options& options) {
     return (options.tell ? "desklogger-tell-" : "desklogger-") + std::to_string(getpid());
 }

@@ -49,7 +49,7 @@ tell its clients 1-config, 8-loggerOff and 3-stop; INT and TERM make it leave th
 It ends with 0 after that, 2 for bad options, 3 when the bus server cannot be reached at the start,
 4 when another logger has its MAC address; --tell ends with 5 when no logger has it.)";
 
-// "Relay" alone would do for "Stratolog Relay", too.
+/// "Relay" alone would do for "Stratolog Relay", too.
 std::optional<DeviceType> typeByName(const std::string& name) {
     const auto type = findDeviceType(name);
     return type ? type : findDeviceType("Stratolog " + name);
@@ -95,7 +95,7 @@ TimedNotice readNotice(const std::string& text) {
     return notice;
 }
 
-// "host:port", "host", or a NATS URL, which stays whole.
+/// "host:port", "host", or a NATS URL, which stays whole.
 void readBusAddress(const std::string& text, BusAddress& bus) {
     bus.host = text;
     const std::size_t colon = text.rfind(':');
@@ -128,7 +128,7 @@ double readRate(const std::string& text) {
     return rate;
 }
 
-// What was given for the logger's description; the rest is filled in by its source.
+/// What was given for the logger's description; the rest is filled in by its source.
 struct GivenIdentity {
     std::optional<std::string> name, configName, timeZone, softwareVersion, componentName, type;
     std::optional<std::uint8_t> deviceClass, subType;
@@ -161,7 +161,7 @@ void applyIdentity(const GivenIdentity& given, Options& options) {
     applyType(given, identity);
 }
 
-// Only one can have what is typed or piped in.
+/// Only one can have what is typed or piped in.
 void checkStandardInput(const Options& options) {
     if (options.readCommands && options.source.file == "-") {
         throw CLI::ValidationError("--commands",
@@ -169,8 +169,8 @@ void checkStandardInput(const Options& options) {
     }
 }
 
-// A heartbeat may come late, or not at all when a machine is busy; several must be missing before
-// that means something.
+/// A heartbeat may come late, or not at all when a machine is busy; several must be missing before
+/// that means something.
 void checkTimes(const Options& options) {
     if (options.heartbeat < Milliseconds(10)) {
         reject("--heartbeat", "must be 10ms or more");
@@ -199,7 +199,7 @@ Number readNumber(const std::string& option, const std::string& text) {
     return value;
 }
 
-// An option for a whole number; `target` is a number or an optional one.
+/// An option for a whole number; `target` is a number or an optional one.
 template <class Number, class Target>
 CLI::Option* addNumber(CLI::App& app, const std::string& name, Target& target,
                        const std::string& help) {

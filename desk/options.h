@@ -15,7 +15,7 @@
 
 namespace desk {
 
-// What the process ends with.
+/// What the process ends with.
 enum ExitCode : int {
     kExitOk = 0,
     kExitFailure = 1,      // something that should not happen
@@ -25,17 +25,17 @@ enum ExitCode : int {
     kExitNobodyThere = 5,  // --tell: no logger has the MAC address
 };
 
-// How to reach the bus server.
+/// How to reach the bus server.
 struct BusAddress {
     std::string host;  // empty: the bus client chooses
     std::uint16_t port = 20010;
     Milliseconds patience{10000};  // how long to try at the start
 
-    // For error texts: what the bus client will connect to.
+    /// For error texts: what the bus client will connect to.
     std::string describe() const;
 };
 
-// A logger state that is made known some time after the logger is ready.
+/// A logger state that is made known some time after the logger is ready.
 struct TimedNotice {
     std::string state;
     Milliseconds after{0};
@@ -52,7 +52,7 @@ struct Options {
     Milliseconds latency{20};  // before each answer
     Scenario scenario;
     std::vector<TimedNotice> notices;
-    // Values per second and signal, of a recording rows per second; figures per second and bus.
+    /// Values per second and signal, of a recording rows per second; figures per second and bus.
     std::optional<double> rate;
     std::string eventFile;         // where events are kept; empty: nowhere
     std::size_t eventCap = 10000;  // events beyond it push the oldest out
@@ -63,17 +63,17 @@ struct Options {
     std::optional<std::string> tell;  // set: tell the logger this state and end
 };
 
-// What the command line asks for: to run with these options, or to end with this code.
+/// What the command line asks for: to run with these options, or to end with this code.
 struct CommandLine {
     std::optional<Options> options;
     int exitCode = kExitOk;
 };
 
-// Reads the command line. Help goes to `out`, one clear error to `errors`.
+/// Reads the command line. Help goes to `out`, one clear error to `errors`.
 CommandLine readCommandLine(const std::vector<std::string>& arguments, std::ostream& out,
                             std::ostream& errors);
 
-// Whether the text can be a logger state: a digit, '-' and letters, like "8-loggerOff".
+/// Whether the text can be a logger state: a digit, '-' and letters, like "8-loggerOff".
 bool isLoggerState(const std::string& text);
 
 }  // namespace desk

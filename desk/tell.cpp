@@ -25,7 +25,7 @@ bool isNotice(const MessageBase& message, const std::string& state) {
            system->getText() == state && system->getDestination().empty();
 }
 
-// Whether the client has been told the state by now.
+/// Whether the client has been told the state by now.
 bool hasBeenTold(KRPBusClient& bus, const std::string& state) {
     bus.read();
     while (const auto message = bus.getMessage()) {

@@ -8,8 +8,8 @@
 
 namespace desk {
 
-// Asks the logger to which the client belongs to tell its clients the state, and waits until this
-// client has been told, too. Returns the exit code; logs one clear error when nobody does it.
+/// Asks the logger to which the client belongs to tell its clients the state, and waits until this
+/// client has been told, too. Returns the exit code; logs one clear error when nobody does it.
 int tell(KRPBusClient& bus, const std::string& state, Signals& signals);
 
 }  // namespace desk

@@ -23,7 +23,7 @@ constexpr std::size_t kShownRemarks = 10;  // of one database
     throw CLI::ValidationError(option, why);
 }
 
-// "can1:rest" is for that interface; anything else for all of them.
+/// "can1:rest" is for that interface; anything else for all of them.
 std::pair<std::string, std::string> splitInterface(const std::string& text) {
     const std::size_t colon = text.find(':');
     if (colon == std::string::npos || colon == 0 || colon > kLongestInterface ||
@@ -66,7 +66,7 @@ CanDatabase openDatabase(const std::string& text) {
     return database;
 }
 
-// "500k", "2M", "83333"
+/// "500k", "2M", "83333"
 std::optional<double> readBits(std::string_view text) {
     const double unit = text.ends_with('k') ? 1e3 : text.ends_with('M') ? 1e6 : 1.0;
     text.remove_suffix(unit > 1.0 ? 1 : 0);
@@ -121,7 +121,7 @@ void openCan(const VehicleOptions& given, Source& source) {
     }
 }
 
-// What says something about frames where there are none.
+/// What says something about frames where there are none.
 void checkUnused(const VehicleOptions& given) {
     const char* const unused = !given.databases.empty()  ? "--dbc"
                                : !given.bitRates.empty() ? "--bitrate"

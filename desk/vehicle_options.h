@@ -11,7 +11,7 @@
 
 namespace desk {
 
-// As they were given.
+/// As they were given.
 struct VehicleOptions {
     std::vector<std::string> databases, bitRates, triggers;
     std::string speed, gps;
@@ -21,8 +21,8 @@ struct VehicleOptions {
 
 void addVehicleOptions(CLI::App& app, VehicleOptions& given);
 
-// Reads the databases and opens what frames come from for the source, and reads what sets a marker.
-// Throws CLI::ValidationError that says what is wrong.
+/// Reads the databases and opens what frames come from for the source, and reads what sets a
+/// marker. Throws CLI::ValidationError that says what is wrong.
 void applyVehicleOptions(const VehicleOptions& given, Source& source,
                          std::vector<Condition>& conditions);
 

@@ -16,12 +16,12 @@
 #include "plugin/lv_websocket.h"
 #include "setup/lv_setup.h"
 
-// Nothing answers here, so nothing is worth waiting for. Takes the place of the library's.
+/// Nothing answers here, so nothing is worth waiting for. Takes the place of the library's.
 void microsleep(unsigned int, bool) {}
 
 namespace {
 
-// Every frame that is sent must be one JSON object with "response" as its first member.
+/// Every frame that is sent must be one JSON object with "response" as its first member.
 size_t checkFrame(const WebSocketServer*, int type, const unsigned char* buffer, size_t size) {
     if (type == WEBSOCKET_MESSAGE_TEXT) {
         Document answer;
@@ -35,7 +35,7 @@ size_t checkFrame(const WebSocketServer*, int type, const unsigned char* buffer,
     return size;
 }
 
-// A session without threads, whose connection is held by the program.
+/// A session without threads, whose connection is held by the program.
 struct Fixture {
     Fixture() {
         server.size = sizeof server;
@@ -52,7 +52,7 @@ struct Fixture {
     LvWebsocket session;
 };
 
-// Whether the frame is a command that touches files of the machine.
+/// Whether the frame is a command that touches files of the machine.
 bool touchesFiles(const std::string& frame) {
     static const std::set<std::string> commands = {"save_config", "load_config", "delete_config"};
     Document doc;

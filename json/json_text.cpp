@@ -16,8 +16,8 @@ namespace {
 
 using JsonBuffer = rapidjson::StringBuffer;
 
-// The library's pretty writer, which would pass ill-formed bytes on and stop at a number that JSON
-// has no form for.
+/// The library's pretty writer, which would pass ill-formed bytes on and stop at a number that JSON
+/// has no form for.
 class BrowserWriter : public rapidjson::PrettyWriter<JsonBuffer> {
     using Base = rapidjson::PrettyWriter<JsonBuffer>;
 

@@ -4,8 +4,8 @@
 
 namespace {
 
-// The web application matches these texts, so they stay as they are: the one with blanks in it, and
-// the placeholder that two codes share.
+/// The web application matches these texts, so they stay as they are: the one with blanks in it,
+/// and the placeholder that two codes share.
 constexpr std::array kErrorTexts = {
     "todo",           "unspecified",  "internal_error",    "invalid_command",
     "illegal_config", "cannot_start", "cannot_stop",       "wait for logger info",

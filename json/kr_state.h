@@ -6,7 +6,7 @@
 
 #include "json/document.h"
 
-// The state of an answer: its "status".
+/// The state of an answer: its "status".
 enum kr_state : std::uint32_t {
     KR_STATE_OK = 0,
     KR_STATE_ERROR = 1,
@@ -15,7 +15,7 @@ enum kr_state : std::uint32_t {
     KR_STATE_WAITING_FOR_DATA = 4,
 };
 
-// What went wrong: the "error_code" of an answer with "status" "ERROR".
+/// What went wrong: the "error_code" of an answer with "status" "ERROR".
 enum kr_error_code : std::uint32_t {
     KR_ERROR_TODO = 0,
     KR_ERROR_UNSPECIFIED = 1,
@@ -36,6 +36,6 @@ enum kr_error_code : std::uint32_t {
     KR_ERROR_NO_VALUE = 16,
 };
 
-// Adds "status": "ERROR" and the text of the code as "error_code" to the object `doc`. A code
-// without a text of its own becomes "todo". Any thread.
+/// Adds "status": "ERROR" and the text of the code as "error_code" to the object `doc`. A code
+/// without a text of its own becomes "todo". Any thread.
 void addErrorCodeToDom(Document* doc, kr_error_code code);

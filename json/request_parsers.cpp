@@ -12,7 +12,7 @@ const Value* findMember(const Document* doc, const std::string& name) {
     return member == doc->MemberEnd() ? nullptr : &member->value;
 }
 
-// The answer to a request that lacks a number.
+/// The answer to a request that lacks a number.
 void reportMissingNumber(const Document* doc, const char* function, const std::string& logged,
                          const std::string& description, const std::string& request) {
     LogUtil::log(LogLevel::Warning, function,

@@ -13,7 +13,7 @@ void addResponse(Document& doc, const std::string& cmd) {
     doc.AddMember("response", Value(cmd, doc.GetAllocator()), doc.GetAllocator());
 }
 
-// Deliberately knows only success and failure; see the header.
+/// Deliberately knows only success and failure; see the header.
 void addSuccessOrError(Document& doc, kr_state state, kr_error_code code) {
     if (state == KR_STATE_OK) {
         doc.AddMember("status", "OK", doc.GetAllocator());

@@ -10,20 +10,20 @@
 #include "json/document.h"
 #include "json/kr_state.h"
 
-// The answer as text (obtained with malloc, the caller frees it); null when it cannot be written.
-// An empty `msg` is left out.
+/// The answer as text (obtained with malloc, the caller frees it); null when it cannot be written.
+/// An empty `msg` is left out.
 char* createJSONResponse_simple(const std::string& cmd, kr_state state, kr_error_code code,
                                 const std::string& msg);
 
-// Builds that answer and sends it to the browser of the current session.
+/// Builds that answer and sends it to the browser of the current session.
 void createAndSendJSON_simple(const std::string& cmd, kr_state state, kr_error_code code,
                               const std::string& msg);
 
-// The answer to a request about one signal, named by the pair (signal name, logger MAC). Text as
-// with createJSONResponse_simple.
+/// The answer to a request about one signal, named by the pair (signal name, logger MAC). Text as
+/// with createJSONResponse_simple.
 char* createJSONResponse_generic(const std::string& cmd, kr_state state, kr_error_code code,
                                  const std::pair<std::string, std::string>& key, int interval = -1);
 
-// Builds that answer and sends it to the browser of the current session.
+/// Builds that answer and sends it to the browser of the current session.
 void createAndSendJSON_generic(const std::string& cmd, kr_state state, kr_error_code code,
                                const std::pair<std::string, std::string>& key, int interval = -1);

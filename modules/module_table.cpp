@@ -13,24 +13,26 @@
 #include "network/common_commands.h"
 #include "network/common_responses.h"
 
-// clang-format off
+/// clang-format off
 constinit const ModuleTable kModules = {
     .common = wa_handle_message_common,
-    .commands = {
-        wa_handle_message_config,
-        wa_handle_message_busload,
-        wa_handle_message_signal,
-        wa_handle_message_trigger,
-        wa_handle_message_audio,
-        wa_handle_message_monitor,
-    },
-    .setUp = {
-        waRequestMessage_setup,
-        monitor_module_setup,
-        busload_module_setup,
-        trigger_module_setup,
-        signal_module_setup,
-    },
+    .commands =
+        {
+            wa_handle_message_config,
+            wa_handle_message_busload,
+            wa_handle_message_signal,
+            wa_handle_message_trigger,
+            wa_handle_message_audio,
+            wa_handle_message_monitor,
+        },
+    .setUp =
+        {
+            waRequestMessage_setup,
+            monitor_module_setup,
+            busload_module_setup,
+            trigger_module_setup,
+            signal_module_setup,
+        },
     .tearDown = {{
         {"stop monitor", monitor_module_destroy},
         {"stop busload", busload_module_destroy},
@@ -38,23 +40,25 @@ constinit const ModuleTable kModules = {
         {"stop signal", signal_module_destroy},
         {"waRequestMessage_destroy", waRequestMessage_destroy},
     }},
-    .routing = {
-        .busload = handleBusloadMessages,
-        .monitor = handleMonitorMessages,
-        .signal = handleSignalMessages,
-        .common = handleCommonMessages,
-        .audio = handleAudioMessages,
-        .trigger = handleTriggerMessages,
-        .sendSetTrigger = sendSetTrigger,
-        .getTrigger = getTrigger,
-        .busloadSetUnknown = busloadSetUnknown,
-    },
-    .busReconnected = {
-        networkBusReconnected,
-        busloadBusReconnected,
-        signalBusReconnected,
-        triggerBusReconnected,
-    },
+    .routing =
+        {
+            .busload = handleBusloadMessages,
+            .monitor = handleMonitorMessages,
+            .signal = handleSignalMessages,
+            .common = handleCommonMessages,
+            .audio = handleAudioMessages,
+            .trigger = handleTriggerMessages,
+            .sendSetTrigger = sendSetTrigger,
+            .getTrigger = getTrigger,
+            .busloadSetUnknown = busloadSetUnknown,
+        },
+    .busReconnected =
+        {
+            networkBusReconnected,
+            busloadBusReconnected,
+            signalBusReconnected,
+            triggerBusReconnected,
+        },
 };
 // clang-format on
 

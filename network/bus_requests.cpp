@@ -17,7 +17,7 @@
 
 namespace {
 
-// The session's bus client; null, after a line in the log, when the session has none.
+/// The session's bus client; null, after a line in the log, when the session has none.
 KRPBusClient* busClient(const char* function) {
     KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr;
     if (client == nullptr) {

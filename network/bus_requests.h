@@ -6,8 +6,8 @@
 
 class MessageBase;
 
-// Sends a copy of the message to `destination` on the logger with this MAC address: directly when
-// that is this logger's own, through the forwarder otherwise. Any thread of the session.
+/// Sends a copy of the message to `destination` on the logger with this MAC address: directly when
+/// that is this logger's own, through the forwarder otherwise. Any thread of the session.
 void sendMessage(const MessageBase& message, const std::string& destination,
                  const std::string& mac);
 
@@ -15,18 +15,19 @@ void sendMessage(const MessageBase& message, const std::string& destination,
 /// is told, in a session without a bus. Any thread of the session.
 void sendToOwnLogger(const MessageBase& message, const std::string& destination);
 
-// Sends a copy of the message to `destination` on this logger and on every other one of the
-// network. Any thread of the session.
+/// Sends a copy of the message to `destination` on this logger and on every other one of the
+/// network. Any thread of the session.
 void sendKslBroadcast(const MessageBase& message, const std::string& destination);
 
-// Which connection to the bus the session has, counted from 1; 0 before the first one. While there
-// is none it is the last one that there was. Any thread of the session.
+/// Which connection to the bus the session has, counted from 1; 0 before the first one. While there
+/// is none it is the last one that there was. Any thread of the session.
 std::uint32_t busConnection();
 
-// Asks for the neighbour list unless that is under way, then waits up to waitCount * 100 ms for it.
+/// Asks for the neighbour list unless that is under way, then waits up to waitCount * 100 ms for
+/// it.
 void getKSLNetwork(int waitCount);
 
-// Makes sure that the neighbour list is there: asks for it and waits when it is not.
+/// Makes sure that the neighbour list is there: asks for it and waits when it is not.
 void checkKSLNetwork(int waitCount);
 
 /// The bus connection was lost and is back: a neighbour list that was asked for will not come. Bus

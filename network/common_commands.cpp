@@ -25,8 +25,8 @@ bool anyInfoComplete(const KslInfo& info) {
            info.deviceComponentsState == KSL_MSG_STATE_COMPLETE;
 }
 
-// Ends with the first complete collection, not with the last: the browser is shown early what there
-// is, and asks again.
+/// Ends with the first complete collection, not with the last: the browser is shown early what
+/// there is, and asks again.
 void waitForLoggerInfo(const KslInfo& info, int waitCount) {
     if (waitCount < 1 || anyInfoComplete(info)) {
         return;
@@ -35,8 +35,8 @@ void waitForLoggerInfo(const KslInfo& info, int waitCount) {
     waitInSteps(waitCount, [&info] { return anyInfoComplete(info); });
 }
 
-// Answers a command whose loggers' answers have nowhere to go, since this process has had its
-// session; true when that is so.
+/// Answers a command whose loggers' answers have nowhere to go, since this process has had its
+/// session; true when that is so.
 bool refuseWithoutRecord(const Document& doc) {
     if (kslInfo != nullptr) {
         return false;

@@ -41,8 +41,8 @@ void logFailure(const char* function, const KRPMessageResponse& response, const 
     LogUtil::log(LogLevel::Error, function, mac + ": " + response.toString());
 }
 
-// A network of one logger and the control unit that belongs to it is not what a person calls a
-// network; the log tells it apart.
+/// A network of one logger and the control unit that belongs to it is not what a person calls a
+/// network; the log tells it apart.
 void checkForSingleLoggerAndHcu() {
     LogUtil::log(LogLevel::Debug, "WaResponseDeviceComponents", "Check for single Logger and HCU");
     KslInfo::ConfigMap configs;

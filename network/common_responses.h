@@ -9,8 +9,8 @@
 
 class KRPResponseGetDeviceComponents;
 
-// Takes the bus answers of the common requests; 1 when the answer was one of them, 0 otherwise.
-// `mac` names the logger that answered. Bus thread.
+/// Takes the bus answers of the common requests; 1 when the answer was one of them, 0 otherwise.
+/// `mac` names the logger that answered. Bus thread.
 int handleCommonMessages(const KRPMessageResponse* response, const std::string& mac);
 
 // Each of these classes is one answer, complete once it is constructed. The ones made from a bus
@@ -18,14 +18,14 @@ int handleCommonMessages(const KRPMessageResponse* response, const std::string& 
 // complete, or the failure where the bus answer tells of one); the ones made from nothing send the
 // merged answer. A process whose network record has gone stores nothing.
 
-// "get_ksl_network": stores and sends the neighbour list.
+/// "get_ksl_network": stores and sends the neighbour list.
 class WaResponseGetKSLNetwork : public WaResponseKRPMessage {
   public:
     explicit WaResponseGetKSLNetwork(
         const StringVectorMessageResponse<KRP_GET_KSL_NEIGHBOURS>* response);
 };
 
-// "get_logger_status".
+/// "get_logger_status".
 class WaResponseGetLoggerStatus : public WaResponseKRPMessage {
   public:
     WaResponseGetLoggerStatus(
@@ -34,7 +34,7 @@ class WaResponseGetLoggerStatus : public WaResponseKRPMessage {
     WaResponseGetLoggerStatus();
 };
 
-// "get_ksl_time_offset".
+/// "get_ksl_time_offset".
 class WaResponseGetKslTimeOffset : public WaResponseKRPMessage {
   public:
     WaResponseGetKslTimeOffset(
@@ -43,8 +43,8 @@ class WaResponseGetKslTimeOffset : public WaResponseKRPMessage {
     WaResponseGetKslTimeOffset();
 };
 
-// The three parts of "get_logger_info": stored, never sent one by one. An answer with a failure
-// status counts for nothing.
+/// The three parts of "get_logger_info": stored, never sent one by one. An answer with a failure
+/// status counts for nothing.
 class WaResponseGetLoggerConfig : public WaResponseKRPMessage {
   public:
     WaResponseGetLoggerConfig(const String2MessageResponse<KRP_GET_LOGGER_CONFIG>* response,
@@ -63,7 +63,8 @@ class WaResponseDeviceComponents : public WaResponseKRPMessage {
                                const std::string& mac);
 };
 
-// "get_logger_info": everything that has been stored so far, "PROGRESS" while something is missing.
+/// "get_logger_info": everything that has been stored so far, "PROGRESS" while something is
+/// missing.
 class WaResponseGetLoggerInfo : public WaResponseKRPMessage {
   public:
     WaResponseGetLoggerInfo();

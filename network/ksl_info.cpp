@@ -155,7 +155,7 @@ void KslInfo::busReconnected(std::uint32_t connection) {
     neighboursState.abandon(connection);
 }
 
-// Counted and set under one lock, so that a reset in between cannot leave an empty map complete.
+/// Counted and set under one lock, so that a reset in between cannot leave an empty map complete.
 bool KslInfo::completeWith(State& state, std::size_t answers) {
     return state.complete(answers, neighbours_.size());
 }

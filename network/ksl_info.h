@@ -15,15 +15,15 @@
 
 class KRPResponseGetDeviceComponents;
 
-// The record of the logger network. The bus thread adds answers, the connection thread resets and
-// reads; the maps and lists are guarded by a mutex that no caller sees, and are handed out as
-// copies. The states and flags are polled without it. Nothing is sent and nothing waits in here.
+/// The record of the logger network. The bus thread adds answers, the connection thread resets and
+/// reads; the maps and lists are guarded by a mutex that no caller sees, and are handed out as
+/// copies. The states and flags are polled without it. Nothing is sent and nothing waits in here.
 class KslInfo {
   public:
     using State = CollectionState;
 
-    // What one logger has answered to the three requests behind "get_logger_info". A logger has an
-    // entry from its first answer on; each flag tells whether that answer has come.
+    /// What one logger has answered to the three requests behind "get_logger_info". A logger has an
+    /// entry from its first answer on; each flag tells whether that answer has come.
     struct logger_info_t {
         bool hasConfig = false;
         std::string configName;
@@ -47,30 +47,30 @@ class KslInfo {
     State statusState;
     State timeOffsetState;
 
-    // The MAC addresses of the other loggers. Replacing the list sets the two flags.
+    /// The MAC addresses of the other loggers. Replacing the list sets the two flags.
     std::list<std::string> getNeighbours() const;
     void setNeighbours(std::list<std::string> neighbours);
 
-    // The loggers' status, as decimal text, and the offsets of their clocks against the network's.
+    /// The loggers' status, as decimal text, and the offsets of their clocks against the network's.
     StatusMap getStatusMap() const;
     TimeOffsetMap getKslTimeOffsetMap() const;
-    // Copies what the loggers have answered about themselves; false when there is nothing.
+    /// Copies what the loggers have answered about themselves; false when there is nothing.
     bool getConfigMap(ConfigMap& out) const;
 
-    // The offset of one logger's clock; 0 for a logger that has given none.
+    /// The offset of one logger's clock; 0 for a logger that has given none.
     std::int64_t getKslTimeOffset(const std::string& mac) const;
-    // The name that a logger has given itself; it may be empty. False when the logger is not known:
-    // that is logged, and `name` stays as it is.
+    /// The name that a logger has given itself; it may be empty. False when the logger is not
+    /// known: that is logged, and `name` stays as it is.
     bool getLoggerName(const std::string& mac, std::string& name) const;
 
-    // Empty one map before its requests are sent anew. The configuration map's three collections
-    // wait from then on; names stay, since live data goes on being shown under them.
+    /// Empty one map before its requests are sent anew. The configuration map's three collections
+    /// wait from then on; names stay, since live data goes on being shown under them.
     void resetStatusMap();
     void resetConfigMap();
     void resetKslTimeOffsetMap();
 
-    // Store one logger's answer in the place of an earlier one. The caller has looked at the
-    // answer's status.
+    /// Store one logger's answer in the place of an earlier one. The caller has looked at the
+    /// answer's status.
     void addStateMessage(
         const Simple1MessageResponse<KRP_GET_LOGGER_STATUS, unsigned char>* response,
         const std::string& mac);
@@ -83,22 +83,22 @@ class KslInfo {
                             const std::string& mac);
     void addDevCompMessage(const KRPResponseGetDeviceComponents* response, const std::string& mac);
 
-    // Each moves its collection to "complete" when more loggers have answered it than there are
-    // neighbours, which do not include this logger; true when that is so.
+    /// Each moves its collection to "complete" when more loggers have answered it than there are
+    /// neighbours, which do not include this logger; true when that is so.
     bool completeStatus();
     bool completeTimeOffset();
     bool completeConfig();
     bool completeTimeZone();
     bool completeDeviceComponents();
 
-    // True when configurations, time zones and device components of every logger have arrived.
+    /// True when configurations, time zones and device components of every logger have arrived.
     bool loggerInfoComplete() const;
 
-    // Begins to wait for the neighbour list on this connection to the bus. False, with nothing
-    // changed, when that is under way: of two threads that try at once one is to send the request.
+    /// Begins to wait for the neighbour list on this connection to the bus. False, with nothing
+    /// changed, when that is under way: of two threads that try at once one is to send the request.
     bool beginNeighbours(std::uint32_t connection);
-    // The bus connection was lost and is back, as this one: a neighbour list that was asked for on
-    // an earlier one will not come.
+    /// The bus connection was lost and is back, as this one: a neighbour list that was asked for on
+    /// an earlier one will not come.
     void busReconnected(std::uint32_t connection);
 
   private:
@@ -113,9 +113,9 @@ class KslInfo {
     std::map<std::string, std::string> loggerNames_ GUARDED_BY(mutex_);
 };
 
-// The one record, created when the plug-in is loaded. The first session of a process takes it away
-// at its end and nothing makes another one: every user tests it for null.
+/// The one record, created when the plug-in is loaded. The first session of a process takes it away
+/// at its end and nothing makes another one: every user tests it for null.
 extern KslInfo* kslInfo;
 
-// The number of other loggers on the network; 0 without a record. Any thread.
+/// The number of other loggers on the network; 0 without a record. Any thread.
 std::size_t countNeighbours();

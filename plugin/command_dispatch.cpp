@@ -18,7 +18,7 @@
 
 namespace {
 
-// The browser has sent text that is no request where it had announced data.
+/// The browser has sent text that is no request where it had announced data.
 void abandonUpload(const unsigned char* data, unsigned size, const UploadInfo& upload) {
     std::ostringstream message;
     message << "Received a string message: ";
@@ -36,7 +36,7 @@ bool isLoggerInfoComplete() {
     return kslInfo != nullptr && kslInfo->loggerInfoComplete();
 }
 
-// Offers the command to one module after the other until one takes it.
+/// Offers the command to one module after the other until one takes it.
 bool offerToModules(const std::string& cmd, const Document& doc) {
     for (const auto handler : moduleTable->commands) {
         if (handler(cmd, doc) != 0) {

@@ -26,7 +26,7 @@ void writeTestLines() {
     std::cerr << "error test 0\n" << std::flush;
 }
 
-// The connection record, allocated from `pool` with its strings; null when there is no memory.
+/// The connection record, allocated from `pool` with its strings; null when there is no memory.
 LvSocket* makeSocket(apr_pool_t* pool, const _WebSocketServer* server, conn_rec* connection) {
     void* memory = apr_palloc(pool, sizeof(LvSocket));
     if (memory == nullptr) {

@@ -23,7 +23,7 @@
 
 namespace {
 
-// The browser's time for its next ping, counted in sleeps of one millisecond.
+/// The browser's time for its next ping, counted in sleeps of one millisecond.
 constexpr unsigned kPingTimeout = 10000000;
 
 constexpr const char* kDestructor = "~LvWebsocket";
@@ -53,8 +53,8 @@ std::string millisecondsSince(const timeval& start) {
     return text.str();
 }
 
-// The bus threads' objects are not freed by their sessions, intended: a message may still be on its
-// way to one while its session ends. This is where they stay.
+/// The bus threads' objects are not freed by their sessions, intended: a message may still be on
+/// its way to one while its session ends. This is where they stay.
 void keepBusThread(ThreadKrpbusLvData* thread) {
     static auto* const kept = new std::vector<ThreadKrpbusLvData*>;
     kept->push_back(thread);
@@ -130,7 +130,7 @@ void LvWebsocket::stopThreads() {
     thread_ping_run = nullptr;
 }
 
-// Every module's end tolerates a module that was never set up.
+/// Every module's end tolerates a module that was never set up.
 void LvWebsocket::endModules() {
     tearDownModules(logStep);
 }
@@ -147,7 +147,7 @@ void LvWebsocket::releaseSharedRecords() {
     }
 }
 
-// Later than the modules' ends, which still send.
+/// Later than the modules' ends, which still send.
 void LvWebsocket::closeBus() {
     if (threadKrpbusData != nullptr) {
         threadKrpbusData->closeBus();

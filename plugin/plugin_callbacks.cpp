@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kStars = "****************************************\n";
 constexpr const char* kStarsAfterBlankLine = "\n****************************************\n";
-// Two stars fewer than the others, intended.
+/// Two stars fewer than the others, intended.
 constexpr const char* kFinishedStars = "\n**************************************\n";
 
 void writeBanner(const char* text) {
@@ -54,7 +54,7 @@ void dispatchMessage(const _WebSocketServer* server, int type, const unsigned ch
     }
 }
 
-// The log itself needs memory; the exception may have come from a lack of it.
+/// The log itself needs memory; the exception may have come from a lack of it.
 void logException(const char* what) noexcept {
     try {
         LogUtil::log(LogLevel::Error, "krwebsocket_on_message",

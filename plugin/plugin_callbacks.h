@@ -11,7 +11,7 @@
 
 class LvWebsocket;
 
-// The session: created by a connect, deleted by the disconnect, null in between.
+/// The session: created by a connect, deleted by the disconnect, null in between.
 extern LvWebsocket* lvWebsocket;
 
 extern "C" {

@@ -11,10 +11,10 @@
 
 namespace {
 
-// The parser and the writer call themselves for every level.
+/// The parser and the writer call themselves for every level.
 constexpr int kDeepestNesting = 1000;
 
-// Whether the arrays and objects of a JSON text lie deeper in each other than we go.
+/// Whether the arrays and objects of a JSON text lie deeper in each other than we go.
 bool nestsTooDeep(const char* text) {
     int depth = 0;
     bool inString = false;
@@ -48,7 +48,7 @@ bool nestsTooDeep(const char* text) {
     return false;
 }
 
-// A zero-terminated copy of the frame that lives as long as the document: its strings stay in it.
+/// A zero-terminated copy of the frame that lives as long as the document: its strings stay in it.
 char* copyFrame(const unsigned char* data, unsigned size, Document& doc) {
     auto* copy = static_cast<char*>(doc.GetAllocator().Malloc(std::size_t{size} + 1));
     std::memcpy(copy, data, size);

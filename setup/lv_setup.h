@@ -8,8 +8,8 @@ struct _WebSocketServer;
 struct apr_pool_t;
 class KRPBusClient;
 
-// What a session knows of its connection. Allocated from the session's own memory pool, which also
-// holds the strings; it goes when the pool goes.
+/// What a session knows of its connection. Allocated from the session's own memory pool, which also
+/// holds the strings; it goes when the pool goes.
 struct LvSocket {
     const _WebSocketServer* server;
     apr_pool_t* pool;
@@ -17,8 +17,8 @@ struct LvSocket {
     const char* hostName;
 };
 
-// One record per session, held by the session by value and handed to every worker thread. Written
-// by the connection thread before the worker threads start and after they have been joined.
+/// One record per session, held by the session by value and handed to every worker thread. Written
+/// by the connection thread before the worker threads start and after they have been joined.
 struct LvSetup {
     virtual ~LvSetup() = default;
 
@@ -28,6 +28,6 @@ struct LvSetup {
     KRPBusClient* krpbus = nullptr;  // the bus thread's client, not owned; null without a bus
 };
 
-// The set-up record of the current session; null while there is none. Set and cleared by the
-// connection thread; worker threads of the session may read it for as long as they run.
+/// The set-up record of the current session; null while there is none. Set and cleared by the
+/// connection thread; worker threads of the session may read it for as long as they run.
 extern LvSetup* stp;

@@ -16,14 +16,14 @@
 
 namespace {
 
-// The module's state is never destroyed: the keep-alive thread may still be running while the
-// process exits.
+/// The module's state is never destroyed: the keep-alive thread may still be running while the
+/// process exits.
 constinit KrWebsocket* session = nullptr;
 constinit std::atomic<ThreadData*> pingThread{nullptr};
 constinit std::atomic<bool> pingReceived{false};
 
-// Waits until a ping arrives, the thread is to stop, or the time-out has passed; true in the last
-// case alone. The time-out counts sleeps, not time: it stretches when the machine is busy.
+/// Waits until a ping arrives, the thread is to stop, or the time-out has passed; true in the last
+/// case alone. The time-out counts sleeps, not time: it stretches when the machine is busy.
 bool waitingPeriodPassed(const ThreadData& thread) {
     pingReceived = false;
     unsigned int counter = 0;

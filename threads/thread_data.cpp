@@ -20,7 +20,7 @@
 
 namespace {
 
-// The wall-clock time that a call takes, as the log shows it.
+/// The wall-clock time that a call takes, as the log shows it.
 class Stopwatch {
   public:
     Stopwatch() { gettimeofday(&start_, nullptr); }
@@ -53,9 +53,9 @@ ThreadData::~ThreadData() {
     LogUtil::log(LogLevel::Debug, "~ThreadData", "ThreadData " + name_ + " deleted.");
 }
 
-// The request's allocator serves the connection thread alone and has no lock. A thread library that
-// takes memory for the running thread from this pool must not meet it there, so the pool gets an
-// allocator of its own, with a lock.
+/// The request's allocator serves the connection thread alone and has no lock. A thread library
+/// that takes memory for the running thread from this pool must not meet it there, so the pool gets
+/// an allocator of its own, with a lock.
 void ThreadData::createPool() {
     apr_allocator_t* allocator = nullptr;
     apr_status_t status = apr_allocator_create(&allocator);
@@ -157,8 +157,8 @@ const _WebSocketServer* ThreadData::getServer() const {
     return setup_->socket != nullptr ? setup_->socket->server : nullptr;
 }
 
-// The generator is seeded anew for each name: threads of one session that are made within a second
-// get the same number, and with it the same name. Sessions differ by the connection's number.
+/// The generator is seeded anew for each name: threads of one session that are made within a second
+/// get the same number, and with it the same name. Sessions differ by the connection's number.
 void ThreadData::setKRPBusName(const _WebSocketServer* server) {
     srand(static_cast<unsigned int>(time(nullptr)));
     busName_ = std::to_string(connectionId(server)) + "_KLV" + std::to_string(rand());

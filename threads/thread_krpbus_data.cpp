@@ -106,8 +106,8 @@ void ThreadKrpbusData::createClient() {
     }
 }
 
-// The client's constructor has tried once. Three more attempts follow, one second apart, while the
-// browser's handshake waits.
+/// The client's constructor has tried once. Three more attempts follow, one second apart, while the
+/// browser's handshake waits.
 void ThreadKrpbusData::connectClient() {
     int counter = 4;
     while (!krpBusClient_->isConnected() && --counter != 0) {
@@ -169,8 +169,8 @@ void ThreadKrpbusData::handleReceived() {
     }
 }
 
-// While the server stays away the next pass comes here again, so the browser is told about every
-// five seconds that there is nothing to see: intended, it is the browser's only sign of it.
+/// While the server stays away the next pass comes here again, so the browser is told about every
+/// five seconds that there is nothing to see: intended, it is the browser's only sign of it.
 void ThreadKrpbusData::handleServerGone() {
     microsleep(5 * kSecond, false);
     LogUtil::log(LogLevel::Error, "handleKRPBusServer", "oops, krpbus server is gone");

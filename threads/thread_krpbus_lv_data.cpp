@@ -29,8 +29,8 @@ void handleEvent(const SystemNgEventMessage& event) {
     }
 }
 
-// Before a logger is configured the browser is sent away: it is to come back to a new session with
-// the new names and signals. A logger that is only off keeps its browser.
+/// Before a logger is configured the browser is sent away: it is to come back to a new session with
+/// the new names and signals. A logger that is only off keeps its browser.
 void handleLoggerState(const SystemMessage& state) {
     if (state.getText() == "1-config") {
         log(LogLevel::Debug, "config message: " + state.toString());
@@ -53,7 +53,7 @@ void handleNotice(const SystemMessage& notice) {
     }
 }
 
-// An answer that is claimed by nobody of those who are offered everything.
+/// An answer that is claimed by nobody of those who are offered everything.
 void offerAnswer(const KRPMessageResponse& answer, const std::string& mac) {
     const ModuleTable::Routing& modules = moduleTable->routing;
     if (answer.getStatus() == KRPMessageResponse::KRPSTATUS_NOTAVAILABLE) {
@@ -66,8 +66,8 @@ void offerAnswer(const KRPMessageResponse& answer, const std::string& mac) {
     }
 }
 
-// `message` is as it was received, `inner` what is in it when it was forwarded. More than one
-// module could be interested: the first that claims it has it.
+/// `message` is as it was received, `inner` what is in it when it was forwarded. More than one
+/// module could be interested: the first that claims it has it.
 void offerToModules(const MessageBase* message, const MessageBase* inner, const std::string& mac) {
     const ModuleTable::Routing& modules = moduleTable->routing;
     const KRPMessageResponse* answer =

@@ -9,9 +9,9 @@ class ThreadKrpbusLvData : public ThreadKrpbusData {
                        apr_thread_start_t function);
     ~ThreadKrpbusLvData() override;
 
-    // Acts on notices of the bus and offers everything else to the modules. Bus thread; the caller
-    // deletes the message afterwards.
+    /// Acts on notices of the bus and offers everything else to the modules. Bus thread; the caller
+    /// deletes the message afterwards.
     void handleMessages(const MessageBase* message) override;
-    // Collections that wait for answers go back to "not requested". Bus thread.
+    /// Collections that wait for answers go back to "not requested". Bus thread.
     void handleReconnect() override;
 };

@@ -50,7 +50,7 @@ std::optional<std::uint64_t> wholeNumber(std::string_view text) {
     return text.empty() ? std::nullopt : std::optional(number);
 }
 
-// The digits behind the point as microseconds, however many there are.
+/// The digits behind the point as microseconds, however many there are.
 std::optional<std::uint64_t> microseconds(std::string_view digits) {
     const auto number = wholeNumber(digits.substr(0, 6));
     if (!number || !std::all_of(digits.begin(), digits.end(), isDigit)) {
@@ -63,7 +63,7 @@ std::optional<std::uint64_t> microseconds(std::string_view digits) {
     return value;
 }
 
-// "2026-03-21 12:00:00" of this machine's time zone.
+/// "2026-03-21 12:00:00" of this machine's time zone.
 std::optional<std::uint64_t> calendarSeconds(std::string_view text) {
     if (text.size() != 19 || text[4] != '-' || text[10] != ' ') {
         return std::nullopt;
@@ -84,7 +84,7 @@ std::optional<std::uint64_t> calendarSeconds(std::string_view text) {
     return seconds < 0 ? std::nullopt : std::optional(static_cast<std::uint64_t>(seconds));
 }
 
-// What is between the parentheses.
+/// What is between the parentheses.
 std::optional<std::uint64_t> timeOf(std::string_view text) {
     const std::size_t point = text.find('.');
     const std::string_view whole = text.substr(0, point);
@@ -97,7 +97,7 @@ std::optional<std::uint64_t> timeOf(std::string_view text) {
     return *seconds * 1'000'000U + *rest;
 }
 
-// Three digits are a standard id, eight an extended one or an error.
+/// Three digits are a standard id, eight an extended one or an error.
 bool readId(std::string_view text, Frame& frame) {
     if (text.size() != 3 && text.size() != 8) {
         return false;
@@ -124,7 +124,7 @@ bool readId(std::string_view text, Frame& frame) {
     return true;
 }
 
-// Pairs of digits, with a point in front of any of them; what is behind the last byte is left.
+/// Pairs of digits, with a point in front of any of them; what is behind the last byte is left.
 bool readPairs(std::string_view& text, std::size_t most, Frame& frame) {
     while (!text.empty() && frame.size < most) {
         if (text.front() == '.') {
@@ -162,7 +162,7 @@ void readRemoteSize(std::string_view text, Frame& frame) {
     }
 }
 
-// "123#0102", "123##1...", "123#R8"
+/// "123#0102", "123##1...", "123#R8"
 CandumpLine::Kind readCompact(std::string_view text, Frame& frame) {
     const std::size_t mark = text.find('#');
     if (mark == 5 && text.find('#', mark + 1) != std::string_view::npos) {
@@ -183,7 +183,7 @@ CandumpLine::Kind readCompact(std::string_view text, Frame& frame) {
     return isRight ? CandumpLine::Kind::Frame : CandumpLine::Kind::Wrong;
 }
 
-// One byte as it is printed: two digits, or eight bits.
+/// One byte as it is printed: two digits, or eight bits.
 std::optional<std::uint8_t> readByte(std::string_view word) {
     unsigned int value = 0;
     const bool isBinary = word.size() == 8;
@@ -200,7 +200,7 @@ std::optional<std::uint8_t> readByte(std::string_view word) {
     return static_cast<std::uint8_t>(value);
 }
 
-// The bytes of a plain line: exactly as many as were announced, texts behind them are dropped.
+/// The bytes of a plain line: exactly as many as were announced, texts behind them are dropped.
 bool readPrintedBytes(std::string_view text, std::size_t size, Frame& frame) {
     skipBlanks(text);
     const bool isReversed = text.substr(0, size * 3).find('`') != std::string_view::npos;
@@ -221,7 +221,7 @@ bool readPrintedBytes(std::string_view text, std::size_t size, Frame& frame) {
     return true;
 }
 
-// "RX B E" of candump -x; the letters' places hold '-' where a flag is off.
+/// "RX B E" of candump -x; the letters' places hold '-' where a flag is off.
 void takeFlags(std::string_view& text, Frame& frame) {
     std::string_view rest = text;
     const std::string_view direction = takeWord(rest);
@@ -234,7 +234,7 @@ void takeFlags(std::string_view& text, Frame& frame) {
     text = rest;
 }
 
-// "123   [2]  01 02" and its like
+/// "123   [2]  01 02" and its like
 CandumpLine::Kind readPrinted(std::string_view text, Frame& frame) {
     takeFlags(text, frame);
     const std::string_view id = takeWord(text);

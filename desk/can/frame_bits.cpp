@@ -10,12 +10,12 @@ namespace {
 
 constexpr std::uint32_t kCrcPolynomial = 0x4599;
 constexpr std::uint32_t kCrcBits = 15;
-// Checksum delimiter, acknowledgement and its delimiter, end of frame, intermission.
+/// Checksum delimiter, acknowledgement and its delimiter, end of frame, intermission.
 constexpr std::uint32_t kTrailer = 1 + 2 + 7 + 3;
-// Behind the checksum of FD frames: acknowledgement, end of frame, intermission.
+/// Behind the checksum of FD frames: acknowledgement, end of frame, intermission.
 constexpr std::uint32_t kFdTrailer = 9 + 3;
 
-// The stream of a frame's bits as they go onto the bus: counts those that are stuffed in.
+/// The stream of a frame's bits as they go onto the bus: counts those that are stuffed in.
 class BitStream {
   public:
     void put(std::uint32_t value, std::uint32_t bits) {
@@ -48,7 +48,7 @@ class BitStream {
     std::uint32_t last_ = 2;
 };
 
-// The lengths that FD frames can have; the place of one in the list is its code.
+/// The lengths that FD frames can have; the place of one in the list is its code.
 constexpr std::array<std::size_t, 16> kSizes = {0, 1,  2,  3,  4,  5,  6,  7,
                                                 8, 12, 16, 20, 24, 32, 48, 64};
 
@@ -57,7 +57,7 @@ std::size_t lengthCode(std::size_t size) {
     return static_cast<std::size_t>(found - kSizes.begin());
 }
 
-// Start of frame and the identifier, with what stands between its two parts.
+/// Start of frame and the identifier, with what stands between its two parts.
 void putId(const Frame& frame, bool isRemote, BitStream& stream) {
     stream.put(0, 1);
     if (frame.isExtended) {

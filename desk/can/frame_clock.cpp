@@ -7,7 +7,7 @@ namespace desk::can {
 namespace {
 
 constexpr std::uint64_t kBetweenUnstamped = 1000;  // of a file
-// So many frames in a row behind the highest stamp are no disorder but stamps that mean nothing.
+/// So many frames in a row behind the highest stamp are no disorder but stamps that mean nothing.
 constexpr unsigned int kMostOutOfOrder = 64;
 
 std::uint64_t distance(std::uint64_t left, std::uint64_t right) {
@@ -39,7 +39,7 @@ std::uint64_t FrameClock::timeOf(std::uint64_t stamp) const {
     return anchor_->time + static_cast<std::uint64_t>(passed);
 }
 
-// Whether the stamp goes on from the one before.
+/// Whether the stamp goes on from the one before.
 bool FrameClock::continues(std::uint64_t stamp, std::uint64_t now) {
     if (stamp < latest_) {
         ++outOfOrder_;

@@ -32,7 +32,7 @@ class FrameClock {
     void beginAnew() { anchor_.reset(); }
 
   private:
-    // A stamp and the time that it stands for.
+    /// A stamp and the time that it stands for.
     struct Anchor {
         std::uint64_t stamp;
         std::uint64_t time;

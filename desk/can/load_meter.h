@@ -33,7 +33,7 @@ class LoadMeter {
 
     const BitRate rate_;
     const double speed_;
-    // Seconds of the bus in each slot: those of the second, and the one that goes on.
+    /// Seconds of the bus in each slot: those of the second, and the one that goes on.
     std::array<double, kSlots + 1> taken_{};
     std::uint64_t newest_ = 0;  // the newest slot there is a place for
 };

@@ -37,7 +37,7 @@ bool setOption(int fd, int level, int name, const Value& value) {
     return setsockopt(fd, level, name, &value, sizeof value) == 0;
 }
 
-// What is not possible is done without: larger buffers, FD frames of an old kernel.
+/// What is not possible is done without: larger buffers, FD frames of an old kernel.
 void setOptions(int fd) {
     const int on = 1;
     const can_err_mask_t allErrors = CAN_ERR_MASK;
@@ -64,7 +64,7 @@ bool setFilters(int fd, const std::optional<std::vector<std::uint32_t>>& ids) {
                       static_cast<socklen_t>(filters.size() * sizeof(can_filter))) == 0;
 }
 
-// Null when it is open; otherwise why it is not.
+/// Null when it is open; otherwise why it is not.
 const char* openInterface(const std::string& name, FileDescriptor& opened) {
     const unsigned int index = if_nametoindex(name.c_str());
     if (index == 0) {

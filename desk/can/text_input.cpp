@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t kLongestLine = 8192;  // CAN XL has up to 2048 bytes in one
 constexpr std::size_t kMostScanned = std::size_t{256} << 20;
-// Frames that are due so soon are due now: fewer wake-ups, and nobody sees the difference.
+/// Frames that are due so soon are due now: fewer wake-ups, and nobody sees the difference.
 constexpr std::uint64_t kSoon = 1000;
 constexpr std::chrono::seconds kBetweenEmptyRounds{1};
 constexpr std::uint64_t kComplaintsAtFirst = 3;
@@ -78,7 +78,7 @@ bool TextInput::open() {
     return fd_ >= 0;
 }
 
-// The interfaces of a whole file, in the order of their first frames.
+/// The interfaces of a whole file, in the order of their first frames.
 void TextInput::scan() {
     std::array<char, 65536> buffer{};
     std::string line;
@@ -236,7 +236,7 @@ bool TextInput::waitUntil(std::uint64_t time) {
                            [this] { return isStopping_; });
 }
 
-// Some lines of a damaged text tell enough.
+/// Some lines of a damaged text tell enough.
 void TextInput::complain(const std::string& line) {
     static constexpr std::size_t kShown = 80;
     const std::uint64_t count = ++counters_.wrongLines;

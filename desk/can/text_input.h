@@ -35,7 +35,7 @@ class TextInput : public FrameInput {
   private:
     void run();
     bool open();
-    // Each is false when the thread has to end.
+    /// Each is false when the thread has to end.
     bool readAll();
     bool takeText(std::string_view text);
     bool takeLine(std::string& line);

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint32_t kWordBits = 64;
 
-// Written so that compilers make one load of it, whatever the machine's own order is.
+/// Written so that compilers make one load of it, whatever the machine's own order is.
 std::uint64_t littleEndian(const std::uint8_t* bytes) {
     std::uint64_t word = 0;
     for (unsigned int i = 0; i < 8; ++i) {

@@ -10,7 +10,7 @@ namespace dbc {
 
 namespace {
 
-// More switches that depend on each other would be a ring.
+/// More switches that depend on each other would be a ring.
 constexpr std::size_t kMostSwitches = 64;
 
 float toFloat(const Signal& signal, std::uint64_t raw) {

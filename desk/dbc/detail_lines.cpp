@@ -9,7 +9,7 @@ namespace dbc {
 
 namespace {
 
-// The end of a section. Where it is missing the next section, or the next thing, shows it as well.
+/// The end of a section. Where it is missing the next section, or the next thing, shows it as well.
 void readEnd(Cursor& cursor, Draft& draft, const char* section) {
     const std::size_t line = cursor.lastLine();
     if (!cursor.skip(';')) {
@@ -17,7 +17,7 @@ void readEnd(Cursor& cursor, Draft& draft, const char* section) {
     }
 }
 
-// Names the signal when it is not there.
+/// Names the signal when it is not there.
 SignalDraft* findSignal(Draft& draft, std::uint64_t id, std::string_view name, std::size_t line,
                         const char* section) {
     MessageDraft* const message = draft.find(id);
@@ -37,8 +37,8 @@ bool isNumberStart(char c) {
     return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.';
 }
 
-// Keys are whole numbers, even where they are written as "1.0". Those above the signed ones keep
-// their bits.
+/// Keys are whole numbers, even where they are written as "1.0". Those above the signed ones keep
+/// their bits.
 std::int64_t keyOf(std::string_view text, Cursor& cursor) {
     std::int64_t key = 0;
     std::uint64_t large = 0;
@@ -60,7 +60,7 @@ std::int64_t keyOf(std::string_view text, Cursor& cursor) {
     return static_cast<std::int64_t>(number);
 }
 
-// Pairs of a number and a text, up to what is neither.
+/// Pairs of a number and a text, up to what is neither.
 std::vector<ValueText> readTexts(Cursor& cursor) {
     std::vector<ValueText> texts;
     cursor.skipBlanks();
@@ -86,7 +86,7 @@ void skipToEnd(Cursor& cursor, Draft& draft, const char* section) {
     draft.remark(cursor.lastLine(), std::string("there is no ';' at the end of ") + section);
 }
 
-// What an attribute belongs to; message 0 is none.
+/// What an attribute belongs to; message 0 is none.
 struct AttributeOwner {
     std::string_view kind;  // "BO_", "SG_", "BU_", "EV_", or empty: the whole database
     std::uint64_t message = 0;
@@ -119,7 +119,7 @@ std::string readAttributeValue(Cursor& cursor) {
     return std::string(cursor.name("the value of an attribute"));
 }
 
-// An enumerated value may be given by its place.
+/// An enumerated value may be given by its place.
 std::string namedValue(const Draft& draft, const std::string& attribute, std::string value) {
     const auto names = draft.enumerations.find(attribute);
     std::size_t place = 0;
@@ -132,7 +132,7 @@ std::string namedValue(const Draft& draft, const std::string& attribute, std::st
     return names->second[place];
 }
 
-// The frame format of a message: what a number means that has no names is usual.
+/// The frame format of a message: what a number means that has no names is usual.
 bool isJ1939Format(const std::string& value) {
     return value == "J1939PG" || value == "3";
 }
@@ -239,7 +239,7 @@ void readExtendedMultiplexing(Cursor& cursor, Draft& draft) {
     readEnd(cursor, draft, "SG_MUL_VAL_");
 }
 
-// Comments are read so that what they hold is taken for nothing else.
+/// Comments are read so that what they hold is taken for nothing else.
 void readComment(Cursor& cursor, Draft& draft) {
     while (!cursor.atString()) {
         if (cursor.atEnd() || cursor.atSection() || cursor.wordInLine().empty()) {

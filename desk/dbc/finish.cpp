@@ -16,7 +16,7 @@ std::string nameOf(const MessageDraft& message, const SignalDraft& signal) {
     return message.message.name + "." + signal.signal.name;
 }
 
-// 1 and 2 in SIG_VALTYPE_. A float of 16 bits is not usual but can be read.
+/// 1 and 2 in SIG_VALTYPE_. A float of 16 bits is not usual but can be read.
 void settleKind(Draft& draft, const MessageDraft& message, SignalDraft& signal) {
     const std::uint32_t length = signal.signal.length;
     if (signal.valueType == 0) {
@@ -34,7 +34,7 @@ void settleKind(Draft& draft, const MessageDraft& message, SignalDraft& signal) 
     }
 }
 
-// The key of a text as a raw value of the signal: signs extended, bits of a float.
+/// The key of a text as a raw value of the signal: signs extended, bits of a float.
 std::uint64_t rawKey(const Signal& signal, std::int64_t key) {
     const auto bits = static_cast<std::uint64_t>(key);
     if (signal.kind == ValueKind::Double) {
@@ -53,13 +53,13 @@ std::uint64_t rawKey(const Signal& signal, std::int64_t key) {
     return signal.kind == ValueKind::Signed && (kept & sign) != 0 ? kept | ~mask : kept;
 }
 
-// Whether a key is a value that the signal can have, written as such a value.
+/// Whether a key is a value that the signal can have, written as such a value.
 bool isOwnKey(const Signal& signal, std::int64_t key) {
     return rawKey(signal, key) == static_cast<std::uint64_t>(key);
 }
 
-// A key that is written with the other sign than the signal has means the same bits, unless a key
-// of the signal's own says something else.
+/// A key that is written with the other sign than the signal has means the same bits, unless a key
+/// of the signal's own says something else.
 void settleTexts(SignalDraft& draft) {
     Signal& signal = draft.signal;
     for (const bool own : {true, false}) {
@@ -82,7 +82,7 @@ std::optional<std::size_t> placeOf(const MessageDraft& message, std::string_view
     return std::nullopt;
 }
 
-// The switch of signals that name none: the one that is not switched itself, else any.
+/// The switch of signals that name none: the one that is not switched itself, else any.
 std::optional<std::size_t> rootSwitch(const MessageDraft& message) {
     std::optional<std::size_t> any;
     for (std::size_t i = 0; i < message.signals.size(); ++i) {
@@ -95,7 +95,7 @@ std::optional<std::size_t> rootSwitch(const MessageDraft& message) {
     return any;
 }
 
-// Whether the switches of a signal, and theirs, come to an end.
+/// Whether the switches of a signal, and theirs, come to an end.
 bool endsAtRoot(const MessageDraft& message, std::size_t signal) {
     for (std::size_t steps = 0; steps <= message.signals.size(); ++steps) {
         const auto& multiplexing = message.signals[signal].signal.multiplexing;

@@ -11,7 +11,7 @@ namespace {
 constexpr std::uint32_t kExtendedFlag = 0x80000000U;
 constexpr std::uint32_t kExtendedMask = 0x1FFFFFFFU;
 constexpr std::uint32_t kStandardMask = 0x7FFU;
-// The name under which files keep the signals that belong to no message.
+/// The name under which files keep the signals that belong to no message.
 constexpr std::string_view kNoMessage = "VECTOR__INDEPENDENT_SIG_MSG";
 
 std::vector<std::string_view> wordsOf(std::string_view text) {
@@ -33,7 +33,7 @@ std::string joined(const std::vector<std::string_view>& words) {
     return name;
 }
 
-// What stands in front of the colon; where there is none, the next word.
+/// What stands in front of the colon; where there is none, the next word.
 std::vector<std::string_view> wordsBeforeColon(Cursor& cursor, Draft& draft, const char* what) {
     const std::size_t line = cursor.line();
     if (const auto text = cursor.upTo(':')) {
@@ -67,7 +67,7 @@ bool isUnsigned(std::string_view text, std::uint64_t& number) {
     return error == std::errc() && stopped == text.data() + text.size();
 }
 
-// "M", "m4", "m4M" or the "m" of damaged files; false for anything else.
+/// "M", "m4", "m4M" or the "m" of damaged files; false for anything else.
 bool readMultiplexing(std::string_view word, SignalDraft& draft) {
     if (word == "M") {
         draft.signal.isSwitch = true;
@@ -114,7 +114,7 @@ std::uint32_t smallNumber(Cursor& cursor, const char* what) {
     return static_cast<std::uint32_t>(number);
 }
 
-// "start|length@order sign"
+/// "start|length@order sign"
 void readPlace(Cursor& cursor, Draft& draft, Signal& signal) {
     signal.start = smallNumber(cursor, "the start bit of a signal");
     cursor.expectInLine('|');
@@ -133,8 +133,8 @@ void readPlace(Cursor& cursor, Draft& draft, Signal& signal) {
     }
 }
 
-// "(factor,offset) [min|max] "unit""; the range limits nothing, since values outside of it are
-// common.
+/// "(factor,offset) [min|max] "unit""; the range limits nothing, since values outside of it are
+/// common.
 void readScaling(Cursor& cursor, Signal& signal) {
     cursor.expectInLine('(');
     const std::string_view factor = cursor.numberInLine("the factor of a signal");
@@ -153,7 +153,7 @@ void readScaling(Cursor& cursor, Signal& signal) {
     }
 }
 
-// The receivers, up to the end of the line or the next signal.
+/// The receivers, up to the end of the line or the next signal.
 void skipReceivers(Cursor& cursor) {
     while (cursor.peekInLine() != '\n') {
         const std::string_view word = cursor.wordInLine();

@@ -40,7 +40,7 @@ class Reader {
         std::string_view keyword;
         Section read;
     };
-    // Those that are understood beside messages and signals; all others are passed over.
+    /// Those that are understood beside messages and signals; all others are passed over.
     static constexpr std::array<NamedSection, 8> kSections = {{
         {"VAL_TABLE_", readValueTable},
         {"VAL_", readValueTexts},
@@ -76,7 +76,7 @@ class Reader {
         }
     }
 
-    // "BO_291" and "SG_Speed" lack a blank.
+    /// "BO_291" and "SG_Speed" lack a blank.
     std::string_view separated(std::string_view word, std::size_t line) {
         for (const std::string_view keyword : {"BO_", "SG_"}) {
             if (word.starts_with(keyword) && word.size() > keyword.size()) {
@@ -99,7 +99,7 @@ class Reader {
         }
     }
 
-    // The names of sections that a file may have, one in a line.
+    /// The names of sections that a file may have, one in a line.
     void skipKeywordList() {
         cursor_.restOfLine();
         while (cursor_.atSection()) {
@@ -111,7 +111,7 @@ class Reader {
         }
     }
 
-    // Texts of sections that are passed over may hold anything.
+    /// Texts of sections that are passed over may hold anything.
     void skipSection() {
         while (!cursor_.atEnd() && !cursor_.atSection()) {
             if (cursor_.atString()) {

@@ -10,7 +10,7 @@ namespace dbc {
 
 namespace {
 
-// What a 64-bit mantissa can hold.
+/// What a 64-bit mantissa can hold.
 constexpr int kMostDigits = 18;
 
 bool timesTen(std::int64_t& number, int times) {
@@ -38,7 +38,7 @@ double toDouble(std::string_view text, double otherwise) {
                : otherwise;
 }
 
-// The digits of a number, without its exponent; false when there is anything else.
+/// The digits of a number, without its exponent; false when there is anything else.
 bool readMantissa(std::string_view text, Decimal& number) {
     bool behindPoint = false;
     bool any = false;
@@ -68,7 +68,7 @@ bool applyExponent(std::string_view text, Decimal& number) {
     return true;
 }
 
-// No zeros at the end, and no digits in front of the point that are not in the mantissa.
+/// No zeros at the end, and no digits in front of the point that are not in the mantissa.
 bool normalise(Decimal& number) {
     if (number.mantissa == 0) {
         number.digits = 0;

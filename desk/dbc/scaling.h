@@ -40,7 +40,7 @@ class Scaling {
     std::string text(std::uint64_t raw) const;
 
   private:
-    // factor and offset times 10^digits, where whole numbers can hold them.
+    /// factor and offset times 10^digits, where whole numbers can hold them.
     struct Exact {
         std::int64_t factor = 1;
         std::int64_t offset = 0;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint16_t kUndefined = 0xFFFD;
 
-// What 80h to 9Fh are in Windows-1252; all other bytes are what they are in Unicode.
+/// What 80h to 9Fh are in Windows-1252; all other bytes are what they are in Unicode.
 constexpr std::array<std::uint16_t, 32> kWindows1252 = {
     0x20AC,     kUndefined, 0x201A, 0x0192, 0x201E, 0x2026,     0x2020, 0x2021,
     0x02C6,     0x2030,     0x0160, 0x2039, 0x0152, kUndefined, 0x017D, kUndefined,

@@ -29,7 +29,7 @@ bool isPort(const std::string& text) {
     return error == std::errc() && stopped == text.data() + text.size() && port > 0 && port < 65536;
 }
 
-// What a report says; nothing when it is none of a position.
+/// What a report says; nothing when it is none of a position.
 std::optional<GpsFix> fixOf(const gps_data_t& data) {
     if ((data.set & MODE_SET) == 0) {
         return std::nullopt;
@@ -108,7 +108,7 @@ void GpsdClient::run() {
     }
 }
 
-// One connection, from its beginning to its end.
+/// One connection, from its beginning to its end.
 void GpsdClient::follow() {
     gps_data_t data{};
     if (gps_open(host_.c_str(), port_.c_str(), &data) != 0) {

@@ -11,8 +11,8 @@ namespace desk {
 
 using Clock = std::chrono::steady_clock;
 
-// Actions in the order of their times, those of one time in the order in which they were added.
-// One thread; actions may add further ones.
+/// Actions in the order of their times, those of one time in the order in which they were added.
+/// One thread; actions may add further ones.
 class Agenda {
   public:
     using Action = std::function<void()>;
@@ -22,9 +22,9 @@ class Agenda {
         at(Clock::now() + delay, std::move(action));
     }
 
-    // When the next action is due; nothing while there is none.
+    /// When the next action is due; nothing while there is none.
     std::optional<Clock::time_point> next() const;
-    // Runs what is due at `now`. What an action adds waits for the next call even when it is due.
+    /// Runs what is due at `now`. What an action adds waits for the next call even when it is due.
     void runDue(Clock::time_point now);
 
   private:

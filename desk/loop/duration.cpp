@@ -21,7 +21,7 @@ std::optional<double> unitInMilliseconds(std::string_view unit) {
     return std::nullopt;
 }
 
-// Digits, at most one point between them, nothing else: no sign, no exponent, no blank.
+/// Digits, at most one point between them, nothing else: no sign, no exponent, no blank.
 std::optional<double> plainNumber(std::string_view text) {
     double value = 0.0;
     double place = 0.0;  // of the next decimal; 0 before the point

@@ -10,11 +10,11 @@ namespace desk {
 
 using Milliseconds = std::chrono::milliseconds;
 
-// A number, with decimals or without, and one of the units ms, s and min; nothing for any other
-// text, for a negative length and for one of more than a day. Rounded down to milliseconds.
+/// A number, with decimals or without, and one of the units ms, s and min; nothing for any other
+/// text, for a negative length and for one of more than a day. Rounded down to milliseconds.
 std::optional<Milliseconds> parseDuration(std::string_view text);
 
-// What to tell somebody whose text parseDuration() does not take.
+/// What to tell somebody whose text parseDuration() does not take.
 std::string durationHelp(std::string_view text);
 
 }  // namespace desk

@@ -5,20 +5,20 @@
 
 namespace desk {
 
-// Blocks INT, TERM, USR1, USR2 and RTMIN and reads them from a descriptor instead. Made before the
-// first thread is started, so that all threads leave these signals alone. Ignores PIPE: a log that
-// nobody reads must not end a logger.
+/// Blocks INT, TERM, USR1, USR2 and RTMIN and reads them from a descriptor instead. Made before the
+/// first thread is started, so that all threads leave these signals alone. Ignores PIPE: a log that
+/// nobody reads must not end a logger.
 class Signals {
   public:
-    // Throws std::system_error.
+    /// Throws std::system_error.
     Signals();
     ~Signals();
     Signals(const Signals&) = delete;
     Signals& operator=(const Signals&) = delete;
 
-    // Readable while a signal waits.
+    /// Readable while a signal waits.
     int fd() const { return fd_; }
-    // The next signal's number; nothing while none waits.
+    /// The next signal's number; nothing while none waits.
     std::optional<int> next();
 
   private:

@@ -9,7 +9,7 @@ namespace desk {
 
 namespace {
 
-// Empty when the message can be forwarded.
+/// Empty when the message can be forwarded.
 std::string whyNot(const RouterMessage& message, const std::optional<KslAddress>& destination) {
     if (message.getMessage() == nullptr) {
         return "there is no message inside";

@@ -14,9 +14,9 @@ namespace desk {
 
 namespace {
 
-// How long the members may take to show themselves to a newcomer.
+/// How long the members may take to show themselves to a newcomer.
 constexpr Milliseconds kWelcome{300};
-// Several changes within this time are told as one: a browser starts anew for each.
+/// Several changes within this time are told as one: a browser starts anew for each.
 constexpr Milliseconds kSettle{50};
 
 std::string joinTexts(const std::vector<std::string>& texts) {
@@ -116,8 +116,8 @@ void Membership::open() {
     send(Heartbeat::Kind::Alive);
 }
 
-// A member stays, whoever else comes. Of two that join at the same time the one that was started
-// first stays.
+/// A member stays, whoever else comes. Of two that join at the same time the one that was started
+/// first stays.
 void Membership::takeOfSameMac(const Heartbeat& heartbeat) {
     const bool isMember = heartbeat.kind == Heartbeat::Kind::Alive;
     if (heartbeat.kind == Heartbeat::Kind::Leave) {
@@ -176,7 +176,7 @@ void Membership::busCameBack() {
     }
 }
 
-// Even when the set is soon what it was before: somebody may have asked in between.
+/// Even when the set is soon what it was before: somebody may have asked in between.
 void Membership::neighboursChanged() {
     if (!announcementDue_ && state_ == State::Member) {
         announcementDue_ = true;

@@ -14,12 +14,12 @@
 
 namespace desk {
 
-// Answers request 88, the neighbours, and tells the logger's clients when they change.
-//
-// Joining takes three steps. The logger asks the members to show themselves and waits a moment for
-// them, so that it knows its neighbours before anybody can ask. Then it takes its participants on
-// the bus and shows itself. When that heartbeat has come back the bus server knows the
-// participants, and the logger is a member.
+/// Answers request 88, the neighbours, and tells the logger's clients when they change.
+///
+/// Joining takes three steps. The logger asks the members to show themselves and waits a moment for
+/// them, so that it knows its neighbours before anybody can ask. Then it takes its participants on
+/// the bus and shows itself. When that heartbeat has come back the bus server knows the
+/// participants, and the logger is a member.
 class Membership : public Service {
   public:
     struct Times {
@@ -32,17 +32,17 @@ class Membership : public Service {
         std::function<void()> macTaken;  // another logger has the MAC address; called while joining
     };
 
-    // The client and the agenda must outlive this object, and the agenda must not run afterwards.
+    /// The client and the agenda must outlive this object, and the agenda must not run afterwards.
     Membership(KRPBusClient& bus, Agenda& agenda, const Times& times, Events events);
 
-    // Begins to join. Called once.
+    /// Begins to join. Called once.
     void join();
-    // Tells the others that this logger goes. Nothing is sent afterwards.
+    /// Tells the others that this logger goes. Nothing is sent afterwards.
     void leave();
 
-    // Takes a heartbeat, the own ones included.
+    /// Takes a heartbeat, the own ones included.
     void take(const MessageBase& heartbeat);
-    // The connection to the bus server is new.
+    /// The connection to the bus server is new.
     void busCameBack();
 
     const Neighbours& neighbours() const { return neighbours_; }

@@ -6,13 +6,13 @@ namespace desk {
 
 namespace {
 
-// How much later than this logger another one may find the bus server again.
+/// How much later than this logger another one may find the bus server again.
 constexpr Milliseconds kReconnectSpread{3000};
 
 }  // namespace
 
-// With half of the time-out or less, a pause of the bus makes the own heartbeat stale before it
-// makes a neighbour expire.
+/// With half of the time-out or less, a pause of the bus makes the own heartbeat stale before it
+/// makes a neighbour expire.
 Neighbours::Neighbours(Milliseconds heartbeat, Milliseconds timeout)
     : freshFor_(2 * heartbeat), timeout_(timeout) {}
 

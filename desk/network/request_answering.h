@@ -14,12 +14,12 @@
 
 namespace desk {
 
-// Answers every request: by the service that knows it, otherwise with an error. Misbehaves as the
-// scenario says. What is passed to the constructor must outlive this object.
+/// Answers every request: by the service that knows it, otherwise with an error. Misbehaves as the
+/// scenario says. What is passed to the constructor must outlive this object.
 class RequestAnswering {
   public:
-    // Every answer takes `latency`, and what the scenario adds. `leave` is called when the scenario
-    // lets the logger leave on account of a request.
+    /// Every answer takes `latency`, and what the scenario adds. `leave` is called when the
+    /// scenario lets the logger leave on account of a request.
     RequestAnswering(KRPBusClient& bus, Agenda& agenda, const Scenario& scenario,
                      Milliseconds latency, std::vector<Service*> services,
                      std::function<void()> leave);

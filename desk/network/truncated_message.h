@@ -10,7 +10,7 @@
 
 namespace desk {
 
-// Has the class and the source channel of another message and the first half of the rest.
+/// Has the class and the source channel of another message and the first half of the rest.
 class TruncatedMessage : public MessageBase {
   public:
     explicit TruncatedMessage(const MessageBase& whole)

@@ -11,7 +11,7 @@
 
 namespace desk {
 
-// An answer that carries no result but says why.
+/// An answer that carries no result but says why.
 struct Failure {
     std::uint8_t status = KRPMessageResponse::KRPSTATUS_ERROR;
     errorCode_t errorCode = errorCode_t::Internal;
@@ -20,7 +20,7 @@ struct Failure {
     bool operator==(const Failure&) const = default;
 };
 
-// What a logger does with the requests of one id.
+/// What a logger does with the requests of one id.
 struct Behaviour {
     Milliseconds delay{0};           // before each answer
     std::uint32_t busy = 0;          // how many requests are answered "busy" first
@@ -32,14 +32,14 @@ struct Behaviour {
     bool operator==(const Behaviour&) const = default;
 };
 
-// A whole scenario; one that is empty lets the logger behave well.
+/// A whole scenario; one that is empty lets the logger behave well.
 struct Scenario {
     std::map<krpMsgID_t, Behaviour> requests;
     Behaviour others;                        // for the requests that have no entry
     std::optional<Milliseconds> leaveAfter;  // leaves in good order, counted from being ready
     std::optional<Milliseconds> dieAfter;    // goes without a word
 
-    // The behaviour for requests of that id.
+    /// The behaviour for requests of that id.
     const Behaviour& behaviour(krpMsgID_t id) const {
         const auto entry = requests.find(id);
         return entry == requests.end() ? others : entry->second;

@@ -79,7 +79,7 @@ Milliseconds readDuration(const Value& value, const std::string& path) {
     return *duration;
 }
 
-// The bus status and error code of a failing answer, gathered from up to three members.
+/// The bus status and error code of a failing answer, gathered from up to three members.
 Failure& failureOf(Behaviour& behaviour) {
     if (!behaviour.failure) {
         behaviour.failure.emplace();

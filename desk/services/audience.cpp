@@ -26,7 +26,7 @@ void Audience::missing(const std::string& address) {
     }
 }
 
-// Draws the balance of the last round and begins the next one.
+/// Draws the balance of the last round and begins the next one.
 void Audience::look() {
     lookDue_ = false;
     for (auto entry = listeners_.begin(); entry != listeners_.end();) {

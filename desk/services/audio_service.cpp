@@ -7,7 +7,7 @@ namespace desk {
 
 namespace {
 
-// Without a slash at the end: the directory in which its files are, as a path tells it of them.
+/// Without a slash at the end: the directory in which its files are, as a path tells it of them.
 std::filesystem::path asParent(const std::filesystem::path& directory) {
     return (directory / "file").lexically_normal().parent_path();
 }

@@ -11,13 +11,13 @@
 
 namespace desk {
 
-// Answers request 86 (the audio files) and 87, which gives a file a time span and a marker. What 87
-// names is an audio file that is there already, or the path of one that has just been uploaded;
-// that one is taken over.
+/// Answers request 86 (the audio files) and 87, which gives a file a time span and a marker. What
+/// 87 names is an audio file that is there already, or the path of one that has just been uploaded;
+/// that one is taken over.
 class AudioService : public Service {
   public:
-    // Takes uploads over from that directory only, not from the ones below it: whoever can send on
-    // the bus must not make the logger move other files. The store must outlive this object.
+    /// Takes uploads over from that directory only, not from the ones below it: whoever can send on
+    /// the bus must not make the logger move other files. The store must outlive this object.
     AudioService(AudioStore& store, std::filesystem::path uploadDirectory);
 
     std::string_view participant() const override { return kHandheldServer; }

@@ -12,7 +12,7 @@
 
 namespace desk {
 
-// Why an audio file cannot be had; its code is what the requester is answered.
+/// Why an audio file cannot be had; its code is what the requester is answered.
 class AudioError : public std::runtime_error {
   public:
     AudioError(errorCode_t errorCode, const std::string& why)
@@ -21,35 +21,35 @@ class AudioError : public std::runtime_error {
     const errorCode_t code;
 };
 
-// Audio files with the time span and the marker that each belongs to, in a directory: "files" holds
-// them, "list" has one a line: its start, its end, its name and its marker, separated by blanks,
-// the texts as words of desk/escaped_text.h. What a function has done is in the directory when it
-// returns.
+/// Audio files with the time span and the marker that each belongs to, in a directory: "files"
+/// holds them, "list" has one a line: its start, its end, its name and its marker, separated by
+/// blanks, the texts as words of desk/escaped_text.h. What a function has done is in the directory
+/// when it returns.
 class AudioStore {
   public:
     using File = KRPResponseGetAudioList::audioFile_t;
 
-    // Uses the directory, which is made where there is none, and reads what is in it. An empty one
-    // stands for a temporary directory that is made with the first file and goes with this object.
-    // Throws std::runtime_error that says what is wrong.
+    /// Uses the directory, which is made where there is none, and reads what is in it. An empty one
+    /// stands for a temporary directory that is made with the first file and goes with this object.
+    /// Throws std::runtime_error that says what is wrong.
     explicit AudioStore(std::filesystem::path directory);
     ~AudioStore();
     AudioStore(const AudioStore&) = delete;
     AudioStore& operator=(const AudioStore&) = delete;
 
-    // In the order in which they came.
+    /// In the order in which they came.
     const std::vector<File>& files() const { return files_; }
     std::filesystem::path pathOf(const std::string& name) const {
         return directory_ / "files" / name;
     }
 
-    // Moves the uploaded file here, under its own name and in the place of one that has it already.
-    // Links are not followed. Throws AudioError, and std::runtime_error when it cannot be kept; the
-    // upload stays where it is then.
+    /// Moves the uploaded file here, under its own name and in the place of one that has it
+    /// already. Links are not followed. Throws AudioError, and std::runtime_error when it cannot be
+    /// kept; the upload stays where it is then.
     void takeOver(const std::filesystem::path& upload, std::uint32_t startTime,
                   std::uint32_t endTime, const std::string& markerId);
-    // Gives the file of that name another time span and marker; false when there is none. Throws
-    // std::runtime_error when that cannot be kept.
+    /// Gives the file of that name another time span and marker; false when there is none. Throws
+    /// std::runtime_error when that cannot be kept.
     bool assign(const std::string& name, std::uint32_t startTime, std::uint32_t endTime,
                 const std::string& markerId);
 

@@ -15,7 +15,7 @@ Clock::duration periodOf(double rate) {
     return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / rate));
 }
 
-// The request's parameter: whether only the buses in use are wanted.
+/// The request's parameter: whether only the buses in use are wanted.
 bool activeOnly(const KRPMessageRequest& request) {
     return !request.payload.empty() && request.payload.front() != 0;
 }
@@ -31,7 +31,7 @@ BusloadService::BusloadService(KRPBusClient& bus, Agenda& agenda, std::unique_pt
       networkOffset_(networkOffset),
       audience_(bus, agenda) {}
 
-// To its own clients a logger is the local one; to those of other loggers it has its offset.
+/// To its own clients a logger is the local one; to those of other loggers it has its offset.
 std::uint8_t BusloadService::offsetFor(const std::string& client) const {
     return KSLUtil::splitAddress(client) ? networkOffset_ : std::uint8_t{0};
 }
@@ -77,7 +77,7 @@ void BusloadService::start(const std::string& client) {
     agenda_.after(period_, [this] { sendDue(); });
 }
 
-// A logger that has fallen behind leaves figures out: the newest ones are what counts.
+/// A logger that has fallen behind leaves figures out: the newest ones are what counts.
 void BusloadService::sendDue() {
     const auto now = Clock::now();
     const auto time = std::chrono::duration_cast<BusSource::Duration>(now - begin_);

@@ -15,14 +15,14 @@
 
 namespace desk {
 
-// Answers request 81 with the buses, and sends their loads and the state of the GPS receiver to
-// whoever has said "75-LVStartBusload", until it says "76-LVStopBusload" or vanishes.
+/// Answers request 81 with the buses, and sends their loads and the state of the GPS receiver to
+/// whoever has said "75-LVStartBusload", until it says "76-LVStopBusload" or vanishes.
 class BusloadService : public Service {
   public:
-    // Figures per second and bus where nobody asks for a certain number.
+    /// Figures per second and bus where nobody asks for a certain number.
     static constexpr double kUsualRate = 2.0;
 
-    // The client and the agenda must outlive this object, and the agenda must not run afterwards.
+    /// The client and the agenda must outlive this object, and the agenda must not run afterwards.
     BusloadService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<BusSource> source,
                    std::optional<double> rate, std::uint8_t networkOffset);
 

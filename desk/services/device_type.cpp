@@ -7,7 +7,7 @@ namespace desk {
 
 namespace {
 
-// Where several numbers mean the same kind of device, one of them stands for all.
+/// Where several numbers mean the same kind of device, one of them stands for all.
 constexpr std::array kTypes{
     DeviceType{"Stratolog2", 1, 0},
     DeviceType{"Handheld Control Unit", 16, 21},

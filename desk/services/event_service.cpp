@@ -58,8 +58,8 @@ void EventRecorder::report(const SystemNgEventMessage& event) {
     }
 }
 
-// The key's time is that of the logger that it was pressed on. Another logger's is taken for the
-// network's, from which this logger's clock differs by its offset.
+/// The key's time is that of the logger that it was pressed on. Another logger's is taken for the
+/// network's, from which this logger's clock differs by its offset.
 void EventRecorder::press(const KeyboardMessage& key) {
     if (key.keyCode != KeyboardMessage::kTriggerKey || key.pressed != kPressed) {
         return;

@@ -13,21 +13,21 @@
 
 namespace desk {
 
-// Makes events and tells the logger's bus "Trigger" of them.
-//
-// A trigger reaches the logger on which it was set as an event, and every logger of the network as
-// a press of the trigger key at the time of that event. So a key press whose time is that of a
-// known event makes none. A trigger without a marker gets one from its time, on every logger the
-// same.
+/// Makes events and tells the logger's bus "Trigger" of them.
+///
+/// A trigger reaches the logger on which it was set as an event, and every logger of the network as
+/// a press of the trigger key at the time of that event. So a key press whose time is that of a
+/// known event makes none. A trigger without a marker gets one from its time, on every logger the
+/// same.
 class EventRecorder {
   public:
-    // All must outlive this object.
+    /// All must outlive this object.
     EventRecorder(KRPBusClient& bus, EventStore& store, const LoggerIdentity& identity)
         : bus_(bus), store_(store), identity_(identity) {}
 
-    // An event of this logger; other kinds than a trigger or a reset of the counter do nothing.
+    /// An event of this logger; other kinds than a trigger or a reset of the counter do nothing.
     void report(const SystemNgEventMessage& event);
-    // A key was pressed or released, here or on another logger.
+    /// A key was pressed or released, here or on another logger.
     void press(const KeyboardMessage& key);
 
   private:
@@ -40,7 +40,7 @@ class EventRecorder {
     const LoggerIdentity& identity_;
 };
 
-// Answers requests 50 (the events) and 96 (the index of the newest), and takes events.
+/// Answers requests 50 (the events) and 96 (the index of the newest), and takes events.
 class EventService : public Service {
   public:
     EventService(EventRecorder& recorder, const EventStore& store)
@@ -55,7 +55,7 @@ class EventService : public Service {
     const EventStore& store_;
 };
 
-// Answers request 50 at the general service, where clients repeat it.
+/// Answers request 50 at the general service, where clients repeat it.
 class RepeatedEventRequests : public Service {
   public:
     explicit RepeatedEventRequests(const EventStore& store) : store_(store) {}
@@ -67,7 +67,7 @@ class RepeatedEventRequests : public Service {
     const EventStore& store_;
 };
 
-// Takes the keys of the logger.
+/// Takes the keys of the logger.
 class KeyService : public Service {
   public:
     explicit KeyService(EventRecorder& recorder) : recorder_(recorder) {}

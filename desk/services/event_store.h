@@ -11,29 +11,29 @@
 
 namespace desk {
 
-// The newest events, up to a cap, in memory and, where a file is given, in that file. The file has
-// one event a line: its number, its time, its time zone and its marker, separated by blanks, the
-// texts as words of desk/escaped_text.h. An event is in the file before add() returns. What stands
-// behind the last line's end was being written when the logger died, and is cut off.
+/// The newest events, up to a cap, in memory and, where a file is given, in that file. The file has
+/// one event a line: its number, its time, its time zone and its marker, separated by blanks, the
+/// texts as words of desk/escaped_text.h. An event is in the file before add() returns. What stands
+/// behind the last line's end was being written when the logger died, and is cut off.
 class EventStore {
   public:
     using Event = KRPResponseGetEventList::event_t;
 
-    // An empty `file` means memory only. Reads what the file has; creates it where there is none.
-    // Throws std::runtime_error that says what is wrong: the file cannot be used, or holds
-    // something else than events.
+    /// An empty `file` means memory only. Reads what the file has; creates it where there is none.
+    /// Throws std::runtime_error that says what is wrong: the file cannot be used, or holds
+    /// something else than events.
     EventStore(std::filesystem::path file, std::size_t cap);
 
-    // In the order in which they came.
+    /// In the order in which they came.
     const std::deque<Event>& events() const { return events_; }
-    // The number of the newest event ever; 0 before the first one.
+    /// The number of the newest event ever; 0 before the first one.
     std::int32_t lastNumber() const { return lastNumber_; }
     bool hasEventAt(std::uint64_t timestamp) const;
 
-    // Adds an event under the next number. Throws std::runtime_error when it cannot be kept.
+    /// Adds an event under the next number. Throws std::runtime_error when it cannot be kept.
     const Event& add(std::uint64_t timestamp, const std::string& timeZone,
                      const std::string& markerId);
-    // Forgets all events; numbers begin anew.
+    /// Forgets all events; numbers begin anew.
     void clear();
 
   private:

@@ -8,8 +8,8 @@
 
 namespace desk {
 
-// Answers a request of any id: a failed answer has the same bytes whatever its result would have
-// been. The receiver gets it as the answer type of that id.
+/// Answers a request of any id: a failed answer has the same bytes whatever its result would have
+/// been. The receiver gets it as the answer type of that id.
 class FailedAnswer : public KRPMessageResponse {
   public:
     FailedAnswer(krpMsgID_t id, const Failure& failure) : KRPMessageResponse(id) {

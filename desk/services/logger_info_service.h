@@ -8,7 +8,7 @@ namespace desk {
 
 class LoggerInfoService : public Service {
   public:
-    // The identity must outlive the service.
+    /// The identity must outlive the service.
     explicit LoggerInfoService(const LoggerIdentity& identity) : identity_(identity) {}
 
     std::string_view participant() const override { return kHandheldServer; }

@@ -19,7 +19,7 @@ MonitorService::MonitorService(KRPBusClient& bus, Agenda& agenda,
               take(reading, timestamp);
           }) {}
 
-// Made when they are asked for: what a logger has on its buses may take a moment to show.
+/// Made when they are asked for: what a logger has on its buses may take a moment to show.
 const std::vector<Monitor>& MonitorService::monitors() {
     if (monitors_.empty()) {
         monitors_ = makeMonitors(playback_.list());
@@ -90,7 +90,7 @@ void MonitorService::take(const SignalReading& reading, std::uint64_t timestamp)
     }
 }
 
-// A screen that comes up shows what is known, however long ago that has changed.
+/// A screen that comes up shows what is known, however long ago that has changed.
 void MonitorService::showAll(const std::string& client) {
     for (const auto& [signal, shown] : shown_) {
         if (isOnScreen(signal)) {

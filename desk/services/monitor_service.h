@@ -17,13 +17,13 @@
 
 namespace desk {
 
-// Answers request 83 with the monitors, and sends the values on the screen to whoever has said
-// "61-HCUStartRCMon", until it says "62-HCUStopRCMon" or vanishes. There is one unit, and so one
-// selected screen (a notice of type SM_RCMON, "0" to "9") for all who watch it; 0 at first. Values
-// on a screen have no web-application name.
+/// Answers request 83 with the monitors, and sends the values on the screen to whoever has said
+/// "61-HCUStartRCMon", until it says "62-HCUStopRCMon" or vanishes. There is one unit, and so one
+/// selected screen (a notice of type SM_RCMON, "0" to "9") for all who watch it; 0 at first. Values
+/// on a screen have no web-application name.
 class MonitorService : public Service {
   public:
-    // As SignalService's. The source is this service's own.
+    /// As SignalService's. The source is this service's own.
     MonitorService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<SignalSource> source,
                    std::optional<double> rate);
 
@@ -33,7 +33,7 @@ class MonitorService : public Service {
     void clientMissing(const std::string& address) override { audience_.missing(address); }
 
   private:
-    // A value as it was last read.
+    /// A value as it was last read.
     struct Shown {
         std::string value;
         std::uint64_t timestamp = 0;

@@ -10,7 +10,7 @@ std::string firstPart(const std::string& name) {
     return name.substr(0, name.find('.'));
 }
 
-// Without what stands behind the second point, or, where there is but one, behind that.
+/// Without what stands behind the second point, or, where there is but one, behind that.
 std::string subject(const std::string& name) {
     const std::size_t first = name.find('.');
     const std::size_t second = first == std::string::npos ? first : name.find('.', first + 1);

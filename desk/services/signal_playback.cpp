@@ -8,7 +8,7 @@ namespace desk {
 
 namespace {
 
-// A logger that has fallen behind by more than this leaves values out.
+/// A logger that has fallen behind by more than this leaves values out.
 constexpr std::chrono::seconds kMostBehind{1};
 
 Clock::duration period(double rate) {

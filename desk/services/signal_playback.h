@@ -12,27 +12,27 @@
 
 namespace desk {
 
-// Reads a source's values when they are due and hands them on, for as long as somebody wants them.
+/// Reads a source's values when they are due and hands them on, for as long as somebody wants them.
 class SignalPlayback {
   public:
     using IsWanted = std::function<bool()>;
-    // Takes a value and its time, in microseconds since 1970 UTC.
+    /// Takes a value and its time, in microseconds since 1970 UTC.
     using Take = std::function<void(const SignalReading&, std::uint64_t timestamp)>;
 
-    // `rate` is in values per second and signal, of a recording in rows per second; without it
-    // values come as the source has them. The agenda must outlive this object, and must not run
-    // afterwards.
+    /// `rate` is in values per second and signal, of a recording in rows per second; without it
+    /// values come as the source has them. The agenda must outlive this object, and must not run
+    /// afterwards.
     SignalPlayback(Agenda& agenda, std::unique_ptr<SignalSource> source, std::optional<double> rate,
                    IsWanted isWanted, Take take);
 
     const std::vector<SignalConfig>& signals() const { return source_->signals(); }
-    // The signals, for somebody to whom they are named now.
+    /// The signals, for somebody to whom they are named now.
     const std::vector<SignalConfig>& list() {
         source_->list();
         return source_->signals();
     }
-    // Begins with the first values, soon; changes nothing while it runs. It ends when a value is
-    // due that nobody wants.
+    /// Begins with the first values, soon; changes nothing while it runs. It ends when a value is
+    /// due that nobody wants.
     void start();
 
   private:

@@ -14,13 +14,13 @@
 
 namespace desk {
 
-// Answers request 137 with the signals, and sends their values to whoever has said
-// "77-LVStartSignals", until it says "78-LVStopSignals" or vanishes.
+/// Answers request 137 with the signals, and sends their values to whoever has said
+/// "77-LVStartSignals", until it says "78-LVStopSignals" or vanishes.
 class SignalService : public Service {
   public:
-    // `rate` is in values per second and signal, of a recording in rows per second; without it
-    // values come as the source has them. The client and the agenda must outlive this object, and
-    // the agenda must not run afterwards.
+    /// `rate` is in values per second and signal, of a recording in rows per second; without it
+    /// values come as the source has them. The client and the agenda must outlive this object, and
+    /// the agenda must not run afterwards.
     SignalService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<SignalSource> source,
                   std::optional<double> rate, std::uint8_t networkOffset);
 

@@ -13,7 +13,7 @@
 
 namespace desk {
 
-// What a signal has to be, like "Engine.Speed > 80" or "Gear.Lever == reverse".
+/// What a signal has to be, like "Engine.Speed > 80" or "Gear.Lever == reverse".
 struct Condition {
     enum class Relation { Above, AtLeast, Below, AtMost, Equal, Different };
 
@@ -26,14 +26,14 @@ struct Condition {
     bool holds(double value, const std::string& valueText) const;
 };
 
-// Reads a condition. Throws std::invalid_argument that says what is wrong.
+/// Reads a condition. Throws std::invalid_argument that says what is wrong.
 Condition readCondition(const std::string& text);
 
-// Sets a marker whenever a condition becomes true, at most one a second for each. A marker's id is
-// the condition and its time.
+/// Sets a marker whenever a condition becomes true, at most one a second for each. A marker's id is
+/// the condition and its time.
 class VehicleTriggers {
   public:
-    // All must outlive this object. Nothing is watched without conditions.
+    /// All must outlive this object. Nothing is watched without conditions.
     VehicleTriggers(const std::vector<Condition>& conditions, CanFeed* feed,
                     EventRecorder& recorder);
 

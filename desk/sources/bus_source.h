@@ -13,13 +13,13 @@
 
 namespace desk {
 
-// One bus. Its channel is this logger's own.
+/// One bus. Its channel is this logger's own.
 struct Bus {
     KRPResponseGetBusNames::busName_t name;
     bool inUse = true;  // belongs to the buses that are active
 };
 
-// The load of one bus.
+/// The load of one bus.
 struct BusReading {
     std::size_t bus = 0;  // its place among the source's buses
     std::int32_t value = 0;
@@ -27,14 +27,14 @@ struct BusReading {
     std::optional<BusLoadExtMessage::most_t> most;  // of a MOST bus
 };
 
-// What a GPS receiver says.
+/// What a GPS receiver says.
 struct GpsReading {
     bool hasFix = false;
     double latitude = 0.0;   // degrees, north positive
     double longitude = 0.0;  // degrees, east positive
 };
 
-// Buses and their loads. One thread.
+/// Buses and their loads. One thread.
 class BusSource {
   public:
     using Duration = std::chrono::microseconds;
@@ -44,19 +44,19 @@ class BusSource {
     BusSource(const BusSource&) = delete;
     BusSource& operator=(const BusSource&) = delete;
 
-    // The buses that have been listed.
+    /// The buses that have been listed.
     virtual const std::vector<Bus>& buses() const = 0;
 
-    // The buses are about to be named to somebody: new ones may be added behind those there are.
+    /// The buses are about to be named to somebody: new ones may be added behind those there are.
     virtual void list() {}
 
-    // Loads are wanted from now on: time begins anew.
+    /// Loads are wanted from now on: time begins anew.
     virtual void begin() = 0;
 
-    // Appends the loads at this time since begin().
+    /// Appends the loads at this time since begin().
     virtual void read(Duration time, std::vector<BusReading>& readings) = 0;
 
-    // The GPS receiver at this time since begin(); nothing where there is none.
+    /// The GPS receiver at this time since begin(); nothing where there is none.
     virtual std::optional<GpsReading> readGps(Duration) { return std::nullopt; }
 };
 

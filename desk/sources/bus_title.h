@@ -19,9 +19,9 @@ struct RecordedBus {
     BusLoadExtMessage::unit_t unit = BusLoadExtMessage::UNIT_NONE;
 };
 
-// "BUSID_CAN 1 Powertrain", with the unit "UNIT_PERCENT" or none: the kind, the channel counted
-// from 1 and the name of a bus. Nothing when `title` does not begin with the kind of a bus and a
-// blank. Throws std::invalid_argument when what follows is wrong.
+/// "BUSID_CAN 1 Powertrain", with the unit "UNIT_PERCENT" or none: the kind, the channel counted
+/// from 1 and the name of a bus. Nothing when `title` does not begin with the kind of a bus and a
+/// blank. Throws std::invalid_argument when what follows is wrong.
 std::optional<RecordedBus> readBusTitle(std::string_view title, std::string_view unit);
 
 }  // namespace desk

@@ -9,8 +9,8 @@
 
 namespace desk {
 
-// A bus for each interface of a feed. Its load is that of the last second, in percent, as its
-// frames' bits make it; unknown while the interface is down and when the input has ended.
+/// A bus for each interface of a feed. Its load is that of the last second, in percent, as its
+/// frames' bits make it; unknown while the interface is down and when the input has ended.
 class CanBuses : public BusSource {
   public:
     explicit CanBuses(std::shared_ptr<CanFeed> feed) : feed_(std::move(feed)) { list(); }

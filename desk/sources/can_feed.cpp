@@ -17,16 +17,16 @@ namespace {
 constexpr std::uint32_t kExtendedFlag = 0x80000000U;
 constexpr std::size_t kMostWholeFrames = 4096;  // identifiers of all interfaces
 constexpr std::size_t kNotListed = SIZE_MAX;
-// A load that nobody has asked for so long is not wanted, and frames that no database knows need
-// not come.
+/// A load that nobody has asked for so long is not wanted, and frames that no database knows need
+/// not come.
 constexpr std::uint64_t kLoadWantedFor = 3'000'000;
 
 std::uint32_t keyOf(std::uint32_t id, bool isExtended) {
     return isExtended ? id | kExtendedFlag : id;
 }
 
-// The parameter group of a J1939 identifier: without priority and source, and without the
-// destination where there is one.
+/// The parameter group of a J1939 identifier: without priority and source, and without the
+/// destination where there is one.
 std::uint32_t groupOf(std::uint32_t id) {
     const std::uint32_t group = id >> 8U & 0x3FFFFU;
     const bool hasDestination = (id >> 16U & 0xFFU) < 240;
@@ -121,7 +121,7 @@ void CanFeed::list() {
     updateFilters();
 }
 
-// An interface that turns up later is told from those before by its name; they keep theirs.
+/// An interface that turns up later is told from those before by its name; they keep theirs.
 std::string CanFeed::prefix(const Interface& interface) const {
     const bool isLater = &interface != interfaces_.data();
     return *hasPrefixes_ || isLater ? interface.name + ":" : "";
@@ -342,7 +342,7 @@ SignalReading CanFeed::reading(std::size_t signal) const {
     return reading;
 }
 
-// The window ends where the frames' clock is now, which runs on between frames.
+/// The window ends where the frames' clock is now, which runs on between frames.
 std::optional<double> CanFeed::load(std::size_t interface) {
     loadAsked_ = getTimeOfDay();
     if (!input_->isUp(interface)) {
@@ -351,7 +351,7 @@ std::optional<double> CanFeed::load(std::size_t interface) {
     return interfaceAt(interface).load->percent(loadAsked_ + static_cast<std::uint64_t>(ahead_));
 }
 
-// Loads and whole frames need every frame; groups of J1939 cannot be told apart by identifiers.
+/// Loads and whole frames need every frame; groups of J1939 cannot be told apart by identifiers.
 void CanFeed::updateFilters() {
     hasFilters_ = getTimeOfDay() - loadAsked_ > kLoadWantedFor;
     std::vector<std::uint32_t> ids;

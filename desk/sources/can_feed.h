@@ -21,7 +21,7 @@
 
 namespace desk {
 
-// A database, and the interface whose frames it is for; without a name it is for all of them.
+/// A database, and the interface whose frames it is for; without a name it is for all of them.
 struct CanDatabase {
     std::string file;
     std::string interface;
@@ -38,12 +38,12 @@ struct CanSetup {
     std::map<std::string, can::BitRate> rates;  // of single interfaces
 };
 
-// Takes the frames of its input apart and keeps the newest value of each signal. What is listed
-// grows: interfaces and identifiers that turn up later are there with the next listing, and nothing
-// that has been listed is named anew. One thread.
+/// Takes the frames of its input apart and keeps the newest value of each signal. What is listed
+/// grows: interfaces and identifiers that turn up later are there with the next listing, and
+/// nothing that has been listed is named anew. One thread.
 class CanFeed {
   public:
-    // The newest value of a signal.
+    /// The newest value of a signal.
     struct State {
         std::uint64_t raw = 0;
         std::uint64_t time = 0;               // of its frame, microseconds since 1970
@@ -52,36 +52,36 @@ class CanFeed {
         const dbc::Signal* signal = nullptr;  // null: a whole frame
         std::string text;                     // where it is no number
     };
-    // Is told of each value: as a number, as a text, and when its frame was.
+    /// Is told of each value: as a number, as a text, and when its frame was.
     using Watcher = std::function<void(double value, const std::string& text, std::uint64_t time)>;
 
-    // Throws std::invalid_argument where there is no such input.
+    /// Throws std::invalid_argument where there is no such input.
     explicit CanFeed(CanSetup setup);
 
-    // Frames are wanted from now on.
+    /// Frames are wanted from now on.
     void start() { input_->start(); }
-    // Handles the frames that have come.
+    /// Handles the frames that have come.
     void poll();
 
-    // Lists what is known by now.
+    /// Lists what is known by now.
     void list();
     const std::vector<SignalConfig>& signals() const { return configs_; }
     const State& state(std::size_t signal) const { return states_[signal]; }
-    // The value of a signal, as it is sent.
+    /// The value of a signal, as it is sent.
     SignalReading reading(std::size_t signal) const;
 
-    // Watches a signal by its name. It is listed as soon as its interface is known.
+    /// Watches a signal by its name. It is listed as soon as its interface is known.
     void watch(const std::string& signal, Watcher watcher);
 
-    // The interfaces; a place is a bus's channel.
+    /// The interfaces; a place is a bus's channel.
     std::vector<std::string> interfaces() const { return input_->interfaces().list(); }
-    // The load of the last second in percent; nothing while the interface says nothing.
+    /// The load of the last second in percent; nothing while the interface says nothing.
     std::optional<double> load(std::size_t interface);
     const CanSetup& setup() const { return setup_; }
     const can::InputCounters& counters() const { return input_->counters(); }
 
   private:
-    // A message of a database on one interface, and the places of its signals.
+    /// A message of a database on one interface, and the places of its signals.
     struct Known {
         const dbc::Message* message;
         dbc::Decoder decoder;

@@ -10,15 +10,15 @@
 
 namespace desk {
 
-// Gives a value that has changed at most once an interval, one that has not once a second while its
-// frames come, and none when they have stopped. Where more are due than a client is to get, those
-// that have waited longest come first, each with its newest value.
+/// Gives a value that has changed at most once an interval, one that has not once a second while
+/// its frames come, and none when they have stopped. Where more are due than a client is to get,
+/// those that have waited longest come first, each with its newest value.
 class CanSignals : public SignalSource {
   public:
-    // What one client gets of one logger in a second.
+    /// What one client gets of one logger in a second.
     static constexpr double kMostPerSecond = 5000.0;
 
-    // `rate`: values per second of a signal that changes.
+    /// `rate`: values per second of a signal that changes.
     CanSignals(std::shared_ptr<CanFeed> feed, double rate);
 
     const std::vector<SignalConfig>& signals() const override { return feed_->signals(); }

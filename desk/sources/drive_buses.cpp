@@ -12,7 +12,7 @@ namespace {
 
 using Message = BusLoadExtMessage;
 
-// The places of the buses in the list.
+/// The places of the buses in the list.
 enum Place : std::size_t {
     kPowertrain,
     kChassis,
@@ -45,7 +45,7 @@ BusReading kilobytes(std::size_t bus, double load) {
     return reading;
 }
 
-// A wave between -1 and 1, so that no load stands still.
+/// A wave between -1 and 1, so that no load stands still.
 double wave(double seconds, double period) {
     return std::sin(2.0 * std::numbers::pi * seconds / period);
 }

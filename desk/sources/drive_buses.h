@@ -7,9 +7,10 @@
 
 namespace desk {
 
-// The buses that the drive's signals come from, a spare CAN bus that is not in use, a MOST ring and
-// a GPS receiver. The ring loses its locks for some seconds of each minute; the receiver needs a
-// moment for its first fix and loses it in a tunnel. The same time always gives the same figures.
+/// The buses that the drive's signals come from, a spare CAN bus that is not in use, a MOST ring
+/// and a GPS receiver. The ring loses its locks for some seconds of each minute; the receiver needs
+/// a moment for its first fix and loses it in a tunnel. The same time always gives the same
+/// figures.
 class DriveBuses : public BusSource {
   public:
     DriveBuses();

@@ -10,7 +10,7 @@ namespace desk {
 
 namespace {
 
-// A point of the speed profile: the speed at a time of the round, in between it changes evenly.
+/// A point of the speed profile: the speed at a time of the round, in between it changes evenly.
 struct ProfilePoint {
     double time;   // s
     double speed;  // km/h
@@ -40,7 +40,7 @@ constexpr double kWheelbase = 2.8;       // m
 constexpr double kSteeringRatio = 15.0;  // wheel to steering wheel
 constexpr double kIdle = 780.0;          // 1/min
 
-// The highest speed of each gear, and engine speed per km/h in it.
+/// The highest speed of each gear, and engine speed per km/h in it.
 struct Gear {
     double upTo;
     double ratio;

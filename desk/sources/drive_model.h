@@ -7,7 +7,7 @@
 
 namespace desk {
 
-// The state of the vehicle at one time. The same time always gives the same state.
+/// The state of the vehicle at one time. The same time always gives the same state.
 struct DriveState {
     double speed = 0.0;          // km/h
     double acceleration = 0.0;   // m/s², along the vehicle
@@ -28,11 +28,11 @@ struct DriveState {
     std::string_view road;
 };
 
-// The drive: a round of about two minutes through a town, over a country road and a motorway, then
-// the next one. Engine, oil and cabin warm up during the first rounds; every other round it rains.
+/// The drive: a round of about two minutes through a town, over a country road and a motorway, then
+/// the next one. Engine, oil and cabin warm up during the first rounds; every other round it rains.
 class DriveModel {
   public:
-    // How long one round takes.
+    /// How long one round takes.
     static constexpr std::chrono::seconds kRound{120};
 
     static DriveState at(std::chrono::microseconds time);

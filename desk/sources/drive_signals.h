@@ -11,8 +11,8 @@
 
 namespace desk {
 
-// Signals on CAN, FlexRay, LIN and Ethernet buses: numbers, states with texts of their own, and
-// texts.
+/// Signals on CAN, FlexRay, LIN and Ethernet buses: numbers, states with texts of their own, and
+/// texts.
 class DriveSignals : public SignalSource {
   public:
     DriveSignals();
@@ -24,7 +24,7 @@ class DriveSignals : public SignalSource {
 
   private:
     using Table = std::map<std::uint64_t, std::string>;
-    // What a signal says about the vehicle's state. It is given its place and its configuration.
+    /// What a signal says about the vehicle's state. It is given its place and its configuration.
     using Reader =
         std::function<SignalReading(const DriveState&, std::size_t, const SignalConfig&)>;
     struct Place {

@@ -38,7 +38,7 @@ SignalsWithGps::SignalsWithGps(std::unique_ptr<SignalSource> source,
     list();
 }
 
-// The receiver's signals stand first, so that the other source's may grow.
+/// The receiver's signals stand first, so that the other source's may grow.
 void SignalsWithGps::list() {
     source_->list();
     const std::vector<SignalConfig>& others = source_->signals();

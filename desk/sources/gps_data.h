@@ -10,8 +10,8 @@
 
 namespace desk {
 
-// The signals of another source, and behind them position, speed and course of a receiver. They
-// come with each report that has a fix, at the other source's pace.
+/// The signals of another source, and behind them position, speed and course of a receiver. They
+/// come with each report that has a fix, at the other source's pace.
 class SignalsWithGps : public SignalSource {
   public:
     SignalsWithGps(std::unique_ptr<SignalSource> source, std::shared_ptr<GpsdClient> gps);
@@ -30,7 +30,7 @@ class SignalsWithGps : public SignalSource {
     std::uint64_t latest_ = 0;         // number of the last report
 };
 
-// The buses of another source, and the receiver among them once gpsd has been there.
+/// The buses of another source, and the receiver among them once gpsd has been there.
 class BusesWithGps : public BusSource {
   public:
     BusesWithGps(std::unique_ptr<BusSource> source, std::shared_ptr<GpsdClient> gps);

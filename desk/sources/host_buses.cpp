@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kMostChannels = 256;
 
-// A shorter mean would say more about the clock than about the load.
+/// A shorter mean would say more about the clock than about the load.
 constexpr std::chrono::milliseconds kShortestMean{50};
 
 std::vector<std::string> firstInterfaces(const std::filesystem::path& root) {
@@ -21,7 +21,7 @@ std::vector<std::string> firstInterfaces(const std::filesystem::path& root) {
     return interfaces;
 }
 
-// A counter that went back was set to 0 by its owner.
+/// A counter that went back was set to 0 by its owner.
 double growth(std::uint64_t before, std::uint64_t now) {
     return static_cast<double>(now >= before ? now - before : now);
 }
@@ -78,7 +78,7 @@ std::vector<InterfaceBytes> HostBuses::readBytes() const {
     return readHostFigures({}, interfaces_, root_).interfaces;
 }
 
-// What the loopback interface sends it receives itself.
+/// What the loopback interface sends it receives itself.
 double HostBuses::bytesBetween(std::size_t interface, const InterfaceBytes& before,
                                const InterfaceBytes& now) const {
     const double received = growth(before.received, now.received);

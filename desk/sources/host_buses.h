@@ -11,9 +11,9 @@
 
 namespace desk {
 
-// Every network interface is an Ethernet bus, numbered as the signals number them. Its load are the
-// bytes that it receives and sends, as a mean since the last reading, in the unit that fits the
-// figure.
+/// Every network interface is an Ethernet bus, numbered as the signals number them. Its load are
+/// the bytes that it receives and sends, as a mean since the last reading, in the unit that fits
+/// the figure.
 class HostBuses : public BusSource {
   public:
     explicit HostBuses(std::filesystem::path root = "/");
@@ -34,7 +34,7 @@ class HostBuses : public BusSource {
     Clock::time_point lastRead_;
 };
 
-// A load in bytes per second: in thousands of the next smaller unit from 1 000 000 of that on.
+/// A load in bytes per second: in thousands of the next smaller unit from 1 000 000 of that on.
 BusReading byteLoad(std::size_t bus, double bytesPerSecond);
 
 }  // namespace desk

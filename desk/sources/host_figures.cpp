@@ -24,7 +24,7 @@ std::string readLine(const std::filesystem::path& file) {
     return line;
 }
 
-// The names in a folder that begin so, sorted; none when there is no such folder.
+/// The names in a folder that begin so, sorted; none when there is no such folder.
 std::vector<std::filesystem::path> entries(const std::filesystem::path& folder,
                                            const std::string& beginning) {
     std::vector<std::filesystem::path> found;
@@ -38,8 +38,8 @@ std::vector<std::filesystem::path> entries(const std::filesystem::path& folder,
     return found;
 }
 
-// "cpu0 1234 0 567 8901 23 ..." The fourth number is idle time, the fifth waiting for a disk; the
-// last two are part of others.
+/// "cpu0 1234 0 567 8901 23 ..." The fourth number is idle time, the fifth waiting for a disk; the
+/// last two are part of others.
 ProcessorTimes timesOf(const std::string& line) {
     std::istringstream stream(line);
     std::string name;
@@ -74,7 +74,7 @@ void readMemory(const std::filesystem::path& root, HostFigures& figures) {
     }
 }
 
-// "0.20 0.18 0.12 1/80 11206"
+/// "0.20 0.18 0.12 1/80 11206"
 void readLoad(const std::filesystem::path& root, HostFigures& figures) {
     figures.loads.assign(3, 0.0);
     std::ifstream stream(root / "proc/loadavg");

@@ -8,7 +8,7 @@
 
 namespace desk {
 
-// The time that a processor has spent since the machine's start, in ticks.
+/// The time that a processor has spent since the machine's start, in ticks.
 struct ProcessorTimes {
     std::uint64_t busy = 0;
     std::uint64_t total = 0;
@@ -30,17 +30,17 @@ struct HostFigures {
     std::vector<InterfaceBytes> interfaces;  // in the order given
 };
 
-// A temperature sensor: its name, and the file that holds thousandths of degrees.
+/// A temperature sensor: its name, and the file that holds thousandths of degrees.
 struct HostSensor {
     std::string name;
     std::filesystem::path file;
 };
 
-// The temperature sensors below `root`; none on many virtual machines.
+/// The temperature sensors below `root`; none on many virtual machines.
 std::vector<HostSensor> hostSensors(const std::filesystem::path& root = "/");
-// The names of the network interfaces, sorted; "lo" is one of them.
+/// The names of the network interfaces, sorted; "lo" is one of them.
 std::vector<std::string> hostInterfaces(const std::filesystem::path& root = "/");
-// The figures at this moment. What cannot be read is 0.
+/// The figures at this moment. What cannot be read is 0.
 HostFigures readHostFigures(const std::vector<HostSensor>& sensors,
                             const std::vector<std::string>& interfaces,
                             const std::filesystem::path& root = "/");

@@ -11,7 +11,7 @@ double percent(std::uint64_t part, std::uint64_t whole) {
     return whole == 0 ? 0.0 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);
 }
 
-// A counter that went back was set to 0 by its owner.
+/// A counter that went back was set to 0 by its owner.
 std::uint64_t growth(std::uint64_t before, std::uint64_t now) {
     return now >= before ? now - before : now;
 }
@@ -61,7 +61,7 @@ HostSignals::HostSignals(std::filesystem::path root)
     }
 }
 
-// Two sensors may have one name; signals may not.
+/// Two sensors may have one name; signals may not.
 void HostSignals::add(const std::string& name, const std::string& unit, signalValue_t type,
                       busid_t bus, std::uint8_t channel) {
     const auto same =
@@ -107,7 +107,7 @@ void HostSignals::updateMeans() {
     lastRead_ = now;
 }
 
-// In the order of the constructor.
+/// In the order of the constructor.
 std::optional<SignalSource::Duration> HostSignals::read(Duration,
                                                         std::vector<SignalReading>& readings) {
     updateMeans();

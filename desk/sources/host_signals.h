@@ -12,12 +12,12 @@
 
 namespace desk {
 
-// Processor load (all together and each processor), memory, load averages, processes, time since
-// the start, temperatures where there are sensors, and the throughput of each network interface.
-// Loads and throughputs are means since the reading before.
+/// Processor load (all together and each processor), memory, load averages, processes, time since
+/// the start, temperatures where there are sensors, and the throughput of each network interface.
+/// Loads and throughputs are means since the reading before.
 class HostSignals : public SignalSource {
   public:
-    // `root` is the folder below which proc/ and sys/ are.
+    /// `root` is the folder below which proc/ and sys/ are.
     explicit HostSignals(std::filesystem::path root = "/");
 
     const std::vector<SignalConfig>& signals() const override { return configs_; }
@@ -26,7 +26,7 @@ class HostSignals : public SignalSource {
     double usualRate() const override { return 2.0; }
 
   private:
-    // Means over less time would be too coarse: the kernel counts in hundredths of a second.
+    /// Means over less time would be too coarse: the kernel counts in hundredths of a second.
     static constexpr std::chrono::milliseconds kShortestMean{100};
 
     void add(const std::string& name, const std::string& unit, signalValue_t type,

@@ -17,20 +17,20 @@ namespace desk {
 
 namespace {
 
-// Longer recordings could not be played in a loop that anybody waits for.
+/// Longer recordings could not be played in a loop that anybody waits for.
 constexpr double kMostSeconds = 366.0 * 24 * 3600;
-// From the last row to the first one of the next round where the rows themselves do not tell.
+/// From the last row to the first one of the next round where the rows themselves do not tell.
 constexpr std::chrono::seconds kBetweenRounds{1};
 
-// One row after the other of a table's text.
+/// One row after the other of a table's text.
 class Table {
   public:
     explicit Table(std::string_view text) : rest_(text) {}
 
-    // The line that the last row began in, from 1.
+    /// The line that the last row began in, from 1.
     std::size_t line() const { return rowLine_; }
 
-    // The fields of the next row that is not blank; nothing at the end.
+    /// The fields of the next row that is not blank; nothing at the end.
     std::optional<std::vector<std::string>> nextRow() {
         while (!rest_.empty() && (rest_.front() == '\n' || rest_.front() == '\r')) {
             take();
@@ -99,7 +99,7 @@ std::optional<double> toNumber(const std::string& text) {
     return number;
 }
 
-// "Speed [km/h]" -> "Speed", "km/h"
+/// "Speed [km/h]" -> "Speed", "km/h"
 Recording::Signal signalOf(const std::string& title) {
     const std::size_t open = title.rfind(" [");
     if (open == std::string::npos || !title.ends_with(']')) {
@@ -108,7 +108,7 @@ Recording::Signal signalOf(const std::string& title) {
     return {title.substr(0, open), title.substr(open + 2, title.size() - open - 3), false};
 }
 
-// What the columns behind the time are.
+/// What the columns behind the time are.
 struct Columns {
     std::vector<bool> holdsLoads;
     std::set<std::string> signals;

@@ -12,8 +12,8 @@
 
 namespace desk {
 
-// Plays the loads of a recording at the speed of its times, in a loop: of each bus the newest one
-// that has been recorded by the time of the reading, and nothing before the first one.
+/// Plays the loads of a recording at the speed of its times, in a loop: of each bus the newest one
+/// that has been recorded by the time of the reading, and nothing before the first one.
 class RecordingBuses : public BusSource {
   public:
     explicit RecordingBuses(std::shared_ptr<const Recording> recording);

@@ -24,7 +24,7 @@ std::shared_ptr<const Recording> openRecording(const std::string& file) {
     return std::make_shared<const Recording>(readRecording(file));
 }
 
-// "can0", "vcan1" and their like, and whatever else this machine has as a CAN interface.
+/// "can0", "vcan1" and their like, and whatever else this machine has as a CAN interface.
 bool isCanInterface(const std::string& name) {
     static constexpr std::size_t kLongest = 15;
     static constexpr int kCanHardware = 280;
@@ -41,7 +41,7 @@ bool isCanInterface(const std::string& name) {
            name.find_first_not_of("0123456789", can + 3) == std::string::npos;
 }
 
-// The interfaces of "can0,can1"; none when one of the names is no interface's.
+/// The interfaces of "can0,can1"; none when one of the names is no interface's.
 std::vector<std::string> canInterfaces(const std::string& text) {
     std::vector<std::string> names;
     for (std::size_t at = 0; at <= text.size();) {

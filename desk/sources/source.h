@@ -13,7 +13,7 @@ namespace desk {
 class CanFeed;
 class GpsdClient;
 
-// Where a logger's data come from.
+/// Where a logger's data come from.
 struct Source {
     enum class Kind {
         Host,       // this machine
@@ -30,13 +30,13 @@ struct Source {
     std::shared_ptr<GpsdClient> gps = nullptr;             // a receiver beside all of that
 };
 
-// "host", "drive", "can:" and a file of frames or "-", interfaces like "can0,can1", or the name of
-// a recording, which is read whole. Throws std::invalid_argument that says what is wrong. Of CAN
-// the frames are still to be opened.
+/// "host", "drive", "can:" and a file of frames or "-", interfaces like "can0,can1", or the name of
+/// a recording, which is read whole. Throws std::invalid_argument that says what is wrong. Of CAN
+/// the frames are still to be opened.
 Source parseSource(const std::string& text);
 
-// How a logger with that source describes itself where nothing else is asked for. Fills in the
-// names, the time zone and the software version; the MAC address must be set already.
+/// How a logger with that source describes itself where nothing else is asked for. Fills in the
+/// names, the time zone and the software version; the MAC address must be set already.
 void describe(const Source& source, LoggerIdentity& identity);
 
 }  // namespace desk

@@ -19,7 +19,7 @@ std::string trimmed(const std::string& text) {
     return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
-// Empty when the file cannot be read.
+/// Empty when the file cannot be read.
 std::string firstLine(const std::filesystem::path& file) {
     std::ifstream stream(file);
     std::string line;
@@ -27,14 +27,14 @@ std::string firstLine(const std::filesystem::path& file) {
     return trimmed(line);
 }
 
-// "/usr/share/zoneinfo/Europe/Berlin" -> "Europe/Berlin"; another text stays as it is.
+/// "/usr/share/zoneinfo/Europe/Berlin" -> "Europe/Berlin"; another text stays as it is.
 std::string zoneName(const std::string& path) {
     static constexpr std::string_view kFolder = "zoneinfo/";
     const std::size_t at = path.rfind(kFolder);
     return at == std::string::npos ? path : path.substr(at + kFolder.size());
 }
 
-// PRETTY_NAME of /etc/os-release; empty where there is none.
+/// PRETTY_NAME of /etc/os-release; empty where there is none.
 std::string operatingSystemName(const std::filesystem::path& root) {
     static constexpr std::string_view kKey = "PRETTY_NAME=";
     std::ifstream stream(root / "etc/os-release");

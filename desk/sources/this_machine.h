@@ -6,7 +6,7 @@
 
 namespace desk {
 
-// A description of this machine. No member is ever empty.
+/// A description of this machine. No member is ever empty.
 struct MachineDescription {
     std::string hostName;
     std::string timeZone;         // "Europe/Berlin"
@@ -15,12 +15,12 @@ struct MachineDescription {
     std::string hardware;         // the product's name, or else the processor's architecture
 };
 
-// Reads the description from the kernel and from the files below `root`.
+/// Reads the description from the kernel and from the files below `root`.
 MachineDescription describeThisMachine(const std::filesystem::path& root = "/");
 
-// The time zone that programs on this machine use: that of the environment's TZ, else of
-// /etc/timezone, else the one that /etc/localtime is a link to, else "UTC". `environment` may be
-// null.
+/// The time zone that programs on this machine use: that of the environment's TZ, else of
+/// /etc/timezone, else the one that /etc/localtime is a link to, else "UTC". `environment` may be
+/// null.
 std::string findTimeZone(const char* environment, const std::filesystem::path& root = "/");
 
 }  // namespace desk

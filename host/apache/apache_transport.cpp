@@ -20,7 +20,7 @@ namespace websocket {
 namespace {
 
 constexpr char kFilterName[] = "WEBSOCKET_WIRE";
-// How much goes through the filters at once: enough for full TLS records, little enough to hold.
+/// How much goes through the filters at once: enough for full TLS records, little enough to hold.
 constexpr std::size_t kPlainChunk = 64 * 1024;
 
 /// The filters that leave the bytes alone: the server's own end of the chain, and the one that

@@ -68,7 +68,7 @@ class ApacheTransport : public ByteSource, public OutputPort {
     std::atomic<bool> holdsOutput_{false};
 
     Mutex filters_;
-    // Every use of the connection's filters, and what is read and made by them.
+    /// Every use of the connection's filters, and what is read and made by them.
     apr_bucket_brigade* input_ GUARDED_BY(filters_);
     apr_bucket_brigade* output_ GUARDED_BY(filters_);
     std::vector<std::uint8_t> wire_

@@ -16,23 +16,23 @@ namespace websocket {
 
 namespace {
 
-// The bound of what is queued for a peer.
+/// The bound of what is queued for a peer.
 constexpr std::size_t kQueueCapacity = 1024 * 1024;
-// What is read of one message at a stretch before the connection looks up for signals and
-// deadlines.
+/// What is read of one message at a stretch before the connection looks up for signals and
+/// deadlines.
 constexpr std::size_t kReadBudget = 512 * 1024;
-// How long what a peer had sent before it went is still handled: long enough for its last words,
-// which may be something to keep, and not for a long line of commands that nobody waits for.
+/// How long what a peer had sent before it went is still handled: long enough for its last words,
+/// which may be something to keep, and not for a long line of commands that nobody waits for.
 constexpr std::chrono::milliseconds kGonePatience{1000};
-// With this much unread, the system may be holding back what else the peer has to say.
+/// With this much unread, the system may be holding back what else the peer has to say.
 constexpr std::size_t kMayHoldBack = 32 * 1024;
-// How long the peer may take for his close frame. Apache ends its children the hard way a few
-// seconds after it asked them to go, so a closing server has less patience.
+/// How long the peer may take for his close frame. Apache ends its children the hard way a few
+/// seconds after it asked them to go, so a closing server has less patience.
 constexpr std::chrono::milliseconds kClosePatience{5000};
 constexpr std::chrono::milliseconds kTerminationPatience{1000};
 constexpr std::chrono::milliseconds kFlushSlice{50};
 constexpr std::chrono::milliseconds kShortestTimeout{1000};
-// Where signals are not ours, the state of the server is looked at this often.
+/// Where signals are not ours, the state of the server is looked at this often.
 constexpr int kStateCheckMs = 1000;
 
 std::chrono::milliseconds timeoutOf(const request_rec* request) {

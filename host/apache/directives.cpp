@@ -12,7 +12,7 @@ namespace websocket {
 namespace {
 
 constexpr apr_int64_t kDefaultMaxMessageSize = 32 * 1024 * 1024;
-// Half of what the machine can address: sizes are added to, and 32-bit machines count too.
+/// Half of what the machine can address: sizes are added to, and 32-bit machines count too.
 constexpr apr_int64_t kLargestMaxMessageSize =
     sizeof(std::size_t) > 4
         ? std::numeric_limits<apr_int64_t>::max() / 2

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::string_view kVersion = "13";
 constexpr std::string_view kGuid = "258EAFA5-E914-47DA-95CA-C5AB0DC85B11";
-// 16 bytes in base64: 22 characters and two to fill up.
+/// 16 bytes in base64: 22 characters and two to fill up.
 constexpr std::size_t kKeyLength = 24;
 constexpr std::size_t kKeyCharacters = 22;
 

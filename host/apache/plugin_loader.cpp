@@ -14,7 +14,7 @@ namespace websocket {
 namespace {
 
 constexpr char kLoadedKey[] = "mod_websocket-plugins";
-// A plug-in may know fewer members than this host: on_disconnect is the last that version 0 has.
+/// A plug-in may know fewer members than this host: on_disconnect is the last that version 0 has.
 constexpr unsigned kRecordSize = sizeof(WebSocketPlugin);
 
 apr_hash_t* loadedPlugins(apr_pool_t* pool) {

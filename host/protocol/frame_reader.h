@@ -70,11 +70,11 @@ class FrameReader {
     CloseCode failure_ = kCloseNone;
     std::uint64_t received_ = 0;
 
-    // The frame that is being received.
+    /// The frame that is being received.
     bool inFrame_ = false;
     std::uint64_t frameLeft_ = 0;
 
-    // The message that is being put together out of one or more frames.
+    /// The message that is being put together out of one or more frames.
     std::uint8_t messageOpcode_ = WSLAY_CONTINUATION_FRAME;
     MessageBuffer message_;
     bool messageDelivered_ = false;
@@ -84,7 +84,8 @@ class FrameReader {
     std::array<std::uint8_t, kControlMax + 1> control_{};
     std::size_t controlSize_ = 0;
 
-    // The last bytes received, long enough for any header, and where in the stream the frame began.
+    /// The last bytes received, long enough for any header, and where in the stream the frame
+    /// began.
     static constexpr std::size_t kHeaderMax = 14;
     std::array<std::uint8_t, kHeaderMax> tail_{};
     std::uint64_t frameStart_ = 0;

@@ -12,10 +12,10 @@ namespace websocket {
 
 namespace {
 
-// A send within this time of the last write counts as load: it is left to the writer thread, and
-// that thread lets at least this much time pass between two small writes, so that frames gather.
+/// A send within this time of the last write counts as load: it is left to the writer thread, and
+/// that thread lets at least this much time pass between two small writes, so that frames gather.
 constexpr std::chrono::microseconds kGather{25};
-// With this much in the queue there is nothing to be gained by gathering more.
+/// With this much in the queue there is nothing to be gained by gathering more.
 constexpr std::size_t kEnough = 64 * 1024;
 
 }  // namespace

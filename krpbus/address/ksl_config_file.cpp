@@ -21,9 +21,9 @@
 
 namespace {
 
-// A configuration is a few lines; something this large is none.
+/// A configuration is a few lines; something this large is none.
 constexpr off_t kLargestFile = 1 << 20;
-// More entities than this within the file are an attack on the memory.
+/// More entities than this within the file are an attack on the memory.
 constexpr XMLSize_t kMostEntities = 1000;
 
 std::string utf8(const XMLCh* text) {
@@ -44,8 +44,8 @@ bool isTrue(const std::string& text) {
     return text == "true" || text == "1";
 }
 
-// The content of a regular file of reasonable size. Opened without waiting and looked at
-// afterwards, so that neither a pipe nor a device can hold the caller.
+/// The content of a regular file of reasonable size. Opened without waiting and looked at
+/// afterwards, so that neither a pipe nor a device can hold the caller.
 std::optional<std::string> readRegularFile(const std::string& path) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) {
@@ -70,7 +70,7 @@ std::optional<std::string> readRegularFile(const std::string& path) {
     return good ? std::optional(std::move(content)) : std::nullopt;
 }
 
-// Collects the texts of the elements directly below <ksl>.
+/// Collects the texts of the elements directly below <ksl>.
 class KslHandler : public xercesc::DefaultHandler {
   public:
     void startElement(const XMLCh*, const XMLCh* localName, const XMLCh*,
@@ -99,7 +99,7 @@ class KslHandler : public xercesc::DefaultHandler {
         }
     }
 
-    // Whatever a file refers to outside of itself is empty: nothing else is ever opened.
+    /// Whatever a file refers to outside of itself is empty: nothing else is ever opened.
     xercesc::InputSource* resolveEntity(const XMLCh*, const XMLCh* systemId) override {
         static constexpr XMLByte kNothing[] = {' '};
         return new xercesc::MemBufInputSource(kNothing, 0, systemId);
@@ -129,14 +129,14 @@ class KslHandler : public xercesc::DefaultHandler {
     std::string text_;
 };
 
-// The XML library wants to be set up before its first use. It stays so until the process ends,
-// since other threads may use it then.
+/// The XML library wants to be set up before its first use. It stays so until the process ends,
+/// since other threads may use it then.
 void setUpParser() {
     static std::once_flag once;
     std::call_once(once, [] { xercesc::XMLPlatformUtils::Initialize(); });
 }
 
-// Throws whatever the library throws when the content is not well-formed.
+/// Throws whatever the library throws when the content is not well-formed.
 void parse(const std::string& content, KslHandler& handler) {
     const std::unique_ptr<xercesc::SAX2XMLReader> reader(
         xercesc::XMLReaderFactory::createXMLReader());

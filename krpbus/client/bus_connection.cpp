@@ -14,17 +14,17 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Before each attempt to connect again: this long, and up to so much longer, so that the clients of
-// a server that has just started do not all come at once.
+/// Before each attempt to connect again: this long, and up to so much longer, so that the clients
+/// of a server that has just started do not all come at once.
 constexpr std::chrono::milliseconds kPause{200};
 constexpr std::chrono::milliseconds kPauseSpread{50};
 
-// After so many probes and no answer for one more interval a server is given up.
+/// After so many probes and no answer for one more interval a server is given up.
 constexpr int kProbesAllowed = 2;
 
-// What a burst of messages leaves unwritten is written after this time.
+/// What a burst of messages leaves unwritten is written after this time.
 constexpr std::chrono::microseconds kGatherTime{100};
-// When the library cannot read yet, though something has come.
+/// When the library cannot read yet, though something has come.
 constexpr std::chrono::milliseconds kReadAgain{1};
 
 std::chrono::milliseconds pauseBeforeAttempt() {
@@ -103,7 +103,7 @@ std::shared_ptr<NatsConnection> BusConnection::current() const {
     return current_;
 }
 
-// Makes one attempt; whether there is a new connection.
+/// Makes one attempt; whether there is a new connection.
 bool BusConnection::open() {
     std::string refusal;
     auto connection = NatsConnection::open(url_, address_, wake_, refusal);
@@ -179,7 +179,7 @@ void BusConnection::connectAgain() {
     }
 }
 
-// Waits for the socket or a wake-up, and does what is due.
+/// Waits for the socket or a wake-up, and does what is due.
 void BusConnection::serve(NatsConnection& connection) {
     if (connection.isFlushRequested()) {
         waitAndRead(connection, POLLIN, kGatherTime);
@@ -195,8 +195,8 @@ void BusConnection::serve(NatsConnection& connection) {
     watchServer(connection);
 }
 
-// Waits for the socket, with this interest, or a wake-up, and reads what there is. Returns what the
-// socket is ready for.
+/// Waits for the socket, with this interest, or a wake-up, and reads what there is. Returns what
+/// the socket is ready for.
 short BusConnection::waitAndRead(NatsConnection& connection, int interest,
                                  std::chrono::nanoseconds timeout) {
     std::array<pollfd, 2> polled{

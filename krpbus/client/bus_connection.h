@@ -82,7 +82,7 @@ class BusConnection {
     std::atomic<bool> wasConnected_{false};
     std::atomic<bool> stop_{false};
 
-    // Held while a connection begins or ends, and while what is wanted changes. Before the others.
+    /// Held while a connection begins or ends, and while what is wanted changes. Before the others.
     Mutex changeMutex_;
     std::map<std::string, BusSubscriber*> wanted_ GUARDED_BY(changeMutex_);  // by subject
 

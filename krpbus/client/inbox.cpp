@@ -5,7 +5,7 @@
 
 namespace {
 
-// Milliseconds of the cheap clock: it is read for every message.
+/// Milliseconds of the cheap clock: it is read for every message.
 std::int64_t coarseNow() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC_COARSE, &now);

@@ -8,10 +8,10 @@
 
 namespace {
 
-// Room that the encoder keeps between messages.
+/// Room that the encoder keeps between messages.
 constexpr std::size_t kKeptBuffer = std::size_t{1024} * 1024;
 
-// Payloads that have been handed out are destroyed when they are that many, or that many bytes.
+/// Payloads that have been handed out are destroyed when they are that many, or that many bytes.
 constexpr std::size_t kMostSpent = 64;
 constexpr std::size_t kMostSpentBytes = std::size_t{64} * 1024;
 
@@ -39,7 +39,7 @@ KRPBusClient::Impl::Impl(const std::string& name, const std::string& url,
     connect();
 }
 
-// Goes first, since it calls the others.
+/// Goes first, since it calls the others.
 KRPBusClient::Impl::~Impl() {
     connection_.reset();
 }
@@ -176,7 +176,7 @@ void KRPBusClient::Impl::discard(Received&& received) {
     }
 }
 
-// The address that answers to a reply subject go to. Senders repeat, so the last one is kept.
+/// The address that answers to a reply subject go to. Senders repeat, so the last one is kept.
 const std::string& KRPBusClient::Impl::senderOf(std::string_view reply) {
     if (reply != lastReply_) {
         lastReply_ = reply;

@@ -13,11 +13,11 @@
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/byte_writer.h"
 
-// A logger's name as subjects carry it. What is no hardware address stays as it is, and names no
-// logger.
+/// A logger's name as subjects carry it. What is no hardware address stays as it is, and names no
+/// logger.
 std::string upperCaseMac(const std::string& text);
 
-// Puts subjects and addresses around a connection and an inbox. Thread rules as for KRPBusClient.
+/// Puts subjects and addresses around a connection and an inbox. Thread rules as for KRPBusClient.
 class KRPBusClient::Impl final : public BusListener {
   public:
     Impl(const std::string& name, const std::string& url, const KRPBusOptions& options);
@@ -32,29 +32,30 @@ class KRPBusClient::Impl final : public BusListener {
     const std::string& name() const { return name_; }
     const std::string& mac() const { return mac_; }
 
-    // Receives what is published to a subject, as messages for `destination`.
+    /// Receives what is published to a subject, as messages for `destination`.
     void listen(const std::string& subject, const std::string& destination);
     void endListening(const std::string& subject);
 
-    // Sends to a participant of the own logger.
+    /// Sends to a participant of the own logger.
     void sendHere(const std::string& source, const std::string& participant,
                   const MessageBase& message);
-    // Sends to a subject of the bus; `whom` is for the log.
+    /// Sends to a subject of the bus; `whom` is for the log.
     void send(const std::string& source, const std::string& subject, const MessageBase& message,
               const std::string& whom);
-    // Asks whether anybody listens to the participant; `address` is what takeVanished() then tells.
+    /// Asks whether anybody listens to the participant; `address` is what takeVanished() then
+    /// tells.
     void probe(const std::string& mac, const std::string& participant, const std::string& address);
 
-    // The message of a payload, with its sender and destination; null when the payload is none.
+    /// The message of a payload, with its sender and destination; null when the payload is none.
     std::unique_ptr<MessageBase> unpack(const Received& received);
-    // Destroys a payload, together with others: each destruction wakes a thread of the library.
+    /// Destroys a payload, together with others: each destruction wakes a thread of the library.
     void discard(Received&& received);
 
     void onConnected() override { inbox_.connected(); }
     void onDisconnected() override { inbox_.disconnected(); }
 
   private:
-    // One subscription, and what messages that come in through it are for.
+    /// One subscription, and what messages that come in through it are for.
     class Entrance final : public BusSubscriber {
       public:
         Entrance(Impl& owner, std::string destination)
@@ -86,15 +87,15 @@ class KRPBusClient::Impl final : public BusListener {
     Mutex entrancesMutex_;
     std::map<std::string, std::unique_ptr<Entrance>> entrances_
         GUARDED_BY(entrancesMutex_);  // by subject
-    // Ended ones: messages that came in through them may still wait, or be on their way.
+    /// Ended ones: messages that came in through them may still wait, or be on their way.
     std::vector<std::unique_ptr<Entrance>> closed_ GUARDED_BY(entrancesMutex_);
 
-    // Of the consumer thread.
+    /// Of the consumer thread.
     std::string lastReply_;
     std::string lastSender_;
     std::vector<Received> spent_;
     std::size_t spentBytes_ = 0;
 
-    // Goes first, since it calls the others.
+    /// Goes first, since it calls the others.
     std::unique_ptr<BusConnection> connection_;
 };

@@ -8,7 +8,7 @@
 
 namespace {
 
-// The parts of a key are kept apart by their lengths.
+/// The parts of a key are kept apart by their lengths.
 void append(std::string& key, std::string_view part) {
     key += std::to_string(part.size());
     key += ':';

@@ -6,9 +6,9 @@
 
 namespace {
 
-// What a waiting message costs beside its payload, roughly.
+/// What a waiting message costs beside its payload, roughly.
 constexpr std::size_t kOverhead = 256;
-// Fewer empty places than this are not worth tidying up.
+/// Fewer empty places than this are not worth tidying up.
 constexpr std::size_t kFewTombstones = 1024;
 
 std::size_t sizeOf(const Received& received) {
@@ -88,7 +88,7 @@ void LiveDataSkipping::startSkipping() {
     dropTombstones();
 }
 
-// Enters the message at this position as the newest of its key and removes the one before it.
+/// Enters the message at this position as the newest of its key and removes the one before it.
 void LiveDataSkipping::rememberNewest(std::uint64_t position) {
     auto key = keyOf(queue_[static_cast<std::size_t>(position - firstPosition_)]);
     if (!key) {

@@ -59,7 +59,7 @@ class LiveDataSkipping {
 
     const std::int64_t skipAfter_;
 
-    // An entry without a message is the former place of one that was replaced by a newer one.
+    /// An entry without a message is the former place of one that was replaced by a newer one.
     std::deque<Received> queue_;
     std::uint64_t firstPosition_ = 0;  // of queue_.front(), counted over the queue's life
     std::size_t tombstones_ = 0;

@@ -9,7 +9,7 @@
 
 namespace {
 
-// The login that this thread makes.
+/// The login that this thread makes.
 thread_local LoginDeadline* current = nullptr;
 
 void onState(const SSL* tls, int where, int) {
@@ -18,14 +18,14 @@ void onState(const SSL* tls, int where, int) {
     }
 }
 
-// Of every TLS object of the process; those of others are none of our business.
+/// Of every TLS object of the process; those of others are none of our business.
 void onNew(void* tls, void*, CRYPTO_EX_DATA*, int, long, void*) {
     if (current != nullptr) {
         SSL_set_info_callback(static_cast<SSL*>(tls), onState);
     }
 }
 
-// OpenSSL stays in the process when we are unloaded, and must not call us any more.
+/// OpenSSL stays in the process when we are unloaded, and must not call us any more.
 class TlsObjects {
   public:
     TlsObjects()

@@ -19,26 +19,26 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-// A message that follows another one within this time (microseconds) is written together with its
-// neighbours; a system call for each would be most of the cost of sending.
+/// A message that follows another one within this time (microseconds) is written together with its
+/// neighbours; a system call for each would be most of the cost of sending.
 constexpr std::int64_t kBurstGap = 50;
-// The sender itself writes them when they are that much (bytes), otherwise soon the reader does;
+/// The sender itself writes them when they are that much (bytes), otherwise soon the reader does;
 constexpr std::size_t kWriteChunk = std::size_t{32} * 1024;
-// beyond that much senders wait,
+/// beyond that much senders wait,
 constexpr int kMostUnwritten = 256 * 1024;
-// for this time at most.
+/// for this time at most.
 constexpr std::chrono::seconds kSendTimeout{2};
 constexpr std::int64_t kFlushTimeout = 2'000;  // milliseconds
 
-// How long the reader waits for a sender that is in the library.
+/// How long the reader waits for a sender that is in the library.
 constexpr std::chrono::milliseconds kIoPatience{100};
-// How long what was read may take to be delivered: subscribers do not wait.
+/// How long what was read may take to be delivered: subscribers do not wait.
 constexpr std::chrono::seconds kDeliveryPatience{2};
 
 constexpr short kEnding = POLLRDHUP | POLLHUP | POLLERR;
 
-// While the library publishes for us we decide ourselves who writes; any other write interest
-// needs the reader.
+/// While the library publishes for us we decide ourselves who writes; any other write interest
+/// needs the reader.
 thread_local bool publishing = false;
 
 std::int64_t microseconds() {
@@ -46,8 +46,8 @@ std::int64_t microseconds() {
     return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
-// Whether nothing more can come out of a socket that the server has ended. Over TLS the library
-// overlooks an end in the middle of a record where an old error of another call says "try again".
+/// Whether nothing more can come out of a socket that the server has ended. Over TLS the library
+/// overlooks an end in the middle of a record where an old error of another call says "try again".
 bool isDrained(int socket) {
     char byte = 0;
     return recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) <= 0;
@@ -102,7 +102,7 @@ SendResult NatsConnection::publish(const std::string& subject, const std::string
     }
 }
 
-// `writeUnderWay`: somebody has been told already to write what waited before.
+/// `writeUnderWay`: somebody has been told already to write what waited before.
 void NatsConnection::writeOut(bool writeUnderWay) {
     if (unwritten_ >= kWriteChunk) {
         // When the last time not all could be written, the reader waits for room.
@@ -156,8 +156,8 @@ void NatsConnection::flush() {
     natsConnection_FlushTimeout(connection_, kFlushTimeout);
 }
 
-// Over TLS the library stays in a write, and busy, until the server takes what it began to write:
-// one that stands still must not hold the reader, which is to give it up.
+/// Over TLS the library stays in a write, and busy, until the server takes what it began to write:
+/// one that stands still must not hold the reader, which is to give it up.
 bool NatsConnection::lockIo() NO_THREAD_SAFETY_ANALYSIS {
     if (transport_ == Transport::Plain) {
         ioMutex_.lock();
@@ -235,9 +235,9 @@ bool NatsConnection::read(short ready) {
     return true;
 }
 
-// Over TLS the library goes round and round, with its lock held, until the record that it has begun
-// to read is complete; where the server is cut off or stands still in the middle of one that is for
-// ever. So it is let at whole records only.
+/// Over TLS the library goes round and round, with its lock held, until the record that it has
+/// begun to read is complete; where the server is cut off or stands still in the middle of one that
+/// is for ever. So it is let at whole records only.
 bool NatsConnection::canRead(short ready) {
     if (transport_ == Transport::Unknown) {
         transport_ = startsTlsRecord(socket_.get()) ? Transport::Tls : Transport::Plain;
@@ -248,7 +248,8 @@ bool NatsConnection::canRead(short ready) {
     return awaitTlsRecord(socket_.get(), awaited_);
 }
 
-// When the library finds the end of the connection it drops what it has read and not yet delivered.
+/// When the library finds the end of the connection it drops what it has read and not yet
+/// delivered.
 void NatsConnection::letDeliver() {
     const auto deadline = Clock::now() + kDeliveryPatience;
     const MutexLocker lock(subscriptionsMutex_);
@@ -297,7 +298,7 @@ natsStatus NatsConnection::onAttach(void** user, void* loop, natsConnection*, na
     return self->socket_.get() >= 0 ? NATS_OK : NATS_SYS_ERROR;
 }
 
-// Read interest is taken back when the connection has been lost or closed, and only then.
+/// Read interest is taken back when the connection has been lost or closed, and only then.
 natsStatus NatsConnection::onReadInterest(void* user, bool add) {
     auto* const self = static_cast<NatsConnection*>(user);
     if (!add) {

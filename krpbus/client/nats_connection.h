@@ -95,7 +95,7 @@ class NatsConnection {
     void close();
 
   private:
-    // What the server speaks shows in the first bytes after the login.
+    /// What the server speaks shows in the first bytes after the login.
     enum class Transport { Unknown, Plain, Tls };
 
     explicit NatsConnection(WakeEvent& wake) : wake_(wake) {}
@@ -121,22 +121,22 @@ class NatsConnection {
     std::atomic<bool> flushRequested_{false};
     std::atomic<Transport> transport_{Transport::Unknown};
 
-    // Of the thread that is in publish().
+    /// Of the thread that is in publish().
     std::int64_t lastPublish_ = 0;  // microseconds
     std::size_t unwritten_ = 0;     // bytes handed to the library since the last write, roughly
     bool congested_ = false;        // that write has left something over
 
-    // Of the reader.
+    /// Of the reader.
     int awaited_ = 1;  // bytes that have to arrive before the socket shows as readable
 
-    // Held while the library reads or writes. TLS cannot do both at the same time, and
-    // subscriptions must not end during either; the library does not see to that. Before its own
-    // locks.
+    /// Held while the library reads or writes. TLS cannot do both at the same time, and
+    /// subscriptions must not end during either; the library does not see to that. Before its own
+    /// locks.
     Mutex ioMutex_;
 
     Mutex subscriptionsMutex_;
     std::map<std::string, natsSubscription*> subscriptions_ GUARDED_BY(subscriptionsMutex_);
-    // Subscriptions that the library still delivers for. The lock is the innermost.
+    /// Subscriptions that the library still delivers for. The lock is the innermost.
     Mutex deliveringMutex_;
     ConditionVariable deliveryEnded_;
     std::size_t delivering_ GUARDED_BY(deliveringMutex_) = 0;

@@ -9,7 +9,7 @@ bool isUrl(const std::string& text) {
     return text.find("://") != std::string::npos;
 }
 
-// "host:port", "[address]:port"; an IPv6 address without brackets has no port.
+/// "host:port", "[address]:port"; an IPv6 address without brackets has no port.
 bool hasPort(const std::string& text) {
     const std::size_t colon = text.rfind(':');
     if (colon == std::string::npos) {

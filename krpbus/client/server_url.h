@@ -3,6 +3,6 @@
 
 #include <string>
 
-// The NATS URL for a client that was given this host and port. With an empty host it is the
-// environment's KRPBUS_SERVER ("host", "host:port" or a whole URL) or else 127.0.0.1.
+/// The NATS URL for a client that was given this host and port. With an empty host it is the
+/// environment's KRPBUS_SERVER ("host", "host:port" or a whole URL) or else 127.0.0.1.
 std::string serverUrl(const std::string& host, unsigned short port);

@@ -12,12 +12,12 @@ constexpr int kLongest = 16384 + 2048;
 
 using Head = std::array<unsigned char, kHead>;
 
-// The head of the next record; how much of it there is.
+/// The head of the next record; how much of it there is.
 int peek(int socket, Head& head) {
     return static_cast<int>(recv(socket, head.data(), head.size(), MSG_PEEK | MSG_DONTWAIT));
 }
 
-// Change of cipher, alert, handshake, data; of any version since SSL 3.
+/// Change of cipher, alert, handshake, data; of any version since SSL 3.
 bool isHead(const Head& head) {
     return head[0] >= 20 && head[0] <= 23 && head[1] == 3;
 }

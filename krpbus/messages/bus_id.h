@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <iosfwd>
 
-// Any other value is valid on the bus, too, and counts as unknown.
+/// Any other value is valid on the bus, too, and counts as unknown.
 enum busid_t : std::uint8_t {
     BUSID_UNKNOWN = 0,
     BUSID_CAN = 1,
@@ -25,8 +25,8 @@ enum busid_t : std::uint8_t {
     BUSID_MII = 19,
 };
 
-// The text of busIdText().
+/// The text of busIdText().
 std::ostream& operator<<(std::ostream& out, busid_t id);
 
-// "BUSID_CAN" and so on; "BUSID_UNKNOWN" for every number without a text of its own.
+/// "BUSID_CAN" and so on; "BUSID_UNKNOWN" for every number without a text of its own.
 const char* busIdText(busid_t id);

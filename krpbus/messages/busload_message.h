@@ -12,7 +12,7 @@ class BusLoadExtMessage : public MessageBase {
   public:
     static constexpr messageID_t kMessageID = 0x8020;
 
-    // Any other value is valid on the bus, too, and counts as none.
+    /// Any other value is valid on the bus, too, and counts as none.
     enum unit_t : std::uint8_t {
         UNIT_NONE = 0,
         UNIT_PERCENT = 1,
@@ -28,10 +28,10 @@ class BusLoadExtMessage : public MessageBase {
         UNIT_GBYTES = 11,
     };
 
-    // Lock of a MOST ring, or of its timing master. Any other value counts as unknown.
+    /// Lock of a MOST ring, or of its timing master. Any other value counts as unknown.
     enum mostLock_t : std::uint8_t { MOSTLOCK_UNKNOWN = 0, MOSTLOCK_LOCK = 1, MOSTLOCK_UNLOCK = 2 };
 
-    // What a MOST bus reports beside the load.
+    /// What a MOST bus reports beside the load.
     struct most_t {
         std::uint8_t busStatus = 0;  // as the interface reports it
         mostLock_t lock = MOSTLOCK_UNKNOWN;
@@ -49,7 +49,7 @@ class BusLoadExtMessage : public MessageBase {
         bool operator==(const most_t&) const = default;
     };
 
-    // Special load values: no figure is known, and the loggers' own marker.
+    /// Special load values: no figure is known, and the loggers' own marker.
     static constexpr std::int32_t kUnknown = -4;
     static constexpr std::int32_t kMarker = -2;
 
@@ -57,7 +57,7 @@ class BusLoadExtMessage : public MessageBase {
 
     std::unique_ptr<MessageBase> clone() const override;
     void print(std::ostream& out) const override;
-    // Reads what encodeBody() wrote; fails the reader where that is not possible.
+    /// Reads what encodeBody() wrote; fails the reader where that is not possible.
     static std::unique_ptr<MessageBase> decodeBody(ByteReader& reader);
 
     busid_t busId = BUSID_UNKNOWN;
@@ -72,6 +72,6 @@ class BusLoadExtMessage : public MessageBase {
     void encodeBody(ByteWriter& writer) const override;
 };
 
-// "UNIT_PERCENT" and so on; "UNIT_NONE" for every number without a text of its own.
+/// "UNIT_PERCENT" and so on; "UNIT_NONE" for every number without a text of its own.
 const char* busLoadUnitText(BusLoadExtMessage::unit_t unit);
 std::ostream& operator<<(std::ostream& out, BusLoadExtMessage::unit_t unit);

@@ -12,9 +12,9 @@
 #include <string_view>
 #include <type_traits>
 
-// Reads big-endian numbers and counted texts from bytes that it does not own. A read past the end
-// gives 0 or an empty text and marks the reader as failed for good, so that a decoder reads all of
-// its fields and asks once. Lengths are checked before anything is allocated.
+/// Reads big-endian numbers and counted texts from bytes that it does not own. A read past the end
+/// gives 0 or an empty text and marks the reader as failed for good, so that a decoder reads all of
+/// its fields and asks once. Lengths are checked before anything is allocated.
 class ByteReader {
   public:
     explicit ByteReader(std::span<const std::uint8_t> bytes, unsigned int nesting = 0)
@@ -25,15 +25,15 @@ class ByteReader {
         return static_cast<T>(takeBigEndian<sizeof(T)>());
     }
     double real() { return std::bit_cast<double>(takeBigEndian<8>()); }
-    // A flag is any byte; everything but 0 is true.
+    /// A flag is any byte; everything but 0 is true.
     bool flag() { return number<std::uint8_t>() != 0; }
     std::string text() { return std::string(view()); }
-    // A counted text without a copy; valid as long as the bytes are.
+    /// A counted text without a copy; valid as long as the bytes are.
     std::string_view view() {
         const auto bytes = raw(number<std::uint32_t>());
         return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
     }
-    // The next `size` bytes.
+    /// The next `size` bytes.
     std::span<const std::uint8_t> raw(std::size_t size) {
         if (size > rest_.size()) {
             fail();
@@ -43,8 +43,8 @@ class ByteReader {
         rest_ = rest_.subspan(size);
         return taken;
     }
-    // Reads a number of elements. One that could not fit into the bytes left, at `smallest` bytes
-    // (1 or more) an element, fails and gives 0.
+    /// Reads a number of elements. One that could not fit into the bytes left, at `smallest` bytes
+    /// (1 or more) an element, fails and gives 0.
     std::uint32_t count(std::size_t smallest) {
         const auto elements = number<std::uint32_t>();
         if (elements > rest_.size() / smallest) {
@@ -59,10 +59,10 @@ class ByteReader {
         rest_ = {};
     }
     bool ok() const { return !failed_; }
-    // Everything has been read, and nothing was missing.
+    /// Everything has been read, and nothing was missing.
     bool complete() const { return !failed_ && rest_.empty(); }
     std::size_t remaining() const { return rest_.size(); }
-    // How many messages this one is wrapped in.
+    /// How many messages this one is wrapped in.
     unsigned int nesting() const { return nesting_; }
 
   private:

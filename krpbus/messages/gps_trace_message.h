@@ -14,7 +14,7 @@ class GPSTraceMessage : public MessageBase {
 
     std::unique_ptr<MessageBase> clone() const override;
     void print(std::ostream& out) const override;
-    // Reads what encodeBody() wrote; fails the reader where that is not possible.
+    /// Reads what encodeBody() wrote; fails the reader where that is not possible.
     static std::unique_ptr<MessageBase> decodeBody(ByteReader& reader);
 
     std::uint64_t timestamp = 0;  // microseconds since 1970 UTC

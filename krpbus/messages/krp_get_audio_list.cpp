@@ -4,7 +4,7 @@
 
 namespace {
 
-// Two times and two texts.
+/// Two times and two texts.
 constexpr std::size_t kSmallestEntry = 4 + 4 + 4 + 4;
 
 }  // namespace

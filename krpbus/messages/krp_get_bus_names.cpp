@@ -4,7 +4,7 @@
 
 namespace {
 
-// Three single bytes and a text.
+/// Three single bytes and a text.
 constexpr std::size_t kSmallestEntry = 3 + 4;
 
 }  // namespace

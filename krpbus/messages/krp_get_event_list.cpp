@@ -4,7 +4,7 @@
 
 namespace {
 
-// A time, a number and two texts.
+/// A time, a number and two texts.
 constexpr std::size_t kSmallestEntry = 8 + 4 + 4 + 4;
 
 }  // namespace

@@ -8,9 +8,9 @@ namespace {
 
 using signalConfig_t = KRPResponseGetLVSignalConfig::signalConfig_t;
 
-// Four texts, four single bytes, two doubles and the table's size.
+/// Four texts, four single bytes, two doubles and the table's size.
 constexpr std::size_t kSmallestConfig = 4 * 4 + 4 + 2 * 8 + 4;
-// A raw value and a text.
+/// A raw value and a text.
 constexpr std::size_t kSmallestTableEntry = 8 + 4;
 
 void write(ByteWriter& writer, const signalConfig_t& config) {

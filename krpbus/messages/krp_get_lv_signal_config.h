@@ -14,7 +14,7 @@ class KRPResponseGetLVSignalConfig : public KRPMessageResponse {
   public:
     static constexpr krpMsgID_t kId = KRP_GET_LV_SIGNAL_CONFIG;
 
-    // One signal.
+    /// One signal.
     struct signalConfig_t {
         std::string instanceName;
         std::string webappName;  // the name under which the web application knows it

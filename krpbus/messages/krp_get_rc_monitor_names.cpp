@@ -4,7 +4,7 @@
 
 namespace {
 
-// An index and a text.
+/// An index and a text.
 constexpr std::size_t kSmallestEntry = 4 + 4;
 
 }  // namespace

@@ -19,7 +19,7 @@ class KRPRequestSetAudioFile
 
     unsigned int getStartTime() const { return getFirst(); }
     unsigned int getEndTime() const { return getSecond(); }
-    // The path of an uploaded file, or the name of one that the service already holds.
+    /// The path of an uploaded file, or the name of one that the service already holds.
     const std::string& getFileName() const { return fileName_; }
     const std::string& getMarkerId() const { return markerId_; }
 

@@ -27,9 +27,9 @@
 
 namespace {
 
-// Makes a message from what stands behind its class and source channel.
+/// Makes a message from what stands behind its class and source channel.
 using Decoder = std::unique_ptr<MessageBase> (*)(ByteReader&);
-// Makes a request from its payload, or an answer that is still empty.
+/// Makes a request from its payload, or an answer that is still empty.
 using RequestFactory = std::unique_ptr<KRPMessageRequest> (*)(ByteReader& payload);
 using ResponseFactory = std::unique_ptr<KRPMessageResponse> (*)();
 
@@ -134,7 +134,7 @@ std::unique_ptr<MessageBase> decodeRequest(ByteReader& reader) {
     return request;
 }
 
-// The result stands in an answer with status OK only; behind another status anything is ignored.
+/// The result stands in an answer with status OK only; behind another status anything is ignored.
 std::unique_ptr<MessageBase> decodeResponse(ByteReader& reader) {
     const auto id = reader.number<krpMsgID_t>();
     const auto factory = registry().responses.find(id);

@@ -8,7 +8,7 @@
 
 #include "krpbus/messages/message_base.h"
 
-// What kind of value a signal has. Any other byte may come.
+/// What kind of value a signal has. Any other byte may come.
 enum signalValue_t : std::uint8_t {
     SIGNALVALUE_UNKNOWN = 0,
     SIGNALVALUE_UNSIGNED = 1,
@@ -20,13 +20,13 @@ enum signalValue_t : std::uint8_t {
     SIGNALVALUE_BYTES = 7,
 };
 
-// "SIGNALVALUE_UNSIGNED" and so on; "SIGNALVALUE_42" for a byte without a name.
+/// "SIGNALVALUE_UNSIGNED" and so on; "SIGNALVALUE_42" for a byte without a name.
 std::ostream& operator<<(std::ostream& out, signalValue_t type);
-// Whether values of the type are numbers: unsigned, signed, float, double.
+/// Whether values of the type are numbers: unsigned, signed, float, double.
 bool isNumeric(signalValue_t type);
 
 struct BaseSignal {
-    // Diagnostics of signal data are wanted when not 0. Written by one thread, polled by others.
+    /// Diagnostics of signal data are wanted when not 0. Written by one thread, polled by others.
     static std::atomic<int> debug;
 };
 
@@ -38,7 +38,7 @@ class SignalMessage : public MessageBase {
 
     std::unique_ptr<MessageBase> clone() const override;
     void print(std::ostream& out) const override;
-    // Reads what encodeBody() wrote; fails the reader where that is not possible.
+    /// Reads what encodeBody() wrote; fails the reader where that is not possible.
     static std::unique_ptr<MessageBase> decodeBody(ByteReader& reader);
 
     std::uint64_t timestamp = 0;  // microseconds since 1970 UTC

@@ -12,7 +12,7 @@
 
 #include "krpbus/messages/krp_message.h"
 
-// A request without parameters.
+/// A request without parameters.
 template <krpMsgID_t id>
 class SimpleMessageRequest : public KRPMessageRequest {
   public:
@@ -24,7 +24,7 @@ class SimpleMessageRequest : public KRPMessageRequest {
     }
 };
 
-// A request with one number.
+/// A request with one number.
 template <krpMsgID_t id, class T>
 class Simple1MessageRequest : public KRPMessageRequest {
   public:
@@ -44,7 +44,7 @@ class Simple1MessageRequest : public KRPMessageRequest {
     T value_;
 };
 
-// A request with two numbers.
+/// A request with two numbers.
 template <krpMsgID_t id, class T, class U>
 class Simple2MessageRequest : public KRPMessageRequest {
   public:
@@ -67,7 +67,7 @@ class Simple2MessageRequest : public KRPMessageRequest {
     U second_;
 };
 
-// An answer that carries its status only.
+/// An answer that carries its status only.
 template <krpMsgID_t id>
 class SimpleMessageResponse : public KRPMessageResponse {
   public:
@@ -83,7 +83,7 @@ class SimpleMessageResponse : public KRPMessageResponse {
     void printResult(std::ostream&) const override {}
 };
 
-// An answer with one number.
+/// An answer with one number.
 template <krpMsgID_t id, class T>
 class Simple1MessageResponse : public KRPMessageResponse {
   public:
@@ -101,7 +101,7 @@ class Simple1MessageResponse : public KRPMessageResponse {
     void printResult(std::ostream& out) const override { out << " [value=" << +value << "]"; }
 };
 
-// An answer with a fixed number of texts.
+/// An answer with a fixed number of texts.
 template <krpMsgID_t id, std::size_t N>
 class StringMessageResponse : public KRPMessageResponse {
   public:
@@ -134,8 +134,8 @@ class StringMessageResponse : public KRPMessageResponse {
     }
 };
 
-// An answer with two texts; in the answer to request 82 the configuration's name and the logger's
-// name.
+/// An answer with two texts; in the answer to request 82 the configuration's name and the logger's
+/// name.
 template <krpMsgID_t id>
 class String2MessageResponse : public KRPMessageResponse {
   public:
@@ -161,7 +161,7 @@ class String2MessageResponse : public KRPMessageResponse {
     }
 };
 
-// An answer with any number of texts.
+/// An answer with any number of texts.
 template <krpMsgID_t id>
 class StringVectorMessageResponse : public KRPMessageResponse {
   public:

@@ -17,7 +17,7 @@
 
 namespace {
 
-// Makes the announcement the pending one; where another is pending, tells the browser so.
+/// Makes the announcement the pending one; where another is pending, tells the browser so.
 void announce(const std::shared_ptr<UploadInfoAudio>& info) {
     while (!uploadfileInfo.announce(info)) {
         // The pending one may be completed by the bus thread at this very moment.

@@ -4,12 +4,12 @@
 
 #include "json/document.h"
 
-// Announces a file whose content comes with the next binary frame. One announcement may be pending;
-// a second one is refused and the first stays.
+/// Announces a file whose content comes with the next binary frame. One announcement may be
+/// pending; a second one is refused and the first stays.
 void uploadAudioFile(const Document& doc);
-// Drops a pending announcement.
+/// Drops a pending announcement.
 void cancelDataUpload();
-// Asks for the audio list. Also called on the bus thread.
+/// Asks for the audio list. Also called on the bus thread.
 void getAudioList();
-// Gives a file that the service holds a time span and a marker.
+/// Gives a file that the service holds a time span and a marker.
 void setAudioFile(const Document& doc);

@@ -7,12 +7,12 @@
 
 class KRPMessageResponse;
 
-// Connection thread; both return 0.
+/// Connection thread; both return 0.
 int audio_module_setup();
 int audio_module_destroy();
 
-// Runs the command when it is one of this module's; 1 when it was, 0 otherwise. Connection thread.
+/// Runs the command when it is one of this module's; 1 when it was, 0 otherwise. Connection thread.
 int wa_handle_message_audio(const std::string& cmd, const Document& doc);
 
-// Takes a bus answer when it is one of this module's; 1 when it was, 0 otherwise. Bus thread.
+/// Takes a bus answer when it is one of this module's; 1 when it was, 0 otherwise. Bus thread.
 int handleAudioMessages(const KRPMessageResponse* response);

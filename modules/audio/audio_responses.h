@@ -10,20 +10,20 @@
 class KRPResponseGetAudioList;
 class UploadInfoAudio;
 
-// Built and sent by its constructor, on the bus thread. A failed bus answer has no "audio_list".
+/// Built and sent by its constructor, on the bus thread. A failed bus answer has no "audio_list".
 class WaResponseGetAudioList : public WaResponseKRPMessage {
   public:
     explicit WaResponseGetAudioList(const KRPResponseGetAudioList* answer);
 };
 
-// "upload_audio_file" and "set_audio_file". Sent on construction.
+/// "upload_audio_file" and "set_audio_file". Sent on construction.
 class WaResponseSetAudioFile : public WaResponseKRPMessage {
   public:
-    // `info` may be null, and is only read.
+    /// `info` may be null, and is only read.
     WaResponseSetAudioFile(const UploadInfoAudio* info, kr_state state, kr_error_code error,
                            const std::string& text);
-    // The service's answer to request 87: completes the pending upload, or answers
-    // "set_audio_file", whichever command was sent last. Bus thread.
+    /// The service's answer to request 87: completes the pending upload, or answers
+    /// "set_audio_file", whichever command was sent last. Bus thread.
     explicit WaResponseSetAudioFile(const SimpleMessageResponse<KRP_SET_AUDIO_FILE>* answer);
 
   private:

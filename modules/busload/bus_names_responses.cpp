@@ -21,7 +21,7 @@ Value busEntry(const KRPResponseGetBusNames::busName_t& bus, Document::Allocator
     return entry;
 }
 
-// Loggers in the order of their names, buses in the order of each logger's answer.
+/// Loggers in the order of their names, buses in the order of each logger's answer.
 Value busEntries(const BusInfo::BusnamesMap& catalogue, Document::AllocatorType& allocator) {
     Value entries(rapidjson::kArrayType);
     for (const auto& [logger, answer] : catalogue) {

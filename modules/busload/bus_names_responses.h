@@ -7,14 +7,14 @@
 
 class KRPResponseGetBusNames;
 
-// "get_bus_names". Complete once it is constructed.
+/// "get_bus_names". Complete once it is constructed.
 class WaResponseGetBusNames : public WaResponseKRPMessage {
   public:
-    // One logger's answer, on the bus thread: stored, and followed by the merged catalogue. A busy
-    // logger is asked again after 100 ms, any other failure is passed on to the browser.
+    /// One logger's answer, on the bus thread: stored, and followed by the merged catalogue. A busy
+    /// logger is asked again after 100 ms, any other failure is passed on to the browser.
     WaResponseGetBusNames(const KRPResponseGetBusNames* answer, const std::string& source);
-    // The buses of every logger that has answered, "PROGRESS" while one is missing. While bus load
-    // runs every bus is then shown at once.
+    /// The buses of every logger that has answered, "PROGRESS" while one is missing. While bus load
+    /// runs every bus is then shown at once.
     WaResponseGetBusNames();
 
   private:

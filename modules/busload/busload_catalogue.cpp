@@ -35,8 +35,8 @@ bool BusInfo::beginCollection(std::uint32_t connection) {
     return true;
 }
 
-// Counted and set under one lock, so that a collection that begins in between cannot be complete
-// without an answer.
+/// Counted and set under one lock, so that a collection that begins in between cannot be complete
+/// without an answer.
 bool BusInfo::completeCollection(std::size_t neighbours) {
     const MutexLocker lock(mutex_);
     return state.complete(busNames_.size(), neighbours);

@@ -8,10 +8,10 @@
 #include "krpbus/messages/bus_id.h"
 #include "krpbus/messages/busload_message.h"
 
-// The logger (MAC), the bus, and its channel counted from 0.
+/// The logger (MAC), the bus, and its channel counted from 0.
 using BusKey = std::tuple<std::string, busid_t, unsigned char>;
 
-// One bus of one logger.
+/// One bus of one logger.
 struct BusloadData {
     busid_t busId = BUSID_UNKNOWN;
     std::uint8_t channel = 0;    // counted from 0
@@ -22,7 +22,7 @@ struct BusloadData {
     BusLoadExtMessage::unit_t unit = BusLoadExtMessage::UNIT_NONE;
 };
 
-// The GPS receiver of one logger.
+/// The GPS receiver of one logger.
 struct GpsData {
     static constexpr std::int32_t kFix = 0;
 

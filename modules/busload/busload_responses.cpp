@@ -10,8 +10,8 @@
 
 namespace {
 
-// The name that a logger has given itself, which may be empty; nothing when the logger is not
-// known.
+/// The name that a logger has given itself, which may be empty; nothing when the logger is not
+/// known.
 std::optional<std::string> displayName(const std::string& logger) {
     std::string name;
     if (kslInfo == nullptr || !kslInfo->getLoggerName(logger, name)) {
@@ -20,8 +20,8 @@ std::optional<std::string> displayName(const std::string& logger) {
     return name;
 }
 
-// The ring without its lock has no name of its own when the master's state is not known: a master
-// without a ring has no lock either.
+/// The ring without its lock has no name of its own when the master's state is not known: a master
+/// without a ring has no lock either.
 std::string mostStatusText(const BusLoadExtMessage::most_t& most) {
     const bool masterKnown = most.masterLock == BusLoadExtMessage::MOSTLOCK_LOCK ||
                              most.masterLock == BusLoadExtMessage::MOSTLOCK_UNLOCK;
@@ -57,8 +57,8 @@ Value mostFigures(const BusLoadExtMessage::most_t& most, Document::AllocatorType
 
 }  // namespace
 
-// The local logger's buses go without a logger name, those of MOST excepted: intended, the web
-// application shows a name where there is one.
+/// The local logger's buses go without a logger name, those of MOST excepted: intended, the web
+/// application shows a name where there is one.
 WaResponseBusload::WaResponseBusload(const BusKey& key, const BusloadData& data) {
     thread_local BusloadText text;
     std::optional<std::string> name;

@@ -7,9 +7,9 @@
 
 namespace {
 
-// The fixed parts, the names of bus and unit, five numbers and the quotes, generously.
+/// The fixed parts, the names of bus and unit, five numbers and the quotes, generously.
 constexpr std::size_t kFixedRoom = 640;
-// What the buffer keeps: the room of one huge name goes again.
+/// What the buffer keeps: the room of one huge name goes again.
 constexpr std::size_t kKeptRoom = std::size_t{64} << 10U;
 
 }  // namespace

@@ -8,13 +8,13 @@
 
 #include "modules/busload/busload_data.h"
 
-// Writes the message "busload_data" in the very layout of dom_to_json(). Loads are sent thousands
-// of times a second, so the text is written straight from the record, without a document in
-// between, into a buffer that keeps its room. One thread at a time.
+/// Writes the message "busload_data" in the very layout of dom_to_json(). Loads are sent thousands
+/// of times a second, so the text is written straight from the record, without a document in
+/// between, into a buffer that keeps its room. One thread at a time.
 class BusloadText {
   public:
-    // The message for the bus's latest load, with the logger's name where there is one. Good until
-    // the next call. Looks at the network record's flags.
+    /// The message for the bus's latest load, with the logger's name where there is one. Good until
+    /// the next call. Looks at the network record's flags.
     std::string_view write(const BusloadData& data, const std::optional<std::string>& loggerName);
 
   private:

@@ -13,7 +13,7 @@ namespace {
 
 using Bus = KRPResponseGetBusNames::busName_t;
 
-// Orders keys, and what stands for one without owning the logger's name.
+/// Orders keys, and what stands for one without owning the logger's name.
 struct BusKeyLess {
     using is_transparent = void;
 
@@ -28,14 +28,14 @@ struct BusKeyLess {
 
 using BusMap = std::map<BusKey, BusloadData, BusKeyLess>;
 
-// The buses grow with every catalogue and are never forgotten while the process lives.
+/// The buses grow with every catalogue and are never forgotten while the process lives.
 struct Values {
     Mutex mutex;
     BusMap buses GUARDED_BY(mutex);
     std::map<std::string, GpsData> gps GUARDED_BY(mutex);
 };
 
-// Never destroyed: the bus thread may still use it while the process ends.
+/// Never destroyed: the bus thread may still use it while the process ends.
 Values& values() {
     static auto* const all = new Values;
     return *all;
@@ -58,8 +58,8 @@ GpsData unknownGps(const Bus& bus) {
     return data;
 }
 
-// A bus that is known already stays as it stands. A logger has a GPS receiver when its catalogue
-// lists one.
+/// A bus that is known already stays as it stands. A logger has a GPS receiver when its catalogue
+/// lists one.
 void addBuses(Values& all, const BusInfo::BusnamesMap& catalogue) REQUIRES(all.mutex) {
     for (const auto& [logger, answer] : catalogue) {
         for (const Bus& bus : answer->busNames) {
@@ -71,8 +71,8 @@ void addBuses(Values& all, const BusInfo::BusnamesMap& catalogue) REQUIRES(all.m
     }
 }
 
-// The bus as it stands; only the loggers' marker, which a stop leaves alone, becomes "unknown"
-// here.
+/// The bus as it stands; only the loggers' marker, which a stop leaves alone, becomes "unknown"
+/// here.
 void showInitially(BusMap& buses, const std::string& logger, const Bus& bus) {
     const auto entry = buses.find(BusKey(logger, bus.busId, bus.channel));
     BusloadData& data = entry->second;
@@ -84,8 +84,8 @@ void showInitially(BusMap& buses, const std::string& logger, const Bus& bus) {
 
 }  // namespace
 
-// Figures are not held back while the module is stopped, on purpose: one that was on its way when
-// the browser stopped may follow the stop's answer.
+/// Figures are not held back while the module is stopped, on purpose: one that was on its way when
+/// the browser stopped may follow the stop's answer.
 void updateBusValue(const BusLoadExtMessage* message, const std::string& source) {
     Values& all = values();
     const MutexLocker lock(all.mutex);
@@ -105,9 +105,9 @@ void updateBusValue(const BusLoadExtMessage* message, const std::string& source)
     sendResponse<WaResponseBusload>(entry->first, data);
 }
 
-// Only another status counts, also after a stop and a new start: a stop makes the value unknown but
-// keeps the status, and the value then stays unknown until the status changes. Kept on purpose: the
-// browser is told of changes, and there was none.
+/// Only another status counts, also after a stop and a new start: a stop makes the value unknown
+/// but keeps the status, and the value then stays unknown until the status changes. Kept on
+/// purpose: the browser is told of changes, and there was none.
 void updateBusValueGps(const GPSTraceMessage* message, const std::string& source) {
     Values& all = values();
     const MutexLocker lock(all.mutex);
@@ -153,8 +153,8 @@ void sendInitialValues() {
     }
 }
 
-// The loggers' marker stays, and the GPS states are not shown here; both intended. The next
-// sendInitialValues() makes the one unknown and shows the other.
+/// The loggers' marker stays, and the GPS states are not shown here; both intended. The next
+/// sendInitialValues() makes the one unknown and shows the other.
 void busloadSetUnknown() {
     Values& all = values();
     const MutexLocker lock(all.mutex);

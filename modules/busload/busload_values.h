@@ -11,22 +11,23 @@
 #include "krpbus/messages/busload_message.h"
 #include "krpbus/messages/gps_trace_message.h"
 
-// Stores a figure and shows it to the browser when the value is another one than before. Figures of
-// buses that no catalogue has listed are dropped; MOST figures are shown and not kept. Bus thread.
+/// Stores a figure and shows it to the browser when the value is another one than before. Figures
+/// of buses that no catalogue has listed are dropped; MOST figures are shown and not kept. Bus
+/// thread.
 void updateBusValue(const BusLoadExtMessage* message, const std::string& source);
 
-// The same for a logger's GPS state. Bus thread.
+/// The same for a logger's GPS state. Bus thread.
 void updateBusValueGps(const GPSTraceMessage* message, const std::string& source);
 
-// Shows the current value of every bus. Any thread of the session.
+/// Shows the current value of every bus. Any thread of the session.
 void sendBusValues();
 
-// Takes the buses of the catalogue over that are not known yet, unknown at first, and shows
-// nothing: their figures count from now on. Any thread of the session.
+/// Takes the buses of the catalogue over that are not known yet, unknown at first, and shows
+/// nothing: their figures count from now on. Any thread of the session.
 void addCatalogueBuses();
 
-// The same, then shows every bus of the catalogue and every GPS state. Any thread of the session.
+/// The same, then shows every bus of the catalogue and every GPS state. Any thread of the session.
 void sendInitialValues();
 
-// Makes every value unknown and shows the buses. Any thread of the session.
+/// Makes every value unknown and shows the buses. Any thread of the session.
 void busloadSetUnknown();

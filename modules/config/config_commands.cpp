@@ -13,8 +13,8 @@
 
 namespace {
 
-// How often a text is in memory before it has been sent: as it was read, in the log's line, in the
-// answer, in the answer's text while that grows and when it is done. Some of it is escaped there.
+/// How often a text is in memory before it has been sent: as it was read, in the log's line, in the
+/// answer, in the answer's text while that grows and when it is done. Some of it is escaped there.
 constexpr unsigned kCopies = 8;
 
 void refuse(const char* function, const Document& doc, const std::string& reason) {
@@ -22,7 +22,7 @@ void refuse(const char* function, const Document& doc, const std::string& reason
     createAndSendJSON_simpleDoc(&doc, KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG, reason);
 }
 
-// Reads "name". False when it is missing, no string or empty; that has been answered then.
+/// Reads "name". False when it is missing, no string or empty; that has been answered then.
 bool readName(const char* function, const Document& doc, std::string& name) {
     if (parseString("name", name, &doc, false) != 0) {
         return false;

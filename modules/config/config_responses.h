@@ -14,7 +14,8 @@ class WaResponseSaveConfig : public WaResponseMessage {
 
 class WaResponseLoadConfig : public WaResponseMessage {
   public:
-    // `text` is zero-terminated; null (a file that could not be read) is answered as an empty text.
+    /// `text` is zero-terminated; null (a file that could not be read) is answered as an empty
+    /// text.
     WaResponseLoadConfig(const std::string& name, const char* text, kr_state state,
                          kr_error_code code);
 };
@@ -24,7 +25,7 @@ class WaResponseDeleteConfig : public WaResponseMessage {
     WaResponseDeleteConfig(kr_state state, kr_error_code code);
 };
 
-// Reads the directory and answers with the name of every entry.
+/// Reads the directory and answers with the name of every entry.
 class WaResponseGetConfigurations : public WaResponseMessage {
   public:
     WaResponseGetConfigurations();

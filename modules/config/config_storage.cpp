@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <memory>
 
-// Also on 32 bits, where an entry with a large inode number could not be read otherwise.
+/// Also on 32 bits, where an entry with a large inode number could not be read otherwise.
 static_assert(sizeof(ino_t) == 8, "to be built with _FILE_OFFSET_BITS=64");
 
 std::string& configurationDirectory = *new std::string("/var/opt/sandorvale/etc/webapp/config/");

@@ -20,7 +20,7 @@ void sendNotice(unsigned char type, const std::string& text) {
     sendToOwnLogger(SystemMessage(type, text), kHandheldServer);
 }
 
-// Compared as a whole text: "07" and "10" are no screens.
+/// Compared as a whole text: "07" and "10" are no screens.
 bool isScreen(std::string_view index) {
     return index.size() == 1 && index.front() >= '0' && index.front() <= '9';
 }

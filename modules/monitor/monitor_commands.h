@@ -6,10 +6,10 @@
 
 class KRPBusClient;
 
-// Asks for the list of monitors; the answer comes through handleMonitorMessages. `client` may be
-// null.
+/// Asks for the list of monitors; the answer comes through handleMonitorMessages. `client` may be
+/// null.
 void getRCMonitorNames(KRPBusClient* client);
 void startMonitor();
 void stopMonitor();
-// Selects the screen "index", a text of one digit. Anything else is answered as an error.
+/// Selects the screen "index", a text of one digit. Anything else is answered as an error.
 void requestScreen(const Document& doc);

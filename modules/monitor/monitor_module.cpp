@@ -11,7 +11,7 @@
 
 namespace {
 
-// A value without a name for the web application belongs to a monitor's screen.
+/// A value without a name for the web application belongs to a monitor's screen.
 void showOnScreen(const SignalMessage& value) {
     if (value.webappName.empty()) {
         sendResponse<WaResponseSignalMessage>(&value);

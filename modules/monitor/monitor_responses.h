@@ -7,13 +7,13 @@
 class KRPResponseGetRCMonitorNames;
 class SignalMessage;
 
-// The monitors of the local logger, in the order of its answer.
+/// The monitors of the local logger, in the order of its answer.
 class WaResponseGetRCMonitorNames : public WaResponseKRPMessage {
   public:
     explicit WaResponseGetRCMonitorNames(const KRPResponseGetRCMonitorNames* answer);
 };
 
-// A value that a monitor's screen shows. It carries no status: it answers nothing.
+/// A value that a monitor's screen shows. It carries no status: it answers nothing.
 class WaResponseSignalMessage : public WaResponseKRPMessage {
   public:
     explicit WaResponseSignalMessage(const SignalMessage* message);

@@ -15,7 +15,7 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-// The parts of a JSON number, without its sign.
+/// The parts of a JSON number, without its sign.
 struct NumberParts {
     std::string_view integer;
     std::string_view fraction;
@@ -29,7 +29,7 @@ std::string_view takeDigits(std::string_view& rest) {
     return digits;
 }
 
-// Takes a JSON number apart; false when the text is anything else.
+/// Takes a JSON number apart; false when the text is anything else.
 bool splitNumber(std::string_view text, NumberParts& parts) {
     std::string_view rest = text;
     if (rest.starts_with('-')) {
@@ -57,7 +57,7 @@ bool splitNumber(std::string_view text, NumberParts& parts) {
     return rest.empty();
 }
 
-// Of a number that no double holds: whether it is too large, and not just too close to zero.
+/// Of a number that no double holds: whether it is too large, and not just too close to zero.
 bool isTooLarge(const NumberParts& parts) {
     // Where the first digit that is not 0 stands, counted from the decimal point to the left.
     std::int64_t magnitude = 0;
@@ -81,8 +81,8 @@ bool isTooLarge(const NumberParts& parts) {
     return exponent > -magnitude;
 }
 
-// Readers differ about exponents and very long integers: some refuse the whole message over a zero
-// with an exponent above 308. What our own library takes the others take, too.
+/// Readers differ about exponents and very long integers: some refuse the whole message over a zero
+/// with an exponent above 308. What our own library takes the others take, too.
 bool isTakenByLibrary(std::string_view number) {
     const std::string text(number);
     rapidjson::StringStream stream(text.c_str());

@@ -8,9 +8,9 @@ SignalInfo* signalInfo = new SignalInfo;
 
 namespace {
 
-// What a configuration answer says about a signal. The channel of the local logger is counted from
-// 1, that of another one is shifted by its offset alone; the difference is intended. Both wrap at
-// 256.
+/// What a configuration answer says about a signal. The channel of the local logger is counted from
+/// 1, that of another one is shifted by its offset alone; the difference is intended. Both wrap at
+/// 256.
 void takeConfiguration(SignalData& signal, const SignalInfo::signalConfig_t& config) {
     signal.webappName = config.webappName;
     signal.instanceName = config.instanceName;
@@ -119,8 +119,8 @@ void SignalInfo::clearSignalData() {
     clear();
 }
 
-// Two threads may want to begin one; the loser leaves the winner's cycle alone. The lock is the one
-// that an answer needs, so that no signal that has just been answered is invalidated.
+/// Two threads may want to begin one; the loser leaves the winner's cycle alone. The lock is the
+/// one that an answer needs, so that no signal that has just been answered is invalidated.
 bool SignalInfo::beginCycle(std::uint32_t connection) {
     const MutexLocker lock(mutex_);
     if (configState.isUnderWay(connection)) {
@@ -137,7 +137,7 @@ bool SignalInfo::beginCycle(std::uint32_t connection) {
     return configState.begin(connection);
 }
 
-// Undoes what the last cycle has done that was never completed; changes nothing after any other.
+/// Undoes what the last cycle has done that was never completed; changes nothing after any other.
 void SignalInfo::giveUpCycle() {
     for (SignalData* const signal : invalidated_) {
         signal->valid = true;

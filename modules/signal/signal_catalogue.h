@@ -18,9 +18,9 @@
 #include "modules/signal/signal_data.h"
 #include "network/collection_state.h"
 
-// The bus thread fills the catalogue, the connection thread starts and stops signals in it. Each
-// operation holds the one mutex for its whole run; none logs or sends meanwhile. The two words that
-// threads poll are atomic.
+/// The bus thread fills the catalogue, the connection thread starts and stops signals in it. Each
+/// operation holds the one mutex for its whole run; none logs or sends meanwhile. The two words
+/// that threads poll are atomic.
 class SignalInfo {
   public:
     using signalConfig_t = KRPResponseGetLVSignalConfig::signalConfig_t;
@@ -28,41 +28,42 @@ class SignalInfo {
     CollectionState configState;
     std::atomic<bool> forwardingActive{false};  // the loggers have been told to send values
 
-    // Whether the catalogue has exactly this signal.
+    /// Whether the catalogue has exactly this signal.
     bool checkSignal(const SignalKey& key) const;
-    // The key of the signal that a browser means by this one. A name that is no UTF-8 is shown with
-    // U+FFFD in the place of what is ill-formed, so a key that holds U+FFFD and names no signal
-    // exactly means the first one, in the order of the keys, that is shown like it. Any other key
-    // means itself.
+    /// The key of the signal that a browser means by this one. A name that is no UTF-8 is shown
+    /// with U+FFFD in the place of what is ill-formed, so a key that holds U+FFFD and names no
+    /// signal exactly means the first one, in the order of the keys, that is shown like it. Any
+    /// other key means itself.
     SignalKey findShown(const SignalKey& key) const;
-    // A copy of the signal; an empty one when there is none.
+    /// A copy of the signal; an empty one when there is none.
     SignalData getSignalData(const SignalKey& key) const;
-    // Inserts the signal of the logger `source`, or refreshes it: then its latest value and its
-    // being started stay.
+    /// Inserts the signal of the logger `source`, or refreshes it: then its latest value and its
+    /// being started stay.
     void updateSignalConfiguration(const signalConfig_t& config, const std::string& source);
-    // Stores a value of a signal that has been started. Others are dropped without a word.
+    /// Stores a value of a signal that has been started. Others are dropped without a word.
     void updateSignalValue(const SignalMessage* message, const std::string& source);
-    // Marks every signal as not of the current configuration; all of them stay.
+    /// Marks every signal as not of the current configuration; all of them stay.
     void setSignalDataInvalid();
-    // Empties the catalogue. Who has answered in a running cycle is kept: such a logger is not
-    // asked again.
+    /// Empties the catalogue. Who has answered in a running cycle is kept: such a logger is not
+    /// asked again.
     void clearSignalData();
 
-    // Begins a cycle of configuration answers to this connection to the bus: every signal becomes
-    // invalid, and the state moves to "update". False, with nothing changed, when one is under way.
+    /// Begins a cycle of configuration answers to this connection to the bus: every signal becomes
+    /// invalid, and the state moves to "update". False, with nothing changed, when one is under
+    /// way.
     bool beginCycle(std::uint32_t connection);
-    // Counts an answer of the running cycle, and empties the catalogue when it is the first. False,
-    // with nothing changed, while no cycle is under way.
+    /// Counts an answer of the running cycle, and empties the catalogue when it is the first.
+    /// False, with nothing changed, while no cycle is under way.
     bool addAnswer(const std::string& source);
-    // Completes the running cycle when more loggers than `neighbours` have answered.
+    /// Completes the running cycle when more loggers than `neighbours` have answered.
     void completeCycle(std::size_t neighbours);
-    // The bus connection was lost and is back, as this one. A cycle begun on an earlier one will
-    // see no more answers: nothing counts as requested any more, and the signals that the cycle
-    // made invalid are valid again, so that those that are started go on.
+    /// The bus connection was lost and is back, as this one. A cycle begun on an earlier one will
+    /// see no more answers: nothing counts as requested any more, and the signals that the cycle
+    /// made invalid are valid again, so that those that are started go on.
     void abandonCycle(std::uint32_t connection);
 
-    // Stores the value like updateSignalValue(), then hands a started signal to `use` in the same
-    // look-up. `use` must not call the catalogue, and neither send nor log.
+    /// Stores the value like updateSignalValue(), then hands a started signal to `use` in the same
+    /// look-up. `use` must not call the catalogue, and neither send nor log.
     template <class Use>
     void updateAndUse(const SignalMessage& message, std::string_view source, Use&& use) {
         const MutexLocker lock(mutex_);
@@ -76,16 +77,16 @@ class SignalInfo {
         }
     }
 
-    // Hands the signal, null when there is none, to `use` under the lock. `use` may send and log,
-    // but must not call the catalogue.
+    /// Hands the signal, null when there is none, to `use` under the lock. `use` may send and log,
+    /// but must not call the catalogue.
     template <class Use>
     void withSignal(const SignalKey& key, Use&& use) {
         const MutexLocker lock(mutex_);
         std::forward<Use>(use)(find(key));
     }
 
-    // Hands every signal to `use` under the lock, in the order of the keys. `use` must not call the
-    // catalogue, and neither send nor log.
+    /// Hands every signal to `use` under the lock, in the order of the keys. `use` must not call
+    /// the catalogue, and neither send nor log.
     template <class Use>
     void forEachSignal(Use&& use) const {
         const MutexLocker lock(mutex_);
@@ -94,7 +95,7 @@ class SignalInfo {
         }
     }
 
-    // The loggers that have signals in the catalogue.
+    /// The loggers that have signals in the catalogue.
     std::set<std::string> getLoggers() const;
 
   private:
@@ -116,12 +117,12 @@ class SignalInfo {
     std::set<std::string> answered_
         GUARDED_BY(mutex_);  // loggers that have answered in the running cycle
     std::map<SignalKey, SignalData> signals_ GUARDED_BY(mutex_);
-    // Entries of signals_, by the running cycle.
+    /// Entries of signals_, by the running cycle.
     std::vector<SignalData*> invalidated_ GUARDED_BY(mutex_);
-    // The way of each value to its signal; refers to the keys and entries of signals_.
+    /// The way of each value to its signal; refers to the keys and entries of signals_.
     std::unordered_map<KeyView, SignalData*, KeyHash> index_ GUARDED_BY(mutex_);
 };
 
-// The one catalogue, created when the plug-in is loaded and never destroyed: the bus thread may
-// still use it while the process ends.
+/// The one catalogue, created when the plug-in is loaded and never destroyed: the bus thread may
+/// still use it while the process ends.
 extern SignalInfo* signalInfo;

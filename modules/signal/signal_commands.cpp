@@ -35,8 +35,8 @@ bool isCatalogueComplete() {
     return signalInfo->configState == KSL_MSG_STATE_COMPLETE;
 }
 
-// Whether every logger has answered, at the latest after two seconds; half as long steps as
-// elsewhere, since the browser waits for its signal to start.
+/// Whether every logger has answered, at the latest after two seconds; half as long steps as
+/// elsewhere, since the browser waits for its signal to start.
 bool waitForSignalConfigs() {
     waitInSteps(2 * kCommandWaitSteps, isCatalogueComplete, kWaitStepMicroseconds / 2);
     return isCatalogueComplete();
@@ -44,8 +44,8 @@ bool waitForSignalConfigs() {
 
 enum class KeyResult { Valid, Invalid, Missing };
 
-// Reads "signal_key": an array of name and logger, a plain name, or an object. A key without a
-// logger means the local one.
+/// Reads "signal_key": an array of name and logger, a plain name, or an object. A key without a
+/// logger means the local one.
 KeyResult readSignalKey(const Document& doc, SignalKey& key) {
     const auto member = doc.FindMember("signal_key");
     if (member == doc.MemberEnd()) {
@@ -68,8 +68,8 @@ KeyResult readSignalKey(const Document& doc, SignalKey& key) {
     return KeyResult::Valid;
 }
 
-// The part of a "generic_" command that they have in common: a key that the catalogue knows. False
-// when there is none; the browser has been told where it is to be told.
+/// The part of a "generic_" command that they have in common: a key that the catalogue knows. False
+/// when there is none; the browser has been told where it is to be told.
 bool takeSignalKey(const std::string& cmd, const Document& doc, SignalKey& key) {
     switch (readSignalKey(doc, key)) {
         case KeyResult::Valid:

@@ -10,10 +10,10 @@
 #include "krpbus/messages/bus_id.h"
 #include "krpbus/messages/signal_message.h"
 
-// The name under which the web application knows a signal, and the MAC address of its logger.
+/// The name under which the web application knows a signal, and the MAC address of its logger.
 using SignalKey = std::pair<std::string, std::string>;
 
-// A plain record; whoever shares one between threads guards it.
+/// A plain record; whoever shares one between threads guards it.
 struct SignalData {
     SignalData() = default;
     SignalData(std::uint64_t timestamp_, const std::string& webappName_,
@@ -47,8 +47,8 @@ struct SignalData {
     std::uint32_t interval = 0;  // the loggers' own rate applies; nothing here changes it
 };
 
-// Lines for the log. They stand at the ground of the name space, where every caller finds them.
+/// Lines for the log. They stand at the ground of the name space, where every caller finds them.
 std::ostream& operator<<(std::ostream& out, const SignalKey& key);
-// The channel and its offset are written as single characters, not as numbers; intended, it is the
-// form that readers of the log know.
+/// The channel and its offset are written as single characters, not as numbers; intended, it is the
+/// form that readers of the log know.
 std::ostream& operator<<(std::ostream& out, const SignalData& signal);

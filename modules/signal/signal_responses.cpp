@@ -30,8 +30,8 @@ std::size_t neighbourCount() {
     return kslInfo->getNeighbours().size();
 }
 
-// The display names of the loggers that have signals; empty for a logger without one. The names are
-// asked for before the catalogue is locked, since an unknown logger is logged.
+/// The display names of the loggers that have signals; empty for a logger without one. The names
+/// are asked for before the catalogue is locked, since an unknown logger is logged.
 std::map<std::string, std::string> loggerNames() {
     std::map<std::string, std::string> names;
     for (const std::string& mac : signalInfo->getLoggers()) {
@@ -71,7 +71,7 @@ Value catalogueEntry(const SignalKey& key, const SignalData& signal, const std::
     return entry;
 }
 
-// The calling thread's own, for its room to be used again and again.
+/// The calling thread's own, for its room to be used again and again.
 SignalValueText& valueText() {
     thread_local SignalValueText text;
     return text;

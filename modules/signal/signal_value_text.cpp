@@ -7,8 +7,8 @@
 
 namespace {
 
-// What the message needs besides its texts, generously: the fixed parts, two numbers, and a word
-// that a copy may write too far.
+/// What the message needs besides its texts, generously: the fixed parts, two numbers, and a word
+/// that a copy may write too far.
 constexpr std::size_t kFixedRoom = 512;
 
 bool isNumber(const SignalData& signal) {

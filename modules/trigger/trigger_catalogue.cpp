@@ -10,7 +10,7 @@ TriggerInfo* triggerInfo = new TriggerInfo;
 
 namespace {
 
-// What to add to the logger's clock to come to the local logger's.
+/// What to add to the logger's clock to come to the local logger's.
 std::uint64_t timeOffset(const std::string& logger) {
     return kslInfo != nullptr ? static_cast<std::uint64_t>(kslInfo->getKslTimeOffset(logger)) : 0;
 }
@@ -106,7 +106,7 @@ void TriggerInfo::abandonCollection(std::uint32_t connection) {
     state.abandon(connection);
 }
 
-// Whatever can fail is done before the list is touched.
+/// Whatever can fail is done before the list is touched.
 bool TriggerInfo::merge(const EventList& events, const std::string& logger) {
     std::vector<Listed> additions;
     std::vector<Listed> room;
@@ -123,9 +123,9 @@ bool TriggerInfo::merge(const EventList& events, const std::string& logger) {
     return !additions.empty();
 }
 
-// Gives the list that inserting the additions one by one, each before the first event that is not
-// earlier, would give: among equal times the last addition stands first, and all additions before
-// what was there.
+/// Gives the list that inserting the additions one by one, each before the first event that is not
+/// earlier, would give: among equal times the last addition stands first, and all additions before
+/// what was there.
 void TriggerInfo::place(std::vector<Listed>& additions, std::vector<Listed>& room) {
     const auto isEarlier = [](const Listed& a, const Listed& b) {
         return a.timestamp < b.timestamp;

@@ -57,9 +57,9 @@ void getTriggerCount() {
     sendToOwnLogger(EventIndexRequest(kSelector), kEventHandler);
 }
 
-// A collection that one logger never completes stays under way, and later calls only wait for it;
-// intended. A complaint follows the last wait even when the collection became complete in it; this,
-// too, is what the web application knows.
+/// A collection that one logger never completes stays under way, and later calls only wait for it;
+/// intended. A complaint follows the last wait even when the collection became complete in it;
+/// this, too, is what the web application knows.
 void getTrigger(int waitCount) {
     getKslTimeOffset(waitCount);
     if (triggerInfo->beginCollection(busConnection())) {
@@ -73,8 +73,8 @@ void getTrigger(int waitCount) {
     }
 }
 
-// Addressed to the logger's general service, unlike the request to all: intended, that one is
-// there also while the event service is busy.
+/// Addressed to the logger's general service, unlike the request to all: intended, that one is
+/// there also while the event service is busy.
 void getTrigger(const std::string& sourceMac) {
     LogUtil::log(LogLevel::Debug, "getTrigger",
                  "stp->krpbus_name" + busName() + " sourceMac=" + sourceMac);

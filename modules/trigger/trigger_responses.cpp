@@ -17,7 +17,7 @@ namespace {
 
 constexpr unsigned char kSelector = 3;  // events of triggers
 
-// How many loggers there are beside this one; nothing as long as that is not known.
+/// How many loggers there are beside this one; nothing as long as that is not known.
 std::optional<std::size_t> knownNeighbours() {
     if (kslInfo == nullptr || kslInfo->neighboursState != KSL_MSG_STATE_COMPLETE) {
         return std::nullopt;
@@ -25,13 +25,13 @@ std::optional<std::size_t> knownNeighbours() {
     return countNeighbours();
 }
 
-// A text that outlives the document.
+/// A text that outlives the document.
 Value textReference(const std::string& text) {
     return Value(rapidjson::StringRef(text.data(), text.size()));
 }
 
-// Lists of a hundred thousand events are usual. An object that grows member by member takes the
-// room of sixteen, a copied one the room of those it has: so each entry is a copy of the first.
+/// Lists of a hundred thousand events are usual. An object that grows member by member takes the
+/// room of sixteen, a copied one the room of those it has: so each entry is a copy of the first.
 Value markerEntries(const TriggerInfo::EventList& events, Document::AllocatorType& allocator) {
     Value pattern(rapidjson::kObjectType);
     pattern.AddMember("number", 0, allocator);

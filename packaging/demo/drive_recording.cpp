@@ -26,7 +26,7 @@ constexpr std::uint64_t kBegin = 1'700'000'000;  // seconds since 1970
 
 using Reader = std::function<double(const DriveState&)>;
 
-// What of the drive the signals are, by "Message.Signal".
+/// What of the drive the signals are, by "Message.Signal".
 const std::map<std::string, Reader>& readers() {
     static const std::map<std::string, Reader> all = {
         {"Engine.Speed", [](const DriveState& s) { return s.engineSpeed; }},
@@ -55,7 +55,7 @@ bool isQuick(const dbc::Message& message) {
     return message.name == "Engine" || message.name == "Wheels" || message.name == "Dynamics";
 }
 
-// The signals of one page: those that the switch selects, and those that are always there.
+/// The signals of one page: those that the switch selects, and those that are always there.
 std::vector<std::uint8_t> bytesOf(const dbc::Message& message, const DriveState& state,
                                   std::uint64_t page) {
     std::vector<std::uint8_t> bytes(message.size);

@@ -91,7 +91,7 @@ void WebSocketStream::shakeHands(std::uint16_t port, const std::string& path,
     }
 }
 
-// The server's answer to the handshake, without anything behind it.
+/// The server's answer to the handshake, without anything behind it.
 std::string WebSocketStream::readAnswer() const {
     std::string head;
     while (!head.ends_with("\r\n\r\n")) {
@@ -157,7 +157,7 @@ bool WebSocketStream::read(int milliseconds, const OnFrame& onFrame) {
     return true;
 }
 
-// The number of bytes that were frames.
+/// The number of bytes that were frames.
 std::size_t WebSocketStream::handOn(const OnFrame& onFrame) const {
     std::size_t at = 0;
     while (filled_ - at >= 2) {

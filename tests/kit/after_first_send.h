@@ -7,8 +7,8 @@
 
 #include "tests/kit/recording_host.h"
 
-// `action` runs once, when the first frame after its construction has been recorded and before the
-// plug-in's send returns, on the thread that sends. One at a time.
+/// `action` runs once, when the first frame after its construction has been recorded and before the
+/// plug-in's send returns, on the thread that sends. One at a time.
 class AfterFirstSend {
   public:
     AfterFirstSend(RecordingHost& host, std::function<void()> action)

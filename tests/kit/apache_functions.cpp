@@ -2,7 +2,7 @@
 #include <http_core.h>
 #include <httpd.h>
 
-// Visible, so that a plug-in that such a program loads finds it.
+/// Visible, so that a plug-in that such a program loads finds it.
 extern "C" __attribute__((visibility("default"))) const char* ap_get_remote_host(
     conn_rec* connection, void*, int type, int*) {
     switch (type) {

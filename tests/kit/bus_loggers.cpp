@@ -15,7 +15,7 @@
 namespace {
 
 constexpr std::chrono::seconds kPatience{20};
-// What a logger sends to itself; a type that nobody else uses.
+/// What a logger sends to itself; a type that nobody else uses.
 constexpr unsigned char kSettled = 200;
 
 KRPBusOptions optionsFor(const std::string& mac) {

@@ -15,7 +15,7 @@
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/krp_message.h"
 
-// How a logger treats one kind of request.
+/// How a logger treats one kind of request.
 struct LoggerBehaviour {
     int answers = 1;                     // 0: silent
     std::chrono::milliseconds delay{0};  // before the first answer
@@ -24,7 +24,7 @@ struct LoggerBehaviour {
     std::string description{};
 };
 
-// What a logger says about itself.
+/// What a logger says about itself.
 struct LoggerFacts {
     unsigned char status = 0;
     std::string timeZone = "UTC";
@@ -37,8 +37,8 @@ struct LoggerFacts {
     std::vector<std::string> neighbours{};
 };
 
-// One logger: the participants "HandheldServer", "KSLForwarder" and "KRPBusServer" of its own bus,
-// with a thread that serves them. Leaves the network with the object.
+/// One logger: the participants "HandheldServer", "KSLForwarder" and "KRPBusServer" of its own bus,
+/// with a thread that serves them. Leaves the network with the object.
 class BusLogger {
   public:
     BusLogger(const std::string& mac, LoggerFacts facts, unsigned short port);
@@ -46,26 +46,26 @@ class BusLogger {
     BusLogger(const BusLogger&) = delete;
     BusLogger& operator=(const BusLogger&) = delete;
 
-    // Waits until the bus server knows what this logger wants to receive. The constructor does; a
-    // test does after the server was away.
+    /// Waits until the bus server knows what this logger wants to receive. The constructor does; a
+    /// test does after the server was away.
     void settle();
 
     void setFacts(LoggerFacts facts);
     void behave(krpMsgID_t request, LoggerBehaviour behaviour);
-    // Gives the answer to a request that the facts have none for.
+    /// Gives the answer to a request that the facts have none for.
     void addAnswer(std::unique_ptr<KRPMessageResponse> answer);
 
-    // How often a request has come in.
+    /// How often a request has come in.
     int requests(krpMsgID_t request) const;
-    // The ids of all requests, in their order.
+    /// The ids of all requests, in their order.
     std::vector<krpMsgID_t> requestOrder() const;
     bool waitForRequests(krpMsgID_t request, int count) const;
-    // Everything that has come in, printed, behind "<participant> from <source>: ".
+    /// Everything that has come in, printed, behind "<participant> from <source>: ".
     std::vector<std::string> received() const;
     bool waitForReceived(const std::string& part) const;
 
     const std::string& mac() const { return mac_; }
-    // For sending what nobody asked for.
+    /// For sending what nobody asked for.
     KRPBusClient& client() { return client_; }
 
   private:

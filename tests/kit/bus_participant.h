@@ -13,8 +13,8 @@
 
 class BusParticipant {
   public:
-    // Returns once the bus server knows the participant: whatever anybody sends from then on comes
-    // in.
+    /// Returns once the bus server knows the participant: whatever anybody sends from then on comes
+    /// in.
     BusParticipant(const std::string& name, unsigned short port)
         : client_(name, "127.0.0.1", port) {
         client_.sendTo(name, name, std::make_unique<SystemMessage>(0, "are you there"));
@@ -25,7 +25,7 @@ class BusParticipant {
 
     KRPBusClient& client() { return client_; }
 
-    // The next message that comes in; null when none comes in time.
+    /// The next message that comes in; null when none comes in time.
     std::unique_ptr<MessageBase> next(
         std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
@@ -45,7 +45,7 @@ class BusParticipant {
         }
     }
 
-    // The same, for a message of one type; null when another one comes.
+    /// The same, for a message of one type; null when another one comes.
     template <class Message>
     std::unique_ptr<Message> nextOf(std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
         auto message = next(timeout);

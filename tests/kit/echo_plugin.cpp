@@ -5,7 +5,7 @@
 
 namespace {
 
-// on_connect has to give something that is not null.
+/// on_connect has to give something that is not null.
 char session;
 
 void* onConnect(const WebSocketServer* server) {

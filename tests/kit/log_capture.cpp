@@ -24,11 +24,11 @@ void flushStreams() {
 
 extern "C" void __sanitizer_set_death_callback(void (*callback)());
 
-// Where standard error led before, and where it leads during a capture.
+/// Where standard error led before, and where it leads during a capture.
 int originalError = -1;
 int capturedError = -1;
 
-// A sanitizer writes its report to standard error and ends the process: shows what would be lost.
+/// A sanitizer writes its report to standard error and ends the process: shows what would be lost.
 void showCapturedError() {
     char buffer[4096];
     off_t at = 0;
@@ -51,7 +51,7 @@ void showReportsOnDeath(int, int) {}
 
 #endif
 
-// A file without a name, which goes when its last descriptor is closed.
+/// A file without a name, which goes when its last descriptor is closed.
 int openNamelessFile() {
     char name[] = "/tmp/lv-log-capture-XXXXXX";
     const int file = mkostemp(name, O_APPEND | O_CLOEXEC);

@@ -14,7 +14,7 @@ void check(int result, const char* what) {
     }
 }
 
-// Mounts of this thread are nobody else's from now on.
+/// Mounts of this thread are nobody else's from now on.
 int leaveMountNamespace() {
     const int result = ::unshare(CLONE_NEWNS);
     return result != 0 ? result : ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);

@@ -43,7 +43,7 @@ std::uint16_t freePort() {
     return ntohs(address.sin_port);
 }
 
-// Whether a server greets on the port.
+/// Whether a server greets on the port.
 bool answers(std::uint16_t port) {
     const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const sockaddr_in address = loopback(port);

@@ -13,13 +13,13 @@
 
 struct apr_pool_t;
 
-// A frame that the plug-in has sent.
+/// A frame that the plug-in has sent.
 struct SentFrame {
     int type = WEBSOCKET_MESSAGE_INVALID;
     std::string payload;
 };
 
-// What the connection looks like to the plug-in.
+/// What the connection looks like to the plug-in.
 struct RecordingHostOptions {
     std::vector<std::string> protocols = {"kr-webapp-v1"};  // offered by the browser
     long connectionId = 17;
@@ -29,8 +29,8 @@ struct RecordingHostOptions {
     bool withRequest = true;  // whether the host has a request record
 };
 
-// One connection, with an Apache request on a real pool. Everything may be called by any thread;
-// it is thread-safe as a host is. The pool goes with the object.
+/// One connection, with an Apache request on a real pool. Everything may be called by any thread;
+/// it is thread-safe as a host is. The pool goes with the object.
 class RecordingHost {
   public:
     using Options = RecordingHostOptions;
@@ -40,34 +40,34 @@ class RecordingHost {
     RecordingHost(const RecordingHost&) = delete;
     RecordingHost& operator=(const RecordingHost&) = delete;
 
-    // What callbacks get. Its callbacks may be replaced by a test.
+    /// What callbacks get. Its callbacks may be replaced by a test.
     WebSocketServer* server() { return &server_; }
     apr_pool_t* requestPool() { return pool_; }
 
-    // All frames so far.
+    /// All frames so far.
     std::vector<SentFrame> frames() const;
-    // The texts of the text frames so far.
+    /// The texts of the text frames so far.
     std::vector<std::string> texts() const;
-    // Text frame number `index`, parsed; null where there is no such frame or it is no JSON.
+    /// Text frame number `index`, parsed; null where there is no such frame or it is no JSON.
     Document json(std::size_t index) const;
     void clearFrames();
 
-    // Waits until at least `count` frames have been sent; false when that took too long.
+    /// Waits until at least `count` frames have been sent; false when that took too long.
     bool waitForFrames(std::size_t count,
                        std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
-    // Waits until a frame matches; false when that took too long.
+    /// Waits until a frame matches; false when that took too long.
     bool waitForFrame(const std::function<bool(const SentFrame&)>& matches,
                       std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
-    // Waits until a text frame holds `part`.
+    /// Waits until a text frame holds `part`.
     bool waitForText(const std::string& part,
                      std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
 
-    // The calls of protocol_set so far, in order.
+    /// The calls of protocol_set so far, in order.
     std::vector<std::string> chosenProtocols() const;
     std::size_t closeCalls() const;
 
   protected:
-    // Called by the plug-in's send, on its thread. Records the frame.
+    /// Called by the plug-in's send, on its thread. Records the frame.
     virtual std::size_t send(int type, const unsigned char* buffer, std::size_t size);
 
   private:

@@ -7,8 +7,8 @@
 #include "setup/lv_setup.h"
 #include "tests/kit/recording_host.h"
 
-// Stands for the session: fills the set-up record for the host's connection and makes it the
-// current one. One at a time.
+/// Stands for the session: fills the set-up record for the host's connection and makes it the
+/// current one. One at a time.
 class WorkerSession {
   public:
     explicit WorkerSession(long connectionId = 17);
@@ -16,7 +16,7 @@ class WorkerSession {
     WorkerSession(const WorkerSession&) = delete;
     WorkerSession& operator=(const WorkerSession&) = delete;
 
-    // What the browser was sent: a text frame as compact JSON, a close frame as "close <status>".
+    /// What the browser was sent: a text frame as compact JSON, a close frame as "close <status>".
     std::vector<std::string> sent() const;
 
     RecordingHost host;
