@@ -50,6 +50,11 @@ bool awaitTlsRecord(int socket, int& awaited) {
         await(socket, 1, awaited);
         return true;
     }
+    // Readable although the rest has not come: the system has no room for it before something is
+    // taken out. It waits outside, so that whoever begins to read the record gets it.
+    if (needed == awaited) {
+        return true;
+    }
     await(socket, needed, awaited);
     return false;
 }
