@@ -60,8 +60,9 @@ describe("a logger that is silent about its signals", () => {
         const [name, sent] = [await pending.getAttribute("title"), await pending.getAttribute("data-state")];
         return sent === "confirmed" && !markers.has(name) && markers.add(name);
       });
+      // A request in front of it may hold the logger up for two seconds, but never two of them.
       const took = Date.now() - asked;
-      assert.ok(took < 2_500, `a marker took ${took} ms`);
+      assert.ok(took < 3_900, `a marker took ${took} ms`);
     }
     // What came is shown, and who is missing is named.
     await page.getByText(kRear.name).first().waitFor();
@@ -111,7 +112,8 @@ describe("a browser whose clock is a day ahead", () => {
     await page.goto(network.apache.page);
     await state(page, "live");
     await changes(page, byId(page, "grid"));
-    const shown = await byId(page, "network-time").textContent();
+    let shown = "";
+    await until("the network's time", async () => /\d:\d\d:\d\d/.test((shown = await byId(page, "network-time").textContent())));
     const [hours, minutes, seconds] = /(\d+):(\d\d):(\d\d)/.exec(shown).slice(1).map(Number);
     const berlin = new Intl.DateTimeFormat("en-GB", { timeZone: "Europe/Berlin", hour: "2-digit", minute: "2-digit", second: "2-digit", hourCycle: "h23" });
     const [trueHours, trueMinutes, trueSeconds] = berlin.format(new Date()).split(":").map(Number);
