@@ -288,7 +288,7 @@ describe("a GPS receiver", { skip: gpsd === undefined && "gpsd is not installed"
     return `$${body}*${sum.toString(16).toUpperCase().padStart(2, "0")}\r\n`;
   };
 
-  test("is there once gpsd is, tells its fix, and that gpsd has gone", async () => {
+  test("is there once gpsd is, tells its fix, and that gpsd has gone and come back", async () => {
     const port = await freePort();
     const receiver = await freePort();
     const run = path.join(dir, "gpsd");
@@ -296,13 +296,15 @@ describe("a GPS receiver", { skip: gpsd === undefined && "gpsd is not installed"
     const network = await Network.start({ loggers: [{ ...kFront, source: "drive", args: [["--gps", `127.0.0.1:${port}`]] }, { ...kRear, source: "drive" }] });
     network.expectOfLoggers(/gpsd at .*; trying again/);
     const socket = dgram.createSocket("udp4");
-    let daemon;
-    let timer;
-    try {
-      daemon = spawn(gpsd, ["-N", "-n", "-S", String(port), "-F", path.join(run, "sock"), `udp://127.0.0.1:${receiver}`], {
+    const startGpsd = () =>
+      spawn(gpsd, ["-N", "-n", "-S", String(port), "-F", path.join(run, "sock"), `udp://127.0.0.1:${receiver}`], {
         stdio: "ignore",
         env: { ...process.env, GPSD_SHM_KEY: `0x${port.toString(16)}` },
       });
+    let daemon;
+    let timer;
+    try {
+      daemon = startGpsd();
       let status = "A";
       let second = 0;
       timer = setInterval(() => socket.send(sentence(status, second++), receiver, "127.0.0.1"), 200);
@@ -317,6 +319,9 @@ describe("a GPS receiver", { skip: gpsd === undefined && "gpsd is not installed"
       await until("a fix", () => gps().includes("A"), 60_000);
       daemon.kill();
       await until("no fix", () => gps().at(-1) === "V", 60_000);
+      await new Promise((resolve) => (daemon.exitCode ?? daemon.signalCode) === null ? daemon.once("exit", resolve) : resolve());
+      daemon = startGpsd();
+      await until("a fix again", () => gps().at(-1) === "A", 60_000);
     } finally {
       clearInterval(timer);
       socket.close();

@@ -106,6 +106,24 @@ describe("./run", () => {
     assert.equal(await listens(part.busPort), false);
   });
 
+  test("makes the second logger a vehicle whose CAN frames it plays", async () => {
+    const demo = (name) => path.join(paths.sourceDir, "packaging/demo", name);
+    const part = await ready(await run("--loggers", 2, "--can", demo("drive.log"), "--dbc", demo("drive.dbc")));
+    const client = await Client.connect(`ws://127.0.0.1:${part.port}/live`);
+    await completeInfo(client);
+    let catalogue = await client.ask("get_signal_names");
+    while (catalogue.status !== "OK") catalogue = await client.answerTo("get_signal_names");
+    const names = catalogue.Streams.map(({ signal_key: [name] }) => name);
+    for (const line of readFileSync(demo("drive.dbc"), "latin1").split("\n")) {
+      const [, signal] = /^ SG_ (\w+) /.exec(line) ?? [];
+      if (signal) assert.ok(names.some((name) => name.endsWith(`.${signal}`)), `no signal ${signal} among ${names.join(", ")}`);
+    }
+    await client.close();
+    part.signal("SIGINT");
+    assert.deepEqual(await part.exited(40_000), { code: 0, signal: null });
+    assertNothingLeft();
+  });
+
   test("runs twice side by side, and a browser's session does not keep it from ending", async () => {
     const parts = await Promise.all([run("--loggers", 1), run("--loggers", 5)]);
     await Promise.all(parts.map(ready));
