@@ -29,7 +29,8 @@ enum class SendResult { Sent, NotConnected, TooLarge, Stuck, Failed };
 /// Everything of one connection: the NATS client's object in its event-loop mode with its protocol
 /// parser, its subscriptions, what waits to be written. It never connects again: in this mode the
 /// library would go on in the middle of the message that the old connection broke off in, so that
-/// nothing, or nonsense, would come in any more. Once lost it is closed and thrown away whole.
+/// nothing, or nonsense, would come in any more. Once lost it is closed and thrown away whole; of a
+/// large message that it broke off in, the library keeps the buffer for ever.
 ///
 /// The library does no input or output by itself and no thread of it watches the connection. One
 /// thread, the reader, owns the socket: it waits for it and calls read(), write(), probe() and
