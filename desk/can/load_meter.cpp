@@ -13,7 +13,7 @@ void LoadMeter::advance(std::uint64_t slot) {
         newest_ = slot;
     }
     while (newest_ < slot) {
-        taken_[++newest_ % taken_.size()] = 0.0;
+        taken_[place(++newest_)] = 0.0;
     }
 }
 
@@ -30,7 +30,7 @@ void LoadMeter::add(const Frame& frame) {
     const std::uint64_t slot = frame.time / kSlot;
     advance(slot);
     if (slot + kSlots >= newest_) {
-        taken_[slot % taken_.size()] += bits.nominal / rate_.nominal + bits.fast / rate_.data;
+        taken_[place(slot)] += bits.nominal / rate_.nominal + bits.fast / rate_.data;
     }
 }
 
@@ -40,8 +40,7 @@ double LoadMeter::percent(std::uint64_t now) {
         advance(slot);
     }
     // Without the slot that still goes on.
-    const double sum =
-        std::accumulate(taken_.begin(), taken_.end(), 0.0) - taken_[newest_ % taken_.size()];
+    const double sum = std::accumulate(taken_.begin(), taken_.end(), 0.0) - taken_[place(newest_)];
     return std::clamp(sum / speed_ * 100.0, 0.0, 100.0);
 }
 

@@ -29,6 +29,10 @@ class LoadMeter {
   private:
     static constexpr std::uint64_t kSlot = 10'000;  // microseconds
     static constexpr std::size_t kSlots = 100;      // a second
+    /// Where a slot stands in `taken_`, whose places are used in turn.
+    static std::size_t place(std::uint64_t slot) {
+        return static_cast<std::size_t>(slot % (kSlots + 1));
+    }
     void advance(std::uint64_t slot);
 
     const BitRate rate_;
