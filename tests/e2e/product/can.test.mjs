@@ -296,14 +296,15 @@ describe("a GPS receiver", { skip: gpsd === undefined && "gpsd is not installed"
 
   test("is there once gpsd is, tells its fix, and that gpsd has gone and come back", async () => {
     const port = await freePort();
-    const receiver = await freePort();
+    // The number is free on every address of this machine; on the first one, what keeps it for us is bound.
+    const receiver = { port: await freePort(), address: "127.0.0.2" };
     const run = path.join(dir, "gpsd");
     mkdirSync(run);
     const network = await Network.start({ loggers: [{ ...kFront, source: "drive", args: [["--gps", `127.0.0.1:${port}`]] }, { ...kRear, source: "drive" }] });
     network.expectOfLoggers(/gpsd at .*; trying again/);
     const socket = dgram.createSocket("udp4");
     const startGpsd = () =>
-      spawn(gpsd, ["-N", "-n", "-S", String(port), "-F", path.join(run, "sock"), `udp://127.0.0.1:${receiver}`], {
+      spawn(gpsd, ["-N", "-n", "-S", String(port), "-F", path.join(run, "sock"), `udp://${receiver.address}:${receiver.port}`], {
         stdio: "ignore",
         env: { ...process.env, GPSD_SHM_KEY: `0x${port.toString(16)}` },
       });
@@ -313,7 +314,7 @@ describe("a GPS receiver", { skip: gpsd === undefined && "gpsd is not installed"
       daemon = startGpsd();
       let status = "A";
       let second = 0;
-      timer = setInterval(() => socket.send(sentence(status, second++), receiver, "127.0.0.1"), 200);
+      timer = setInterval(() => socket.send(sentence(status, second++), receiver.port, receiver.address), 200);
       const client = await connect(network);
       for (const name of ["GPS.Latitude", "GPS.Speed", "GPS.Course"]) assert.equal((await start(client, name)).status, "OK");
       await until("a position", () => values(client, "GPS.Latitude").length > 0, 60_000);

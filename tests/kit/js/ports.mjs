@@ -1,4 +1,5 @@
 // Free ports on loopback.
+import dgram from "node:dgram";
 import { readFileSync } from "node:fs";
 import net from "node:net";
 
@@ -18,13 +19,16 @@ export async function freePort() {
   }
 }
 
-// Between the choice of a port and its use others choose, too: an address that stands for the port and that goes
-// with this process keeps them from it.
+// Between the choice of a port and its use others choose, too: the UDP port of the same number, which nobody else here
+// uses and which goes with this process, keeps them from it.
 function reserve(port) {
   return new Promise((resolve) => {
-    const mark = net.createServer();
-    mark.once("error", () => resolve(false));
-    mark.listen(`\0live-view-test-port-${port}`, () => resolve(true));
+    const mark = dgram.createSocket("udp4");
+    mark.once("error", () => {
+      mark.close();
+      resolve(false);
+    });
+    mark.bind({ port, address: "127.0.0.1", exclusive: true }, () => resolve(true));
     mark.unref();
   });
 }
