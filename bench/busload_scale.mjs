@@ -19,7 +19,9 @@ const kTicks = Number(execFileSync("getconf", ["CLK_TCK"]));
 function childSeconds(parent) {
   let ticks = 0;
   for (const pid of readFileSync(`/proc/${parent}/task/${parent}/children`, "utf8").trim().split(" ")) {
-    const fields = readFileSync(`/proc/${pid}/stat`, "utf8").replace(/^.*\) /, "").split(" ");
+    const fields = readFileSync(`/proc/${pid}/stat`, "utf8")
+      .replace(/^.*\) /, "")
+      .split(" ");
     ticks += Number(fields[11]) + Number(fields[12]);
   }
   return ticks / kTicks;
@@ -27,7 +29,11 @@ function childSeconds(parent) {
 
 const network = await Network.start({ loggers: [] });
 network.expectInLog(/./);
-const loggers = new Part("four loggers", path.join(paths.buildDir, "bench/busload_loggers"), [network.bus.port, buses, rate, seconds].map(String));
+const loggers = new Part(
+  "four loggers",
+  path.join(paths.buildDir, "bench/busload_loggers"),
+  [network.bus.port, buses, rate, seconds].map(String),
+);
 try {
   await until("the loggers are ready", () => loggers.output.includes("ready"));
   const socket = new WebSocket(network.apache.url, ["kr-webapp-v1"]);
@@ -56,12 +62,18 @@ try {
   const wanted = Number(buses) * 4 * Number(rate) * Number(seconds);
   await until("the first load", () => loads > 0, 30_000);
   const before = childSeconds(network.apache.part.pid);
-  await until(() => `all loads; so far ${loads} of ${wanted}; ${loggers.output}`, () => loads >= wanted, 120_000).catch((error) => console.log(String(error)));
+  await until(
+    () => `all loads; so far ${loads} of ${wanted}; ${loggers.output}`,
+    () => loads >= wanted,
+    120_000,
+  ).catch((error) => console.log(String(error)));
   const taken = (last - first) / 1000;
   const share = (childSeconds(network.apache.part.pid) - before) / taken;
   console.log(loggers.output.trim().split("\n").at(-1));
   console.log(`received ${loads} of ${wanted} in ${taken.toFixed(2)} s: ${Math.round(loads / taken)} a second`);
-  console.log(`the web server's children took ${(100 * share).toFixed(1)} % of a processor, ${((1e6 * share * taken) / loads).toFixed(1)} \u00b5s a load`);
+  console.log(
+    `the web server's children took ${(100 * share).toFixed(1)} % of a processor, ${((1e6 * share * taken) / loads).toFixed(1)} \u00b5s a load`,
+  );
   socket.terminate();
 } finally {
   await loggers.stop();

@@ -32,7 +32,9 @@ function vehicle(dir) {
 // Processor seconds of the processes so far.
 function processorSeconds(pids) {
   return pids.reduce((sum, pid) => {
-    const fields = readFileSync(`/proc/${pid}/stat`, "utf8").replace(/^.*\) /, "").split(" ");
+    const fields = readFileSync(`/proc/${pid}/stat`, "utf8")
+      .replace(/^.*\) /, "")
+      .split(" ");
     return sum + (Number(fields[11]) + Number(fields[12])) / kTicks;
   }, 0);
 }

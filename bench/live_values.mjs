@@ -35,7 +35,10 @@ async function product(dir) {
 async function withServer(name, command, args, port, body) {
   const part = new Part(name, command, args);
   try {
-    await until(() => `${name} listens; it wrote: ${part.output}`, () => listens(port));
+    await until(
+      () => `${name} listens; it wrote: ${part.output}`,
+      () => listens(port),
+    );
     return await body(part.pid);
   } finally {
     await part.stop();
@@ -91,7 +94,10 @@ try {
   rmSync(dir, { recursive: true, force: true });
 }
 const rate = (name) => median(results[name], "valuesPerSecond");
-console.log(`product / gateway: ${(rate("product") / rate("gateway")).toFixed(2)} of the values per second, ` +
-  `${(median(results.product, "p99") / median(results.gateway, "p99")).toFixed(2)} times its 99th percentile`);
-if (results.mqtt.length > 0) console.log(`product / MQTT broker: ${(rate("product") / rate("mqtt")).toFixed(2)} times the values per second`);
+console.log(
+  `product / gateway: ${(rate("product") / rate("gateway")).toFixed(2)} of the values per second, ` +
+    `${(median(results.product, "p99") / median(results.gateway, "p99")).toFixed(2)} times its 99th percentile`,
+);
+if (results.mqtt.length > 0)
+  console.log(`product / MQTT broker: ${(rate("product") / rate("mqtt")).toFixed(2)} times the values per second`);
 console.log("The product's processor times are those of the bus server and of the web server's processes.");

@@ -21,7 +21,8 @@ const minutes = Number(process.argv[2] ?? 10);
 function recording(dir) {
   const names = Array.from({ length: kSignals }, (_, index) => `Signal.${String(index).padStart(3, "0")}`);
   const rows = [`time,${names.map((name) => `${name} [V]`).join(",")}`];
-  for (let row = 0; row < 400; row++) rows.push(`${(row / kRate).toFixed(2)},${names.map((_, index) => (Math.sin((row + index) / 20) * (1 + index)).toFixed(3)).join(",")}`);
+  for (let row = 0; row < 400; row++)
+    rows.push(`${(row / kRate).toFixed(2)},${names.map((_, index) => (Math.sin((row + index) / 20) * (1 + index)).toFixed(3)).join(",")}`);
   const file = path.join(dir, "curves.csv");
   writeFileSync(file, `${rows.join("\n")}\n`);
   return { file, names };
@@ -40,7 +41,11 @@ function arrangement(names, mac) {
 // gave them, since on a busy machine a task also waits.
 function longTasks(trace) {
   const { traceEvents } = JSON.parse(trace.toString("utf8"));
-  const main = new Set(traceEvents.filter(({ name, args }) => name === "thread_name" && args?.name === "CrRendererMain").map(({ pid, tid }) => `${pid} ${tid}`));
+  const main = new Set(
+    traceEvents
+      .filter(({ name, args }) => name === "thread_name" && args?.name === "CrRendererMain")
+      .map(({ pid, tid }) => `${pid} ${tid}`),
+  );
   const tasks = traceEvents.filter(({ name, ph, pid, tid }) => ph === "X" && /RunTask$/.test(name) && main.has(`${pid} ${tid}`));
   const above = (member) => tasks.map((task) => Math.round(task[member] / 1000)).filter((ms) => ms > kLong);
   return { clock: above("dur"), processor: above("tdur") };
@@ -102,8 +107,12 @@ try {
   const counted = await page.evaluate(() => document.querySelectorAll("[data-testid=plot]").length);
   console.log(`${kSignals} signals at ${kRate} values/s for ${seconds.toFixed(0)} s, ${counted} charts`);
   const told = (tasks) => `${tasks.length}${tasks.length > 0 ? ` (longest ${Math.max(...tasks)} ms)` : ""}`;
-  console.log(`tasks of the page's thread above ${kLong} ms in ${minutes * kTraced} s of tracing: ${told(long.clock)} by the clock, ${told(long.processor)} of processor time`);
-  console.log(`processor, of one core: page's thread ${share("page")}, worker ${share("worker")}, painting and the rest ${share("others")}`);
+  console.log(
+    `tasks of the page's thread above ${kLong} ms in ${minutes * kTraced} s of tracing: ${told(long.clock)} by the clock, ${told(long.processor)} of processor time`,
+  );
+  console.log(
+    `processor, of one core: page's thread ${share("page")}, worker ${share("worker")}, painting and the rest ${share("others")}`,
+  );
 } finally {
   await browser?.close();
   await network.stop();

@@ -15,7 +15,9 @@ const [browsers, loggers, events] = [20, 4, 10_000].map((usual, i) => Number(pro
 const kTicks = Number(execFileSync("getconf", ["CLK_TCK"]));
 
 function seconds(pid) {
-  const fields = readFileSync(`/proc/${pid}/stat`, "utf8").replace(/^.*\) /, "").split(" ");
+  const fields = readFileSync(`/proc/${pid}/stat`, "utf8")
+    .replace(/^.*\) /, "")
+    .split(" ");
   return (Number(fields[11]) + Number(fields[12])) / kTicks;
 }
 
@@ -54,7 +56,11 @@ const network = await Network.start({
     mac: `02:00:00:00:00:0${i + 1}`,
     name: `Logger ${i + 1}`,
     timeOffset: 0,
-    args: [["--events", eventFile(dir, i)], ["--events-cap", 2 * events], ["--latency", "0ms"]],
+    args: [
+      ["--events", eventFile(dir, i)],
+      ["--events-cap", 2 * events],
+      ["--latency", "0ms"],
+    ],
   })),
 });
 network.expectInLog(/./);
@@ -69,13 +75,22 @@ try {
   }
   await until("every browser's logger info", () => all.every(({ infos }) => infos > 0), 60_000);
   await new Promise((resolve) => setTimeout(resolve, 1000));
-  const parts = { "web server's children": childrenOf(network.apache.part.pid), "desk loggers": network.loggers.map(({ part }) => part.pid) };
+  const parts = {
+    "web server's children": childrenOf(network.apache.part.pid),
+    "desk loggers": network.loggers.map(({ part }) => part.pid),
+  };
   const before = Object.values(parts).map(sum);
   const start = performance.now();
   all[0].socket.send('{"command":"set_trigger","marker_id":"now"}');
-  await until(() => `the complete lists; so far ${all.filter(({ lists }) => lists > 0).length}`, () => all.every(({ lists }) => lists > 0), 120_000);
+  await until(
+    () => `the complete lists; so far ${all.filter(({ lists }) => lists > 0).length}`,
+    () => all.every(({ lists }) => lists > 0),
+    120_000,
+  );
   const taken = performance.now() - start;
-  console.log(`${browsers} browsers, ${loggers} loggers with ${events} events each: the last complete list after ${(taken / 1000).toFixed(2)} s`);
+  console.log(
+    `${browsers} browsers, ${loggers} loggers with ${events} events each: the last complete list after ${(taken / 1000).toFixed(2)} s`,
+  );
   Object.entries(parts).forEach(([name, pids], i) => console.log(`processor time of the ${name}: ${(sum(pids) - before[i]).toFixed(2)} s`));
   console.log(`sent to all browsers: ${(all.reduce((bytes, browser) => bytes + browser.bytes, 0) / 1e6).toFixed(0)} MB`);
   for (const { socket } of all) socket.terminate();

@@ -18,5 +18,7 @@ const files = readdirSync(path.join(here, "tests"), { recursive: true })
 const entries = Object.fromEntries(files.map((file) => [file.replace(/\.tsx?$/, "").replaceAll(path.sep, "_"), path.join("tests", file)]));
 await build({ ...options(outdir, entries), minify: false, platform: "node", target: "node18", outExtension: { ".js": ".mjs" } });
 const bundles = Object.keys(entries).map((name) => path.join(outdir, `${name}.mjs`));
-const { status } = spawnSync(process.execPath, ["--enable-source-maps", "--test", "--test-reporter=spec", ...bundles], { stdio: "inherit" });
+const { status } = spawnSync(process.execPath, ["--enable-source-maps", "--test", "--test-reporter=spec", ...bundles], {
+  stdio: "inherit",
+});
 process.exit(status ?? 1);

@@ -46,8 +46,7 @@ function roomTable(text) {
   return rooms;
 }
 
-const matches = (pattern, folder) =>
-  pattern === folder || (pattern.endsWith("/*") && folder.startsWith(pattern.slice(0, -1)));
+const matches = (pattern, folder) => pattern === folder || (pattern.endsWith("/*") && folder.startsWith(pattern.slice(0, -1)));
 
 function violations(rooms, files) {
   const found = [];
@@ -55,13 +54,17 @@ function violations(rooms, files) {
     const folder = path.dirname(file);
     const room = [...rooms.keys()].find((name) => matches(name, folder));
     if (room === undefined) {
-      found.push(`${file} is in the room ${folder}/, which the table of rooms in ${kDocument} does not name: add a row that says what the room holds and whom it may use`);
+      found.push(
+        `${file} is in the room ${folder}/, which the table of rooms in ${kDocument} does not name: add a row that says what the room holds and whom it may use`,
+      );
       continue;
     }
     for (const used of includes(file)) {
       const other = path.dirname(used);
       if (other === folder || rooms.get(room).some((allowed) => matches(allowed, other))) continue;
-      found.push(`${file} includes "${used}", but ${room}/ may only use ${rooms.get(room).join("/, ") || "nothing"}${rooms.get(room).length > 0 ? "/" : ""}: move what both need into a lower room, or pass it in from above`);
+      found.push(
+        `${file} includes "${used}", but ${room}/ may only use ${rooms.get(room).join("/, ") || "nothing"}${rooms.get(room).length > 0 ? "/" : ""}: move what both need into a lower room, or pass it in from above`,
+      );
     }
   }
   return found;
@@ -133,7 +136,10 @@ test("no two files use each other, directly or over others", () => {
 test("no room holds more than 45 sources", () => {
   const counts = new Map();
   for (const file of sources()) counts.set(path.dirname(file), (counts.get(path.dirname(file)) ?? 0) + 1);
-  assert.deepEqual([...counts].filter(([, count]) => count > 45), []);
+  assert.deepEqual(
+    [...counts].filter(([, count]) => count > 45),
+    [],
+  );
 });
 
 test("the index of behaviours names files that exist", () => {
@@ -141,5 +147,8 @@ test("the index of behaviours names files that exist", () => {
   const named = [...index.matchAll(/`([a-z0-9_]+(?:\/[a-z0-9_]+)+)`/g)].map((match) => match[1]);
   assert.ok(named.length > 30, "the index was found");
   const files = new Set(sources());
-  assert.deepEqual(named.filter((name) => !files.has(`${name}.h`) && !files.has(`${name}.cpp`)), []);
+  assert.deepEqual(
+    named.filter((name) => !files.has(`${name}.h`) && !files.has(`${name}.cpp`)),
+    [],
+  );
 });

@@ -5,7 +5,15 @@ import type { Arrangement, CatalogueEntry } from "../src/store/model";
 
 const kArrangement: Arrangement = {
   name: "Brakes",
-  panels: [{ id: "1", kind: "chart", title: "<b>", signals: [{ name: "Speed", mac: "02", logger: "Front" }], options: { seconds: 30, fill: true, low: null } }],
+  panels: [
+    {
+      id: "1",
+      kind: "chart",
+      title: "<b>",
+      signals: [{ name: "Speed", mac: "02", logger: "Front" }],
+      options: { seconds: 30, fill: true, low: null },
+    },
+  ],
 };
 
 describe("a set-up", () => {
@@ -55,8 +63,18 @@ describe("the name of a set-up's file", () => {
 });
 
 test("the first arrangement shows some signals of the local logger, and none of others", () => {
-  const entry = (name: string, mac: string, unit: string): CatalogueEntry => ({ id: `${mac}\n${name}`, key: { name, mac }, logger: "L", bus: "", unit, search: "" });
-  const first = firstArrangement([entry("Speed", "02", "km/h"), entry("Gear", "02", ""), entry("Load", "02", "%"), entry("Other", "03", "V")], "02");
+  const entry = (name: string, mac: string, unit: string): CatalogueEntry => ({
+    id: `${mac}\n${name}`,
+    key: { name, mac },
+    logger: "L",
+    bus: "",
+    unit,
+    search: "",
+  });
+  const first = firstArrangement(
+    [entry("Speed", "02", "km/h"), entry("Gear", "02", ""), entry("Load", "02", "%"), entry("Other", "03", "V")],
+    "02",
+  );
   const names = first.panels.flatMap(({ signals }) => signals.map(({ name }) => name));
   assert.ok(names.includes("Load") && names.includes("Gear") && names.includes("Speed"));
   assert.ok(!names.includes("Other"));

@@ -5,13 +5,30 @@ import { BusesStore } from "../src/store/buses_store";
 import { NetworkStore } from "../src/store/network_store";
 
 const sleep = (ms: number) => new Promise((resolve) => setTimeout(resolve, ms));
-const info = (mac: string, logger_name: string) => ({ mac, logger_name, config_name: "", timezone: "UTC", logger_type: "", softwareVersion: "" });
+const info = (mac: string, logger_name: string) => ({
+  mac,
+  logger_name,
+  config_name: "",
+  timezone: "UTC",
+  logger_type: "",
+  softwareVersion: "",
+});
 
 function network(names: readonly string[]) {
   const store = new NetworkStore(() => {});
   const macs = names.map((_, index) => `0${index}`);
   store.take(parseFrame(JSON.stringify({ response: "get_ksl_network", ksl_network: macs.slice(1), status: "OK" })), 0);
-  store.take(parseFrame(JSON.stringify({ response: "get_logger_info", ksl_name: "N", configs: macs.map((mac, index) => info(mac, names[index]!)), status: "OK" })), 0);
+  store.take(
+    parseFrame(
+      JSON.stringify({
+        response: "get_logger_info",
+        ksl_name: "N",
+        configs: macs.map((mac, index) => info(mac, names[index]!)),
+        status: "OK",
+      }),
+    ),
+    0,
+  );
   return store;
 }
 
@@ -46,7 +63,13 @@ describe("bus loads", () => {
     for (const value of [10, 40, 20, -4]) buses.take(load(value), 0);
     buses.take(load(-2, { channel: 2 }), 0);
     await sleep(250);
-    assert.deepEqual(buses.state.value.buses.map(({ load: value, peak }) => [value, peak]), [[null, 40], [null, null]]);
+    assert.deepEqual(
+      buses.state.value.buses.map(({ load: value, peak }) => [value, peak]),
+      [
+        [null, 40],
+        [null, null],
+      ],
+    );
   });
 
   test("that all become unknown at once, unasked, tell that a logger is off", async () => {
@@ -69,14 +92,24 @@ describe("bus loads", () => {
 describe("the network", () => {
   test("has the local logger first, and tells two of one name apart", () => {
     const { loggers } = network(["Twin", "Rear", "Twin"]).state.value;
-    assert.deepEqual(loggers.map(({ label, local }) => [label, local]), [["Twin (00)", true], ["Rear", false], ["Twin (02)", false]]);
+    assert.deepEqual(
+      loggers.map(({ label, local }) => [label, local]),
+      [
+        ["Twin (00)", true],
+        ["Rear", false],
+        ["Twin (02)", false],
+      ],
+    );
   });
 
   test("names those that have not told about themselves, by an earlier name where there is one", () => {
     const store = network(["Front", "Rear"]);
     store.begin();
     store.take(parseFrame('{"response":"get_ksl_network","ksl_network":["01","07"],"status":"OK"}'), 0);
-    store.take(parseFrame(JSON.stringify({ response: "get_logger_info", ksl_name: "N", configs: [info("00", "Front")], status: "PROGRESS" })), 0);
+    store.take(
+      parseFrame(JSON.stringify({ response: "get_logger_info", ksl_name: "N", configs: [info("00", "Front")], status: "PROGRESS" })),
+      0,
+    );
     assert.deepEqual(store.missing(), ["Rear", "07"]);
   });
 
@@ -84,8 +117,14 @@ describe("the network", () => {
     const store = network(["Front", "Rear"]);
     store.heard("00", 20_000);
     store.someoneSilent(21_000);
-    assert.deepEqual(store.state.value.loggers.map(({ answers }) => answers), [true, false]);
+    assert.deepEqual(
+      store.state.value.loggers.map(({ answers }) => answers),
+      [true, false],
+    );
     store.heard("01", 22_000);
-    assert.deepEqual(store.state.value.loggers.map(({ answers }) => answers), [true, true]);
+    assert.deepEqual(
+      store.state.value.loggers.map(({ answers }) => answers),
+      [true, true],
+    );
   });
 });

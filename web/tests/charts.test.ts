@@ -11,7 +11,11 @@ import { allowedDivisions } from "../src/charts/time_chart";
 import { pairs } from "../src/charts/xy_chart";
 import { ZoneClock } from "../src/charts/zone_clock";
 
-const samples = (x: number[], y: number[], gaps: { from: number; to: number }[] = []) => ({ x: Float64Array.from(x), y: Float64Array.from(y), gaps });
+const samples = (x: number[], y: number[], gaps: { from: number; to: number }[] = []) => ({
+  x: Float64Array.from(x),
+  y: Float64Array.from(y),
+  gaps,
+});
 
 // A frame in which a second and a unit are one pixel, upside down.
 const frame = (to: number, height = 10): Frame => ({ span: { from: 0, to }, left: 0, width: to, top: 0, height, min: 0, max: height });
@@ -53,14 +57,27 @@ describe("a line", () => {
 describe("the samples", () => {
   test("know the value at or before a time", () => {
     const x = Float64Array.of(1, 2, 2, 5);
-    assert.deepEqual([0.5, 1, 1.9, 2, 4.9, 5, 9].map((time) => indexAtOrBefore(x, time)), [-1, 0, 0, 2, 2, 3, 3]);
+    assert.deepEqual(
+      [0.5, 1, 1.9, 2, 4.9, 5, 9].map((time) => indexAtOrBefore(x, time)),
+      [-1, 0, 0, 2, 2, 3, 3],
+    );
   });
   test("reach as far as the values seen, the one that holds at the left edge included", () => {
     assert.deepEqual(extent(samples([1, 5, 9], [-4, 2, 40]), { from: 3, to: 8 }), { min: -4, max: 2 });
     assert.equal(extent(samples([1], [NaN]), { from: 0, to: 8 }), null);
   });
   test("count the gaps that are seen", () => {
-    assert.equal(gapsWithin([{ from: 1, to: 2 }, { from: 4, to: 5 }, { from: 9, to: Infinity }], { from: 4.5, to: 10 }), 2);
+    assert.equal(
+      gapsWithin(
+        [
+          { from: 1, to: 2 },
+          { from: 4, to: 5 },
+          { from: 9, to: Infinity },
+        ],
+        { from: 4.5, to: 10 },
+      ),
+      2,
+    );
   });
 });
 
@@ -107,16 +124,39 @@ describe("a scale", () => {
 
 describe("numbers", () => {
   test("on axes have as many digits as their divisions need", () => {
-    assert.deepEqual([0, 0.25, 0.5].map((value) => axisNumber(value, 0.25, 1)), ["0.00", "0.25", "0.50"]);
-    assert.deepEqual([-20, 0, 20].map((value) => axisNumber(value, 20, 20)), ["-20", "0", "20"]);
-    assert.deepEqual([20e6, 22.5e6].map((value) => axisNumber(value, 2.5e6, 25e6)), ["20.0M", "22.5M"]);
+    assert.deepEqual(
+      [0, 0.25, 0.5].map((value) => axisNumber(value, 0.25, 1)),
+      ["0.00", "0.25", "0.50"],
+    );
+    assert.deepEqual(
+      [-20, 0, 20].map((value) => axisNumber(value, 20, 20)),
+      ["-20", "0", "20"],
+    );
+    assert.deepEqual(
+      [20e6, 22.5e6].map((value) => axisNumber(value, 2.5e6, 25e6)),
+      ["20.0M", "22.5M"],
+    );
   });
   test("that were computed keep about five digits", () => {
-    assert.deepEqual([null, 0, 12.34567, 1234.56, 123456.7, 1e12].map(computedNumber), ["–", "0.0000", "12.346", "1234.6", "123457", "1.000e+12"]);
+    assert.deepEqual([null, 0, 12.34567, 1234.56, 123456.7, 1e12].map(computedNumber), [
+      "–",
+      "0.0000",
+      "12.346",
+      "1234.6",
+      "123457",
+      "1.000e+12",
+    ]);
     assert.deepEqual([12, 119.55, Infinity].map(plainNumber), ["12", "119.55", "–"]);
   });
   test("of seconds have a unit that fits", () => {
-    assert.deepEqual([0.0000042, 0.0123, 0.85, 12.4, 187, -3600].map(duration), ["4 µs", "12.30 ms", "850 ms", "12.40 s", "3:07 min", "−1:00 h"]);
+    assert.deepEqual([0.0000042, 0.0123, 0.85, 12.4, 187, -3600].map(duration), [
+      "4 µs",
+      "12.30 ms",
+      "850 ms",
+      "12.40 s",
+      "3:07 min",
+      "−1:00 h",
+    ]);
   });
 });
 
@@ -138,7 +178,10 @@ describe("time", () => {
     const span = { from: x, to: x + 30 };
     const step = tickStep(span, 600, 88);
     assert.equal(step, 5);
-    assert.deepEqual(ticks(span, step).map((time) => tickLabel(new ZoneClock("UTC"), time, step)), ["12:00:10", "12:00:15", "12:00:20", "12:00:25", "12:00:30", "12:00:35"]);
+    assert.deepEqual(
+      ticks(span, step).map((time) => tickLabel(new ZoneClock("UTC"), time, step)),
+      ["12:00:10", "12:00:15", "12:00:20", "12:00:25", "12:00:30", "12:00:35"],
+    );
     assert.equal(tickLabel(new ZoneClock("UTC"), x, 0.05), "12:00:05.12");
   });
 });
@@ -158,7 +201,13 @@ describe("states", () => {
 describe("two signals against each other", () => {
   test("are paired with the values that held then", () => {
     const { x, y, count } = pairs(samples([1, 3, 5], [10, 30, 50]), samples([2, 3, 6], [2, 3, 6]), { from: 0, to: 10 });
-    assert.deepEqual([[...x.subarray(0, count)], [...y.subarray(0, count)]], [[10, 30, 50, 50], [2, 3, 3, 6]]);
+    assert.deepEqual(
+      [[...x.subarray(0, count)], [...y.subarray(0, count)]],
+      [
+        [10, 30, 50, 50],
+        [2, 3, 3, 6],
+      ],
+    );
   });
   test("are not paired within a gap", () => {
     const { y, count } = pairs(samples([1, 3], [1, 3]), samples([1, 9], [1, 9], [{ from: 1, to: 9 }]), { from: 0, to: 10 });
@@ -168,7 +217,12 @@ describe("two signals against each other", () => {
 
 describe("a file of values", () => {
   test("has a row for each time, an empty cell where a signal had no value, and nothing that a spreadsheet would run", () => {
-    const column = (title: string, x: number[], texts: string[]) => ({ title, x: Float64Array.from(x), stamp: Float64Array.from(x, (value) => value * 1e6), text: (index: number) => texts[index]! });
+    const column = (title: string, x: number[], texts: string[]) => ({
+      title,
+      x: Float64Array.from(x),
+      stamp: Float64Array.from(x, (value) => value * 1e6),
+      text: (index: number) => texts[index]!,
+    });
     const text = toCsv([column("Speed [km/h]", [1, 2], ["12.5", "-3"]), column('Door, "left"', [2, 3], ["=open()", "closed"])]);
     assert.equal(
       text,

@@ -8,7 +8,15 @@ import { World, settle } from "./support/world";
 const kInfo = { response: "get_logger_info", ksl_name: "Net", configs: [], status: "OK" };
 const kRefused = { response: "get_configs", status: "ERROR", error_code: "wait for logger info" };
 const key = (name: string): Key => [name, "02"];
-const stream = (name: string) => ({ logger_name: "Front", bus_id: "BUSID_CAN", channel: 1, ksl_offset: 0, userDefinedName: name, unit: "", signal_key: key(name) });
+const stream = (name: string) => ({
+  logger_name: "Front",
+  bus_id: "BUSID_CAN",
+  channel: 1,
+  ksl_offset: 0,
+  userDefinedName: name,
+  unit: "",
+  signal_key: key(name),
+});
 const catalogue = (names: string[], status: string) => ({ response: "get_signal_names", Streams: names.map(stream), status });
 const started = (name: string) => ({ response: "generic_start_sig", signal_key: key(name), interval: -1, status: "OK" });
 const many = (count: number) => Array.from({ length: count }, (_, index) => `S${index}`);
@@ -99,7 +107,13 @@ describe("logger info", () => {
       const { command } = JSON.parse(text) as { command: string };
       if (command === "get_logger_info") asks.push(world.now() / 1000);
       if (command === "get_configs") probes++;
-      world.socket.say(command === "get_logger_info" ? { ...kInfo, status: "PROGRESS" } : command === "ping" ? { response: "ping", status: "OK" } : kRefused);
+      world.socket.say(
+        command === "get_logger_info"
+          ? { ...kInfo, status: "PROGRESS" }
+          : command === "ping"
+            ? { response: "ping", status: "OK" }
+            : kRefused,
+      );
     };
     for (let tenth = 0; tenth < 800; tenth++) {
       while (seen < world.socket.sent.length) answer(world.socket.sent[seen++]!);
@@ -181,7 +195,14 @@ describe("the connection", () => {
     await settle();
     socket.say({ response: "busload_start", status: "OK" });
     await settle();
-    assert.deepEqual(socket.commands, ["get_logger_info", "get_signal_names", "busload_start", "request_screen", "start_monitor", "generic_start_sig"]);
+    assert.deepEqual(socket.commands, [
+      "get_logger_info",
+      "get_signal_names",
+      "busload_start",
+      "request_screen",
+      "start_monitor",
+      "generic_start_sig",
+    ]);
   });
 });
 
@@ -190,7 +211,10 @@ describe("wanted signals", () => {
     const names = many(200);
     const { world, client } = await ready(names, "PROGRESS");
     client.want(names.map((name, index) => ({ key: key(name), visible: index >= 198 })));
-    const starts = () => world.socket.sent.filter((text) => text.includes("generic_start_sig")).map((text) => (JSON.parse(text) as { signal_key: Key }).signal_key[0]);
+    const starts = () =>
+      world.socket.sent
+        .filter((text) => text.includes("generic_start_sig"))
+        .map((text) => (JSON.parse(text) as { signal_key: Key }).signal_key[0]);
     assert.deepEqual(starts(), ["S198"]);
     await world.pass(2_000);
     world.socket.say(started("S198"));

@@ -120,7 +120,10 @@ describe("a signal's history", () => {
     add(3, 1, "", "first");
     assert.equal(one.discrete, true);
     const { state } = one.points();
-    assert.deepEqual([...state!].map((index) => one.states[index]), ["", "first", "second", "first"]);
+    assert.deepEqual(
+      [...state!].map((index) => one.states[index]),
+      ["", "first", "second", "first"],
+    );
     assert.deepEqual(one.valueAt(x(2)), { x: x(2), stamp: kStart + 2e6, number: 2, text: "2", description: "second" });
   });
 

@@ -3,7 +3,8 @@ import { describe, test } from "node:test";
 import { BadFrame, parseFrame, responseName } from "../src/protocol/parse";
 import { numberText } from "../src/protocol/exact_number";
 
-const value = (members: string) => `{\n    "response": "generic_sig_value",\n    "signal_key": ["Speed", "02"],\n    "ksl_offset": 0,\n    "timestamp": 1795235530958165,\n    ${members},\n    "status": "OK"\n}`;
+const value = (members: string) =>
+  `{\n    "response": "generic_sig_value",\n    "signal_key": ["Speed", "02"],\n    "ksl_offset": 0,\n    "timestamp": 1795235530958165,\n    ${members},\n    "status": "OK"\n}`;
 
 describe("a frame", () => {
   test("of a value has its number, and every microsecond of its stamp", () => {
@@ -45,7 +46,9 @@ describe("a frame", () => {
   });
 
   test("that says that there is no value yet has none", () => {
-    const frame = parseFrame('{"response":"generic_sig_value","signal_key":["a","b"],"interval":-1,"status":"ERROR","error_code":"no_value"}');
+    const frame = parseFrame(
+      '{"response":"generic_sig_value","signal_key":["a","b"],"interval":-1,"status":"ERROR","error_code":"no_value"}',
+    );
     assert.ok(frame.response === "generic_sig_value");
     assert.ok(Number.isNaN(frame.timestamp));
   });
@@ -57,13 +60,22 @@ describe("a frame", () => {
   });
 
   test("with what the bus says has it in one text", () => {
-    const frame = parseFrame('{"response":"set_audio_file","status":"ERROR","krp_status":"ERROR","error_code":"krpbus_error","krp_error_code":"KRPERROR_NOT_FOUND","krp_error_description":"none"}');
+    const frame = parseFrame(
+      '{"response":"set_audio_file","status":"ERROR","krp_status":"ERROR","error_code":"krpbus_error","krp_error_code":"KRPERROR_NOT_FOUND","krp_error_description":"none"}',
+    );
     assert.equal(frame.busError, "ERROR, KRPERROR_NOT_FOUND, none");
   });
 
   test("of a command that is not known is kept by its name", () => {
     const frame = parseFrame('{"response":"dance","status":"ERROR","error_code":"invalid_command"}');
-    assert.deepEqual(frame, { response: "other", name: "dance", status: "ERROR", errorCode: "invalid_command", errorMessage: "", busError: "" });
+    assert.deepEqual(frame, {
+      response: "other",
+      name: "dance",
+      status: "ERROR",
+      errorCode: "invalid_command",
+      errorMessage: "",
+      busError: "",
+    });
   });
 
   test("of a neighbour list is a list of texts", () => {
@@ -89,12 +101,18 @@ describe("what is no frame", () => {
   ];
   for (const [text, reason] of reasons) {
     test(`is told why: ${reason}`, () => {
-      assert.throws(() => parseFrame(text), (error: unknown) => error instanceof BadFrame && error.message === reason);
+      assert.throws(
+        () => parseFrame(text),
+        (error: unknown) => error instanceof BadFrame && error.message === reason,
+      );
     });
   }
 
   test("is told why: no JSON", () => {
-    assert.throws(() => parseFrame("{"), (error: unknown) => error instanceof BadFrame && error.message.startsWith("not JSON: "));
+    assert.throws(
+      () => parseFrame("{"),
+      (error: unknown) => error instanceof BadFrame && error.message.startsWith("not JSON: "),
+    );
   });
 });
 

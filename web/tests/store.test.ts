@@ -24,7 +24,11 @@ function opened({ kept = "" } = {}) {
   const posted: ToFeed[] = [];
   let give: (message: FromFeed) => void = () => {};
   const values = new Map(kept === "" ? [] : [["live-view.arrangement", kept]]);
-  const storage = { getItem: (key: string) => values.get(key) ?? null, setItem: (key: string, value: string) => void values.set(key, value), removeItem: (key: string) => void values.delete(key) } as unknown as Storage;
+  const storage = {
+    getItem: (key: string) => values.get(key) ?? null,
+    setItem: (key: string, value: string) => void values.set(key, value),
+    removeItem: (key: string) => void values.delete(key),
+  } as unknown as Storage;
   const store = createStore(
     { post: (message) => posted.push(message), listen: (listener) => (give = listener) },
     { url: "ws://x/live", address: "http://x/", storage, ticks: { curves: signal(0), texts: signal(0) } },
@@ -33,7 +37,14 @@ function opened({ kept = "" } = {}) {
   return { store, posted, give: (message: FromFeed) => give(message), frame };
 }
 
-const logger = (mac: string, logger_name: string) => ({ mac, logger_name, config_name: "", timezone: "UTC", logger_type: "", softwareVersion: "" });
+const logger = (mac: string, logger_name: string) => ({
+  mac,
+  logger_name,
+  config_name: "",
+  timezone: "UTC",
+  logger_type: "",
+  softwareVersion: "",
+});
 
 function joined(options = {}) {
   const all = opened(options);
@@ -49,7 +60,12 @@ function batch(seconds: number, late: number, at: number, first: boolean): FromF
   const stamp = kStart + seconds * 1e6;
   return {
     op: "values",
-    added: first ? [[0, ["Speed", "01"]], [1, ["Speed", "02"]]] : [],
+    added: first
+      ? [
+          [0, ["Speed", "01"]],
+          [1, ["Speed", "02"]],
+        ]
+      : [],
     signal: Uint32Array.of(0, 1),
     stamp: Float64Array.of(stamp, stamp - late),
     number: Float64Array.of(seconds, seconds),
@@ -67,7 +83,14 @@ describe("time on the page", () => {
       store.start([local, behind]);
       const at = performance.now();
       for (let index = 0; index < 5; index++) give(batch(index, 3_600_000_000, at + index * 1_000, index === 0));
-      frame({ response: "get_ksl_time_offset", offset: [{ mac: "01", time_offset: 0 }, { mac: "02", time_offset: 3_600_000_000 }], status: "OK" });
+      frame({
+        response: "get_ksl_time_offset",
+        offset: [
+          { mac: "01", time_offset: 0 },
+          { mac: "02", time_offset: 3_600_000_000 },
+        ],
+        status: "OK",
+      });
       give(batch(5, 3_600_000_000, at + 5_000, false));
       const [one, other] = [store.history(local)!, store.history(behind)!];
       assert.deepEqual([...other.points().x], [...one.points().x]);
@@ -97,8 +120,14 @@ describe("time on the page", () => {
 
 describe("what is wanted", () => {
   const kept = (mac: string, name: string) =>
-    JSON.stringify({ format: "live-view-setup", version: 1, name: "", panels: [{ id: "1", kind: "chart", title: "", signals: [{ name: "Speed", mac, logger: name }], options: {} }] });
-  const wanted = (posted: readonly ToFeed[]) => posted.flatMap((message) => (message.op === "want" ? [message.signals.map(({ key }) => key)] : [])).at(-1);
+    JSON.stringify({
+      format: "live-view-setup",
+      version: 1,
+      name: "",
+      panels: [{ id: "1", kind: "chart", title: "", signals: [{ name: "Speed", mac, logger: name }], options: {} }],
+    });
+  const wanted = (posted: readonly ToFeed[]) =>
+    posted.flatMap((message) => (message.op === "want" ? [message.signals.map(({ key }) => key)] : [])).at(-1);
 
   test("is what the kept panels hold, asked for only when there is somebody to ask", () => {
     const { posted } = joined({ kept: kept("02", "Rear") });
@@ -122,7 +151,10 @@ describe("what is wanted", () => {
     frame({ response: "get_ksl_network", ksl_network: ["02"], status: "OK" });
     frame({ response: "get_logger_info", ksl_name: "Net", configs: [logger("01", "Twin"), logger("02", "Twin")], status: "OK" });
     give({ op: "state", state: { type: "ready" } });
-    assert.deepEqual(store.setups.value.question?.candidates.map(({ mac }) => mac), ["01", "02"]);
+    assert.deepEqual(
+      store.setups.value.question?.candidates.map(({ mac }) => mac),
+      ["01", "02"],
+    );
     assert.deepEqual(wanted(posted), []);
     store.answerQuestion("02");
     assert.equal(store.setups.value.question, null);

@@ -4,7 +4,13 @@ import { parseFrame } from "../src/protocol/parse";
 import { TriggersStore, timeText } from "../src/store/triggers_store";
 
 const list = (markers: readonly (readonly [string, number])[], status: string) =>
-  parseFrame(JSON.stringify({ response: "get_trigger", markers: markers.map(([marker_id, timestamp], index) => ({ number: index, timestamp, time_zone: "UTC", marker_id })), status }));
+  parseFrame(
+    JSON.stringify({
+      response: "get_trigger",
+      markers: markers.map(([marker_id, timestamp], index) => ({ number: index, timestamp, time_zone: "UTC", marker_id })),
+      status,
+    }),
+  );
 
 describe("markers", () => {
   test("have ids of which no two are equal, also at the same moment", () => {
@@ -23,22 +29,57 @@ describe("markers", () => {
     assert.equal(store.state.value.pending[0]?.state, "sending");
     store.take(parseFrame('{"response":"set_trigger","number":1,"timestamp":5,"time_zone":"UTC","marker_id":"m","status":"OK"}'));
     assert.equal(store.state.value.pending[0]?.state, "confirmed");
-    assert.deepEqual(store.state.value.events.map(({ marker }) => marker), ["m"]);
+    assert.deepEqual(
+      store.state.value.events.map(({ marker }) => marker),
+      ["m"],
+    );
   });
 });
 
 describe("the list of events", () => {
   test("is newest first, and one event where two loggers tell of one marker", () => {
     const store = new TriggersStore(() => 0);
-    store.take(list([["a", 1], ["b", 3]], "PROGRESS"));
-    store.take(list([["a", 2], ["b", 3], ["c", 4]], "OK"));
-    assert.deepEqual(store.state.value.events.map(({ marker, stamp }) => [marker, stamp]), [["c", 4], ["b", 3], ["a", 2]]);
+    store.take(
+      list(
+        [
+          ["a", 1],
+          ["b", 3],
+        ],
+        "PROGRESS",
+      ),
+    );
+    store.take(
+      list(
+        [
+          ["a", 2],
+          ["b", 3],
+          ["c", 4],
+        ],
+        "OK",
+      ),
+    );
+    assert.deepEqual(
+      store.state.value.events.map(({ marker, stamp }) => [marker, stamp]),
+      [
+        ["c", 4],
+        ["b", 3],
+        ["a", 2],
+      ],
+    );
     assert.ok(store.state.value.complete);
   });
 
   test("does not shrink while it is gathered anew, and does when it is complete", () => {
     const store = new TriggersStore(() => 0);
-    store.take(list([["a", 1], ["b", 3]], "OK"));
+    store.take(
+      list(
+        [
+          ["a", 1],
+          ["b", 3],
+        ],
+        "OK",
+      ),
+    );
     store.take(list([["a", 1]], "PROGRESS"));
     assert.equal(store.state.value.events.length, 2);
     store.take(list([["a", 1]], "OK"));

@@ -1,12 +1,12 @@
-import { test } from 'node:test';
-import assert from 'node:assert/strict';
-import fs from 'node:fs';
+import { test } from "node:test";
+import assert from "node:assert/strict";
+import fs from "node:fs";
 
-import { checkConfig, echoPlugin, HostApache, location, probePlugin } from '../../kit/js/host_apache.mjs';
-import { configurationOf } from '../../kit/js/live_view_apache.mjs';
-import * as paths from '../../kit/js/paths.mjs';
-import { until } from '../../kit/js/wait.mjs';
-import { Peer, TEXT } from '../../kit/js/peer.mjs';
+import { checkConfig, echoPlugin, HostApache, location, probePlugin } from "../../kit/js/host_apache.mjs";
+import { configurationOf } from "../../kit/js/live_view_apache.mjs";
+import * as paths from "../../kit/js/paths.mjs";
+import { until } from "../../kit/js/wait.mjs";
+import { Peer, TEXT } from "../../kit/js/peer.mjs";
 
 async function refused(config, pattern) {
   const { code, output } = checkConfig(config);
@@ -19,16 +19,17 @@ async function accepted(config) {
   assert.equal(code, 0, output);
 }
 
-test('a plug-in that is not there is a clear error', () =>
-  refused(location('/a', '/nonexistent/plugin.so', 'x_init'),
-    /cannot load the websocket plug-in \/nonexistent\/plugin.so: .*No such file/));
+test("a plug-in that is not there is a clear error", () =>
+  refused(
+    location("/a", "/nonexistent/plugin.so", "x_init"),
+    /cannot load the websocket plug-in \/nonexistent\/plugin.so: .*No such file/,
+  ));
 
-test('a file that is no library is a clear error', () =>
-  refused(location('/a', paths.apacheTemplate, 'x_init'), /cannot load the websocket plug-in .*invalid ELF/));
+test("a file that is no library is a clear error", () =>
+  refused(location("/a", paths.apacheTemplate, "x_init"), /cannot load the websocket plug-in .*invalid ELF/));
 
-test('an unknown init function is a clear error', () =>
-  refused(location('/a', echoPlugin, 'x_init'),
-    /the websocket plug-in .*echo_plugin.so has no function x_init/));
+test("an unknown init function is a clear error", () =>
+  refused(location("/a", echoPlugin, "x_init"), /the websocket plug-in .*echo_plugin.so has no function x_init/));
 
 for (const [init, pattern] of Object.entries({
   newer_init: /newer_init of the websocket plug-in .*: its plug-in record has version 7, not 0/,
@@ -37,10 +38,10 @@ for (const [init, pattern] of Object.entries({
   null_init: /null_init .*: it gave no plug-in record/,
   failing_init: /failing_init of the websocket plug-in .* failed: cannot start/,
 })) {
-  test(`${init} is a clear error`, () => refused(location('/a', probePlugin, init), pattern));
+  test(`${init} is a clear error`, () => refused(location("/a", probePlugin, init), pattern));
 }
 
-test('directives take what they should, in server and directory context', async () => {
+test("directives take what they should, in server and directory context", async () => {
   await accepted(`WebSocketHandler "${echoPlugin}" echo_init
     WebSocketMaxMessageSize 1
     MaxMessageSize 33554432
@@ -55,19 +56,19 @@ test('directives take what they should, in server and directory context', async 
 });
 
 for (const [line, pattern] of [
-  ['WebSocketMaxMessageSize 0', /WebSocketMaxMessageSize takes a size in bytes from 1 to \d+, not "0"/],
-  ['WebSocketMaxMessageSize -5', /not "-5"/],
-  ['WebSocketMaxMessageSize 10M', /not "10M"/],
-  ['MaxMessageSize 99999999999999999999', /MaxMessageSize takes .*not "99999999999999999999"/],
-  ['WebSocketOriginCheck Never', /WebSocketOriginCheck takes Same, Trusted or Off, not "Never"/],
-  ['WebSocketTrustedOrigin example.org', /takes origins like https:.*not "example.org"/],
-  ['WebSocketPingInterval soon', /WebSocketPingInterval takes seconds from 0 .*not "soon"/],
-  ['WebSocketHandler only-one', /WebSocketHandler takes two arguments/],
+  ["WebSocketMaxMessageSize 0", /WebSocketMaxMessageSize takes a size in bytes from 1 to \d+, not "0"/],
+  ["WebSocketMaxMessageSize -5", /not "-5"/],
+  ["WebSocketMaxMessageSize 10M", /not "10M"/],
+  ["MaxMessageSize 99999999999999999999", /MaxMessageSize takes .*not "99999999999999999999"/],
+  ["WebSocketOriginCheck Never", /WebSocketOriginCheck takes Same, Trusted or Off, not "Never"/],
+  ["WebSocketTrustedOrigin example.org", /takes origins like https:.*not "example.org"/],
+  ["WebSocketPingInterval soon", /WebSocketPingInterval takes seconds from 0 .*not "soon"/],
+  ["WebSocketHandler only-one", /WebSocketHandler takes two arguments/],
 ]) {
   test(`"${line}" is refused`, () => refused(line, pattern));
 }
 
-test('an inner location inherits what it does not set', async () => {
+test("an inner location inherits what it does not set", async () => {
   const server = await HostApache.start({
     config: `WebSocketMaxMessageSize 10
       WebSocketHandler "${echoPlugin}" echo_init
@@ -78,36 +79,41 @@ test('an inner location inherits what it does not set', async () => {
         WebSocketMaxMessageSize 20
       </Location>`,
   });
-  for (const [at, limit] of [['/a', 10], ['/a/b', 20]]) {
+  for (const [at, limit] of [
+    ["/a", 10],
+    ["/a/b", 20],
+  ]) {
     const peer = await Peer.open(server, at);
-    await peer.expectEcho(TEXT, 'x'.repeat(limit));
-    peer.text('x'.repeat(limit + 1));
+    await peer.expectEcho(TEXT, "x".repeat(limit));
+    peer.text("x".repeat(limit + 1));
     await peer.expectClose(1009);
   }
   await server.stop();
 });
 
-test('the shipped configuration serves the page and ten browsers at once', async () => {
+test("the shipped configuration serves the page and ten browsers at once", async () => {
   // The test plug-in in the place of the product.
   const server = await HostApache.start({
-    whole: (apache) => configurationOf(apache, { plugin: probePlugin }).replace('krwebsocket_init', 'probe_init'),
+    whole: (apache) => configurationOf(apache, { plugin: probePlugin }).replace("krwebsocket_init", "probe_init"),
   });
-  const processes = () => fs.readFileSync(`/proc/${server.part.pid}/task/${server.part.pid}/children`, 'latin1')
-    .trim().split(' ');
+  const processes = () => fs.readFileSync(`/proc/${server.part.pid}/task/${server.part.pid}/children`, "latin1").trim().split(" ");
   // Each browser comes with three connections for the page and one for the websocket. Who finds no idle process has
   // to wait until Apache has started one, which it does slowly.
-  await until('enough processes', () => processes().length >= 10 * 4);
+  await until("enough processes", () => processes().length >= 10 * 4);
   const page = await fetch(`http://127.0.0.1:${server.port}/`);
   assert.equal(page.status, 200);
-  assert.match(page.headers.get('content-type'), /text\/html/);
-  const browsers = await Promise.all([...Array(10)].map(async () => {
-    const pages = await Promise.all([...Array(3)].map(() => Peer.ask(server, '/index.html',
-      { headers: { Upgrade: undefined, Connection: 'keep-alive' } })));
-    const peer = await Peer.open(server, '/live');
-    peer.text('pid');
-    await peer.nextText();
-    return [peer, ...pages];
-  }));
+  assert.match(page.headers.get("content-type"), /text\/html/);
+  const browsers = await Promise.all(
+    [...Array(10)].map(async () => {
+      const pages = await Promise.all(
+        [...Array(3)].map(() => Peer.ask(server, "/index.html", { headers: { Upgrade: undefined, Connection: "keep-alive" } })),
+      );
+      const peer = await Peer.open(server, "/live");
+      peer.text("pid");
+      await peer.nextText();
+      return [peer, ...pages];
+    }),
+  );
   for (const [peer, ...pages] of browsers) {
     await peer.bye();
     for (const connection of pages) connection.hangUp();
@@ -115,23 +121,22 @@ test('the shipped configuration serves the page and ten browsers at once', async
   await server.stop();
 });
 
-for (const mpm of ['worker', 'event']) {
+for (const mpm of ["worker", "event"]) {
   test(`the module serves under mpm_${mpm} too, without ending the process`, async () => {
     const server = await HostApache.start({
       mpm,
-      config: location('/echo', echoPlugin, 'echo_init') +
-        location('/probe', probePlugin, 'probe_init'),
+      config: location("/echo", echoPlugin, "echo_init") + location("/probe", probePlugin, "probe_init"),
     });
     const pids = [];
     for (let i = 0; i < 10; i++) {
-      const peer = await Peer.open(server, '/probe');
-      peer.text('pid');
+      const peer = await Peer.open(server, "/probe");
+      peer.text("pid");
       pids.push(await peer.nextText());
       await peer.bye();
     }
     assert.ok(new Set(pids).size < 10);
-    const peers = await Promise.all([...Array(8)].map(() => Peer.open(server, '/echo')));
-    await Promise.all(peers.map((peer) => peer.expectEcho(TEXT, 'x'.repeat(100_000))));
+    const peers = await Promise.all([...Array(8)].map(() => Peer.open(server, "/echo")));
+    await Promise.all(peers.map((peer) => peer.expectEcho(TEXT, "x".repeat(100_000))));
     await Promise.all(peers.map((peer) => peer.bye()));
     await server.stop();
   });

@@ -21,7 +21,11 @@ const withInfo = (info, more) => answerText({ response: "upload_audio_file", ...
 const waiting = (info = kNote) => withInfo(info, { status: "WAITING_FOR_DATA" });
 const stored = (info = kNote) => withInfo(info, { status: "OK" });
 const kNothingPending = errorText("upload_audio_file", "internal_error", "no audio upload in progress.");
-const otherUpload = (pending) => ({ status: "ERROR", error_code: "other_data_upload", error_msg: `other data upload in progress: ${pending}` });
+const otherUpload = (pending) => ({
+  status: "ERROR",
+  error_code: "other_data_upload",
+  error_msg: `other data upload in progress: ${pending}`,
+});
 
 // A logger with an audio directory, Apache, and a client whose every frame is looked at.
 class Setup {
@@ -223,7 +227,10 @@ suite("an audio file", {}, (setup) => {
     const span = { start_time: 77, end_time: 78, marker_id: "moved" };
     setup.client.send({ command: "set_audio_file", audio_file: name, ...span });
     await setup.nextAre(okText("set_audio_file"));
-    assert.deepEqual((await setup.list()).find((file) => file.name === name), { name, marker_id: "moved", start_time: 77, end_time: 78 });
+    assert.deepEqual(
+      (await setup.list()).find((file) => file.name === name),
+      { name, marker_id: "moved", start_time: 77, end_time: 78 },
+    );
   });
 
   test("that the logger does not have cannot be set", async () => {
@@ -283,7 +290,9 @@ suite("an audio file", {}, (setup) => {
 
 suite("an upload directory that does not take a file", {}, (setup) => {
   const unableToOpen = (name) =>
-    new RegExp(`^\\{\\n    "response": "upload_audio_file",\\n    "status": "ERROR",\\n    "error_code": "other_data_upload",\\n    "error_msg": "Unable to open file /tmp/${name}"\\n\\}$`);
+    new RegExp(
+      `^\\{\\n    "response": "upload_audio_file",\\n    "status": "ERROR",\\n    "error_code": "other_data_upload",\\n    "error_msg": "Unable to open file /tmp/${name}"\\n\\}$`,
+    );
 
   // Announces and sends; the answer, an error, leaves the upload pending.
   async function fails(data) {
@@ -301,15 +310,19 @@ suite("an upload directory that does not take a file", {}, (setup) => {
     await setup.list();
   }
 
-  test("since nobody may write there is reported, and the upload can be sent again", { skip: !paths.isolated && "no /tmp of its own" }, async () => {
-    chmodSync(kUploads, 0o555);
-    try {
-      await fails(kSound);
-    } finally {
-      chmodSync(kUploads, 0o1777);
-    }
-    await staysPending();
-  });
+  test(
+    "since nobody may write there is reported, and the upload can be sent again",
+    { skip: !paths.isolated && "no /tmp of its own" },
+    async () => {
+      chmodSync(kUploads, 0o555);
+      try {
+        await fails(kSound);
+      } finally {
+        chmodSync(kUploads, 0o1777);
+      }
+      await staysPending();
+    },
+  );
 
   test("since it is full is reported, and the upload can be sent again", { skip: noSmallDisk }, async () => {
     await onSmallDisk(kUploads, 64, async () => {
@@ -353,38 +366,49 @@ suite("a logger that never answers", { requests: { 87: { answers: 0 } } }, (setu
       await setup.nextAre(okText("cancel_data_upload"));
     };
     const info = { ...kNote, file_extension: "link" };
-    await until("two announcements within one second", async () => {
-      for (const name of setup.uploads()) unlinkSync(path.join(kUploads, name));
-      await fileOf(info);
-      const file = path.join(kUploads, await until("the file", () => setup.uploads().find((name) => name.endsWith(".link"))));
-      await cancel();
-      unlinkSync(file);
-      symlinkSync(victim, file);
-      await fileOf(info);
-      // Either it meets the link, and nothing is sent to the logger, or the second has turned.
-      const answered = setup.client.next(300).then((answer) => answer.error_msg, () => null);
-      const met = (await answered) === `Unable to open file ${file}`;
-      await cancel();
-      assert.equal(lstatSync(file).isSymbolicLink(), true);
-      return met;
-    }, 30_000);
+    await until(
+      "two announcements within one second",
+      async () => {
+        for (const name of setup.uploads()) unlinkSync(path.join(kUploads, name));
+        await fileOf(info);
+        const file = path.join(kUploads, await until("the file", () => setup.uploads().find((name) => name.endsWith(".link"))));
+        await cancel();
+        unlinkSync(file);
+        symlinkSync(victim, file);
+        await fileOf(info);
+        // Either it meets the link, and nothing is sent to the logger, or the second has turned.
+        const answered = setup.client.next(300).then(
+          (answer) => answer.error_msg,
+          () => null,
+        );
+        const met = (await answered) === `Unable to open file ${file}`;
+        await cancel();
+        assert.equal(lstatSync(file).isSymbolicLink(), true);
+        return met;
+      },
+      30_000,
+    );
     assert.equal(readFileSync(victim, "utf8"), "untouched");
   });
 
   test("sees the second of two uploads of one second in the place of the first", async () => {
     const info = { ...kNote, file_extension: "twice" };
-    await until("two announcements within one second", async () => {
-      for (const name of setup.uploads()) unlinkSync(path.join(kUploads, name));
-      for (const data of ["a longer first one", "second"]) {
-        setup.announce(info);
-        await setup.nextAre(waiting(info));
-        setup.client.send(Buffer.from(data));
-        setup.client.send({ command: "cancel_data_upload" });
-        await setup.next();
-        await setup.nextAre(okText("cancel_data_upload"));
-      }
-      return setup.uploads().length === 1;
-    }, 30_000);
+    await until(
+      "two announcements within one second",
+      async () => {
+        for (const name of setup.uploads()) unlinkSync(path.join(kUploads, name));
+        for (const data of ["a longer first one", "second"]) {
+          setup.announce(info);
+          await setup.nextAre(waiting(info));
+          setup.client.send(Buffer.from(data));
+          setup.client.send({ command: "cancel_data_upload" });
+          await setup.next();
+          await setup.nextAre(okText("cancel_data_upload"));
+        }
+        return setup.uploads().length === 1;
+      },
+      30_000,
+    );
     assert.equal(readFileSync(path.join(kUploads, setup.uploads()[0]), "utf8"), "second");
   });
 });
@@ -427,24 +451,28 @@ suite("a logger that answers late", { requests: { 87: { delay: "700ms" } } }, (s
   });
 });
 
-suite("a logger that fails", { requests: { 86: { status: 3, error_code: 3, description: "no list" }, 87: { status: 2, error_code: 6 } } }, (setup) => {
-  test("ends the upload with its error, and its list is left out", async () => {
-    setup.network.expectInLog(/^\[ERROR\] KLV::handleMessages\(\) /);
-    setup.announce();
-    await setup.nextAre(waiting());
-    setup.client.send(kSound);
-    await setup.nextAre(
-      withInfo(kNote, { status: "ERROR", krp_status: "ERROR", error_code: "krpbus_error", krp_error_code: "KRPERROR_NO_RESOURCES" }),
-      answerText({
-        response: "get_audio_list",
-        status: "ERROR",
-        krp_status: "KRPSTATUS_NOTAVAILABLE",
-        error_code: "krpbus_error",
-        krp_error_code: "KRPERROR_NOT_ALLOWED",
-        krp_error_description: "no list",
-      }),
-    );
-    setup.client.send(kSound);
-    await setup.nextAre(errorText("upload_audio_file", "no_data_upload", kNoUpload));
-  });
-});
+suite(
+  "a logger that fails",
+  { requests: { 86: { status: 3, error_code: 3, description: "no list" }, 87: { status: 2, error_code: 6 } } },
+  (setup) => {
+    test("ends the upload with its error, and its list is left out", async () => {
+      setup.network.expectInLog(/^\[ERROR\] KLV::handleMessages\(\) /);
+      setup.announce();
+      await setup.nextAre(waiting());
+      setup.client.send(kSound);
+      await setup.nextAre(
+        withInfo(kNote, { status: "ERROR", krp_status: "ERROR", error_code: "krpbus_error", krp_error_code: "KRPERROR_NO_RESOURCES" }),
+        answerText({
+          response: "get_audio_list",
+          status: "ERROR",
+          krp_status: "KRPSTATUS_NOTAVAILABLE",
+          error_code: "krpbus_error",
+          krp_error_code: "KRPERROR_NOT_ALLOWED",
+          krp_error_description: "no list",
+        }),
+      );
+      setup.client.send(kSound);
+      await setup.nextAre(errorText("upload_audio_file", "no_data_upload", kNoUpload));
+    });
+  },
+);

@@ -111,8 +111,15 @@ describe("what the log says of a session", () => {
     await client.close();
     const own = () => network.apache.log.text.slice(before);
     await until("the end of the session", () => own().includes("\nFinished\n"));
-    const lines = own().split("\n").filter((line) => /KLV::(~LvWebsocket|lv_destroy)\(\)/.test(line));
-    const texts = lines.map((line) => line.replace(/^.*?\(\) /, "").replace(/^\d.*: delete/, "<time>: delete").replace(/TIME: [\d.e+-]+/, "TIME: <ms>"));
+    const lines = own()
+      .split("\n")
+      .filter((line) => /KLV::(~LvWebsocket|lv_destroy)\(\)/.test(line));
+    const texts = lines.map((line) =>
+      line
+        .replace(/^.*?\(\) /, "")
+        .replace(/^\d.*: delete/, "<time>: delete")
+        .replace(/TIME: [\d.e+-]+/, "TIME: <ms>"),
+    );
     assert.deepEqual(texts, [
       "destroy LvWebsocket",
       "thread_ping_run->isActive()=1",

@@ -61,11 +61,18 @@ describe("a bus server that goes away during a session", () => {
     await network.bus.start();
     // The loggers, too, need a moment to come back.
     let info;
-    await until("three loggers", async () => {
-      info = await client.ask("get_logger_info", {}, 20_000);
-      return info.status === "OK" && info.configs.length === 3;
-    }, 60_000);
-    assert.deepEqual(info.configs.map(({ mac }) => mac), network.loggers.map(({ mac }) => mac));
+    await until(
+      "three loggers",
+      async () => {
+        info = await client.ask("get_logger_info", {}, 20_000);
+        return info.status === "OK" && info.configs.length === 3;
+      },
+      60_000,
+    );
+    assert.deepEqual(
+      info.configs.map(({ mac }) => mac),
+      network.loggers.map(({ mac }) => mac),
+    );
     assert.equal((await client.ask("get_logger_status")).logger_status.length, 3);
     assert.ok(client.open);
   });

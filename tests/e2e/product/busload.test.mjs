@@ -14,8 +14,7 @@ const [kFront, kRear, kRoof] = kLoggers;
 const kDriveBuses = ["CAN1", "CAN2", "LIN1", "FlexRay1", "Ethernet1", "MOST1", "GPS1"];
 
 const isFigure = (answer) => answer.response === "busload_data";
-const figuresOf = (client, name, logger) =>
-  client.answers.filter((a) => isFigure(a) && a.data.name === name && a.logger_name === logger);
+const figuresOf = (client, name, logger) => client.answers.filter((a) => isFigure(a) && a.data.name === name && a.logger_name === logger);
 
 // The complete catalogue, and how many partial ones came before it.
 async function catalogueOf(client, members = { active: 1 }) {
@@ -40,8 +39,20 @@ before(async () => {
   network = await Network.start({
     loggers: [
       { ...kFront, source: "host", args: [["--rate", 10]] },
-      { ...kRear, args: [["--rate", 10], ["--network-offset", 8]] },
-      { ...kRoof, args: [["--rate", 10], ["--network-offset", 16]] },
+      {
+        ...kRear,
+        args: [
+          ["--rate", 10],
+          ["--network-offset", 8],
+        ],
+      },
+      {
+        ...kRoof,
+        args: [
+          ["--rate", 10],
+          ["--network-offset", 16],
+        ],
+      },
     ],
   });
 });
@@ -57,7 +68,10 @@ describe("bus names", () => {
     assert.equal(catalogue.status, "OK");
     assert.equal(catalogue.partial, 2);
     const rear = catalogue.busnames.filter(({ ksl_offset }) => ksl_offset === 8);
-    assert.deepEqual(rear.map(({ bus_name }) => bus_name), kDriveBuses);
+    assert.deepEqual(
+      rear.map(({ bus_name }) => bus_name),
+      kDriveBuses,
+    );
     assert.deepEqual(rear.slice(0, 2), [
       { bus_id: "BUSID_CAN", channel: 8, ksl_offset: 8, bus_name: "CAN1" },
       { bus_id: "BUSID_CAN", channel: 9, ksl_offset: 8, bus_name: "CAN2" },
@@ -65,7 +79,10 @@ describe("bus names", () => {
     const local = catalogue.busnames.filter(({ ksl_offset }) => ksl_offset === 0);
     assert.ok(local.some(({ bus_name }) => bus_name === "lo"));
     assert.ok(local.every(({ bus_id }) => bus_id === "BUSID_ETHERNET"));
-    assert.deepEqual(local.map(({ channel }) => channel), local.map((_, i) => i + 1));
+    assert.deepEqual(
+      local.map(({ channel }) => channel),
+      local.map((_, i) => i + 1),
+    );
 
     client.send({ command: "get_bus_names", active: 1 });
     assert.equal(await client.rawAnswer('{"command":"ping"}'), okText("ping"));
@@ -118,7 +135,9 @@ describe("bus loads", () => {
     client.send({ command: "busload_stop" });
     assert.equal(client.textOf(await client.answerTo("busload_stop")), okText("busload_stop"));
     // A figure that was on its way may still come after it.
-    const unknown = loads().slice(before).filter(({ data }) => data.value === -4);
+    const unknown = loads()
+      .slice(before)
+      .filter(({ data }) => data.value === -4);
     assert.deepEqual(new Set(unknown.map(busOf)), buses);
 
     client.send({ command: "busload_start" });
@@ -169,7 +188,11 @@ describe("bus loads", () => {
     const states = () => client.answers.filter((a) => isFigure(a) && a.data.gps_status !== undefined);
     const of = (channel) => states().filter(({ data }) => data.channel === channel);
     // The two receivers differ by their loggers' offsets.
-    await until("a fix of both receivers", () => [8, 16].every((channel) => of(channel).some(({ data }) => data.gps_status === "A")), 20_000);
+    await until(
+      "a fix of both receivers",
+      () => [8, 16].every((channel) => of(channel).some(({ data }) => data.gps_status === "A")),
+      20_000,
+    );
     // Ten states a second come from each logger.
     await figuresCome(client, "CAN1", kRear.name, figuresOf(client, "CAN1", kRear.name).length + 10);
     for (const { data } of states()) {
@@ -217,7 +240,8 @@ describe("bus loads", () => {
     const count = client.answers.length;
     await network.loggers[0].tell("8-loggerOff");
     await until("everything is unknown", () =>
-      client.answers.slice(count).some((a) => isFigure(a) && a.data.name === "CAN1" && a.data.value === -4));
+      client.answers.slice(count).some((a) => isFigure(a) && a.data.name === "CAN1" && a.data.value === -4),
+    );
     assert.equal((await client.ask("ping")).status, "OK");
     client.terminate();
   });
@@ -227,7 +251,10 @@ describe("a recording", () => {
   test("may hold loads of buses", async () => {
     const dir = mkdtempSync(path.join(os.tmpdir(), "live-view-loads-"));
     const file = path.join(dir, "lap.csv");
-    writeFileSync(file, "time,Speed [km/h],BUSID_CAN 1 Powertrain [UNIT_PERCENT],BUSID_FLEXRAY 2 Chassis [UNIT_KBYTES_SEC]\n0,1,31,\n0.3,2,34,700\n");
+    writeFileSync(
+      file,
+      "time,Speed [km/h],BUSID_CAN 1 Powertrain [UNIT_PERCENT],BUSID_FLEXRAY 2 Chassis [UNIT_KBYTES_SEC]\n0,1,31,\n0.3,2,34,700\n",
+    );
     let recorded;
     try {
       recorded = await Network.start({ loggers: [{ ...kFront, source: file, args: [["--rate", 20]] }] });
@@ -243,7 +270,10 @@ describe("a recording", () => {
       const [first, ...powertrain] = loads("Powertrain");
       assert.equal(first, "-4 UNIT_NONE");
       assert.deepEqual(new Set(powertrain), new Set(["31 UNIT_PERCENT", "34 UNIT_PERCENT"]));
-      assert.ok(powertrain.every((load, i) => load !== powertrain[i - 1]), `${powertrain}`);
+      assert.ok(
+        powertrain.every((load, i) => load !== powertrain[i - 1]),
+        `${powertrain}`,
+      );
       assert.deepEqual(loads("Chassis"), ["-4 UNIT_NONE", "700 UNIT_KBYTES_SEC"]);
     } finally {
       await recorded?.stop();

@@ -2,7 +2,18 @@
 import assert from "node:assert/strict";
 import { execFileSync, spawn } from "node:child_process";
 import dgram from "node:dgram";
-import { closeSync, constants, existsSync, mkdirSync, mkdtempSync, openSync, readFileSync, rmSync, writeFileSync, writeSync } from "node:fs";
+import {
+  closeSync,
+  constants,
+  existsSync,
+  mkdirSync,
+  mkdtempSync,
+  openSync,
+  readFileSync,
+  rmSync,
+  writeFileSync,
+  writeSync,
+} from "node:fs";
 import os from "node:os";
 import path from "node:path";
 import { after, before, describe, test } from "node:test";
@@ -91,7 +102,11 @@ function* bytesFrom(seed) {
   }
 }
 
-const hex = (bytes) => [...bytes].map((byte) => byte.toString(16).padStart(2, "0")).join("").toUpperCase();
+const hex = (bytes) =>
+  [...bytes]
+    .map((byte) => byte.toString(16).padStart(2, "0"))
+    .join("")
+    .toUpperCase();
 
 const kRounds = 8;
 const kStep = 0.25;
@@ -158,9 +173,16 @@ describe("a recording of frames", () => {
     const client = await connect(network);
     for (const [name] of kSignals) assert.equal((await start(client, name)).status, "OK");
     for (const [name] of kSignals) {
-      await until(() => `${kRounds} values of ${name}`, () => values(client, name).length >= kRounds + 2, 60_000);
+      await until(
+        () => `${kRounds} values of ${name}`,
+        () => values(client, name).length >= kRounds + 2,
+        60_000,
+      );
       for (const { value } of values(client, name))
-        assert.ok(record.values.get(name).some((one) => close(one, value)), `${name}: ${value} is none of ${record.values.get(name)}`);
+        assert.ok(
+          record.values.get(name).some((one) => close(one, value)),
+          `${name}: ${value} is none of ${record.values.get(name)}`,
+        );
       const different = new Set(values(client, name).map(({ value }) => value));
       assert.ok(different.size >= kRounds / 2, `${name}: ${[...different]}`);
     }
@@ -173,7 +195,8 @@ describe("a recording of frames", () => {
     const came = (name) => new Set(values(client, name).map(({ value }) => value));
     const within = (name, all) => [...came(name)].every((value) => all.includes(value));
     assert.ok(within("Mux.Root", [1, 2]) && within("Mux.One", [4, 8, 7]) && within("Mux.Two", [5]) && within("Mux.Deep", [7, 255]));
-    for (const { value, value_description: text } of values(client, "Mux.Root")) assert.equal(text, value === 1 ? 'first; "one"' : "second");
+    for (const { value, value_description: text } of values(client, "Mux.Root"))
+      assert.equal(text, value === 1 ? 'first; "one"' : "second");
   });
 });
 
@@ -182,7 +205,9 @@ describe("the drive that comes with the project", () => {
     const file = (name) => path.join(sourceDir, "packaging/demo", name);
     const other = new Dbc().load(readFileSync(file("drive.dbc"), "utf8"));
     const keys = [...other.messages.values()].flatMap(({ name, signals }) => [...signals.keys()].map((signal) => `${name}.${signal}`));
-    const network = await Network.start({ loggers: [{ ...kFront, source: `can:${file("drive.log")}`, args: [["--dbc", file("drive.dbc")]] }] });
+    const network = await Network.start({
+      loggers: [{ ...kFront, source: `can:${file("drive.log")}`, args: [["--dbc", file("drive.dbc")]] }],
+    });
     try {
       const client = await connect(network);
       assert.deepEqual(client.catalogue, keys.sort());
@@ -219,7 +244,18 @@ describe("a condition", () => {
   test("sets markers with ids of their own", async () => {
     const log = write("trigger.log", "(1.0) can0 0A0#00\n(1.2) can0 0A0#64\n(1.4) can0 0A0#00\n(1.5) can0 0A0#64\n(2.7) can0 0A0#00\n");
     const dbc = write("trigger.dbc", 'BO_ 160 A: 1 X\n SG_ s : 0|8@1+ (1,0) [0|0] "" X\n');
-    const network = await Network.start({ loggers: [{ ...kFront, source: `can:${log}`, args: [["--dbc", dbc], ["--trigger", "A.s > 80"]] }] });
+    const network = await Network.start({
+      loggers: [
+        {
+          ...kFront,
+          source: `can:${log}`,
+          args: [
+            ["--dbc", dbc],
+            ["--trigger", "A.s > 80"],
+          ],
+        },
+      ],
+    });
     try {
       const client = await network.connectReady();
       const markers = async () => {
@@ -300,7 +336,12 @@ describe("a GPS receiver", { skip: gpsd === undefined && "gpsd is not installed"
     const receiver = { port: await freePort(), address: "127.0.0.2" };
     const run = path.join(dir, "gpsd");
     mkdirSync(run);
-    const network = await Network.start({ loggers: [{ ...kFront, source: "drive", args: [["--gps", `127.0.0.1:${port}`]] }, { ...kRear, source: "drive" }] });
+    const network = await Network.start({
+      loggers: [
+        { ...kFront, source: "drive", args: [["--gps", `127.0.0.1:${port}`]] },
+        { ...kRear, source: "drive" },
+      ],
+    });
     network.expectOfLoggers(/gpsd at .*; trying again/);
     const socket = dgram.createSocket("udp4");
     const startGpsd = () =>
@@ -322,11 +363,14 @@ describe("a GPS receiver", { skip: gpsd === undefined && "gpsd is not installed"
       await until("speed and course", () => values(client, "GPS.Speed").length > 0 && values(client, "GPS.Course").length > 0, 60_000);
       assert.ok(Math.abs(values(client, "GPS.Speed").at(-1).value - 18.52) < 0.02);
       client.send({ command: "busload_start" });
-      const gps = () => client.answers.filter((answer) => answer.response === "busload_data" && answer.data.gps_status !== undefined).map(({ data }) => data.gps_status);
+      const gps = () =>
+        client.answers
+          .filter((answer) => answer.response === "busload_data" && answer.data.gps_status !== undefined)
+          .map(({ data }) => data.gps_status);
       await until("a fix", () => gps().includes("A"), 60_000);
       daemon.kill();
       await until("no fix", () => gps().at(-1) === "V", 60_000);
-      await new Promise((resolve) => (daemon.exitCode ?? daemon.signalCode) === null ? daemon.once("exit", resolve) : resolve());
+      await new Promise((resolve) => ((daemon.exitCode ?? daemon.signalCode) === null ? daemon.once("exit", resolve) : resolve()));
       daemon = startGpsd();
       await until("a fix again", () => gps().at(-1) === "A", 60_000);
     } finally {

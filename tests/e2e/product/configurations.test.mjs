@@ -90,7 +90,7 @@ describe("configurations", kNeedsDirectory, () => {
   });
 
   test("may be 5 MB", async () => {
-    const text = "0123456789abcdef\\\"ä€😀/".repeat(200_000).slice(0, 5_000_000);
+    const text = '0123456789abcdef\\"ä€😀/'.repeat(200_000).slice(0, 5_000_000);
     assert.equal(await save("large", text), saved("large"));
     assert.equal(onDisk("large"), text);
     assert.equal(JSON.parse(await load("large")).config === text, true);
@@ -134,7 +134,9 @@ describe("configurations", kNeedsDirectory, () => {
     const other = await network.connectReady();
     const texts = [..."ab"].map((letter, index) => letter.repeat(1_000_000 * (index + 1)));
     const repliesTo = (browser, config) =>
-      Promise.all(Array.from({ length: 10 }, async () => browser.textOf(await browser.ask("save_config", { name: "both", config }, 60_000))));
+      Promise.all(
+        Array.from({ length: 10 }, async () => browser.textOf(await browser.ask("save_config", { name: "both", config }, 60_000))),
+      );
     const replies = await Promise.all([repliesTo(client, texts[0]), repliesTo(other, texts[1])]);
     assert.deepEqual(new Set(replies.flat()), new Set([saved("both")]));
     assert.ok(texts.includes(onDisk("both")));
@@ -192,10 +194,7 @@ describe("configurations", kNeedsDirectory, () => {
   });
 
   test("need them as strings", async () => {
-    network.expectInLog(
-      /^\[ERROR\] KLV::(parseString|createAndSendJSON_parsingError)\(\) /,
-      /^\}: no entry for (name|config)$/,
-    );
+    network.expectInLog(/^\[ERROR\] KLV::(parseString|createAndSendJSON_parsingError)\(\) /, /^\}: no entry for (name|config)$/);
     for (const [command, members, wrong] of [
       ["save_config", { name: "a" }, "no entry for 'config'."],
       ["save_config", { config: "x" }, "no entry for 'name'."],

@@ -62,16 +62,8 @@ describe("a frame that cannot be read", () => {
       '{"command":"\\ud800x"}',
       'The surrogate pair in string is invalid. At Position: 12. ({"command":"\\ud800x"})',
     ],
-    [
-      "an unknown escape",
-      '{"command":"\\x"}',
-      'Invalid escape character in string. At Position: 12. ({"command":"\\x"})',
-    ],
-    [
-      "a string without an end",
-      '{"command":"ping',
-      'Missing a closing quotation mark in string. At Position: 16. ({"command":"ping)',
-    ],
+    ["an unknown escape", '{"command":"\\x"}', 'Invalid escape character in string. At Position: 12. ({"command":"\\x"})'],
+    ["a string without an end", '{"command":"ping', 'Missing a closing quotation mark in string. At Position: 16. ({"command":"ping)'],
     [
       "a control character in a string",
       '{"command":"a\u0001"}',
@@ -85,11 +77,7 @@ describe("a frame that cannot be read", () => {
       '{"command":"pi\0ng"}',
       'Missing a closing quotation mark in string. At Position: 14. ({"command":"pi\0ng"})',
     ],
-    [
-      "an array",
-      '["command"]',
-      'failed to parse webapp buffer, no object available. (["command"])',
-    ],
+    ["an array", '["command"]', 'failed to parse webapp buffer, no object available. (["command"])'],
     ["a string", '"ping"', 'failed to parse webapp buffer, no object available. ("ping")'],
     ["null", "null", "failed to parse webapp buffer, no object available. (null)"],
   ];
@@ -150,10 +138,7 @@ describe("a frame without a proper command", () => {
   test("a missing command is answered with the request", async () => {
     const client = await network.connect();
     const request = { Command: "ping", x: [1, { y: null }] };
-    assert.equal(
-      await client.rawAnswer(JSON.stringify(request)),
-      undefined_(`no command name found. (${requestText(request)})`),
-    );
+    assert.equal(await client.rawAnswer(JSON.stringify(request)), undefined_(`no command name found. (${requestText(request)})`));
   });
 
   test("an empty object with a blank in it has no command", async () => {
@@ -178,11 +163,7 @@ describe("a frame without a proper command", () => {
     client.send(Buffer.from([1, 2, 3]));
     assert.equal(
       client.textOf(await client.next()),
-      errorText(
-        "upload_audio_file",
-        "no_data_upload",
-        'no audioFileInfo available, send command "upload_audio_file" first',
-      ),
+      errorText("upload_audio_file", "no_data_upload", 'no audioFileInfo available, send command "upload_audio_file" first'),
     );
   });
 });

@@ -34,14 +34,17 @@ describe("an installation of packages", { skip: kCannotRun }, () => {
     archive = net.createServer((socket) => (givenUp ? socket.destroy() : connections.push(socket.on("error", () => {}))));
     await new Promise((resolve) => archive.listen(0, "127.0.0.1", resolve));
     writeFileSync(path.join(home, "sources.list"), "deb http://packages.invalid/debian bookworm main\n");
-    writeFileSync(path.join(home, "apt.conf"), `
+    writeFileSync(
+      path.join(home, "apt.conf"),
+      `
 Dir::Etc::sourcelist "${home}/sources.list";
 Dir::Etc::sourceparts "-";
 Dir::State::lists "${home}/lists";
 Dir::Cache "${home}/cache";
 Acquire::http::Proxy "http://127.0.0.1:${archive.address().port}";
 Acquire::Retries "0";
-`);
+`,
+    );
   });
 
   after(() => archive?.close());
@@ -66,7 +69,10 @@ Acquire::Retries "0";
       trap 'stop_child; exit 130' INT TERM HUP
       install_packages live-view-test-no-such-package`;
     part = new Part("the installation", "bash", ["-c", script], { env: { APT_CONFIG: path.join(home, "apt.conf") } });
-    await until(() => `the archive is asked; it wrote:\n${part.output}`, () => connections.length > 0);
+    await until(
+      () => `the archive is asked; it wrote:\n${part.output}`,
+      () => connections.length > 0,
+    );
   }
 
   test("lets no service start while it lasts, and leaves nothing when it fails", async () => {

@@ -68,7 +68,10 @@ describe("the remote-control monitor", () => {
     for (const value of shown) assert.match(value.name, /^CAN1\./);
     const speed = shown.find(({ name }) => name === "CAN1.Vehicle.Speed");
     assert.match(speed.value, /^\d+\.\d\d$/);
-    assert.equal(client.textOf(speed), answerText({ response: "signal_message", name: "CAN1.Vehicle.Speed", value: speed.value, unit: "km/h" }));
+    assert.equal(
+      client.textOf(speed),
+      answerText({ response: "signal_message", name: "CAN1.Vehicle.Speed", value: speed.value, unit: "km/h" }),
+    );
   });
 
   test("shows the screen that is selected, and nothing on one without a monitor", async () => {

@@ -14,7 +14,11 @@ const kHostile = '<img src=x onerror="document.title=1">';
 let network, browser, page, problems;
 
 before(async () => {
-  const loggers = [{ ...kLoggers[0], timeOffset: 0 }, { ...kLoggers[1], timeOffset: -3_600_000_000 }, { ...kLoggers[2], timeOffset: 0, name: kHostile }];
+  const loggers = [
+    { ...kLoggers[0], timeOffset: 0 },
+    { ...kLoggers[1], timeOffset: -3_600_000_000 },
+    { ...kLoggers[2], timeOffset: 0, name: kHostile },
+  ];
   network = await Network.start({ loggers });
   network.expectInLog(/./); // what the page sends is looked at here, not in the log
   browser = await launchBrowser();
@@ -63,7 +67,10 @@ describe("the page", () => {
       return shown.includes("255") && shown.includes("Winter test");
     });
     const macs = await byId(view, "logger").evaluateAll((all) => all.map((one) => one.dataset.mac));
-    assert.deepEqual(macs.sort(), network.loggers.map(({ mac }) => mac));
+    assert.deepEqual(
+      macs.sort(),
+      network.loggers.map(({ mac }) => mac),
+    );
     const hostile = view.locator('[data-mac="02:00:00:00:00:03"] .logger-name');
     assert.equal(await hostile.textContent(), kHostile);
     assert.equal(await page.title(), "Live View");
@@ -127,7 +134,11 @@ describe("the page", () => {
     const plot = byId(page, "plot").first();
     await isDrawing(page, plot);
     await byId(page, "pause").click();
-    const picture = () => plot.locator("canvas").first().evaluate((canvas) => canvas.toDataURL());
+    const picture = () =>
+      plot
+        .locator("canvas")
+        .first()
+        .evaluate((canvas) => canvas.toDataURL());
     await until("the curves stand still", async () => {
       const before = await picture();
       await page.evaluate(() => new Promise((resolve) => setTimeout(resolve, 400)));

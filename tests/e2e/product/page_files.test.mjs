@@ -63,14 +63,20 @@ describe("set-ups on the page", { skip: !paths.isolated && "no /var/opt of its o
     assert.deepEqual(await texts(other.locator("[data-testid=legend-entry] .legend-name")), saved);
     await context.close();
 
-    await byId(view, "setup-row").getByRole("button", { name: /^Delete/ }).first().click();
+    await byId(view, "setup-row")
+      .getByRole("button", { name: /^Delete/ })
+      .first()
+      .click();
     await byId(view, "setup-row").locator(".setup-sure").getByRole("button").first().click();
     await byId(view, "setup-row").first().waitFor({ state: "detached" });
     assert.deepEqual(storedConfigurations(), ["drive"]);
   });
 
   test("that somebody has spoilt are refused, and the page stays as it is", async () => {
-    writeFileSync(configurationFile("liveview-spoilt"), '{"format": "live-view-setup", "version": 1, "name": "x", "panels": [{"kind": "cake"}]}');
+    writeFileSync(
+      configurationFile("liveview-spoilt"),
+      '{"format": "live-view-setup", "version": 1, "name": "x", "panels": [{"kind": "cake"}]}',
+    );
     await page.reload();
     await state(page, "live");
     const view = await openView(page, "setups");
@@ -86,7 +92,16 @@ describe("audio files on the page", () => {
     const wav = Buffer.alloc(44 + 8_000);
     wav.write("RIFF\0\0\0\0WAVEfmt ", "latin1");
     wav.writeUInt32LE(36 + 8_000, 4);
-    for (const [at, value, bytes] of [[16, 16, 4], [20, 1, 2], [22, 1, 2], [24, 8_000, 4], [28, 8_000, 4], [32, 1, 2], [34, 8, 2]]) wav.writeUIntLE(value, at, bytes);
+    for (const [at, value, bytes] of [
+      [16, 16, 4],
+      [20, 1, 2],
+      [22, 1, 2],
+      [24, 8_000, 4],
+      [28, 8_000, 4],
+      [32, 1, 2],
+      [34, 8, 2],
+    ])
+      wav.writeUIntLE(value, at, bytes);
     wav.write("data", 36, "latin1");
     wav.writeUInt32LE(8_000, 40);
     return wav.fill(128, 44);
@@ -101,11 +116,17 @@ describe("audio files on the page", () => {
     writeFileSync(file, soundFile());
     await byId(view, "audio-file").setInputFiles(file);
     await byId(view, "audio-preview").waitFor();
-    assert.equal(await byId(view, "audio-preview").evaluate((audio) => new Promise((resolve) => {
-      if (audio.readyState > 0) return resolve(audio.duration);
-      audio.onloadedmetadata = () => resolve(audio.duration);
-      audio.onerror = () => resolve(audio.error.message);
-    })), 1);
+    assert.equal(
+      await byId(view, "audio-preview").evaluate(
+        (audio) =>
+          new Promise((resolve) => {
+            if (audio.readyState > 0) return resolve(audio.duration);
+            audio.onloadedmetadata = () => resolve(audio.duration);
+            audio.onerror = () => resolve(audio.error.message);
+          }),
+      ),
+      1,
+    );
     await byId(view, "audio-marker").selectOption(marker);
     await byId(view, "audio-send").click();
     await byId(view, "upload").filter({ hasText: "note" }).waitFor();

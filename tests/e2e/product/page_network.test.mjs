@@ -46,7 +46,10 @@ describe("a logger that is silent about its signals", () => {
     client.terminate();
     assert.equal(offered.status, "PROGRESS");
     const known = offered.Streams.map(({ signal_key: [name, mac] }) => ({ name, mac, logger: "Front" }));
-    const wanted = [...known, ...Array.from({ length: 200 - known.length }, (_, index) => ({ name: `Absent ${index}`, mac: kRear.mac, logger: kRear.name }))];
+    const wanted = [
+      ...known,
+      ...Array.from({ length: 200 - known.length }, (_, index) => ({ name: `Absent ${index}`, mac: kRear.mac, logger: kRear.name })),
+    ];
 
     const page = await openWith(wanted);
     await state(page, "live");
@@ -115,7 +118,13 @@ describe("a browser whose clock is a day ahead", () => {
     let shown = "";
     await until("the network's time", async () => /\d:\d\d:\d\d/.test((shown = await byId(page, "network-time").textContent())));
     const [hours, minutes, seconds] = /(\d+):(\d\d):(\d\d)/.exec(shown).slice(1).map(Number);
-    const berlin = new Intl.DateTimeFormat("en-GB", { timeZone: "Europe/Berlin", hour: "2-digit", minute: "2-digit", second: "2-digit", hourCycle: "h23" });
+    const berlin = new Intl.DateTimeFormat("en-GB", {
+      timeZone: "Europe/Berlin",
+      hour: "2-digit",
+      minute: "2-digit",
+      second: "2-digit",
+      hourCycle: "h23",
+    });
     const [trueHours, trueMinutes, trueSeconds] = berlin.format(new Date()).split(":").map(Number);
     const apart = Math.abs(3600 * (hours - trueHours) + 60 * (minutes - trueMinutes) + seconds - trueSeconds);
     assert.ok(apart < 20 || apart > 86_380, `the page shows ${shown}`);

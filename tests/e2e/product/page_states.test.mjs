@@ -9,7 +9,22 @@ import { serveFolder } from "../../kit/js/file_server.mjs";
 import * as paths from "../../kit/js/paths.mjs";
 import { looksAsKept } from "../../kit/js/pictures.mjs";
 
-const kViews = ["header", "signals", "chart", "lanes", "xy", "numbers", "table", "loads", "network", "triggers", "audio", "monitor", "setups", "protocol"];
+const kViews = [
+  "header",
+  "signals",
+  "chart",
+  "lanes",
+  "xy",
+  "numbers",
+  "table",
+  "loads",
+  "network",
+  "triggers",
+  "audio",
+  "monitor",
+  "setups",
+  "protocol",
+];
 const kThemes = ["dark", "light"];
 const axeSource = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
 
@@ -57,7 +72,13 @@ async function barriers(page) {
   const { violations } = await page.evaluate(() => window.axe.run(document, { resultTypes: ["violations"] }));
   return violations
     .filter(({ impact }) => impact === "serious" || impact === "critical")
-    .map(({ id, impact, nodes }) => `${id} (${impact}): ${nodes.slice(0, 3).map(({ html }) => html.slice(0, 200)).join("\n    ")}`);
+    .map(
+      ({ id, impact, nodes }) =>
+        `${id} (${impact}): ${nodes
+          .slice(0, 3)
+          .map(({ html }) => html.slice(0, 200))
+          .join("\n    ")}`,
+    );
 }
 
 describe("the states of", () => {
@@ -82,7 +103,9 @@ describe("the views", () => {
       const problems = [];
       const page = await openStates(view, "light", problems, "de");
       const wide = await page.evaluate(() =>
-        [...document.querySelectorAll(".gallery-box")].filter((box) => box.scrollWidth > box.clientWidth + 1).map((box) => box.closest("[data-testid]").dataset.testid),
+        [...document.querySelectorAll(".gallery-box")]
+          .filter((box) => box.scrollWidth > box.clientWidth + 1)
+          .map((box) => box.closest("[data-testid]").dataset.testid),
       );
       cut.push(...wide);
       assert.deepEqual(problems, []);

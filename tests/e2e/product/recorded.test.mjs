@@ -54,8 +54,10 @@ async function play() {
     client.send(send);
     let answer = await client.next();
     while (until && !(answer.response === until && answer.status === "OK")) answer = await client.next();
-    played.push({ send: send.length > 200 ? `${send.slice(0, 40)} (${send.length} characters)` : send,
-      answer: shortened(client.textOf(answer)) });
+    played.push({
+      send: send.length > 200 ? `${send.slice(0, 40)} (${send.length} characters)` : send,
+      answer: shortened(client.textOf(answer)),
+    });
   }
   return played;
 }

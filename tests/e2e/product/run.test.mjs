@@ -116,7 +116,11 @@ describe("./run", () => {
     const names = catalogue.Streams.map(({ signal_key: [name] }) => name);
     for (const line of readFileSync(demo("drive.dbc"), "latin1").split("\n")) {
       const [, signal] = /^ SG_ (\w+) /.exec(line) ?? [];
-      if (signal) assert.ok(names.some((name) => name.endsWith(`.${signal}`)), `no signal ${signal} among ${names.join(", ")}`);
+      if (signal)
+        assert.ok(
+          names.some((name) => name.endsWith(`.${signal}`)),
+          `no signal ${signal} among ${names.join(", ")}`,
+        );
     }
     await client.close();
     part.signal("SIGINT");

@@ -46,7 +46,10 @@ describe("a slow logger", kSideBySide, () => {
       const client = await network.connect();
       const info = await client.ask("get_logger_info");
       assert.equal(info.status, "PROGRESS");
-      assert.deepEqual(macs(info), kLoggers.map(({ mac }) => mac));
+      assert.deepEqual(
+        macs(info),
+        kLoggers.map(({ mac }) => mac),
+      );
       assert.equal(info.configs[2].timezone, "");
       assert.equal(await waitsForInfo(client), true);
       await until("the info is complete", async () => !(await waitsForInfo(client)));
@@ -61,7 +64,10 @@ describe("a slow logger", kSideBySide, () => {
       const started = Date.now();
       const answer = await client.ask("get_logger_status");
       assert.ok(Date.now() - started >= 950);
-      assert.deepEqual(answer.logger_status.map(({ mac }) => mac), kLoggers.map(({ mac }) => mac));
+      assert.deepEqual(
+        answer.logger_status.map(({ mac }) => mac),
+        kLoggers.map(({ mac }) => mac),
+      );
     });
   });
 
@@ -110,7 +116,11 @@ describe("a silent logger", kSideBySide, () => {
 
 describe("a logger that answers twice", kSideBySide, () => {
   test("counts once", async () => {
-    const loggers = [kFront, { ...kRear, scenario: { requests: { 23: { answers: 2 } } } }, { ...kRoof, scenario: { requests: { 23: { answers: 0 } } } }];
+    const loggers = [
+      kFront,
+      { ...kRear, scenario: { requests: { 23: { answers: 2 } } } },
+      { ...kRoof, scenario: { requests: { 23: { answers: 0 } } } },
+    ];
     await withNetwork({ loggers }, async (network) => {
       const client = await network.connectReady();
       client.send({ command: "get_logger_status" });
@@ -121,7 +131,10 @@ describe("a logger that answers twice", kSideBySide, () => {
   test("stands once in the info", async () => {
     await withScenario({ requests: { "*": { answers: 3 } } }, async (network) => {
       const client = await network.connectReady();
-      assert.deepEqual(macs(client.info), kLoggers.map(({ mac }) => mac));
+      assert.deepEqual(
+        macs(client.info),
+        kLoggers.map(({ mac }) => mac),
+      );
     });
   });
 });
@@ -132,7 +145,7 @@ describe("a logger that fails", kSideBySide, () => {
     [3, "KRPSTATUS_NOTAVAILABLE"],
   ]) {
     test(`with bus status ${status} is reported by itself, and no states come`, async () => {
-      const failure = { status, error_code: 6, description: "no \"disk\" \u00fc" };
+      const failure = { status, error_code: 6, description: 'no "disk" \u00fc' };
       await withScenario({ requests: { 23: failure } }, async (network) => {
         network.expectInLog(/^\[ERROR\] KLV::(addKrpStatus|addKrpErrorCode|handleMessages)\(\) /);
         const client = await network.connectReady();
@@ -244,7 +257,10 @@ describe("a network that changes", kSideBySide, () => {
       assert.equal(client.info.configs.length, 2);
       await network.addLogger(kRoof);
       assert.equal((await client.closed()).code, 1001);
-      assert.deepEqual(macs((await network.connectReady()).info), kLoggers.map(({ mac }) => mac));
+      assert.deepEqual(
+        macs((await network.connectReady()).info),
+        kLoggers.map(({ mac }) => mac),
+      );
     });
   });
 

@@ -25,7 +25,10 @@ for (const [name, signal] of [
         const count = (text) => network.apache.log.text.split(text).length - 1;
         const opened = count("krwebsocket opened!!!\n");
         for (const text of ["krwebsocket_on_disconnect\n", "\nFinished\n"]) {
-          await until(() => `${opened} times "${text.trim()}", not ${count(text)}`, () => count(text) === opened);
+          await until(
+            () => `${opened} times "${text.trim()}", not ${count(text)}`,
+            () => count(text) === opened,
+          );
         }
       } finally {
         await network.stop();

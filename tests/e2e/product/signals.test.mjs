@@ -34,7 +34,7 @@ let network;
 before(async () => {
   dir = mkdtempSync(path.join(os.tmpdir(), "live-view-recordings-"));
   const front = recording(dir, "front.csv", ["Speed [km/h]", "Text", "Odd [1/min]"], [kNumbers, kTexts, kOdd]);
-  const rear = recording(dir, "rear.csv", ['Speed [m/s]', 'Name "with"\nbreak [\u00b0C]'], [kNumbers, kNumbers]);
+  const rear = recording(dir, "rear.csv", ["Speed [m/s]", 'Name "with"\nbreak [\u00b0C]'], [kNumbers, kNumbers]);
   network = await Network.start({
     loggers: [
       { ...kFront, source: front },
@@ -76,7 +76,10 @@ const values = (client, key) =>
   client.answers.filter((answer) => answer.response === "generic_sig_value" && answer.status === "OK" && sameKey(key)(answer));
 
 async function waitForValues(client, key, count) {
-  await until(() => `${count} values of ${key}`, () => values(client, key).length >= count);
+  await until(
+    () => `${count} values of ${key}`,
+    () => values(client, key).length >= count,
+  );
   return values(client, key).slice(0, count);
 }
 
@@ -117,19 +120,31 @@ describe("the catalogue", () => {
     client.send({ command: "get_signal_names" });
     const answers = [];
     while (answers.at(-1)?.status !== "OK") answers.push(await client.answerTo("get_signal_names"));
-    assert.deepEqual(answers.map(({ status }) => status), ["PROGRESS", "PROGRESS", "OK"]);
+    assert.deepEqual(
+      answers.map(({ status }) => status),
+      ["PROGRESS", "PROGRESS", "OK"],
+    );
   });
 });
 
 describe("values", () => {
   test("come value for value, in order, as numbers and as texts", async () => {
     const client = await connectWithSignals();
-    assert.equal(client.textOf(await start(client, speed)), answerText({ response: "generic_start_sig", signal_key: speed, interval: -1, status: "OK" }));
+    assert.equal(
+      client.textOf(await start(client, speed)),
+      answerText({ response: "generic_start_sig", signal_key: speed, interval: -1, status: "OK" }),
+    );
     assert.equal((await start(client, ["Text", kFront.mac])).status, "OK");
-    for (const [key, column] of [[speed, kNumbers.map(Number)], [["Text", kFront.mac], kTexts]]) {
+    for (const [key, column] of [
+      [speed, kNumbers.map(Number)],
+      [["Text", kFront.mac], kTexts],
+    ]) {
       const came = (await waitForValues(client, key, 2 * kRows)).map(({ value }) => value);
       const offset = column.indexOf(came[0]);
-      assert.deepEqual(came, Array.from(came, (_, i) => column[(offset + i) % kRows]));
+      assert.deepEqual(
+        came,
+        Array.from(came, (_, i) => column[(offset + i) % kRows]),
+      );
     }
   });
 
@@ -164,7 +179,9 @@ describe("values", () => {
     const before = values(client, ten[1]).length;
     await waitForValues(client, ten[1], before + 50);
     assert.equal(values(client, stopped).length, countThen);
-    const times = values(client, ten[1]).slice(before).map(({ timestamp }) => timestamp);
+    const times = values(client, ten[1])
+      .slice(before)
+      .map(({ timestamp }) => timestamp);
     const seconds = (times.at(-1) - times[0]) / 1e6;
     assert.ok(seconds > 0.8, `50 values took ${seconds} s`);
     for (const key of ten.slice(1)) assert.ok(values(client, key).length > 0, `${key}`);
@@ -205,7 +222,10 @@ describe("a browser that reads nothing", () => {
       }
       const came = values(well, speed).map(({ value }) => value);
       const offset = kNumbers.map(Number).indexOf(came[0]);
-      assert.deepEqual(came, Array.from(came, (_, i) => Number(kNumbers[(offset + i) % kRows])));
+      assert.deepEqual(
+        came,
+        Array.from(came, (_, i) => Number(kNumbers[(offset + i) % kRows])),
+      );
       slow.expectInLog(/./); // of the one that hangs
     } finally {
       await slow.stop();
@@ -222,10 +242,16 @@ describe("what goes wrong", () => {
     const unknown = ["Unknown", kFront.mac];
     const raw = (command, key) => client.rawAnswer(JSON.stringify({ command, signal_key: key, interval: 1 }));
     assert.equal(await raw("generic_start_sig", unknown), generic("generic_start_sig", unknown, "ERROR", "illegal_key"));
-    assert.equal(await raw("generic_start_sig", ["Speed", kFront.mac.replaceAll("0", "a")]), generic("generic_start_sig", ["Speed", kFront.mac.replaceAll("0", "a")], "ERROR", "illegal_key"));
+    assert.equal(
+      await raw("generic_start_sig", ["Speed", kFront.mac.replaceAll("0", "a")]),
+      generic("generic_start_sig", ["Speed", kFront.mac.replaceAll("0", "a")], "ERROR", "illegal_key"),
+    );
     assert.equal(await raw("generic_stop_sig", "Speed"), generic("generic_stop_sig", speed, "ERROR", "not_running"));
     assert.equal(await raw("generic_odd", ["Speed", ""]), errorText("generic_odd", "invalid_command"));
-    assert.equal(await client.rawAnswer('{"command":"generic_odd"}'), errorText("generic_odd", "invalid_command", "no entry for signal_key"));
+    assert.equal(
+      await client.rawAnswer('{"command":"generic_odd"}'),
+      errorText("generic_odd", "invalid_command", "no entry for signal_key"),
+    );
     network.expectInLog(/does not exist$/, /signal is not configured or not active$/, /parsing error: no entry for signal_key$/);
   });
 
@@ -246,7 +272,10 @@ describe("what goes wrong", () => {
 describe("a logger that is busy for ever", () => {
   test("keeps the catalogue incomplete and does not stop the others' values", async () => {
     const busy = await Network.start({
-      loggers: [{ ...kFront, args: [["--rate", 50]] }, { ...kRear, scenario: { requests: { 137: { busy: 1000000 } } } }],
+      loggers: [
+        { ...kFront, args: [["--rate", 50]] },
+        { ...kRear, scenario: { requests: { 137: { busy: 1000000 } } } },
+      ],
     });
     try {
       const client = await busy.connectReady();
@@ -260,7 +289,10 @@ describe("a logger that is busy for ever", () => {
       assert.equal((await client.answerTo("generic_start_sig")).status, "OK");
       await waitForValues(client, key, 100);
       const came = values(client, key).map(({ timestamp }) => timestamp);
-      assert.deepEqual(came, [...came].sort((left, right) => left - right));
+      assert.deepEqual(
+        came,
+        [...came].sort((left, right) => left - right),
+      );
       busy.expectInLog(/not all signal configs received$/);
     } finally {
       await busy.stop();
@@ -270,7 +302,9 @@ describe("a logger that is busy for ever", () => {
 
 describe("a logger that leaves while its signals run", () => {
   test("ends the session, and the next one goes without it", async () => {
-    const leaving = await Network.start({ loggers: [kFront, kRear].map((logger) => ({ ...logger, source: "drive", args: [["--rate", 20]] })) });
+    const leaving = await Network.start({
+      loggers: [kFront, kRear].map((logger) => ({ ...logger, source: "drive", args: [["--rate", 20]] })),
+    });
     try {
       const client = await leaving.connectReady();
       await catalogueOf(client);

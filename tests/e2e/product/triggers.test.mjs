@@ -85,8 +85,14 @@ describe("a trigger", () => {
       }
       await until("three events", async () => (await listOf(client)).markers.length === 3);
       const times = (await listOf(client)).markers.map(({ timestamp }) => timestamp);
-      assert.deepEqual(times, [...times].sort((a, b) => a - b));
-      assert.ok(times.every((time) => Math.abs(time / 1000 - Date.now()) < 60_000), "on the local clock");
+      assert.deepEqual(
+        times,
+        [...times].sort((a, b) => a - b),
+      );
+      assert.ok(
+        times.every((time) => Math.abs(time / 1000 - Date.now()) < 60_000),
+        "on the local clock",
+      );
     });
   });
 
@@ -123,7 +129,10 @@ describe("a slow logger", () => {
         const answers = [];
         client.send({ command: "get_trigger" });
         while (answers.at(-1)?.status !== "OK") answers.push(await client.answerTo("get_trigger", 20_000));
-        assert.deepEqual(answers.map(({ status }) => status), ["PROGRESS", "PROGRESS", "ERROR", "OK"]);
+        assert.deepEqual(
+          answers.map(({ status }) => status),
+          ["PROGRESS", "PROGRESS", "ERROR", "OK"],
+        );
         assert.equal(
           client.textOf(answers[2]),
           answerText({

@@ -43,9 +43,7 @@ export class Client {
     const opened = new Promise((resolve, reject) => {
       if (this.#socket.readyState === WebSocket.OPEN) resolve();
       this.#socket.once("open", resolve);
-      this.#socket.once("unexpected-response", (request, response) =>
-        reject(new Error(`handshake answered with ${response.statusCode}`)),
-      );
+      this.#socket.once("unexpected-response", (request, response) => reject(new Error(`handshake answered with ${response.statusCode}`)));
       this.#socket.once("error", reject);
     });
     return within("the websocket's opening", opened, timeout);

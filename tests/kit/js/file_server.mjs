@@ -18,7 +18,10 @@ export async function serveFolder(folder) {
       response.writeHead(404).end();
       return;
     }
-    response.writeHead(200, { "content-type": kTypes[path.extname(file)] ?? "application/octet-stream", "content-security-policy": kPolicy });
+    response.writeHead(200, {
+      "content-type": kTypes[path.extname(file)] ?? "application/octet-stream",
+      "content-security-policy": kPolicy,
+    });
     createReadStream(file).pipe(response);
   });
   await new Promise((resolve) => server.listen(0, "127.0.0.1", resolve));

@@ -18,7 +18,12 @@ export async function state(page, name, timeout = kFirstSight) {
 export async function watchStates(page) {
   await byId(page, "connection").evaluate((badge) => {
     window.statesSeen = [];
-    new MutationObserver(() => window.statesSeen.push(`${badge.dataset.state}: ${badge.textContent}`)).observe(badge, { attributes: true, childList: true, characterData: true, subtree: true });
+    new MutationObserver(() => window.statesSeen.push(`${badge.dataset.state}: ${badge.textContent}`)).observe(badge, {
+      attributes: true,
+      childList: true,
+      characterData: true,
+      subtree: true,
+    });
   });
 }
 
@@ -45,7 +50,9 @@ export async function sendByHand(page, request) {
 // The frames of that name which went by; the list of the protocol's view, which has to be open, shows only these then.
 export async function frames(page, name, direction = "received") {
   await byId(page, "frame-filter").fill(`${direction} ${name}`);
-  return page.locator(`[data-testid=frame][data-direction=${direction}]`, { has: page.locator(".frame-name", { hasText: new RegExp(`^${name}$`) }) });
+  return page.locator(`[data-testid=frame][data-direction=${direction}]`, {
+    has: page.locator(".frame-name", { hasText: new RegExp(`^${name}$`) }),
+  });
 }
 
 // Waits until the text of an element changes so many times: it shows live data.
@@ -72,7 +79,11 @@ export async function changes(page, locator, count = 2, timeout = kFirstSight) {
 
 // Whether the picture of a canvas changes: a curve that moves.
 export async function isDrawing(page, locator, timeout = kFirstSight) {
-  const picture = () => locator.locator("canvas").first().evaluate((canvas) => canvas.toDataURL());
+  const picture = () =>
+    locator
+      .locator("canvas")
+      .first()
+      .evaluate((canvas) => canvas.toDataURL());
   const first = await picture();
   const deadline = Date.now() + timeout;
   while ((await picture()) === first) assert.ok(Date.now() < deadline, "the chart does not move");

@@ -23,7 +23,7 @@ export const kLoggers = [
   },
   {
     mac: "02:00:00:00:00:02",
-    name: "Rear \u00e4\u00f6 \"axle\"",
+    name: 'Rear \u00e4\u00f6 "axle"',
     type: "Stratolog Pocket",
     config: "Brakes",
     timezone: "America/New_York",

@@ -74,7 +74,10 @@ describe("the parts of a test", () => {
         const word = `live-view-part-${process.pid}-${signal}`;
         const run = await startTestRun(word, search());
         run.kill(signal);
-        await until(() => `the end of ${processesOf(word)}`, () => processesOf(word).length === 0);
+        await until(
+          () => `the end of ${processesOf(word)}`,
+          () => processesOf(word).length === 0,
+        );
       });
     }
   }

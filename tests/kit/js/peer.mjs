@@ -1,11 +1,11 @@
 // A websocket client that can break every rule: it works on the bytes.
 
-import assert from 'node:assert/strict';
-import crypto from 'node:crypto';
-import net from 'node:net';
-import tls from 'node:tls';
+import assert from "node:assert/strict";
+import crypto from "node:crypto";
+import net from "node:net";
+import tls from "node:tls";
 
-import { kPatience, patience } from './wait.mjs';
+import { kPatience, patience } from "./wait.mjs";
 
 export const TEXT = 1;
 export const BINARY = 2;
@@ -17,16 +17,16 @@ export const CONTINUATION = 0;
 /** How many bytes a peer takes before somebody asks for them. */
 const readAhead = 4 * 1024 * 1024;
 
-const guid = '258EAFA5-E914-47DA-95CA-C5AB0DC85B11';
+const guid = "258EAFA5-E914-47DA-95CA-C5AB0DC85B11";
 
 /** The bytes of a client's frame. `declare` claims another length, `form` forces 7, 16 or 64 bits. */
-export function frame(opcode, payload = '', { fin = true, rsv = 0, mask = true, form = 0,
-  declare = undefined } = {}) {
+export function frame(opcode, payload = "", { fin = true, rsv = 0, mask = true, form = 0, declare = undefined } = {}) {
   const body = Buffer.from(payload);
   const size = declare ?? body.length;
   const bits = form || (size < 126 ? 7 : size < 65536 ? 16 : 64);
-  const header = [Buffer.from([(fin ? 0x80 : 0) | rsv << 4 | opcode,
-    (mask ? 0x80 : 0) | (bits === 7 ? Number(size) : bits === 16 ? 126 : 127)])];
+  const header = [
+    Buffer.from([(fin ? 0x80 : 0) | (rsv << 4) | opcode, (mask ? 0x80 : 0) | (bits === 7 ? Number(size) : bits === 16 ? 126 : 127)]),
+  ];
   if (bits === 16) {
     header.push(Buffer.alloc(2));
     header[1].writeUInt16BE(Number(size));
@@ -41,7 +41,7 @@ export function frame(opcode, payload = '', { fin = true, rsv = 0, mask = true, 
   return Buffer.concat([...header, key, masked]);
 }
 
-export function closePayload(code, reason = '') {
+export function closePayload(code, reason = "") {
   const payload = Buffer.alloc(2);
   payload.writeUInt16BE(code);
   return Buffer.concat([payload, Buffer.from(reason)]);
@@ -55,11 +55,10 @@ export class Peer {
     peer.size = 0;
     peer.waiters = [];
     peer.wanted = 0;
-    const options = { port: server.port, host: '127.0.0.1' };
-    peer.socket = server.tls
-      ? tls.connect({ ...options, rejectUnauthorized: false }) : net.connect(options);
+    const options = { port: server.port, host: "127.0.0.1" };
+    peer.socket = server.tls ? tls.connect({ ...options, rejectUnauthorized: false }) : net.connect(options);
     peer.socket.setNoDelay(true);
-    peer.socket.on('data', (chunk) => {
+    peer.socket.on("data", (chunk) => {
       peer.chunks.push(chunk);
       peer.size += chunk.length;
       if (peer.size > Math.max(readAhead, peer.wanted)) {
@@ -68,12 +67,22 @@ export class Peer {
       }
       peer.#wake();
     });
-    peer.socket.on('end', () => { peer.ended = true; peer.#wake(); });
-    peer.socket.on('close', () => { peer.ended = true; peer.#wake(); });
-    peer.socket.on('error', (error) => { peer.error = error; peer.ended = true; peer.#wake(); });
+    peer.socket.on("end", () => {
+      peer.ended = true;
+      peer.#wake();
+    });
+    peer.socket.on("close", () => {
+      peer.ended = true;
+      peer.#wake();
+    });
+    peer.socket.on("error", (error) => {
+      peer.error = error;
+      peer.ended = true;
+      peer.#wake();
+    });
     await new Promise((resolve, reject) => {
-      peer.socket.once(server.tls ? 'secureConnect' : 'connect', resolve);
-      peer.socket.once('error', reject);
+      peer.socket.once(server.tls ? "secureConnect" : "connect", resolve);
+      peer.socket.once("error", reject);
     });
     peer.server = server;
     return peer;
@@ -91,30 +100,38 @@ export class Peer {
   static async open(server, path, options = {}) {
     const peer = await Peer.ask(server, path, options);
     assert.equal(peer.status, 101, `handshake: ${peer.statusLine}`);
-    const accept = crypto.createHash('sha1').update(peer.key + guid).digest('base64');
-    assert.equal(peer.headers['sec-websocket-accept'], accept);
+    const accept = crypto
+      .createHash("sha1")
+      .update(peer.key + guid)
+      .digest("base64");
+    assert.equal(peer.headers["sec-websocket-accept"], accept);
     return peer;
   }
 
   /** The text of a request; `headers` replace the usual ones, undefined leaves one out. */
-  request(path, { method = 'GET', version = 'HTTP/1.1', headers = {}, extra = '' } = {}) {
-    this.key = crypto.randomBytes(16).toString('base64');
+  request(path, { method = "GET", version = "HTTP/1.1", headers = {}, extra = "" } = {}) {
+    this.key = crypto.randomBytes(16).toString("base64");
     const all = {
-      Host: `127.0.0.1:${this.server.port}`, Upgrade: 'websocket', Connection: 'Upgrade',
-      'Sec-WebSocket-Key': this.key, 'Sec-WebSocket-Version': '13', ...headers,
+      Host: `127.0.0.1:${this.server.port}`,
+      Upgrade: "websocket",
+      Connection: "Upgrade",
+      "Sec-WebSocket-Key": this.key,
+      "Sec-WebSocket-Version": "13",
+      ...headers,
     };
-    const lines = Object.entries(all).filter(([, value]) => value !== undefined)
+    const lines = Object.entries(all)
+      .filter(([, value]) => value !== undefined)
       .map(([name, value]) => `${name}: ${value}\r\n`);
-    return `${method} ${path} ${version}\r\n${lines.join('')}${extra}\r\n`;
+    return `${method} ${path} ${version}\r\n${lines.join("")}${extra}\r\n`;
   }
 
   /** One line of HTTP, without its end; the rest when the connection ends before. */
   async answerLine() {
-    let line = '';
-    while (!line.endsWith('\r\n')) {
+    let line = "";
+    while (!line.endsWith("\r\n")) {
       const byte = await this.#take(1);
       if (byte === null) break;
-      line += byte.toString('latin1');
+      line += byte.toString("latin1");
     }
     return line.trimEnd();
   }
@@ -122,19 +139,27 @@ export class Peer {
   async answer() {
     this.statusLine = await this.answerLine();
     this.headerLines = [];
-    for (let line; (line = await this.answerLine()) !== '';) this.headerLines.push(line);
-    this.status = Number(this.statusLine.split(' ')[1] ?? 0);
-    this.headers = Object.fromEntries(this.headerLines.map((line) => {
-      const colon = line.indexOf(':');
-      return [line.slice(0, colon).toLowerCase(), line.slice(colon + 1).trim()];
-    }));
+    for (let line; (line = await this.answerLine()) !== ""; ) this.headerLines.push(line);
+    this.status = Number(this.statusLine.split(" ")[1] ?? 0);
+    this.headers = Object.fromEntries(
+      this.headerLines.map((line) => {
+        const colon = line.indexOf(":");
+        return [line.slice(0, colon).toLowerCase(), line.slice(colon + 1).trim()];
+      }),
+    );
   }
 
-  send(bytes) { if (!this.socket.destroyed) this.socket.write(bytes); }
+  send(bytes) {
+    if (!this.socket.destroyed) this.socket.write(bytes);
+  }
 
-  text(text) { this.send(frame(TEXT, text)); }
+  text(text) {
+    this.send(frame(TEXT, text));
+  }
 
-  #wake() { for (const waiter of this.waiters.splice(0)) waiter(); }
+  #wake() {
+    for (const waiter of this.waiters.splice(0)) waiter();
+  }
 
   #take(count, limitMs = kPatience) {
     const end = Date.now() + patience(limitMs);
@@ -150,7 +175,10 @@ export class Peer {
         assert.ok(left > 0, `nothing came within ${limitMs} ms`);
         await new Promise((resolve) => {
           const timer = setTimeout(resolve, left);
-          this.waiters.push(() => { clearTimeout(timer); resolve(); });
+          this.waiters.push(() => {
+            clearTimeout(timer);
+            resolve();
+          });
         });
       }
       return this.#cut(count);
@@ -183,20 +211,20 @@ export class Peer {
     const start = await this.#take(2, limitMs);
     if (start === null) return null;
     const opcode = start[0] & 15;
-    assert.equal(start[0] & 0x70, 0, 'reserved bits');
-    assert.equal(start[1] & 0x80, 0, 'a server masks nothing');
-    assert.equal(start[0] & 0x80, 0x80, 'this server does not fragment');
+    assert.equal(start[0] & 0x70, 0, "reserved bits");
+    assert.equal(start[1] & 0x80, 0, "a server masks nothing");
+    assert.equal(start[0] & 0x80, 0x80, "this server does not fragment");
     let size = start[1] & 127;
     if (size === 126) {
       size = (await this.#take(2, limitMs)).readUInt16BE();
-      assert.ok(size > 125, 'shortest form of the length');
+      assert.ok(size > 125, "shortest form of the length");
     } else if (size === 127) {
       size = Number((await this.#take(8, limitMs)).readBigUInt64BE());
-      assert.ok(size > 65535, 'shortest form of the length');
+      assert.ok(size > 65535, "shortest form of the length");
     }
     if (opcode >= 8) assert.ok(size <= 125);
     const payload = size === 0 ? Buffer.alloc(0) : await this.#take(size, limitMs);
-    assert.notEqual(payload, null, 'the connection ended inside a frame');
+    assert.notEqual(payload, null, "the connection ended inside a frame");
     return { opcode, payload };
   }
 
@@ -210,7 +238,7 @@ export class Peer {
     this.send(bytes);
     const got = await this.next();
     assert.equal(got?.opcode, opcode);
-    assert.ok(got.payload.equals(Buffer.from(payload)), 'the echo differs');
+    assert.ok(got.payload.equals(Buffer.from(payload)), "the echo differs");
   }
 
   /** The server has to close with this code, and then end the connection. */
@@ -224,7 +252,7 @@ export class Peer {
   }
 
   async expectEnd(limitMs = kPatience) {
-    assert.equal(await this.next(limitMs), null, 'something came after the close frame');
+    assert.equal(await this.next(limitMs), null, "something came after the close frame");
   }
 
   /** A closing handshake from this side. */
@@ -234,5 +262,7 @@ export class Peer {
     this.socket.destroy();
   }
 
-  hangUp() { this.socket.destroy(); }
+  hangUp() {
+    this.socket.destroy();
+  }
 }

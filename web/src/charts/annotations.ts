@@ -54,7 +54,10 @@ export function drawAnnotations(pen: CanvasRenderingContext2D, area: Area, ratio
     if (right > left) pen.fillRect(left, area.top, right - left, area.height);
     pen.globalAlpha = 1;
   }
-  for (const [name, x] of [["A", a], ["B", b]] as const) {
+  for (const [name, x] of [
+    ["A", a],
+    ["B", b],
+  ] as const) {
     if (!seen(x)) continue;
     line(pen, position(x), area, colours.accent, []);
     badge(pen, name, position(x), area, ratio, colours);

@@ -53,7 +53,12 @@ export interface PngLabel {
 }
 
 /// The canvases below each other, under a title and the names of the curves.
-export function toPng(title: string, labels: readonly PngLabel[], canvases: readonly HTMLCanvasElement[], colours: ChartColours): Promise<Blob | null> {
+export function toPng(
+  title: string,
+  labels: readonly PngLabel[],
+  canvases: readonly HTMLCanvasElement[],
+  colours: ChartColours,
+): Promise<Blob | null> {
   const ratio = devicePixelRatio;
   const used = canvases.filter((canvas) => canvas.height > 1);
   const width = Math.max(1, ...used.map((canvas) => canvas.width));

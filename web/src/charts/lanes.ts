@@ -24,7 +24,14 @@ export interface LaneArea {
 export const kLaneFont = '11px "Inter Variable", system-ui, sans-serif';
 
 /// Draws all lanes from the top of the canvas, whose pen is scaled to CSS pixels. States last until `now` at most.
-export function drawLanes(pen: CanvasRenderingContext2D, area: LaneArea, span: Span, now: number, lanes: readonly Lane[], colours: ChartColours): void {
+export function drawLanes(
+  pen: CanvasRenderingContext2D,
+  area: LaneArea,
+  span: Span,
+  now: number,
+  lanes: readonly Lane[],
+  colours: ChartColours,
+): void {
   pen.font = kLaneFont;
   pen.textBaseline = "middle";
   lanes.forEach((lane, row) => {

@@ -3,8 +3,8 @@ import type { Span } from "./samples.ts";
 import type { ZoneClock } from "./zone_clock.ts";
 
 const kSteps = [
-  1e-6, 2e-6, 5e-6, 1e-5, 2e-5, 5e-5, 1e-4, 2e-4, 5e-4, 1e-3, 2e-3, 5e-3, 0.01, 0.02, 0.05, 0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60,
-  120, 300, 600, 900, 1800, 3600,
+  1e-6, 2e-6, 5e-6, 1e-5, 2e-5, 5e-5, 1e-4, 2e-4, 5e-4, 1e-3, 2e-3, 5e-3, 0.01, 0.02, 0.05, 0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60, 120,
+  300, 600, 900, 1800, 3600,
 ];
 
 /// The smallest round step in seconds that leaves at least `space` pixels between two divisions.

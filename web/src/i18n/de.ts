@@ -152,7 +152,14 @@ export const de: Texts = {
   },
 
   panels: {
-    kinds: { chart: "Diagramm", lanes: "Zustandsspuren", xy: "x-y-Diagramm", numbers: "Große Zahlen", table: "Tabelle", loads: "Buslasten" },
+    kinds: {
+      chart: "Diagramm",
+      lanes: "Zustandsspuren",
+      xy: "x-y-Diagramm",
+      numbers: "Große Zahlen",
+      table: "Tabelle",
+      loads: "Buslasten",
+    },
     add: "Neues Feld",
     none: "Noch keine Felder",
     noneHint: "Signale aus der Liste wählen oder ein Feld hinzufügen.",

@@ -220,7 +220,11 @@ export class LiveViewClient {
     } else if (frame.response === "get_signal_names" && frame.streams) {
       const restarted = this.#catalogueAsked;
       this.#catalogueAsked = false;
-      this.#signals.offered(frame.streams.map(({ key }) => key), frame.status === "OK", restarted);
+      this.#signals.offered(
+        frame.streams.map(({ key }) => key),
+        frame.status === "OK",
+        restarted,
+      );
     } else if (frame.response === "signal_forwarding_stop" && frame.status === "OK") {
       this.#signals.offered([], false, true);
     }

@@ -57,13 +57,26 @@ export function parseFrame(text: string): Frame {
     case "busload_data":
       return busload(members, outcome);
     case "get_logger_info":
-      return { response, ...outcome, networkName: optionalText(members, "ksl_name"), configs: listOf(members, "configs", loggerInfo) ?? [] };
+      return {
+        response,
+        ...outcome,
+        networkName: optionalText(members, "ksl_name"),
+        configs: listOf(members, "configs", loggerInfo) ?? [],
+      };
     case "get_ksl_network":
       return { response, ...outcome, neighbours: listOf(members, "ksl_network", plainText) };
     case "get_logger_status":
-      return { response, ...outcome, states: listOf(members, "logger_status", (entry) => ({ mac: textOf(entry, "mac"), status: textOf(entry, "status") })) };
+      return {
+        response,
+        ...outcome,
+        states: listOf(members, "logger_status", (entry) => ({ mac: textOf(entry, "mac"), status: textOf(entry, "status") })),
+      };
     case "get_ksl_time_offset":
-      return { response, ...outcome, offsets: listOf(members, "offset", (entry) => ({ mac: textOf(entry, "mac"), offset: numberOf(entry, "time_offset") })) };
+      return {
+        response,
+        ...outcome,
+        offsets: listOf(members, "offset", (entry) => ({ mac: textOf(entry, "mac"), offset: numberOf(entry, "time_offset") })),
+      };
     case "get_signal_names":
       return { response, ...outcome, streams: listOf(members, "Streams", stream) };
     case "generic_start_sig":
@@ -89,7 +102,11 @@ export function parseFrame(text: string): Frame {
     case "get_audio_list":
       return { response, ...outcome, files: listOf(members, "audio_list", audioEntry) };
     case "get_rcmonitor_names":
-      return { response, ...outcome, monitors: listOf(members, "rc_monitors", (entry) => ({ index: numberOf(entry, "index"), name: textOf(entry, "name") })) };
+      return {
+        response,
+        ...outcome,
+        monitors: listOf(members, "rc_monitors", (entry) => ({ index: numberOf(entry, "index"), name: textOf(entry, "name") })),
+      };
     case "signal_message":
       return { response, ...outcome, name: textOf(members, "name"), value: textOf(members, "value"), unit: textOf(members, "unit") };
     default:
@@ -126,7 +143,12 @@ function valueOf(members: Members, outcome: Outcome, frame: string) {
 }
 
 function busload(members: Members, outcome: Outcome): Frame {
-  const frame = { response: "busload_data", ...outcome, timestamp: numberOf(members, "timestamp"), loggerName: optionalText(members, "logger_name") } as const;
+  const frame = {
+    response: "busload_data",
+    ...outcome,
+    timestamp: numberOf(members, "timestamp"),
+    loggerName: optionalText(members, "logger_name"),
+  } as const;
   const data = objectOf(members["data"], '"data"');
   if ("bus_status_string" in data) {
     const figures: MostFigures = kMostFigures.filter((name) => name in data).map((name) => [name, numberOf(data, name)] as const);
@@ -136,7 +158,16 @@ function busload(members: Members, outcome: Outcome): Frame {
   const name = textOf(data, "name");
   const value = numberOf(data, "value");
   if ("gps_status" in data) return { ...frame, kind: "gps", channel, name, gpsStatus: textOf(data, "gps_status"), value };
-  return { ...frame, kind: "bus", busId: textOf(data, "bus_id"), channel, offset: numberOf(data, "ksl_offset"), name, unit: textOf(data, "unit"), value };
+  return {
+    ...frame,
+    kind: "bus",
+    busId: textOf(data, "bus_id"),
+    channel,
+    offset: numberOf(data, "ksl_offset"),
+    name,
+    unit: textOf(data, "unit"),
+    value,
+  };
 }
 
 function loggerInfo(entry: Members): LoggerInfo {
@@ -162,15 +193,30 @@ function stream(entry: Members): Stream {
 }
 
 function busName(entry: Members): BusName {
-  return { busId: textOf(entry, "bus_id"), channel: numberOf(entry, "channel"), offset: numberOf(entry, "ksl_offset"), name: textOf(entry, "bus_name") };
+  return {
+    busId: textOf(entry, "bus_id"),
+    channel: numberOf(entry, "channel"),
+    offset: numberOf(entry, "ksl_offset"),
+    name: textOf(entry, "bus_name"),
+  };
 }
 
 function marker(entry: Members): Marker {
-  return { number: numberOf(entry, "number"), timestamp: numberOf(entry, "timestamp"), timeZone: textOf(entry, "time_zone"), markerId: textOf(entry, "marker_id") };
+  return {
+    number: numberOf(entry, "number"),
+    timestamp: numberOf(entry, "timestamp"),
+    timeZone: textOf(entry, "time_zone"),
+    markerId: textOf(entry, "marker_id"),
+  };
 }
 
 function audioEntry(entry: Members): AudioEntry {
-  return { name: textOf(entry, "name"), markerId: textOf(entry, "marker_id"), startTime: numberOf(entry, "start_time"), endTime: numberOf(entry, "end_time") };
+  return {
+    name: textOf(entry, "name"),
+    markerId: textOf(entry, "marker_id"),
+    startTime: numberOf(entry, "start_time"),
+    endTime: numberOf(entry, "end_time"),
+  };
 }
 
 function keyOf(members: Members): Key {

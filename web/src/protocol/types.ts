@@ -63,7 +63,15 @@ export type BusloadFrame = Outcome & {
   /// "" for the local logger.
   readonly loggerName: string;
 } & (
-    | { readonly kind: "bus"; readonly busId: string; readonly channel: number; readonly offset: number; readonly name: string; readonly unit: string; readonly value: number }
+    | {
+        readonly kind: "bus";
+        readonly busId: string;
+        readonly channel: number;
+        readonly offset: number;
+        readonly name: string;
+        readonly unit: string;
+        readonly value: number;
+      }
     | { readonly kind: "most"; readonly statusText: string; readonly figures: MostFigures }
     | { readonly kind: "gps"; readonly channel: number; readonly name: string; readonly gpsStatus: string; readonly value: number }
   );
@@ -87,8 +95,14 @@ export type Frame =
   | BusloadFrame
   | (Outcome & { readonly response: "get_logger_info"; readonly networkName: string; readonly configs: readonly LoggerInfo[] })
   | (Outcome & { readonly response: "get_ksl_network"; readonly neighbours: readonly string[] | null })
-  | (Outcome & { readonly response: "get_logger_status"; readonly states: readonly { readonly mac: string; readonly status: string }[] | null })
-  | (Outcome & { readonly response: "get_ksl_time_offset"; readonly offsets: readonly { readonly mac: string; readonly offset: number }[] | null })
+  | (Outcome & {
+      readonly response: "get_logger_status";
+      readonly states: readonly { readonly mac: string; readonly status: string }[] | null;
+    })
+  | (Outcome & {
+      readonly response: "get_ksl_time_offset";
+      readonly offsets: readonly { readonly mac: string; readonly offset: number }[] | null;
+    })
   | (Outcome & { readonly response: "get_signal_names"; readonly streams: readonly Stream[] | null })
   | (Outcome & { readonly response: "generic_start_sig" | "generic_stop_sig"; readonly key: Key | null })
   | (Outcome & { readonly response: "get_bus_names"; readonly buses: readonly BusName[] | null; readonly source: string })
@@ -100,7 +114,10 @@ export type Frame =
   | (Outcome & { readonly response: "save_config"; readonly name: string })
   | (Outcome & { readonly response: "upload_audio_file"; readonly name: string })
   | (Outcome & { readonly response: "get_audio_list"; readonly files: readonly AudioEntry[] | null })
-  | (Outcome & { readonly response: "get_rcmonitor_names"; readonly monitors: readonly { readonly index: number; readonly name: string }[] | null })
+  | (Outcome & {
+      readonly response: "get_rcmonitor_names";
+      readonly monitors: readonly { readonly index: number; readonly name: string }[] | null;
+    })
   | (Outcome & { readonly response: "signal_message"; readonly name: string; readonly value: string; readonly unit: string })
   | (Outcome & { readonly response: OutcomeOnly })
   /// An answer to a command that this client does not know.
@@ -132,8 +149,21 @@ export type Request =
   | { readonly command: "set_trigger"; readonly marker_id: string }
   | { readonly command: "save_config"; readonly name: string; readonly config: string }
   | { readonly command: "load_config" | "delete_config"; readonly name: string }
-  | { readonly command: "upload_audio_file"; readonly name: string; readonly file_extension: string; readonly marker_id: string; readonly start_time: number; readonly end_time: number }
-  | { readonly command: "set_audio_file"; readonly audio_file: string; readonly marker_id: string; readonly start_time: number; readonly end_time: number }
+  | {
+      readonly command: "upload_audio_file";
+      readonly name: string;
+      readonly file_extension: string;
+      readonly marker_id: string;
+      readonly start_time: number;
+      readonly end_time: number;
+    }
+  | {
+      readonly command: "set_audio_file";
+      readonly audio_file: string;
+      readonly marker_id: string;
+      readonly start_time: number;
+      readonly end_time: number;
+    }
   | { readonly command: "request_screen"; readonly index: string };
 
 /// Commands without members of their own.

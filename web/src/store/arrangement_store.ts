@@ -1,7 +1,16 @@
 /// The panels on the screen, kept in the browser, and which signals their references mean in this network.
 import { effect, signal, type ReadonlySignal } from "@preact/signals";
 import { arrangementText, firstArrangement, parseArrangement, referenceTo } from "./arrangements";
-import { signalId, signalKey, type Arrangement, type OpenQuestion, type Panel, type PanelKind, type SignalId, type SignalReference } from "./model";
+import {
+  signalId,
+  signalKey,
+  type Arrangement,
+  type OpenQuestion,
+  type Panel,
+  type PanelKind,
+  type SignalId,
+  type SignalReference,
+} from "./model";
 import type { NetworkStore } from "./network_store";
 import type { SignalsStore } from "./signals_store";
 
@@ -137,7 +146,9 @@ export class ArrangementStore {
     return ids.map((id) => {
       const entry = byId.get(id);
       const key = signalKey(id);
-      return entry ? { ...referenceTo(entry), logger: this.network.byMac(key.mac)?.name ?? entry.logger } : { ...key, logger: this.network.labelOf(key.mac) };
+      return entry
+        ? { ...referenceTo(entry), logger: this.network.byMac(key.mac)?.name ?? entry.logger }
+        : { ...key, logger: this.network.labelOf(key.mac) };
     });
   }
 

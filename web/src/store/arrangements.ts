@@ -28,7 +28,9 @@ function panelOf(value: unknown): Panel {
   const options = value["options"] ?? {};
   if (!Array.isArray(signals) || signals.length > kMostSignals) throw new Error("the signals of a panel are no list, or too many");
   if (!isRecord(options)) throw new Error("the options of a panel are no object");
-  for (const option of Object.values(options)) if (option !== null && !["string", "number", "boolean"].includes(typeof option)) throw new Error("an option of a panel is no plain value");
+  for (const option of Object.values(options))
+    if (option !== null && !["string", "number", "boolean"].includes(typeof option))
+      throw new Error("an option of a panel is no plain value");
   return {
     id: textOf(value, "id"),
     kind: value["kind"] as PanelKind,

@@ -33,7 +33,8 @@ export class AudioStore {
 
   /// `failure` is null when the logger has it.
   ended(failure: string | null): void {
-    const upload = failure === null ? ({ type: "done", name: this.#name } as const) : ({ type: "failed", name: this.#name, reason: failure } as const);
+    const upload =
+      failure === null ? ({ type: "done", name: this.#name } as const) : ({ type: "failed", name: this.#name, reason: failure } as const);
     this.#state.value = { ...this.#state.peek(), upload: failure === "cancelled" ? { type: "idle" } : upload };
   }
 

@@ -122,7 +122,21 @@ export class BusesStore {
     const id = JSON.stringify([offset, loggerName, busId, channel]);
     const known = this.#buses.get(id);
     if (known) return known;
-    const bus: Bus = { id, loggerName, offset, busId, channel, name: "", load: null, unit: "", peak: null, recent: [], recentX: [], most: null, changedAt: at };
+    const bus: Bus = {
+      id,
+      loggerName,
+      offset,
+      busId,
+      channel,
+      name: "",
+      load: null,
+      unit: "",
+      peak: null,
+      recent: [],
+      recentX: [],
+      most: null,
+      changedAt: at,
+    };
     this.#buses.set(id, bus);
     return bus;
   }

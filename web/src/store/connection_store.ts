@@ -62,9 +62,7 @@ export class ConnectionStore {
       case "connecting":
         return client;
       case "lost":
-        return client.reason === "no-bus"
-          ? { type: "no-bus", text: client.detail, sinceAt: this.#since.value }
-          : client;
+        return client.reason === "no-bus" ? { type: "no-bus", text: client.detail, sinceAt: this.#since.value } : client;
       case "closed":
         return { type: "connecting", attempt: 1 };
       case "waiting": {

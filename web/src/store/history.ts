@@ -71,7 +71,8 @@ export class History implements SignalHistory {
     }
     if (value === null || description !== "") this.#becomeDiscrete();
     this.#push(x, number, stamp);
-    if (this.#state) this.#state[this.#end - 1] = this.#stateIndex(value === null ? text : description, value === null || description !== "");
+    if (this.#state)
+      this.#state[this.#end - 1] = this.#stateIndex(value === null ? text : description, value === null || description !== "");
     if (value !== null && text !== "") this.#exact.set(this.#moved + this.#end - 1, text);
   }
 

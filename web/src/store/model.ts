@@ -354,7 +354,13 @@ export interface ProtocolState {
   readonly frames: readonly FrameRecord[];
   readonly keepValues: boolean;
   readonly recording: null | { readonly frames: number; readonly bytes: number; readonly sinceAt: number };
-  readonly playback: null | { readonly file: string; readonly position: number; readonly length: number; readonly paused: boolean; readonly speed: number };
+  readonly playback: null | {
+    readonly file: string;
+    readonly position: number;
+    readonly length: number;
+    readonly paused: boolean;
+    readonly speed: number;
+  };
   /// Requests that wait for their turn.
   readonly queued: number;
 }

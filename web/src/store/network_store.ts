@@ -156,7 +156,15 @@ export class NetworkStore {
   }
 
   #of(mac: string, at: number): Known {
-    const known = this.#known.get(mac) ?? { info: null, name: "", channelOffset: null, status: null, clockOffset: null, answers: null, heardAt: at };
+    const known = this.#known.get(mac) ?? {
+      info: null,
+      name: "",
+      channelOffset: null,
+      status: null,
+      clockOffset: null,
+      answers: null,
+      heardAt: at,
+    };
     this.#known.set(mac, known);
     return known;
   }

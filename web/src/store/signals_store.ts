@@ -35,7 +35,8 @@ export class SignalsStore {
     this.runs = computed(() => {
       const runs = new Map<SignalId, RunState>();
       const offered = this.playing.value ? this.#catalogue.value.byId : null;
-      for (const id of this.#wanted.value) runs.set(id, offered ? (offered.has(id) ? "running" : "absent") : (this.#states.value.get(id) ?? "starting"));
+      for (const id of this.#wanted.value)
+        runs.set(id, offered ? (offered.has(id) ? "running" : "absent") : (this.#states.value.get(id) ?? "starting"));
       return runs;
     });
   }

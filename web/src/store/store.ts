@@ -207,7 +207,12 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     catalogue: signals.catalogue,
     runs: signals.runs,
     buses: buses.state,
-    triggers: computed(() => ({ ...triggers.state.value, missing: triggers.state.value.complete ? [] : network.state.value.loggers.filter(({ answers }) => answers === false).map(({ label }) => label) })),
+    triggers: computed(() => ({
+      ...triggers.state.value,
+      missing: triggers.state.value.complete
+        ? []
+        : network.state.value.loggers.filter(({ answers }) => answers === false).map(({ label }) => label),
+    })),
     audio: audio.state,
     monitor: monitor.state,
     setups: computed<SetupsState>(() => ({ ...setups.state.value, question: arrangement.question.value })),

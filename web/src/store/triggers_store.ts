@@ -48,7 +48,8 @@ export class TriggersStore {
     for (const marker of markers) events.set(eventOf(marker).id, eventOf(marker));
     const sorted = [...events.values()].sort((a, b) => b.stamp - a.stamp);
     this.#state.value = { ...this.#state.value, events: sorted, complete };
-    for (const { marker } of this.#state.value.pending) if (markers.some(({ markerId }) => markerId === marker)) this.#set(marker, "confirmed");
+    for (const { marker } of this.#state.value.pending)
+      if (markers.some(({ markerId }) => markerId === marker)) this.#set(marker, "confirmed");
   }
 
   #takeEvent(marker: Marker): void {
@@ -63,7 +64,8 @@ export class TriggersStore {
     const one = pending.find((entry) => entry.marker === marker);
     if (!one || one.state === state || (from && one.state !== from)) return;
     this.#change(pending.map((entry) => (entry === one ? { ...entry, state } : entry)));
-    if (state === "confirmed") setTimeout(() => this.#change(this.#state.value.pending.filter((entry) => entry.marker !== marker)), kShowConfirmed);
+    if (state === "confirmed")
+      setTimeout(() => this.#change(this.#state.value.pending.filter((entry) => entry.marker !== marker)), kShowConfirmed);
   }
 
   #change(pending: readonly PendingMarker[]): void {
@@ -79,7 +81,15 @@ function eventOf({ number, timestamp, timeZone, markerId }: Marker): TriggerEven
 /// "2026-11-21 18:04:05.123456" in that zone; in UTC where the browser does not know it.
 export function timeText(micros: number, timeZone: string): string {
   const fraction = String(((micros % 1e6) + 1e6) % 1e6).padStart(6, "0");
-  const options = { year: "numeric", month: "2-digit", day: "2-digit", hour: "2-digit", minute: "2-digit", second: "2-digit", hourCycle: "h23" } as const;
+  const options = {
+    year: "numeric",
+    month: "2-digit",
+    day: "2-digit",
+    hour: "2-digit",
+    minute: "2-digit",
+    second: "2-digit",
+    hourCycle: "h23",
+  } as const;
   const parts = format(options, timeZone).formatToParts(Math.floor(micros / 1000));
   const part = (type: string) => parts.find((entry) => entry.type === type)?.value ?? "";
   return `${part("year")}-${part("month")}-${part("day")} ${part("hour")}:${part("minute")}:${part("second")}.${fraction}`;

@@ -25,9 +25,17 @@ export function ConnectionBadge() {
       {shown.icon && <Icon name={shown.icon} />}
       <span class="connection-words" role="status">
         <strong class="connection-text">{shown.text}</strong>
-        {shown.detail !== "" && state.type !== "lost" && <span class="connection-detail" title={shown.detail}>{shown.detail}</span>}
+        {shown.detail !== "" && state.type !== "lost" && (
+          <span class="connection-detail" title={shown.detail}>
+            {shown.detail}
+          </span>
+        )}
       </span>
-      {state.type === "lost" && <span class="connection-detail" title={shown.detail}>{shown.detail}</span>}
+      {state.type === "lost" && (
+        <span class="connection-detail" title={shown.detail}>
+          {shown.detail}
+        </span>
+      )}
       {state.type === "lost" && (
         <Button label={t.connection.now} kind="outlined" testid="connect-now" onClick={() => store.reconnect()}>
           {t.connection.now}

@@ -10,23 +10,32 @@ export function KeysDialog() {
   const workspace = useWorkspace();
   const t = texts();
   const name = (key: string) => (key === " " ? t.keys.space : (kNames[key] ?? key));
-  const shown = (keys: readonly string[]) => (keys.length > 2 ? `${name(keys[0]!)} – ${name(keys[keys.length - 1]!)}` : keys.map(name).join("  "));
+  const shown = (keys: readonly string[]) =>
+    keys.length > 2 ? `${name(keys[0]!)} – ${name(keys[keys.length - 1]!)}` : keys.map(name).join("  ");
   return (
     <Dialog title={t.keys.title} close={() => (workspace.dialog.value = null)}>
       <dl class="keys">
         {kShortcuts.map((shortcut) => (
           <div class="keys-row" key={shortcut.keys[0]}>
-            <dt><kbd>{shown(shortcut.keys)}</kbd></dt>
+            <dt>
+              <kbd>{shown(shortcut.keys)}</kbd>
+            </dt>
             <dd>{shortcut.text(t)}</dd>
           </div>
         ))}
       </dl>
       <h3>{t.keys.mouse}</h3>
       <ul class="keys-mouse">
-        {[t.keys.drag, t.keys.shiftDrag, t.keys.wheel, t.keys.doubleClick].map((line) => <li key={line}>{line}</li>)}
+        {[t.keys.drag, t.keys.shiftDrag, t.keys.wheel, t.keys.doubleClick].map((line) => (
+          <li key={line}>{line}</li>
+        ))}
       </ul>
       <label class="check">
-        <input type="checkbox" checked={workspace.keysEnabled.value} onChange={(event) => (workspace.keysEnabled.value = event.currentTarget.checked)} />
+        <input
+          type="checkbox"
+          checked={workspace.keysEnabled.value}
+          onChange={(event) => (workspace.keysEnabled.value = event.currentTarget.checked)}
+        />
         {t.keys.enabled}
       </label>
     </Dialog>

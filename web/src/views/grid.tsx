@@ -31,18 +31,24 @@ export function Grid() {
     <main class="grid" aria-label={t.regions.panels} ref={root} data-testid="grid">
       {panels.length === 0 && (
         <Nothing icon="chart" text={t.panels.none} hint={t.panels.noneHint}>
-          <Button label={t.signals.newChart} kind="outlined" icon="chart" onClick={() => (workspace.target.value = store.addPanel("chart", []))}>
+          <Button
+            label={t.signals.newChart}
+            kind="outlined"
+            icon="chart"
+            onClick={() => (workspace.target.value = store.addPanel("chart", []))}
+          >
             {t.signals.newChart}
           </Button>
         </Nothing>
       )}
-      {height > 0 && rows.map((shelf) => (
-        <div class="shelf" key={shelf.panels[0]!.id} style={{ height: `${Math.floor(shelf.height * unit)}px` }}>
-          {shelf.panels.map((panel) => (
-            <PanelFrame key={panel.id} panel={panel} grow={sizeOf(panel).w} rowHeight={unit} columnWidth={width / 12} />
-          ))}
-        </div>
-      ))}
+      {height > 0 &&
+        rows.map((shelf) => (
+          <div class="shelf" key={shelf.panels[0]!.id} style={{ height: `${Math.floor(shelf.height * unit)}px` }}>
+            {shelf.panels.map((panel) => (
+              <PanelFrame key={panel.id} panel={panel} grow={sizeOf(panel).w} rowHeight={unit} columnWidth={width / 12} />
+            ))}
+          </div>
+        ))}
     </main>
   );
 }

@@ -52,10 +52,22 @@ function NetworkSummary() {
     <div class="network-summary">
       <img src="icon.svg" alt="" width="24" height="24" />
       <h1 class="network-heading">
-        <button type="button" class="network-button" data-testid="network-summary" title={`${title} – ${t.network.tab}`} onClick={() => workspace.toggleDock("network")}>
-          <span class="network-name" data-testid="network-name">{title}</span>
+        <button
+          type="button"
+          class="network-button"
+          data-testid="network-summary"
+          title={`${title} – ${t.network.tab}`}
+          onClick={() => workspace.toggleDock("network")}
+        >
+          <span class="network-name" data-testid="network-name">
+            {title}
+          </span>
           <span class={`network-count ${answering < loggers.length ? "warn" : ""}`} data-testid="network-count">
-            {loggers.length === 0 ? t.title : answering < loggers.length ? t.header.answering(answering, loggers.length) : t.header.loggers(loggers.length)}
+            {loggers.length === 0
+              ? t.title
+              : answering < loggers.length
+                ? t.header.answering(answering, loggers.length)
+                : t.header.loggers(loggers.length)}
           </span>
         </button>
       </h1>

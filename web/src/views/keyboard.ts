@@ -33,7 +33,11 @@ export const kShortcuts: readonly Shortcut[] = [
       workspace.follow();
     },
   },
-  { keys: ["+", "-"], text: (t) => t.keys.zoom, act: (key, _store, workspace) => workspace.zoom(workspace.hover.value ?? 0.5, key === "+" ? 1 / kZoomStep : kZoomStep) },
+  {
+    keys: ["+", "-"],
+    text: (t) => t.keys.zoom,
+    act: (key, _store, workspace) => workspace.zoom(workspace.hover.value ?? 0.5, key === "+" ? 1 / kZoomStep : kZoomStep),
+  },
   {
     keys: ["ArrowLeft", "ArrowRight"],
     text: (t) => t.keys.move,
@@ -42,7 +46,11 @@ export const kShortcuts: readonly Shortcut[] = [
   { keys: ["a", "b"], text: (t) => t.keys.cursors, act: (key, _store, workspace) => workspace.placeCursor(key as "a" | "b") },
   { keys: ["x"], text: (t) => t.keys.clear, act: (_key, _store, workspace) => workspace.clearCursors() },
   { keys: ["s"], text: (t) => t.keys.sidebar, act: (_key, _store, workspace) => (workspace.sidebar.value = !workspace.sidebar.value) },
-  { keys: ["d"], text: (t) => t.keys.dock, act: (_key, _store, workspace) => (workspace.dock.value = workspace.dock.value === null ? "network" : null) },
+  {
+    keys: ["d"],
+    text: (t) => t.keys.dock,
+    act: (_key, _store, workspace) => (workspace.dock.value = workspace.dock.value === null ? "network" : null),
+  },
   { keys: ["t"], text: (t) => t.keys.theme, act: (_key, _store, workspace) => (workspace.themeChoice.value = workspace.nextTheme()) },
   { keys: ["?"], text: (t) => t.keys.help, act: (_key, _store, workspace) => (workspace.dialog.value = "keys") },
 ];

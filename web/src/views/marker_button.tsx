@@ -18,10 +18,25 @@ export function MarkerButton() {
     <div class="marker" ref={root}>
       {pending !== undefined && <Pending marker={pending} />}
       <div class="marker-buttons">
-        <Button icon="flag" kind="primary" class="marker-set" label={`${t.marker.setNow} (M)`} testid="marker" onClick={() => store.setMarker("")}>
+        <Button
+          icon="flag"
+          kind="primary"
+          class="marker-set"
+          label={`${t.marker.setNow} (M)`}
+          testid="marker"
+          onClick={() => store.setMarker("")}
+        >
           {t.marker.set}
         </Button>
-        <Button icon="down" kind="primary" class="marker-more" label={t.marker.named} expanded={open} testid="marker-named" onClick={() => setOpen(!open)} />
+        <Button
+          icon="down"
+          kind="primary"
+          class="marker-more"
+          label={t.marker.named}
+          expanded={open}
+          testid="marker-named"
+          onClick={() => setOpen(!open)}
+        />
       </div>
       {open && <NamedMarkers close={() => setOpen(false)} />}
     </div>
@@ -69,7 +84,9 @@ function NamedMarkers({ close }: { close: () => void }) {
           data-testid="marker-name"
           onInput={(event) => setName(event.currentTarget.value)}
         />
-        <button type="submit" class="button primary">{t.marker.set}</button>
+        <button type="submit" class="button primary">
+          {t.marker.set}
+        </button>
       </form>
       <div class="marker-presets">
         {store.markerPresets.value.map((preset, index) =>

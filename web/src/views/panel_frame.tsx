@@ -111,12 +111,20 @@ export function PanelFrame({ panel, grow, rowHeight, columnWidth }: Props) {
         items: takesSignals(panel)
           ? (["chart", "lanes", "numbers", "table", "xy"] as const)
               .filter((kind) => kind !== panel.kind)
-              .map((kind) => ({ label: t.panels.asKind(t.panels.kinds[kind]), icon: kPanelIcons[kind], action: () => store.changePanel(panel.id, { kind }) }))
+              .map((kind) => ({
+                label: t.panels.asKind(t.panels.kinds[kind]),
+                icon: kPanelIcons[kind],
+                action: () => store.changePanel(panel.id, { kind }),
+              }))
           : [],
       },
       {
         items: [
-          { label: full ? t.panels.restore : t.panels.maximize, icon: "full", action: () => (workspace.maximized.value = full ? null : panel.id) },
+          {
+            label: full ? t.panels.restore : t.panels.maximize,
+            icon: "full",
+            action: () => (workspace.maximized.value = full ? null : panel.id),
+          },
           { label: t.panels.wider, disabled: w >= 12, action: size({ w: bounded("w", w + 1, w) }) },
           { label: t.panels.narrower, disabled: w <= 3, action: size({ w: bounded("w", w - 1, w) }) },
           { label: t.panels.taller, disabled: h >= 12, action: size({ h: bounded("h", h + 1, h) }) },
@@ -177,7 +185,9 @@ function PanelTitle({ panel, title }: { panel: Panel; title: string }) {
   }
   return (
     <h2 class="panel-title" title={title}>
-      <button type="button" class="panel-title-button" onClick={() => setEditing(true)}>{title}</button>
+      <button type="button" class="panel-title-button" onClick={() => setEditing(true)}>
+        {title}
+      </button>
     </h2>
   );
 }

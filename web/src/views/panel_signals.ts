@@ -58,7 +58,8 @@ export function takesSignals(panel: Panel): boolean {
 /// Shows a signal where the user works: in the chosen panel, else in the first chart, else in a new one.
 export function showSignal(store: Store, workspace: Workspace, id: SignalId): void {
   const { panels } = store.arrangement.value;
-  const target = panels.find((panel) => panel.id === workspace.target.value && takesSignals(panel)) ?? panels.find(({ kind }) => kind === "chart");
+  const target =
+    panels.find((panel) => panel.id === workspace.target.value && takesSignals(panel)) ?? panels.find(({ kind }) => kind === "chart");
   if (target === undefined) workspace.target.value = store.addPanel("chart", [id]);
   else store.addToPanel(target.id, [id]);
 }

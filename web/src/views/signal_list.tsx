@@ -64,11 +64,21 @@ export function SignalList() {
           onInput={(event) => setTyped(event.currentTarget.value)}
           onKeyDown={(event) => event.key === "Escape" && setTyped("")}
         />
-        <kbd class="search-key" aria-hidden="true">/</kbd>
+        <kbd class="search-key" aria-hidden="true">
+          /
+        </kbd>
       </div>
       <div class="signals-head">
-        <span class="muted" role="status" data-testid="signal-count">{entries.length > 0 ? t.signals.shown(found.length, entries.length) : " "}</span>
-        <Button class="small" label={t.signals.onlyRunning} pressed={onlyShown} onClick={() => setOnlyShown(!onlyShown)} testid="only-shown">
+        <span class="muted" role="status" data-testid="signal-count">
+          {entries.length > 0 ? t.signals.shown(found.length, entries.length) : " "}
+        </span>
+        <Button
+          class="small"
+          label={t.signals.onlyRunning}
+          pressed={onlyShown}
+          onClick={() => setOnlyShown(!onlyShown)}
+          testid="only-shown"
+        >
           {t.signals.onlyRunning}
         </Button>
       </div>
@@ -84,7 +94,9 @@ export function SignalList() {
         />
       ) : entries.length > 0 ? (
         <Nothing icon="search" text={t.signals.noHit}>
-          <Button label={t.signals.clearSearch} kind="outlined" onClick={() => (setTyped(""), setOnlyShown(false))}>{t.signals.clearSearch}</Button>
+          <Button label={t.signals.clearSearch} kind="outlined" onClick={() => (setTyped(""), setOnlyShown(false))}>
+            {t.signals.clearSearch}
+          </Button>
         </Nothing>
       ) : complete ? (
         <Nothing icon="list" text={t.signals.empty} />

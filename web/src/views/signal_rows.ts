@@ -8,7 +8,10 @@ export type SignalRow =
 
 /// The entries that hold every word typed, in their order. `only` narrows them to some ids.
 export function matching(entries: readonly CatalogueEntry[], typed: string, only: ReadonlySet<SignalId> | null): readonly CatalogueEntry[] {
-  const words = typed.toLowerCase().split(/\s+/).filter((word) => word !== "");
+  const words = typed
+    .toLowerCase()
+    .split(/\s+/)
+    .filter((word) => word !== "");
   if (words.length === 0 && only === null) return entries;
   return entries.filter((entry) => (only === null || only.has(entry.id)) && words.every((word) => entry.search.includes(word)));
 }

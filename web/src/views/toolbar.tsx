@@ -7,7 +7,14 @@ import type { IconName } from "./ui/icons.tsx";
 import { MenuButton } from "./ui/menu.tsx";
 import { kTimeWindows } from "./workspace.ts";
 
-export const kPanelIcons: Record<PanelKind, IconName> = { chart: "chart", lanes: "lanes", xy: "xy", numbers: "numbers", table: "table", loads: "loads" };
+export const kPanelIcons: Record<PanelKind, IconName> = {
+  chart: "chart",
+  lanes: "lanes",
+  xy: "xy",
+  numbers: "numbers",
+  table: "table",
+  loads: "loads",
+};
 
 export function Toolbar() {
   const store = useStore();
@@ -27,7 +34,13 @@ export function Toolbar() {
         onClick={() => (workspace.sidebar.value = !workspace.sidebar.value)}
       />
       <span class="divider" />
-      <Button icon={paused ? "play" : "pause"} label={`${paused ? t.time.resume : t.time.pause} (${t.keys.space})`} pressed={paused} testid="pause" onClick={() => (paused ? store.resume() : store.pause())} />
+      <Button
+        icon={paused ? "play" : "pause"}
+        label={`${paused ? t.time.resume : t.time.pause} (${t.keys.space})`}
+        pressed={paused}
+        testid="pause"
+        onClick={() => (paused ? store.resume() : store.pause())}
+      />
       <Button
         icon="later"
         label={`${t.time.toLive} (End)`}
@@ -66,7 +79,13 @@ export function Toolbar() {
           {which.toUpperCase()}
         </Button>
       ))}
-      <Button icon="close" label={`${t.time.clearCursors} (X)`} disabled={a === null && b === null} testid="cursors-clear" onClick={() => workspace.clearCursors()} />
+      <Button
+        icon="close"
+        label={`${t.time.clearCursors} (X)`}
+        disabled={a === null && b === null}
+        testid="cursors-clear"
+        onClick={() => workspace.clearCursors()}
+      />
       <span class="spring" />
       <MenuButton
         label={t.panels.add}

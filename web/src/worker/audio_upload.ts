@@ -27,18 +27,24 @@ export class AudioUpload {
     private readonly upload: Upload,
     private readonly events: UploadEvents,
   ) {
-    this.#client = new LiveViewClient(url, environment, {
-      state: (state) => {
-        if (state.type === "ready") void this.#announce();
-        else if (state.type === "lost" && this.#sent) this.#end("lost");
+    this.#client = new LiveViewClient(
+      url,
+      environment,
+      {
+        state: (state) => {
+          if (state.type === "ready") void this.#announce();
+          else if (state.type === "lost" && this.#sent) this.#end("lost");
+        },
+        frame: (frame) => {
+          if (this.#sent && frame.response === "upload_audio_file")
+            this.#end(frame.status === "OK" ? null : frame.errorMessage || frame.busError || frame.errorCode);
+        },
+        text: () => {},
+        bad: () => {},
+        signals: () => {},
       },
-      frame: (frame) => {
-        if (this.#sent && frame.response === "upload_audio_file") this.#end(frame.status === "OK" ? null : frame.errorMessage || frame.busError || frame.errorCode);
-      },
-      text: () => {},
-      bad: () => {},
-      signals: () => {},
-    }, { catalogue: false });
+      { catalogue: false },
+    );
     this.#cancelTimer = environment.after(kReady, () => this.#end("late"));
     this.#client.connect();
   }

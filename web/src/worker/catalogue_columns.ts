@@ -16,7 +16,10 @@ export function columnsOf(frame: FrameOf<"get_signal_names">): { message: Catalo
     bus: buses.index(`${stream.busId} ${stream.channel}`, () => ({ busId: stream.busId, channel: stream.channel })),
     unit: units.index(stream.unit, () => stream.unit),
   }));
-  const loggerRank = ranks(loggers.rows, (a, b) => Number(a.offset !== 0) - Number(b.offset !== 0) || collator.compare(a.name, b.name) || collator.compare(a.mac, b.mac));
+  const loggerRank = ranks(
+    loggers.rows,
+    (a, b) => Number(a.offset !== 0) - Number(b.offset !== 0) || collator.compare(a.name, b.name) || collator.compare(a.mac, b.mac),
+  );
   const busRank = ranks(buses.rows, (a, b) => collator.compare(a.busId, b.busId) || a.channel - b.channel);
   const nameRank = ranks(rows, (a, b) => collator.compare(a.name, b.name));
   const order = rows.map((_, index) => index);
@@ -27,7 +30,17 @@ export function columnsOf(frame: FrameOf<"get_signal_names">): { message: Catalo
   const column = (pick: (row: (typeof rows)[number]) => number) => Uint16Array.from(order, (index) => pick(rows[index]!));
   const [logger, bus, unit] = [column((row) => row.logger), column((row) => row.bus), column((row) => row.unit)];
   const names = order.map((index) => rows[index]!.name);
-  const message = { op: "catalogue", complete: frame.status === "OK", names, logger, bus, unit, loggers: loggers.rows, buses: buses.rows, units: units.rows } as const;
+  const message = {
+    op: "catalogue",
+    complete: frame.status === "OK",
+    names,
+    logger,
+    bus,
+    unit,
+    loggers: loggers.rows,
+    buses: buses.rows,
+    units: units.rows,
+  } as const;
   return { message, transfer: [logger.buffer, bus.buffer, unit.buffer] };
 }
 

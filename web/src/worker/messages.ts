@@ -49,7 +49,14 @@ export type FromFeed =
   | { readonly op: "upload"; readonly sent: number; readonly size: number }
   | { readonly op: "uploaded"; readonly failure: string | null }
   /// `cut`: the position was changed, and what came before does not count.
-  | { readonly op: "playing"; readonly position: number; readonly length: number; readonly paused: boolean; readonly speed: number; readonly cut: boolean }
+  | {
+      readonly op: "playing";
+      readonly position: number;
+      readonly length: number;
+      readonly paused: boolean;
+      readonly speed: number;
+      readonly cut: boolean;
+    }
   | { readonly op: "unplayable"; readonly reason: string };
 
 /// Values in the order in which they came. The arrays have the same length and are handed over, not copied.

@@ -42,12 +42,14 @@ export class Recorder {
 export async function readRecording(file: Blob): Promise<RecordedFrame[]> {
   const lines = (await file.text()).split("\n");
   const header = parseLine(lines[0] ?? "");
-  if (typeof header !== "object" || header === null || !("format" in header) || header.format !== kFormat) throw new Error("this is no recorded session");
+  if (typeof header !== "object" || header === null || !("format" in header) || header.format !== kFormat)
+    throw new Error("this is no recorded session");
   const frames: RecordedFrame[] = [];
   for (const [index, line] of lines.entries()) {
     if (index === 0 || line === "") continue;
     const entry = parseLine(line);
-    if (!Array.isArray(entry) || typeof entry[0] !== "number" || typeof entry[2] !== "string") throw new Error(`line ${index + 1} is no frame`);
+    if (!Array.isArray(entry) || typeof entry[0] !== "number" || typeof entry[2] !== "string")
+      throw new Error(`line ${index + 1} is no frame`);
     frames.push({ ms: entry[0], direction: entry[1] === ">" ? "sent" : "received", text: entry[2] });
   }
   if (!frames.some(({ direction }) => direction === "received")) throw new Error("the recorded session is empty");

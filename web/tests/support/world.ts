@@ -23,7 +23,10 @@ export class FakeSocket implements Socket {
 
   /// What was asked for so far, without pings.
   get commands(): string[] {
-    return this.sent.filter((text) => text.startsWith("{")).map((text) => (JSON.parse(text) as { command: string }).command).filter((command) => command !== "ping");
+    return this.sent
+      .filter((text) => text.startsWith("{"))
+      .map((text) => (JSON.parse(text) as { command: string }).command)
+      .filter((command) => command !== "ping");
   }
 
   say(frame: object): void {

@@ -17,7 +17,9 @@ export function AudioView() {
       <NewComment />
       <div class="section-head">
         <h3>{t.audio.onLogger}</h3>
-        <Button label={t.audio.reload} onClick={() => store.listAudio()}>{t.audio.reload}</Button>
+        <Button label={t.audio.reload} onClick={() => store.listAudio()}>
+          {t.audio.reload}
+        </Button>
       </div>
       {files === null ? (
         <Nothing icon="mic" text={t.audio.waiting} waiting />
@@ -25,8 +27,14 @@ export function AudioView() {
         <Nothing icon="mic" text={t.audio.empty} />
       ) : (
         <>
-          <p class="muted list-note">{t.audio.notPlayable} {t.audio.clock}</p>
-          <ul class="audio-files" data-testid="audio-files">{files.map((file) => <FileRow key={file.name} file={file} />)}</ul>
+          <p class="muted list-note">
+            {t.audio.notPlayable} {t.audio.clock}
+          </p>
+          <ul class="audio-files" data-testid="audio-files">
+            {files.map((file) => (
+              <FileRow key={file.name} file={file} />
+            ))}
+          </ul>
         </>
       )}
     </div>
@@ -67,7 +75,9 @@ function NewComment() {
         <div class="comment-buttons">
           {canRecord() &&
             (recording === null ? (
-              <Button icon="mic" kind="primary" label={t.audio.record} testid="record" onClick={() => void begin()}>{t.audio.record}</Button>
+              <Button icon="mic" kind="primary" label={t.audio.record} testid="record" onClick={() => void begin()}>
+                {t.audio.record}
+              </Button>
             ) : (
               <Button
                 icon="stop"
@@ -94,24 +104,39 @@ function NewComment() {
             onChange={(event) => {
               const file = event.currentTarget.files?.[0];
               const now = seconds();
-              if (file !== undefined) setComment({ file, name: file.name, from: Number.isFinite(now) ? now : 0, to: Number.isFinite(now) ? now : 0 });
+              if (file !== undefined)
+                setComment({ file, name: file.name, from: Number.isFinite(now) ? now : 0, to: Number.isFinite(now) ? now : 0 });
               event.currentTarget.value = "";
             }}
           />
-          {recording === null && <Button kind="outlined" label={t.audio.choose} onClick={() => chooser.current!.click()}>{t.audio.choose}</Button>}
+          {recording === null && (
+            <Button kind="outlined" label={t.audio.choose} onClick={() => chooser.current!.click()}>
+              {t.audio.choose}
+            </Button>
+          )}
         </div>
       ) : (
         <div class="comment-ready">
-          <p class="comment-name" title={comment.name}>{comment.name} <span class="muted figures">{bytes(comment.file.size)}</span></p>
+          <p class="comment-name" title={comment.name}>
+            {comment.name} <span class="muted figures">{bytes(comment.file.size)}</span>
+          </p>
           <audio controls src={address} aria-label={t.audio.listen} data-testid="audio-preview" />
           <div class="comment-buttons">
-            <Button kind="primary" label={t.audio.send} testid="audio-send" disabled={upload.type === "uploading"} onClick={send}>{t.audio.send}</Button>
-            <Button kind="outlined" label={t.audio.discard} onClick={() => setComment(null)}>{t.audio.discard}</Button>
+            <Button kind="primary" label={t.audio.send} testid="audio-send" disabled={upload.type === "uploading"} onClick={send}>
+              {t.audio.send}
+            </Button>
+            <Button kind="outlined" label={t.audio.discard} onClick={() => setComment(null)}>
+              {t.audio.discard}
+            </Button>
           </div>
         </div>
       )}
       {!canRecord() && <p class="muted list-note">{t.audio.noMicrophone}</p>}
-      {refused && <p class="warn list-note" role="alert">{t.audio.refused}</p>}
+      {refused && (
+        <p class="warn list-note" role="alert">
+          {t.audio.refused}
+        </p>
+      )}
       <UploadLine />
     </section>
   );
@@ -135,7 +160,9 @@ function UploadLine() {
       <div class="upload" role="status" data-testid="upload">
         <progress max={upload.size} value={upload.sent} aria-label={t.audio.sending} />
         <span class="figures">{t.audio.progress(bytes(upload.sent), bytes(upload.size))}</span>
-        <Button label={t.common.cancel} onClick={() => store.cancelUpload()}>{t.common.cancel}</Button>
+        <Button label={t.common.cancel} onClick={() => store.cancelUpload()}>
+          {t.common.cancel}
+        </Button>
       </div>
     );
   }
@@ -158,7 +185,11 @@ function MarkerChoice({ value, change }: { value: string; change: (marker: strin
       {t.audio.marker}
       <select value={value} data-testid="audio-marker" onChange={(event) => change(event.currentTarget.value)}>
         <option value="">{t.audio.noMarker}</option>
-        {shown.slice(0, 200).map((marker) => <option key={marker} value={marker}>{marker}</option>)}
+        {shown.slice(0, 200).map((marker) => (
+          <option key={marker} value={marker}>
+            {marker}
+          </option>
+        ))}
       </select>
     </label>
   );
@@ -173,12 +204,18 @@ function FileRow({ file }: { file: AudioFile }) {
   return (
     <li class="audio-file" data-testid="audio-row">
       <div class="audio-line">
-        <span class="audio-name" title={file.name}>{file.name}</span>
+        <span class="audio-name" title={file.name}>
+          {file.name}
+        </span>
         <Button label={t.audio.assign} icon="flag" expanded={editing} onClick={() => setEditing(!editing)} />
       </div>
       <p class="audio-line muted">
-        <span class="audio-marker" title={file.marker}>{file.marker !== "" ? file.marker : t.audio.noMarker}</span>
-        <span class="figures">{clock.date(file.from)} {clock.time(file.from)} – {clock.time(file.to)}</span>
+        <span class="audio-marker" title={file.marker}>
+          {file.marker !== "" ? file.marker : t.audio.noMarker}
+        </span>
+        <span class="figures">
+          {clock.date(file.from)} {clock.time(file.from)} – {clock.time(file.to)}
+        </span>
       </p>
       {editing && (
         <form
@@ -192,12 +229,22 @@ function FileRow({ file }: { file: AudioFile }) {
         >
           <MarkerChoice value={marker} change={setMarker} />
           <div class="field-pair">
-            <label class="field">{t.audio.from}<input name="from" type="number" min="0" max="4294967295" step="1" required value={file.from} /></label>
-            <label class="field">{t.audio.to}<input name="to" type="number" min="0" max="4294967295" step="1" required value={file.to} /></label>
+            <label class="field">
+              {t.audio.from}
+              <input name="from" type="number" min="0" max="4294967295" step="1" required value={file.from} />
+            </label>
+            <label class="field">
+              {t.audio.to}
+              <input name="to" type="number" min="0" max="4294967295" step="1" required value={file.to} />
+            </label>
           </div>
           <div class="form-buttons">
-            <button type="button" class="button plain" onClick={() => setEditing(false)}>{t.common.cancel}</button>
-            <button type="submit" class="button primary">{t.common.save}</button>
+            <button type="button" class="button plain" onClick={() => setEditing(false)}>
+              {t.common.cancel}
+            </button>
+            <button type="submit" class="button primary">
+              {t.common.save}
+            </button>
           </div>
         </form>
       )}

@@ -41,6 +41,8 @@ export function requestText(command: string): string {
 export function completions(typed: string): readonly string[] {
   const inside = /"command"\s*:\s*"([^"]*)$/.exec(typed)?.[1];
   const begun = inside ?? (/^\w*$/.test(typed.trim()) ? typed.trim() : null);
-  if (begun === null || begun === "" && inside === undefined) return [];
-  return Object.keys(kCommands).filter((command) => command.includes(begun) && command !== begun).slice(0, 8);
+  if (begun === null || (begun === "" && inside === undefined)) return [];
+  return Object.keys(kCommands)
+    .filter((command) => command.includes(begun) && command !== begun)
+    .slice(0, 8);
 }

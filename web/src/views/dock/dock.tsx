@@ -45,7 +45,15 @@ export function Dock() {
       )}
       <div class="rail" role="group" aria-label={t.regions.dock}>
         {(Object.keys(kTabs) as DockTab[]).map((tab) => (
-          <button type="button" class="rail-tab" key={tab} aria-pressed={open === tab} title={tabName(tab)} data-testid={`tab-${tab}`} onClick={() => workspace.toggleDock(tab)}>
+          <button
+            type="button"
+            class="rail-tab"
+            key={tab}
+            aria-pressed={open === tab}
+            title={tabName(tab)}
+            data-testid={`tab-${tab}`}
+            onClick={() => workspace.toggleDock(tab)}
+          >
             <Icon name={kTabs[tab].icon} />
             <span class="rail-text">{tabName(tab)}</span>
           </button>

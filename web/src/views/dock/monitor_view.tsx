@@ -26,7 +26,15 @@ export function MonitorView() {
       </div>
       <div class="screens" role="group" aria-label={t.monitor.screen}>
         {screens.map(({ index, name }) => (
-          <button type="button" class="screen" key={index} aria-pressed={chosen === index} title={name} data-testid={`screen-${index}`} onClick={() => store.chooseScreen(index)}>
+          <button
+            type="button"
+            class="screen"
+            key={index}
+            aria-pressed={chosen === index}
+            title={name}
+            data-testid={`screen-${index}`}
+            onClick={() => store.chooseScreen(index)}
+          >
             <span class="figures muted">{index}</span> <span class="screen-name">{name}</span>
           </button>
         ))}
@@ -38,8 +46,12 @@ export function MonitorView() {
           <tbody>
             {signals.map(({ name, value, unit }) => (
               <tr key={name}>
-                <th scope="row" title={name}>{name}</th>
-                <td class="figures">{value} <span class="unit">{unit}</span></td>
+                <th scope="row" title={name}>
+                  {name}
+                </th>
+                <td class="figures">
+                  {value} <span class="unit">{unit}</span>
+                </td>
               </tr>
             ))}
           </tbody>

@@ -16,11 +16,15 @@ export function NetworkView() {
     <div class="network" data-testid="loggers">
       {missing.length > 0 && <Incomplete text={t.common.missing(missing.join(", "))} />}
       <p class="network-state">
-        <span class={complete ? "tag good" : "tag warn"} data-testid="network-state">{complete ? t.network.complete : t.network.partial}</span>
+        <span class={complete ? "tag good" : "tag warn"} data-testid="network-state">
+          {complete ? t.network.complete : t.network.partial}
+        </span>
         <span class="muted">{name !== "" ? name : t.network.alone}</span>
       </p>
       <ul class="loggers">
-        {loggers.map((logger) => <Logger key={logger.mac} logger={logger} />)}
+        {loggers.map((logger) => (
+          <Logger key={logger.mac} logger={logger} />
+        ))}
       </ul>
     </div>
   );
@@ -44,7 +48,9 @@ function Logger({ logger }: { logger: LoggerState }) {
     <li class={`logger ${logger.answers === false ? "silent" : ""}`} data-testid="logger" data-mac={logger.mac}>
       <div class="logger-head">
         <span class={`dot ${logger.answers === false ? "bad" : logger.answers === null ? "wait" : "good"}`} aria-hidden="true" />
-        <h3 class="logger-name" title={logger.label}>{logger.label}</h3>
+        <h3 class="logger-name" title={logger.label}>
+          {logger.label}
+        </h3>
         {logger.local && <span class="tag">{t.local}</span>}
         <Answering logger={logger} />
       </div>
@@ -52,7 +58,9 @@ function Logger({ logger }: { logger: LoggerState }) {
         {lines.map(([term, text]) => (
           <div class="fact" key={term}>
             <dt>{term}</dt>
-            <dd class={term === t.mac || term === t.status ? "figures" : ""} title={text}>{text !== "" ? text : <span class="muted">{common.unknown}</span>}</dd>
+            <dd class={term === t.mac || term === t.status ? "figures" : ""} title={text}>
+              {text !== "" ? text : <span class="muted">{common.unknown}</span>}
+            </dd>
           </div>
         ))}
       </dl>
@@ -64,7 +72,12 @@ function Answering({ logger }: { logger: LoggerState }) {
   const store = useStore();
   const t = texts().network;
   if (logger.answers === false) store.ticks.texts.value;
-  const text = logger.answers === null ? t.notAsked : logger.answers ? t.answers : t.silentFor(wholeSeconds((performance.now() - logger.heardAt) / 1000));
+  const text =
+    logger.answers === null
+      ? t.notAsked
+      : logger.answers
+        ? t.answers
+        : t.silentFor(wholeSeconds((performance.now() - logger.heardAt) / 1000));
   return <span class={`logger-answers ${logger.answers === false ? "warn" : "muted"}`}>{text}</span>;
 }
 

@@ -32,25 +32,55 @@ function Sessions() {
   if (playback !== null) {
     return (
       <section class="playback" aria-label={t.connection.playback} data-testid="playback">
-        <p class="playback-name" title={playback.file}>{t.protocol.playing(playback.file)}</p>
+        <p class="playback-name" title={playback.file}>
+          {t.protocol.playing(playback.file)}
+        </p>
         <div class="playback-line">
-          <Button icon={playback.paused ? "play" : "pause"} label={playback.paused ? t.protocol.resume : t.protocol.pause} onClick={() => store.pausePlayback(!playback.paused)} />
-          <input type="range" min="0" max={Math.max(0.1, playback.length)} step="0.1" value={playback.position} aria-label={t.protocol.position} onInput={(event) => store.seekPlayback(Number(event.currentTarget.value))} />
-          <span class="figures">{playback.position.toFixed(0)} / {playback.length.toFixed(0)} s</span>
-          <select aria-label={t.protocol.speed} value={String(playback.speed)} onChange={(event) => store.setPlaybackSpeed(Number(event.currentTarget.value))}>
-            {[0.5, 1, 2, 5, 10].map((speed) => <option key={speed} value={String(speed)}>{speed}×</option>)}
+          <Button
+            icon={playback.paused ? "play" : "pause"}
+            label={playback.paused ? t.protocol.resume : t.protocol.pause}
+            onClick={() => store.pausePlayback(!playback.paused)}
+          />
+          <input
+            type="range"
+            min="0"
+            max={Math.max(0.1, playback.length)}
+            step="0.1"
+            value={playback.position}
+            aria-label={t.protocol.position}
+            onInput={(event) => store.seekPlayback(Number(event.currentTarget.value))}
+          />
+          <span class="figures">
+            {playback.position.toFixed(0)} / {playback.length.toFixed(0)} s
+          </span>
+          <select
+            aria-label={t.protocol.speed}
+            value={String(playback.speed)}
+            onChange={(event) => store.setPlaybackSpeed(Number(event.currentTarget.value))}
+          >
+            {[0.5, 1, 2, 5, 10].map((speed) => (
+              <option key={speed} value={String(speed)}>
+                {speed}×
+              </option>
+            ))}
           </select>
         </div>
-        <Button kind="outlined" label={t.protocol.stopPlay} testid="playback-stop" onClick={() => store.stopPlayback()}>{t.protocol.stopPlay}</Button>
+        <Button kind="outlined" label={t.protocol.stopPlay} testid="playback-stop" onClick={() => store.stopPlayback()}>
+          {t.protocol.stopPlay}
+        </Button>
       </section>
     );
   }
   return (
     <div class="sessions">
       {recording === null ? (
-        <Button kind="outlined" label={t.protocol.record} testid="session-record" onClick={() => store.startRecording()}>{t.protocol.record}</Button>
+        <Button kind="outlined" label={t.protocol.record} testid="session-record" onClick={() => store.startRecording()}>
+          {t.protocol.record}
+        </Button>
       ) : (
-        <Button kind="danger" icon="stop" label={t.protocol.stopRecord} testid="session-save" onClick={() => void save()}>{t.protocol.stopRecord}</Button>
+        <Button kind="danger" icon="stop" label={t.protocol.stopRecord} testid="session-save" onClick={() => void save()}>
+          {t.protocol.stopRecord}
+        </Button>
       )}
       {recording !== null && <span class="muted figures">{t.protocol.recorded(recording.frames, bytes(recording.bytes))}</span>}
       <input
@@ -66,7 +96,11 @@ function Sessions() {
           event.currentTarget.value = "";
         }}
       />
-      {recording === null && <Button icon="play" kind="outlined" label={t.protocol.play} onClick={() => chooser.current!.click()}>{t.protocol.play}</Button>}
+      {recording === null && (
+        <Button icon="play" kind="outlined" label={t.protocol.play} onClick={() => chooser.current!.click()}>
+          {t.protocol.play}
+        </Button>
+      )}
     </div>
   );
 }
@@ -78,16 +112,31 @@ function Frames() {
   const [chosen, setChosen] = useState<number | null>(null);
   const { frames, keepValues, queued } = store.protocol.value;
   const shown = useMemo(() => {
-    const words = filter.toLowerCase().split(/\s+/).filter((word) => word !== "");
+    const words = filter
+      .toLowerCase()
+      .split(/\s+/)
+      .filter((word) => word !== "");
     return words.length === 0 ? frames : frames.filter((frame) => matches(frame, words));
   }, [frames, filter]);
   const open = frames.find(({ number }) => number === chosen);
   return (
     <section class="frames" aria-label={t.protocol.tab}>
       <div class="frames-head">
-        <input type="search" placeholder={t.protocol.filter} aria-label={t.protocol.filter} value={filter} data-testid="frame-filter" onInput={(event) => setFilter(event.currentTarget.value)} />
-        <label class="check"><input type="checkbox" checked={keepValues} onChange={(event) => store.keepValues(event.currentTarget.checked)} />{t.protocol.values}</label>
-        <Button label={t.protocol.clear} onClick={() => store.clearFrames()}>{t.protocol.clear}</Button>
+        <input
+          type="search"
+          placeholder={t.protocol.filter}
+          aria-label={t.protocol.filter}
+          value={filter}
+          data-testid="frame-filter"
+          onInput={(event) => setFilter(event.currentTarget.value)}
+        />
+        <label class="check">
+          <input type="checkbox" checked={keepValues} onChange={(event) => store.keepValues(event.currentTarget.checked)} />
+          {t.protocol.values}
+        </label>
+        <Button label={t.protocol.clear} onClick={() => store.clearFrames()}>
+          {t.protocol.clear}
+        </Button>
       </div>
       {shown.length === 0 ? (
         <p class="muted frames-none">{frames.length === 0 ? t.protocol.empty : t.protocol.noHit}</p>
@@ -99,7 +148,13 @@ function Frames() {
           label={t.protocol.tab}
           testid="frames"
           follow
-          render={(frame) => <FrameLine frame={frame} open={chosen === frame.number} toggle={() => setChosen(chosen === frame.number ? null : frame.number)} />}
+          render={(frame) => (
+            <FrameLine
+              frame={frame}
+              open={chosen === frame.number}
+              toggle={() => setChosen(chosen === frame.number ? null : frame.number)}
+            />
+          )}
         />
       )}
       {queued > 0 && <p class="frames-foot muted figures">{t.protocol.queued(queued)}</p>}
@@ -121,12 +176,21 @@ function matches(frame: FrameRecord, words: readonly string[]): boolean {
 function FrameLine({ frame, open, toggle }: { frame: FrameRecord; open: boolean; toggle: () => void }) {
   const t = texts();
   return (
-    <div class={`frame ${frame.direction} ${frame.status === "ERROR" ? "error" : ""}`} data-testid="frame" data-direction={frame.direction} data-status={frame.status}>
+    <div
+      class={`frame ${frame.direction} ${frame.status === "ERROR" ? "error" : ""}`}
+      data-testid="frame"
+      data-direction={frame.direction}
+      data-status={frame.status}
+    >
       <button type="button" data-stop class="frame-line" aria-expanded={open} onClick={toggle}>
-        <span class="frame-direction" role="img" aria-label={frame.direction === "sent" ? t.protocol.sent : t.protocol.received}>{frame.direction === "sent" ? "→" : "←"}</span>
+        <span class="frame-direction" role="img" aria-label={frame.direction === "sent" ? t.protocol.sent : t.protocol.received}>
+          {frame.direction === "sent" ? "→" : "←"}
+        </span>
         <span class="frame-name">{frame.name !== "" ? frame.name : frame.text.slice(0, 80)}</span>
         {frame.status !== "" && <span class="frame-status">{frame.status}</span>}
-        <span class="frame-took figures" title={t.protocol.took}>{frame.took === null ? "" : `${frame.took.toFixed(frame.took < 10 ? 1 : 0)} ms`}</span>
+        <span class="frame-took figures" title={t.protocol.took}>
+          {frame.took === null ? "" : `${frame.took.toFixed(frame.took < 10 ? 1 : 0)} ms`}
+        </span>
       </button>
     </div>
   );
@@ -155,7 +219,11 @@ function Sender() {
     >
       {offers.length > 0 && (
         <div class="offers" role="group" aria-label={t.protocol.command}>
-          {offers.map((command) => <button type="button" class="offer" key={command} onClick={() => take(command)}>{command}</button>)}
+          {offers.map((command) => (
+            <button type="button" class="offer" key={command} onClick={() => take(command)}>
+              {command}
+            </button>
+          ))}
         </div>
       )}
       <textarea
@@ -180,7 +248,9 @@ function Sender() {
       />
       <div class="sender-line">
         <span class="muted">{t.protocol.ctrlEnter}</span>
-        <button type="submit" class="button primary" data-testid="request-send">{t.protocol.send}</button>
+        <button type="submit" class="button primary" data-testid="request-send">
+          {t.protocol.send}
+        </button>
       </div>
     </form>
   );

@@ -14,17 +14,32 @@ export function SetupsView() {
   return (
     <div class="setups">
       <SaveForm names={names ?? []} busy={busy} />
-      {error !== "" && <p class="warn list-note" role="alert" data-testid="setup-error"><Icon name="warning" /> {error}</p>}
-      {said !== "" && <p class="list-note selectable" role="status">{said}</p>}
+      {error !== "" && (
+        <p class="warn list-note" role="alert" data-testid="setup-error">
+          <Icon name="warning" /> {error}
+        </p>
+      )}
+      {said !== "" && (
+        <p class="list-note selectable" role="status">
+          {said}
+        </p>
+      )}
       {question !== null && (
         <section class="question" role="group" aria-label={t.setups.question(question.logger || question.mac)} data-testid="setup-question">
           <p>{t.setups.question(question.logger || question.mac)}</p>
           {question.candidates.map((logger) => (
-            <Button key={logger.mac} kind="outlined" label={`${logger.label} ${logger.mac}`} onClick={() => store.answerQuestion(logger.mac)}>
+            <Button
+              key={logger.mac}
+              kind="outlined"
+              label={`${logger.label} ${logger.mac}`}
+              onClick={() => store.answerQuestion(logger.mac)}
+            >
               {logger.label} <span class="muted figures">{logger.mac}</span>
             </Button>
           ))}
-          <Button label={t.setups.noneOfThem} onClick={() => store.answerQuestion(null)}>{t.setups.noneOfThem}</Button>
+          <Button label={t.setups.noneOfThem} onClick={() => store.answerQuestion(null)}>
+            {t.setups.noneOfThem}
+          </Button>
         </section>
       )}
       {names === null ? (
@@ -32,7 +47,11 @@ export function SetupsView() {
       ) : names.length === 0 ? (
         <Nothing icon="setups" text={t.setups.empty} hint={t.setups.kept} />
       ) : (
-        <ul class="setup-list" data-testid="setups">{names.map((name) => <SetupRow key={name} name={name} busy={busy} say={setSaid} />)}</ul>
+        <ul class="setup-list" data-testid="setups">
+          {names.map((name) => (
+            <SetupRow key={name} name={name} busy={busy} say={setSaid} />
+          ))}
+        </ul>
       )}
     </div>
   );
@@ -61,10 +80,22 @@ function SaveForm({ names, busy }: { names: readonly string[]; busy: boolean }) 
         save();
       }}
     >
-      <p class="muted list-note">{t.setups.current}: <strong data-testid="setup-current">{current !== "" ? current : t.setups.unsaved}</strong></p>
+      <p class="muted list-note">
+        {t.setups.current}: <strong data-testid="setup-current">{current !== "" ? current : t.setups.unsaved}</strong>
+      </p>
       <div class="save-line">
-        <input type="text" maxLength={60} aria-label={t.setups.saveAs} placeholder={t.setups.saveAs} value={name ?? current} data-testid="setup-name" onInput={(event) => setName(event.currentTarget.value)} />
-        <button type="submit" class="button primary" disabled={busy || typed === ""} data-testid="setup-save">{asked === typed && asked !== "" ? t.setups.overwrite(typed) : t.common.save}</button>
+        <input
+          type="text"
+          maxLength={60}
+          aria-label={t.setups.saveAs}
+          placeholder={t.setups.saveAs}
+          value={name ?? current}
+          data-testid="setup-name"
+          onInput={(event) => setName(event.currentTarget.value)}
+        />
+        <button type="submit" class="button primary" disabled={busy || typed === ""} data-testid="setup-save">
+          {asked === typed && asked !== "" ? t.setups.overwrite(typed) : t.common.save}
+        </button>
       </div>
     </form>
   );
@@ -86,7 +117,13 @@ function SetupRow({ name, busy, say }: { name: string; busy: boolean; say: (text
   };
   return (
     <li class={`setup ${current ? "current" : ""}`} data-testid="setup-row">
-      <button type="button" class="setup-load" disabled={busy} title={`${t.common.load}: ${name}`} onClick={() => void store.loadSetup(name)}>
+      <button
+        type="button"
+        class="setup-load"
+        disabled={busy}
+        title={`${t.common.load}: ${name}`}
+        onClick={() => void store.loadSetup(name)}
+      >
         <Icon name={current ? "check" : "setups"} />
         <span class="setup-name">{name}</span>
       </button>
@@ -95,8 +132,12 @@ function SetupRow({ name, busy, say }: { name: string; busy: boolean; say: (text
       {asked && (
         <div class="setup-sure" role="alert">
           <span>{t.setups.sure(name)}</span>
-          <Button kind="danger" label={t.common.delete} onClick={() => (setAsked(false), void store.deleteSetup(name))}>{t.common.delete}</Button>
-          <Button kind="outlined" label={t.common.cancel} onClick={() => setAsked(false)}>{t.common.cancel}</Button>
+          <Button kind="danger" label={t.common.delete} onClick={() => (setAsked(false), void store.deleteSetup(name))}>
+            {t.common.delete}
+          </Button>
+          <Button kind="outlined" label={t.common.cancel} onClick={() => setAsked(false)}>
+            {t.common.cancel}
+          </Button>
         </div>
       )}
     </li>

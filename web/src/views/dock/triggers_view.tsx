@@ -14,18 +14,37 @@ export function TriggersView() {
   const t = texts();
   const { events, complete, missing } = store.triggers.value;
   if (events.length === 0) {
-    if (missing.length > 0) return <><Incomplete text={t.triggers.partial(missing.join(", "))} /><Nothing icon="flag" text={t.triggers.empty} /></>;
-    return complete ? <Nothing icon="flag" text={t.triggers.empty} /> : (
+    if (missing.length > 0)
+      return (
+        <>
+          <Incomplete text={t.triggers.partial(missing.join(", "))} />
+          <Nothing icon="flag" text={t.triggers.empty} />
+        </>
+      );
+    return complete ? (
+      <Nothing icon="flag" text={t.triggers.empty} />
+    ) : (
       <Nothing icon="flag" text={t.triggers.waiting} waiting>
-        <Button label={t.triggers.ask} kind="outlined" onClick={() => store.listTriggers()}>{t.triggers.ask}</Button>
+        <Button label={t.triggers.ask} kind="outlined" onClick={() => store.listTriggers()}>
+          {t.triggers.ask}
+        </Button>
       </Nothing>
     );
   }
   return (
     <div class="triggers">
       {missing.length > 0 && <Incomplete text={t.triggers.partial(missing.join(", "))} />}
-      <p class="muted list-note" role="status">{t.triggers.count(events.length)}</p>
-      <VirtualList rows={events} rowHeight={Math.max(48, rowHeight())} rowKey={({ id }) => id} label={t.triggers.tab} testid="trigger-list" render={(event) => <Row event={event} />} />
+      <p class="muted list-note" role="status">
+        {t.triggers.count(events.length)}
+      </p>
+      <VirtualList
+        rows={events}
+        rowHeight={Math.max(48, rowHeight())}
+        rowKey={({ id }) => id}
+        label={t.triggers.tab}
+        testid="trigger-list"
+        render={(event) => <Row event={event} />}
+      />
     </div>
   );
 }
@@ -38,12 +57,26 @@ function Row({ event }: { event: TriggerEvent }) {
   const browser = zoneClock(kBrowserZone);
   return (
     <div class="trigger" data-testid="trigger-row">
-      <button type="button" data-stop class="trigger-main" title={`${event.marker}\n${t.triggers.show}`} onClick={() => workspace.show(event.x)}>
+      <button
+        type="button"
+        data-stop
+        class="trigger-main"
+        title={`${event.marker}\n${t.triggers.show}`}
+        onClick={() => workspace.show(event.x)}
+      >
         <span class="trigger-marker">{event.marker}</span>
         <span class="trigger-times figures">
-          <span title={`${t.triggers.loggerTime} (${clock.zone})`}>{clock.date(event.x)} {clock.time(event.x, 3)}</span>
-          {browser.zone !== clock.zone && <span class="muted" title={`${t.triggers.browserTime} (${browser.zone})`}>{browser.time(event.x)} {browser.zone}</span>}
-          <span class="muted trigger-number" title={t.triggers.number}>#{event.number}</span>
+          <span title={`${t.triggers.loggerTime} (${clock.zone})`}>
+            {clock.date(event.x)} {clock.time(event.x, 3)}
+          </span>
+          {browser.zone !== clock.zone && (
+            <span class="muted" title={`${t.triggers.browserTime} (${browser.zone})`}>
+              {browser.time(event.x)} {browser.zone}
+            </span>
+          )}
+          <span class="muted trigger-number" title={t.triggers.number}>
+            #{event.number}
+          </span>
         </span>
       </button>
       <Button

@@ -1,7 +1,17 @@
 // A store that holds what it is given and talks to nobody: what the page of states shows, the same at every time.
 import { signal } from "@preact/signals";
 import { History } from "../../store/history.ts";
-import { signalId, type Arrangement, type CatalogueEntry, type ConnectionState, type Panel, type SignalHistory, type SignalId, type SignalReference, type Store } from "../../store/model.ts";
+import {
+  signalId,
+  type Arrangement,
+  type CatalogueEntry,
+  type ConnectionState,
+  type Panel,
+  type SignalHistory,
+  type SignalId,
+  type SignalReference,
+  type Store,
+} from "../../store/model.ts";
 
 /// The moment that all examples show: 2026-11-21 12:00:00 UTC.
 export const kNow = Date.UTC(2026, 10, 21, 12) / 1000;
@@ -23,7 +33,11 @@ export interface Example {
 }
 
 type Parts = {
-  -readonly [Member in "network" | "buses" | "triggers" | "audio" | "monitor" | "setups" | "protocol" | "notices"]?: Store[Member] extends { readonly value: infer Value } ? Value : never;
+  -readonly [Member in "network" | "buses" | "triggers" | "audio" | "monitor" | "setups" | "protocol" | "notices"]?: Store[Member] extends {
+    readonly value: infer Value;
+  }
+    ? Value
+    : never;
 } & { connection?: ConnectionState; arrangement?: Arrangement; catalogue?: { complete: boolean; missing: readonly string[] } };
 
 /// A store with these examples, all of them running, and these parts; everything else is empty.
@@ -59,7 +73,11 @@ export function fakeStore(examples: readonly Example[], parts: Parts = {}): Stor
     history: (id) => histories.get(id) ?? null,
     age: (id) => kNow - (histories.get(id)?.latest?.x ?? -Infinity),
     stale: (id) => kNow - (histories.get(id)?.latest?.x ?? -Infinity) > 2,
-    colour: (id) => Math.max(0, entries.findIndex((entry) => entry.id === id)),
+    colour: (id) =>
+      Math.max(
+        0,
+        entries.findIndex((entry) => entry.id === id),
+      ),
     start: nothing,
     stop: nothing,
     setVisible: nothing,

@@ -39,7 +39,9 @@ function Panels() {
   const store = useStore();
   return (
     <div class="shelf gallery-shelf">
-      {store.arrangement.value.panels.map((panel) => <PanelFrame key={panel.id} panel={panel} grow={12} rowHeight={48} columnWidth={48} />)}
+      {store.arrangement.value.panels.map((panel) => (
+        <PanelFrame key={panel.id} panel={panel} grow={12} rowHeight={48} columnWidth={48} />
+      ))}
     </div>
   );
 }
@@ -68,14 +70,20 @@ function Gallery() {
   return (
     <main class="gallery">
       <h1 class="gallery-title">{t.states.title}</h1>
-      {Object.entries(kViews).filter(([name]) => only === null || only === name).map(([name, { view, width, height }]) => (
-        <section key={name} aria-label={name} data-testid={`states-${name}`}>
-          <h2 class="gallery-title">{name}</h2>
-          <div class={`gallery-row ${name === "header" ? "column" : ""}`}>
-            {kStates.filter((cell) => cell.view === name).map((cell) => <CellView key={cell.state + (cell.note ?? "")} cell={cell} view={view} width={width} height={height} />)}
-          </div>
-        </section>
-      ))}
+      {Object.entries(kViews)
+        .filter(([name]) => only === null || only === name)
+        .map(([name, { view, width, height }]) => (
+          <section key={name} aria-label={name} data-testid={`states-${name}`}>
+            <h2 class="gallery-title">{name}</h2>
+            <div class={`gallery-row ${name === "header" ? "column" : ""}`}>
+              {kStates
+                .filter((cell) => cell.view === name)
+                .map((cell) => (
+                  <CellView key={cell.state + (cell.note ?? "")} cell={cell} view={view} width={width} height={height} />
+                ))}
+            </div>
+          </section>
+        ))}
     </main>
   );
 }

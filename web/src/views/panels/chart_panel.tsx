@@ -42,14 +42,19 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
     const made = new TimeChart(host.current!, () => colours.current!);
     chart.current = made;
     colours.current = readColours(host.current!);
-    const stop = timeGestures(area.current!, workspace, () => made.area, (stretch) => {
-      const style = selection.current!.style;
-      style.display = stretch === null ? "none" : "block";
-      if (stretch !== null) {
-        style.left = `${stretch.left}px`;
-        style.width = `${stretch.width}px`;
-      }
-    });
+    const stop = timeGestures(
+      area.current!,
+      workspace,
+      () => made.area,
+      (stretch) => {
+        const style = selection.current!.style;
+        style.display = stretch === null ? "none" : "block";
+        if (stretch !== null) {
+          style.left = `${stretch.left}px`;
+          style.width = `${stretch.width}px`;
+        }
+      },
+    );
     return () => {
       stop();
       made.destroy();
@@ -101,9 +106,17 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
     if (lanes.current !== null && lane.length > 0) {
       const { left, width: across } = made.area;
       const pen = preparePen(lanes.current, width, lane.length * kLaneHeight);
-      const shown = lane.map(({ signal, history }) => ({ data: laneOf(history!, span), colour: curveColour(workspace.theme.value, signal.colour) }));
+      const shown = lane.map(({ signal, history }) => ({
+        data: laneOf(history!, span),
+        colour: curveColour(workspace.theme.value, signal.colour),
+      }));
       drawLanes(pen, { left, width: across, laneHeight: kLaneHeight }, span, now, shown, colours.current!);
-      drawLaneNames(pen, lane.map(({ signal }) => signal.name), left - kGutter, colours.current!);
+      drawLaneNames(
+        pen,
+        lane.map(({ signal }) => signal.name),
+        left - kGutter,
+        colours.current!,
+      );
     }
   };
   useDrawing(
@@ -136,10 +149,12 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
     },
     {
       title: t.panels.ownScale,
-      items: signals.filter(({ unit }) => unit !== "" && signals.filter((other) => other.unit === unit).length > 1).map((signal) => {
-        const own = optionOf(panel, signal, "own") === true;
-        return { label: signal.name, checked: own, action: () => setOptions(store, panel, { [`own:${signal.key}`]: !own }) };
-      }),
+      items: signals
+        .filter(({ unit }) => unit !== "" && signals.filter((other) => other.unit === unit).length > 1)
+        .map((signal) => {
+          const own = optionOf(panel, signal, "own") === true;
+          return { label: signal.name, checked: own, action: () => setOptions(store, panel, { [`own:${signal.key}`]: !own }) };
+        }),
     },
     { items: [{ label: t.panels.steps, checked: asSteps, action: () => setOptions(store, panel, { steps: !asSteps }) }] },
   ];
@@ -152,7 +167,10 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
     download(new Blob([toCsv(columns)], { type: "text/csv" }), `${title} ${stamp()}.csv`);
   };
   const savePng = async () => {
-    const labels = signals.map(({ name, unit, colour }) => ({ text: unit === "" ? name : `${name} [${unit}]`, colour: curveColour(workspace.theme.value, colour) }));
+    const labels = signals.map(({ name, unit, colour }) => ({
+      text: unit === "" ? name : `${name} [${unit}]`,
+      colour: curveColour(workspace.theme.value, colour),
+    }));
     const canvases = [chart.current?.canvas, lanes.current].filter((canvas): canvas is HTMLCanvasElement => canvas != null);
     const picture = await toPng(title, labels, canvases, colours.current!);
     if (picture !== null) download(picture, `${title} ${stamp()}.png`);

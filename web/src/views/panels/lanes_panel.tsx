@@ -32,14 +32,19 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
   menu.current = () => [];
   useLayoutEffect(
     () =>
-      timeGestures(area.current!, workspace, () => ({ left: 0, width: area.current!.clientWidth }), (stretch) => {
-        const style = selection.current!.style;
-        style.display = stretch === null ? "none" : "block";
-        if (stretch !== null) {
-          style.left = `${stretch.left}px`;
-          style.width = `${stretch.width}px`;
-        }
-      }),
+      timeGestures(
+        area.current!,
+        workspace,
+        () => ({ left: 0, width: area.current!.clientWidth }),
+        (stretch) => {
+          const style = selection.current!.style;
+          style.display = stretch === null ? "none" : "block";
+          if (stretch !== null) {
+            style.left = `${stretch.left}px`;
+            style.width = `${stretch.width}px`;
+          }
+        },
+      ),
     [],
   );
   useEffect(() => {
@@ -55,7 +60,10 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
     colours.current ??= readColours(canvas.current!);
     const pen = preparePen(canvas.current!, width, height);
     const now = Math.min(span.to, store.viewX());
-    const histories = signals.map((signal) => ({ history: historyOf(store, signal), colour: curveColour(workspace.theme.value, signal.colour) }));
+    const histories = signals.map((signal) => ({
+      history: historyOf(store, signal),
+      colour: curveColour(workspace.theme.value, signal.colour),
+    }));
     const lanes = histories.map(({ history, colour }) => ({ data: history?.discrete === true ? laneOf(history, span) : null, colour }));
     drawLanes(pen, { left: 0, width, laneHeight: kLane }, span, now, lanes, colours.current);
     histories.forEach(({ history, colour }, row) => {
@@ -107,7 +115,9 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
   return (
     <div class="lanes-panel">
       <ul class="lane-names">
-        {signals.map((signal) => <LaneName key={signal.key} signal={signal} />)}
+        {signals.map((signal) => (
+          <LaneName key={signal.key} signal={signal} />
+        ))}
       </ul>
       <div class="lanes-area" ref={area} role="img" aria-label={`${t.panels.kinds.lanes}: ${signals.map(({ name }) => name).join(", ")}`}>
         <canvas ref={canvas} />
@@ -128,7 +138,9 @@ function LaneName({ signal }: { signal: PanelSignal }) {
     <li class="lane-name" title={`${signal.name}\n${signal.logger}`}>
       <Swatch signal={signal} />
       <span class="lane-label">{signal.name}</span>
-      <span class="lane-state figures">{shown === null ? "–" : shownText(shown)} <span class="unit">{signal.unit}</span></span>
+      <span class="lane-state figures">
+        {shown === null ? "–" : shownText(shown)} <span class="unit">{signal.unit}</span>
+      </span>
     </li>
   );
 }

@@ -11,7 +11,9 @@ import { historyOf, shownText } from "./signal_data.ts";
 export function Legend({ panel, signals }: { panel: Panel; signals: readonly PanelSignal[] }) {
   return (
     <ul class="legend">
-      {signals.map((signal) => <Entry key={signal.key} panel={panel} signal={signal} />)}
+      {signals.map((signal) => (
+        <Entry key={signal.key} panel={panel} signal={signal} />
+      ))}
     </ul>
   );
 }
@@ -28,12 +30,20 @@ function Entry({ panel, signal }: { panel: Panel; signal: PanelSignal }) {
   const gaps = history === null ? 0 : gapsWithin(history.gaps, workspace.span());
   const absent = signal.run === "absent" || signal.run === "refused";
   return (
-    <li class={`legend-entry ${stale ? "stale" : ""} ${absent ? "absent" : ""}`} data-testid="legend-entry" title={`${signal.name}\n${signal.logger}`}>
+    <li
+      class={`legend-entry ${stale ? "stale" : ""} ${absent ? "absent" : ""}`}
+      data-testid="legend-entry"
+      title={`${signal.name}\n${signal.logger}`}
+    >
       <Swatch signal={signal} />
       <span class="legend-name">{signal.name}</span>
       <span class="legend-value figures">{absent ? t.signals.run[signal.run] : shown === null ? t.common.none : shownText(shown)}</span>
       <span class="unit">{signal.unit}</span>
-      {gaps > 0 && <span class="legend-gaps" data-testid="legend-gaps">{t.panels.gaps(gaps)}</span>}
+      {gaps > 0 && (
+        <span class="legend-gaps" data-testid="legend-gaps">
+          {t.panels.gaps(gaps)}
+        </span>
+      )}
       <button
         type="button"
         class="legend-remove"
@@ -50,5 +60,7 @@ function Entry({ panel, signal }: { panel: Panel; signal: PanelSignal }) {
 export function Swatch({ signal }: { signal: PanelSignal }) {
   const workspace = useWorkspace();
   const dashed = curveDash(signal.colour).length > 0;
-  return <span class={`swatch-line ${dashed ? "dashed" : ""}`} style={{ borderTopColor: curveColour(workspace.theme.value, signal.colour) }} />;
+  return (
+    <span class={`swatch-line ${dashed ? "dashed" : ""}`} style={{ borderTopColor: curveColour(workspace.theme.value, signal.colour) }} />
+  );
 }

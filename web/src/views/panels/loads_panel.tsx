@@ -25,7 +25,13 @@ export function LoadsPanel({ menu }: { menu?: PanelProps["menu"] }) {
   const state = store.buses.value;
   if (menu !== undefined) {
     menu.current = () => [
-      { items: [state.running ? { label: t.loads.stop, icon: "stop", action: () => store.stopLoads() } : { label: t.loads.start, icon: "play", action: () => store.startLoads() }] },
+      {
+        items: [
+          state.running
+            ? { label: t.loads.stop, icon: "stop", action: () => store.stopLoads() }
+            : { label: t.loads.start, icon: "play", action: () => store.startLoads() },
+        ],
+      },
     ];
   }
   const rows = useMemo(() => toRows(state), [state]);
@@ -33,11 +39,17 @@ export function LoadsPanel({ menu }: { menu?: PanelProps["menu"] }) {
     if (!state.running && state.complete) {
       return (
         <Nothing icon="loads" text={t.loads.stopped}>
-          <Button label={t.loads.start} kind="outlined" onClick={() => store.startLoads()}>{t.loads.start}</Button>
+          <Button label={t.loads.start} kind="outlined" onClick={() => store.startLoads()}>
+            {t.loads.start}
+          </Button>
         </Nothing>
       );
     }
-    return state.complete ? <Nothing icon="loads" text={t.loads.empty} /> : <Nothing icon="loads" text={t.loads.waiting} waiting hint={state.missing.join(", ") || undefined} />;
+    return state.complete ? (
+      <Nothing icon="loads" text={t.loads.empty} />
+    ) : (
+      <Nothing icon="loads" text={t.loads.waiting} waiting hint={state.missing.join(", ") || undefined} />
+    );
   }
   return (
     <div class="loads" data-testid="loads">
@@ -45,10 +57,18 @@ export function LoadsPanel({ menu }: { menu?: PanelProps["menu"] }) {
       {!state.running && (
         <div class="incomplete" role="status">
           <span class="incomplete-text">{t.loads.stopped}</span>
-          <Button label={t.loads.start} kind="outlined" onClick={() => store.startLoads()}>{t.loads.start}</Button>
+          <Button label={t.loads.start} kind="outlined" onClick={() => store.startLoads()}>
+            {t.loads.start}
+          </Button>
         </div>
       )}
-      <VirtualList rows={rows} rowHeight={Math.min(32, rowHeight())} rowKey={({ key }) => key} label={t.panels.kinds.loads} render={(row) => <RowView row={row} />} />
+      <VirtualList
+        rows={rows}
+        rowHeight={Math.min(32, rowHeight())}
+        rowKey={({ key }) => key}
+        label={t.panels.kinds.loads}
+        render={(row) => <RowView row={row} />}
+      />
     </div>
   );
 }
@@ -57,10 +77,12 @@ function toRows(state: BusesState): Row[] {
   const loggers = [...new Set([...state.buses, ...state.gps].map(({ logger }) => logger))];
   return loggers.flatMap((name): Row[] => [
     { type: "logger", key: `logger ${name}`, name },
-    ...state.buses.filter(({ logger }) => logger === name).flatMap((bus): Row[] => [
-      { type: "bus", key: bus.id, bus },
-      ...chunks(bus.most?.figures ?? [], 2).map((figures, index): Row => ({ type: "most", key: `${bus.id} ${index}`, figures })),
-    ]),
+    ...state.buses
+      .filter(({ logger }) => logger === name)
+      .flatMap((bus): Row[] => [
+        { type: "bus", key: bus.id, bus },
+        ...chunks(bus.most?.figures ?? [], 2).map((figures, index): Row => ({ type: "most", key: `${bus.id} ${index}`, figures })),
+      ]),
     ...state.gps.filter(({ logger }) => logger === name).map((gps): Row => ({ type: "gps", key: `gps ${name} ${gps.name}`, gps })),
   ]);
 }
@@ -75,7 +97,11 @@ function RowView({ row }: { row: Row }) {
   const t = texts();
   switch (row.type) {
     case "logger":
-      return <div class="load-logger" title={row.name}>{row.name !== "" ? row.name : t.common.unknownLogger}</div>;
+      return (
+        <div class="load-logger" title={row.name}>
+          {row.name !== "" ? row.name : t.common.unknownLogger}
+        </div>
+      );
     case "bus":
       return <BusRow bus={row.bus} />;
     case "most":
@@ -83,7 +109,8 @@ function RowView({ row }: { row: Row }) {
         <div class="load-most">
           {row.figures.map(([name, value]) => (
             <span class="most-figure" key={name}>
-              <span class="muted">{t.loads.most[name] ?? name}</span> <span class="figures">{value.toLocaleString("en").replaceAll(",", " ")}</span>
+              <span class="muted">{t.loads.most[name] ?? name}</span>{" "}
+              <span class="figures">{value.toLocaleString("en").replaceAll(",", " ")}</span>
             </span>
           ))}
         </div>
@@ -109,15 +136,31 @@ function BusRow({ bus }: { bus: BusState }) {
   const status = bus.most?.status ?? "";
   return (
     <div class={`load ${bus.load === null && status === "" ? "unknown" : ""}`} data-testid="load" data-bus={bus.id}>
-      <span class="load-bus muted" title={bus.bus}>{bus.bus}</span>
-      <span class="load-name" title={bus.name}>{bus.name}</span>
+      <span class="load-bus muted" title={bus.bus}>
+        {bus.bus}
+      </span>
+      <span class="load-name" title={bus.name}>
+        {bus.name}
+      </span>
       {status !== "" && bus.load === null ? (
-        <span class="load-status" title={status}>{status}</span>
+        <span class="load-status" title={status}>
+          {status}
+        </span>
       ) : (
         <>
-          <span class="load-bar" role="meter" aria-label={`${bus.bus} ${bus.name}`} aria-valuemin={0} aria-valuemax={full} aria-valuenow={bus.load ?? 0} aria-valuetext={bus.load === null ? t.loads.unknown : `${bus.load} ${bus.unit}`}>
+          <span
+            class="load-bar"
+            role="meter"
+            aria-label={`${bus.bus} ${bus.name}`}
+            aria-valuemin={0}
+            aria-valuemax={full}
+            aria-valuenow={bus.load ?? 0}
+            aria-valuetext={bus.load === null ? t.loads.unknown : `${bus.load} ${bus.unit}`}
+          >
             <span class={`load-fill ${high ? "high" : ""}`} style={{ width: bus.load === null ? "0" : part(bus.load) }} />
-            {bus.peak !== null && <span class="load-peak" title={`${t.loads.peak}: ${bus.peak} ${bus.unit}`} style={{ left: part(bus.peak) }} />}
+            {bus.peak !== null && (
+              <span class="load-peak" title={`${t.loads.peak}: ${bus.peak} ${bus.unit}`} style={{ left: part(bus.peak) }} />
+            )}
           </span>
           <span class="load-value figures">{bus.load === null ? <span class="muted">{t.loads.unknown}</span> : bus.load}</span>
           <span class="load-unit unit">{bus.load === null ? "" : bus.unit}</span>
@@ -148,7 +191,11 @@ function LoadSpark({ bus, full }: { bus: BusState; full: number }) {
     },
     [size.width, size.height, bus, theme],
   );
-  return <span class="load-spark" ref={box}><canvas ref={canvas} aria-hidden="true" /></span>;
+  return (
+    <span class="load-spark" ref={box}>
+      <canvas ref={canvas} aria-hidden="true" />
+    </span>
+  );
 }
 
 function GpsRow({ gps }: { gps: GpsState }) {
@@ -157,7 +204,9 @@ function GpsRow({ gps }: { gps: GpsState }) {
   return (
     <div class={`load gps ${state}`} data-testid="gps">
       <span class="load-bus muted">{t.gps}</span>
-      <span class="load-name" title={gps.name}>{gps.name}</span>
+      <span class="load-name" title={gps.name}>
+        {gps.name}
+      </span>
       <span class="load-status gps-state">
         <Icon name={gps.fix === true ? "check" : gps.fix === false ? "close" : "more"} />
         {gps.fix === null ? t.unknown : gps.fix ? t.fix : t.noFix}

@@ -21,13 +21,27 @@ export function MeasureTable({ signals }: { signals: readonly PanelSignal[] }) {
         <caption class="visually-hidden">{t.measure.title}</caption>
         <thead>
           <tr>
-            <th scope="col" class="measure-span figures">{both ? `${t.measure.span} ${duration(b - a)}` : ""}</th>
-            <th scope="col">A <span class="muted figures">{a === null ? "" : clock.time(a, 3)}</span></th>
-            <th scope="col">B <span class="muted figures">{b === null ? "" : clock.time(b, 3)}</span></th>
-            {[t.measure.difference, t.measure.slope, t.common.least, t.common.greatest, t.common.mean, t.measure.rate].map((head) => <th scope="col" key={head}>{head}</th>)}
+            <th scope="col" class="measure-span figures">
+              {both ? `${t.measure.span} ${duration(b - a)}` : ""}
+            </th>
+            <th scope="col">
+              A <span class="muted figures">{a === null ? "" : clock.time(a, 3)}</span>
+            </th>
+            <th scope="col">
+              B <span class="muted figures">{b === null ? "" : clock.time(b, 3)}</span>
+            </th>
+            {[t.measure.difference, t.measure.slope, t.common.least, t.common.greatest, t.common.mean, t.measure.rate].map((head) => (
+              <th scope="col" key={head}>
+                {head}
+              </th>
+            ))}
           </tr>
         </thead>
-        <tbody>{signals.map((signal) => <Row key={signal.key} signal={signal} a={a} b={b} />)}</tbody>
+        <tbody>
+          {signals.map((signal) => (
+            <Row key={signal.key} signal={signal} a={a} b={b} />
+          ))}
+        </tbody>
       </table>
     </div>
   );
@@ -47,7 +61,11 @@ function Row({ signal, a, b }: { signal: PanelSignal; a: number | null; b: numbe
   return (
     <tr>
       <th scope="row">
-        <Swatch signal={signal} /> <span class="measure-name" title={signal.name}>{signal.name}</span> <span class="unit">{signal.unit}</span>
+        <Swatch signal={signal} />{" "}
+        <span class="measure-name" title={signal.name}>
+          {signal.name}
+        </span>{" "}
+        <span class="unit">{signal.unit}</span>
       </th>
       {[
         first === null ? "–" : shownText(first),
@@ -58,7 +76,11 @@ function Row({ signal, a, b }: { signal: PanelSignal; a: number | null; b: numbe
         computedNumber(figures?.max ?? null),
         computedNumber(figures?.mean ?? null),
         computedNumber(statistics?.rate ?? null),
-      ].map((text, index) => <td class="figures" key={index}>{text}</td>)}
+      ].map((text, index) => (
+        <td class="figures" key={index}>
+          {text}
+        </td>
+      ))}
     </tr>
   );
 }

@@ -48,19 +48,38 @@ function NumberTile({ panel, signal, edit }: { panel: Panel; signal: PanelSignal
   const beyond = number === null ? "" : low !== null && number < low ? "below" : high !== null && number > high ? "above" : "";
   const absent = signal.run === "absent" || signal.run === "refused";
   const text = latest === null ? "–" : shownText(latest);
-  const note = absent ? t.signals.run[signal.run] : beyond === "below" ? t.panels.below : beyond === "above" ? t.panels.above : stale ? t.panels.stale : latest === null ? t.panels.noValue : "";
+  const note = absent
+    ? t.signals.run[signal.run]
+    : beyond === "below"
+      ? t.panels.below
+      : beyond === "above"
+        ? t.panels.above
+        : stale
+          ? t.panels.stale
+          : latest === null
+            ? t.panels.noValue
+            : "";
   return (
-    <div class={`tile ${beyond !== "" ? "beyond" : ""} ${stale || absent || latest === null ? "stale" : ""}`} data-testid="number-tile" title={`${signal.name}\n${signal.logger}`}>
+    <div
+      class={`tile ${beyond !== "" ? "beyond" : ""} ${stale || absent || latest === null ? "stale" : ""}`}
+      data-testid="number-tile"
+      title={`${signal.name}\n${signal.logger}`}
+    >
       <div class="tile-head">
         <Swatch signal={signal} />
-        <button type="button" class="tile-name" title={`${t.panels.limits}: ${signal.name}`} onClick={edit}>{signal.name}</button>
+        <button type="button" class="tile-name" title={`${t.panels.limits}: ${signal.name}`} onClick={edit}>
+          {signal.name}
+        </button>
       </div>
       <p class={`tile-value figures ${text.length > 12 ? "long" : text.length > 7 ? "middle" : ""}`}>
         <span class="tile-number">{text}</span> <span class="unit">{signal.unit}</span>
       </p>
       <div class="tile-foot">
         {note !== "" ? (
-          <span class="tile-note">{beyond !== "" && <Icon name="warning" />}{note}</span>
+          <span class="tile-note">
+            {beyond !== "" && <Icon name="warning" />}
+            {note}
+          </span>
         ) : (
           <span class="tile-limits figures muted">{low !== null || high !== null ? `${low ?? "…"} – ${high ?? "…"}` : ""}</span>
         )}
@@ -94,11 +113,21 @@ function TileSpark({ signal }: { signal: PanelSignal }) {
       }
       const base = least >= 0 && least < most * 0.6 ? 0 : least - (most - least) * 0.1;
       const shifted = y.map((value) => value - base);
-      drawSparkline(canvas.current!, size, { x, y: shifted }, { now, seconds: kSparkSeconds, top: Math.max(most - base, 1e-12) }, curveColour(workspace.theme.value, signal.colour));
+      drawSparkline(
+        canvas.current!,
+        size,
+        { x, y: shifted },
+        { now, seconds: kSparkSeconds, top: Math.max(most - base, 1e-12) },
+        curveColour(workspace.theme.value, signal.colour),
+      );
     },
     [size.width, size.height],
   );
-  return <div class="tile-spark" ref={box}><canvas ref={canvas} aria-hidden="true" /></div>;
+  return (
+    <div class="tile-spark" ref={box}>
+      <canvas ref={canvas} aria-hidden="true" />
+    </div>
+  );
 }
 
 function LimitsDialog({ panel, signal, close }: { panel: Panel; signal: PanelSignal; close: () => void }) {
@@ -117,11 +146,21 @@ function LimitsDialog({ panel, signal, close }: { panel: Panel; signal: PanelSig
           close();
         }}
       >
-        <label class="field">{t.panels.limitLow}<input type="number" step="any" name="low" value={limits.low ?? ""} /></label>
-        <label class="field">{t.panels.limitHigh}<input type="number" step="any" name="high" value={limits.high ?? ""} /></label>
+        <label class="field">
+          {t.panels.limitLow}
+          <input type="number" step="any" name="low" value={limits.low ?? ""} />
+        </label>
+        <label class="field">
+          {t.panels.limitHigh}
+          <input type="number" step="any" name="high" value={limits.high ?? ""} />
+        </label>
         <div class="form-buttons">
-          <button type="button" class="button plain" onClick={close}>{t.common.cancel}</button>
-          <button type="submit" class="button primary">{t.common.save}</button>
+          <button type="button" class="button plain" onClick={close}>
+            {t.common.cancel}
+          </button>
+          <button type="submit" class="button primary">
+            {t.common.save}
+          </button>
         </div>
       </form>
     </Dialog>

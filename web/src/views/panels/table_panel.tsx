@@ -21,17 +21,45 @@ export function TablePanel({ panel, signals, menu }: PanelProps) {
     const rows = signals.map((signal) => {
       const history = historyOf(store, signal);
       const latest = history?.latest;
-      return [signal.logger, signal.name, latest?.text ?? "", signal.unit, latest?.description ?? "", String(latest?.stamp ?? ""), String(history?.min ?? ""), String(history?.max ?? "")].map(quote).join(",");
+      return [
+        signal.logger,
+        signal.name,
+        latest?.text ?? "",
+        signal.unit,
+        latest?.description ?? "",
+        String(latest?.stamp ?? ""),
+        String(history?.min ?? ""),
+        String(history?.max ?? ""),
+      ]
+        .map(quote)
+        .join(",");
     });
-    const head = [t.common.logger, t.common.name, t.common.value, t.common.unit, t.common.description, "logger stamp [us]", t.common.least, t.common.greatest].map(quote).join(",");
+    const head = [
+      t.common.logger,
+      t.common.name,
+      t.common.value,
+      t.common.unit,
+      t.common.description,
+      "logger stamp [us]",
+      t.common.least,
+      t.common.greatest,
+    ]
+      .map(quote)
+      .join(",");
     download(new Blob([[head, ...rows, ""].join("\r\n")], { type: "text/csv" }), `${panel.title || t.panels.kinds.table}.csv`);
   };
   return (
     <div class="table-panel" role="table" aria-label={panel.title || t.panels.kinds.table} aria-rowcount={signals.length + 1}>
       <div class="table-head" role="rowgroup">
         <div class="table-row" role="row">
-          {heads.map((head, index) => <span role="columnheader" key={head} class={`cell c${index}`}>{head}</span>)}
-          <span role="columnheader" class="cell c7"><span class="visually-hidden">{t.common.remove}</span></span>
+          {heads.map((head, index) => (
+            <span role="columnheader" key={head} class={`cell c${index}`}>
+              {head}
+            </span>
+          ))}
+          <span role="columnheader" class="cell c7">
+            <span class="visually-hidden">{t.common.remove}</span>
+          </span>
         </div>
       </div>
       <VirtualList
@@ -61,14 +89,33 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
         <Swatch signal={signal} />
         <span class="cell-text">{signal.name}</span>
       </span>
-      <span role="cell" class="cell c1 figures">{absent ? t.signals.run[signal.run] : (latest?.text ?? "–")}</span>
-      <span role="cell" class="cell c2 unit">{signal.unit}</span>
-      <span role="cell" class="cell c3" title={latest?.description}>{latest?.description}</span>
-      <span role="cell" class="cell c4 figures">{Number.isFinite(age) ? (age < 100 ? `${age.toFixed(1)} s` : `${Math.round(age)} s`) : "–"}</span>
-      <span role="cell" class="cell c5 figures">{history === null || history.count === 0 ? "–" : plainNumber(history.min)}</span>
-      <span role="cell" class="cell c6 figures">{history === null || history.count === 0 ? "–" : plainNumber(history.max)}</span>
+      <span role="cell" class="cell c1 figures">
+        {absent ? t.signals.run[signal.run] : (latest?.text ?? "–")}
+      </span>
+      <span role="cell" class="cell c2 unit">
+        {signal.unit}
+      </span>
+      <span role="cell" class="cell c3" title={latest?.description}>
+        {latest?.description}
+      </span>
+      <span role="cell" class="cell c4 figures">
+        {Number.isFinite(age) ? (age < 100 ? `${age.toFixed(1)} s` : `${Math.round(age)} s`) : "–"}
+      </span>
+      <span role="cell" class="cell c5 figures">
+        {history === null || history.count === 0 ? "–" : plainNumber(history.min)}
+      </span>
+      <span role="cell" class="cell c6 figures">
+        {history === null || history.count === 0 ? "–" : plainNumber(history.max)}
+      </span>
       <span role="cell" class="cell c7">
-        <button type="button" data-stop class="row-remove" aria-label={t.panels.removeSignal(signal.name)} title={t.panels.removeSignal(signal.name)} onClick={() => store.removeFromPanel(panelId, signal.id ?? signal.key)}>
+        <button
+          type="button"
+          data-stop
+          class="row-remove"
+          aria-label={t.panels.removeSignal(signal.name)}
+          title={t.panels.removeSignal(signal.name)}
+          onClick={() => store.removeFromPanel(panelId, signal.id ?? signal.key)}
+        >
           <Icon name="close" />
         </button>
       </span>

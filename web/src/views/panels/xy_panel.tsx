@@ -34,7 +34,11 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
   stroke.current = () => curveColour(workspace.theme.value, second?.colour ?? 0);
   const draw = () => {
     if (first === undefined || second === undefined || width === 0) return;
-    chart.current ??= new XyChart(host.current!, () => colours.current!, () => stroke.current());
+    chart.current ??= new XyChart(
+      host.current!,
+      () => colours.current!,
+      () => stroke.current(),
+    );
     chart.current.resize(width, height);
     const edge = workspace.span().to;
     if (!Number.isFinite(edge)) return;
@@ -75,7 +79,10 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
           icon: "download",
           action: async () => {
             const canvas = chart.current?.canvas;
-            const picture = canvas == null ? null : await toPng(title, [{ text: `${second?.name} / ${first?.name}`, colour: stroke.current() }], [canvas], colours.current!);
+            const picture =
+              canvas == null
+                ? null
+                : await toPng(title, [{ text: `${second?.name} / ${first?.name}`, colour: stroke.current() }], [canvas], colours.current!);
             if (picture !== null) download(picture, `${title}.png`);
           },
         },
@@ -86,7 +93,13 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
         },
       ],
     },
-    { items: kSeconds.map((value) => ({ label: t.panels.lastSeconds(value), checked: value === seconds, action: () => setOptions(store, panel, { seconds: value }) })) },
+    {
+      items: kSeconds.map((value) => ({
+        label: t.panels.lastSeconds(value),
+        checked: value === seconds,
+        action: () => setOptions(store, panel, { seconds: value }),
+      })),
+    },
   ];
   return (
     <div class="xy-panel">
@@ -109,7 +122,9 @@ function AxisName({ axis, signal, seconds }: { axis: "x" | "y"; signal: PanelPro
   return (
     <p class="axis-name">
       <span class="muted axis-letter">{axis}</span>
-      <span class="axis-signal" title={signal?.name}>{signal?.name ?? "–"}</span>
+      <span class="axis-signal" title={signal?.name}>
+        {signal?.name ?? "–"}
+      </span>
       <span class="figures">{shown === null ? "–" : shownText(shown)}</span>
       <span class="unit">{signal?.unit}</span>
       {seconds !== undefined && <span class="muted axis-seconds">{seconds}</span>}

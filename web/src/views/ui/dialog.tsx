@@ -10,13 +10,7 @@ export function Dialog({ title, close, children }: { title: string; close: () =>
     root.current!.showModal();
   }, []);
   return (
-    <dialog
-      ref={root}
-      class="dialog"
-      aria-label={title}
-      onClose={close}
-      onClick={(event) => event.target === root.current && close()}
-    >
+    <dialog ref={root} class="dialog" aria-label={title} onClose={close} onClick={(event) => event.target === root.current && close()}>
       <div class="dialog-head">
         <h2>{title}</h2>
         <Button icon="close" label={texts().common.close} onClick={close} />

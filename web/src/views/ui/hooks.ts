@@ -26,7 +26,12 @@ export function useSize(ref: RefObject<HTMLElement | null>): Size {
 }
 
 /// Calls `draw` once in a frame after a signal that `read` looks at has changed, while the element is on the screen.
-export function useDrawing(ref: RefObject<Element | null>, read: () => void, draw: () => void, dependencies: readonly unknown[] = []): void {
+export function useDrawing(
+  ref: RefObject<Element | null>,
+  read: () => void,
+  draw: () => void,
+  dependencies: readonly unknown[] = [],
+): void {
   const latest = useRef({ read, draw });
   latest.current = { read, draw };
   useEffect(() => {

@@ -74,29 +74,42 @@ function Menu({ label, groups, anchor, close }: { label: string; groups: readonl
     root.current!.querySelector<HTMLElement>("button:not(:disabled)")?.focus();
   }, []);
   return (
-    <div class="menu" role="menu" aria-label={label} ref={root} onKeyDown={(event) => moveFocus(event, root.current!)} onClick={(event) => event.stopPropagation()}>
-      {groups.filter(({ items }) => items.length > 0).map((group, index) => (
-        <div class="menu-group" role="group" key={index} aria-label={group.title}>
-          {group.title !== undefined && <div class="menu-title" aria-hidden="true">{group.title}</div>}
-          {group.items.map((item) => (
-            <button
-              type="button"
-              role={item.checked === undefined ? "menuitem" : "menuitemcheckbox"}
-              aria-checked={item.checked}
-              class="menu-item"
-              key={item.label}
-              disabled={item.disabled}
-              onClick={() => {
-                close();
-                item.action();
-              }}
-            >
-              <span class="menu-icon">{item.checked === true ? <Icon name="check" /> : item.icon && <Icon name={item.icon} />}</span>
-              <span class="menu-label">{item.label}</span>
-            </button>
-          ))}
-        </div>
-      ))}
+    <div
+      class="menu"
+      role="menu"
+      aria-label={label}
+      ref={root}
+      onKeyDown={(event) => moveFocus(event, root.current!)}
+      onClick={(event) => event.stopPropagation()}
+    >
+      {groups
+        .filter(({ items }) => items.length > 0)
+        .map((group, index) => (
+          <div class="menu-group" role="group" key={index} aria-label={group.title}>
+            {group.title !== undefined && (
+              <div class="menu-title" aria-hidden="true">
+                {group.title}
+              </div>
+            )}
+            {group.items.map((item) => (
+              <button
+                type="button"
+                role={item.checked === undefined ? "menuitem" : "menuitemcheckbox"}
+                aria-checked={item.checked}
+                class="menu-item"
+                key={item.label}
+                disabled={item.disabled}
+                onClick={() => {
+                  close();
+                  item.action();
+                }}
+              >
+                <span class="menu-icon">{item.checked === true ? <Icon name="check" /> : item.icon && <Icon name={item.icon} />}</span>
+                <span class="menu-label">{item.label}</span>
+              </button>
+            ))}
+          </div>
+        ))}
     </div>
   );
 }

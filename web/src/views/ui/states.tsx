@@ -6,7 +6,19 @@ import { Button } from "./button.tsx";
 import { Icon, type IconName } from "./icons.tsx";
 
 /// Nothing here, or nothing yet: `waiting` shows that something is expected.
-export function Nothing({ icon, text, hint, waiting, children }: { icon: IconName; text: string; hint?: string | undefined; waiting?: boolean; children?: ComponentChildren }) {
+export function Nothing({
+  icon,
+  text,
+  hint,
+  waiting,
+  children,
+}: {
+  icon: IconName;
+  text: string;
+  hint?: string | undefined;
+  waiting?: boolean;
+  children?: ComponentChildren;
+}) {
   return (
     <div class={`nothing ${waiting ? "waiting" : ""}`} role={waiting ? "status" : undefined}>
       <Icon name={icon} />
@@ -24,7 +36,9 @@ export function Incomplete({ text }: { text: string }) {
   return (
     <div class="incomplete" role="status">
       <Icon name="warning" />
-      <span class="incomplete-text" title={t.common.connectAnewWhy}>{text}</span>
+      <span class="incomplete-text" title={t.common.connectAnewWhy}>
+        {text}
+      </span>
       <Button label={t.common.connectAnew} kind="outlined" onClick={() => store.reconnect()}>
         {t.common.connectAnew}
       </Button>

@@ -46,8 +46,21 @@ export function VirtualList<Row>({ rows, rowHeight, rowKey, render, label, role 
   const seen = rows.slice(first, last);
   useEffect(() => onSeen?.(seen), [rows, first, last]);
   return (
-    <div class="virtual" ref={root} tabIndex={role === "rowgroup" ? undefined : 0} role={role === "rowgroup" ? undefined : "group"} aria-label={role === "rowgroup" ? undefined : label} data-testid={testid} onKeyDown={(event) => moveFocus(event, rowHeight)}>
-      <div class="virtual-all" role={role} aria-label={role === "rowgroup" ? undefined : label} style={{ height: `${Math.min(kMostHeight, rows.length * rowHeight)}px` }}>
+    <div
+      class="virtual"
+      ref={root}
+      tabIndex={role === "rowgroup" ? undefined : 0}
+      role={role === "rowgroup" ? undefined : "group"}
+      aria-label={role === "rowgroup" ? undefined : label}
+      data-testid={testid}
+      onKeyDown={(event) => moveFocus(event, rowHeight)}
+    >
+      <div
+        class="virtual-all"
+        role={role}
+        aria-label={role === "rowgroup" ? undefined : label}
+        style={{ height: `${Math.min(kMostHeight, rows.length * rowHeight)}px` }}
+      >
         <div class="virtual-seen" role="presentation" style={{ transform: `translateY(${first * rowHeight}px)` }}>
           {seen.map((row, index) => (
             <div
