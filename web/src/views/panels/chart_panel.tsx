@@ -1,5 +1,5 @@
 // A chart of several signals: curves above, states in lanes below, all on one time axis.
-import { useEffect, useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
+import { useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
 import { preparePen } from "../../charts/canvas.ts";
 import { download, toCsv, toPng } from "../../charts/export.ts";
 import { drawLanes } from "../../charts/lanes.ts";
@@ -14,6 +14,7 @@ import { Nothing } from "../ui/states.tsx";
 import { Legend } from "./legend.tsx";
 import { MeasureTable } from "./measure_table.tsx";
 import { columnOf, historyOf, laneOf, samplesOf } from "./signal_data.ts";
+import { useThemeColours } from "./theme_colours.ts";
 import { timeGestures } from "./time_gestures.ts";
 
 const kLaneHeight = 24;
@@ -42,33 +43,14 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
     const made = new TimeChart(host.current!, () => colours.current!);
     chart.current = made;
     colours.current = readColours(host.current!);
-    const stop = timeGestures(
-      area.current!,
-      workspace,
-      () => made.area,
-      (stretch) => {
-        const style = selection.current!.style;
-        style.display = stretch === null ? "none" : "block";
-        if (stretch !== null) {
-          style.left = `${stretch.left}px`;
-          style.width = `${stretch.width}px`;
-        }
-      },
-    );
+    const stop = timeGestures(area.current!, workspace, () => made.area, selection.current!);
     return () => {
       stop();
       made.destroy();
       chart.current = null;
     };
   }, []);
-  useEffect(() => {
-    // The theme reaches the style sheet in an effect of the whole page, which runs after this one.
-    const frame = requestAnimationFrame(() => {
-      colours.current = readColours(host.current!);
-      draw();
-    });
-    return () => cancelAnimationFrame(frame);
-  }, [theme]);
+  useThemeColours(theme, host, colours, () => draw());
 
   const draw = () => {
     const made = chart.current;
