@@ -6,6 +6,8 @@ export interface TriggerEvent {
   readonly x: number;
   readonly stamp: number;
   readonly timeZone: string;
+  /// What other loggers call the same moment.
+  readonly also: readonly string[];
 }
 
 /// A marker that this page has set.

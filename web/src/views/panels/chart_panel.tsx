@@ -7,6 +7,7 @@ import { curveColour, curveDash, readColours, type ChartColours } from "../../ch
 import { TimeChart, type Trace } from "../../charts/time_chart.ts";
 import { texts } from "../../i18n/texts.ts";
 import { networkClock, useStore, useWorkspace } from "../context.ts";
+import { markerName } from "../marker_name.ts";
 import type { PanelProps } from "../panel_frame.tsx";
 import { optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
@@ -36,7 +37,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   const [anyData, setAnyData] = useState(false);
   const theme = workspace.theme.value;
   const { events } = store.triggers.value;
-  const marks = useMemo(() => events.map(({ x, marker }) => ({ x, label: marker })), [events]);
+  const marks = useMemo(() => events.map(({ x, marker }) => ({ x, label: markerName(marker) })), [events]);
   const asSteps = panel.options["steps"] === true;
 
   useLayoutEffect(() => {
