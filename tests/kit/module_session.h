@@ -1,6 +1,7 @@
 // A session on a real bus, and the participants of the local logger that modules talk to.
 #pragma once
 
+#include <chrono>
 #include <cstdlib>
 #include <map>
 #include <memory>
@@ -56,6 +57,11 @@ class ModuleSession {
     /// The next message itself.
     std::unique_ptr<MessageBase> nextMessageAt(const std::string& participant) {
         return nextMessage(*participants_.at(participant));
+    }
+
+    /// Whether the participant is sent nothing for so long.
+    bool isLeftAlone(const std::string& participant, std::chrono::milliseconds duration) {
+        return nextMessage(*participants_.at(participant), duration) == nullptr;
     }
 
     /// Whether no participant has been sent anything more. The bus keeps the order of what the
