@@ -33,10 +33,8 @@ enum class SendResult { Sent, NotConnected, TooLarge, Stuck, Failed };
 /// number in a header of each message brings back the order in which its sender sent it.
 class NatsConnection {
   public:
-    /// Connects and logs in, within two seconds, also where the server stands still in its TLS
-    /// handshake or later. Looking up a host's name takes as long as the system takes, and for a
-    /// server without TLS that stands still in the middle of its last word, PONG, the library waits
-    /// without end. Null when there is no server or it refuses;
+    /// Connects and logs in, within two seconds, wherever the server stands still. Looking up a
+    /// host's name takes as long as the system takes. Null when there is no server or it refuses;
     /// `refusal` then says why where the server is there. `name` is shown in the server's list of
     /// connections; the library sends it as it is, so it must hold no control characters. `wake` is
     /// the event of the reader, raised when it has something to do; it must outlive the connection.

@@ -1,11 +1,13 @@
 // How a connection to the bus server is made.
 #include <chrono>
+#include <system_error>
 #include <utility>
 
 #include "base/log.h"
 #include "krpbus/client/background_threads.h"
 #include "krpbus/client/login_deadline.h"
 #include "krpbus/client/nats_connection.h"
+#include "krpbus/client/server_url.h"
 #include "krpbus/client/signals_blocked.h"
 
 namespace {
@@ -64,8 +66,11 @@ natsStatus NatsConnection::connect(const std::string& url, const std::string& na
     if (!good) {
         return NATS_INVALID_ARG;
     }
-    // The library's own time-out ends where TLS begins.
-    const LoginDeadline deadline(kLoginTimeout);
-    const natsStatus status = natsConnection_Connect(&connection_, raw);
-    return deadline.hasPassed() ? NATS_TIMEOUT : status;
+    try {
+        const LoginDeadline deadline(kLoginTimeout, serverPort(url));
+        const natsStatus status = natsConnection_Connect(&connection_, raw);
+        return deadline.hasPassed() ? NATS_TIMEOUT : status;
+    } catch (const std::system_error&) {
+        return NATS_NO_MEMORY;
+    }
 }
