@@ -186,12 +186,16 @@ TEST_P(KrpBusCut, ProbesASilentServerAndGivesItUpWhenItStaysSilent) {
     const auto server = serve([&](int number, ServedClient& client) {
         client.greet();
         const std::string subscription = client.subscription(kSubject);
+        const std::string probe = "PUB " + kSubject + " 0\r\n\r\n";
         if (number > 0) {
-            client.send(delivery(subscription, "another connection"));
-            client.stayAlive();
+            // Silent at first: a new connection has all of its time.
+            if (client.waitFor(probe)) {
+                client.send(delivery(subscription, "another connection"));
+                client.stayAlive();
+            }
             return;
         }
-        while (client.waitFor("PUB " + kSubject + " 0\r\n\r\n")) {
+        while (client.waitFor(probe)) {
             ++probes;
         }
     });
