@@ -9,6 +9,7 @@
 #include "host/apache/directives.h"
 #include "host/apache/handshake.h"
 #include "host/apache/module.h"
+#include "host/apache/server_record.h"
 #include "host/apache/termination_signals.h"
 
 namespace {
@@ -93,6 +94,7 @@ extern "C" int websocketHandler(request_rec* request) {
 
 extern "C" void registerHooks(apr_pool_t*) {
     ApacheTransport::registerFilter();
+    websocket::registerOptionalFunctions();
     ap_hook_handler(websocketHandler, nullptr, nullptr, APR_HOOK_MIDDLE);
 }
 
