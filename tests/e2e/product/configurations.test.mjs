@@ -89,7 +89,7 @@ describe("configurations", kNeedsDirectory, () => {
     assert.equal(onDisk("a"), "one");
   });
 
-  test("may be 5 MB", async () => {
+  test("may be 3 MB", async () => {
     const text = '0123456789abcdef\\"ä€😀/'.repeat(200_000).slice(0, 2_500_000);
     assert.equal(await save("large", text), saved("large"));
     assert.equal(onDisk("large"), text);
