@@ -66,7 +66,7 @@ DeskLogger::DeskLogger(const Options& options, KRPBusClient& bus, Signals& signa
       eventService_(eventRecorder_, eventStore_),
       repeatedEventRequests_(eventStore_),
       keyService_(eventRecorder_),
-      audioStore_(options.audioDirectory),
+      audioStore_(options.audioDirectory, options.uploader),
       audioService_(audioStore_, options.uploadDirectory),
       monitorService_(bus, agenda_, makeSignalSource(options.source, options.rate),
                       readingRate(options.source, options.rate)),

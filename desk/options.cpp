@@ -1,5 +1,7 @@
 #include "desk/options.h"
 
+#include <pwd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
@@ -81,6 +83,19 @@ Milliseconds readDuration(const std::string& option, const std::string& text) {
         reject(option, durationHelp(text));
     }
     return *duration;
+}
+
+uid_t readUser(const std::string& text) {
+    if (const passwd* const user = getpwnam(text.c_str()); user != nullptr) {
+        return user->pw_uid;
+    }
+    uid_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc{} || stopped != end) {
+        reject("--upload-user", "there is no user \"" + text + "\"");
+    }
+    return number;
 }
 
 TimedNotice readNotice(const std::string& text) {
@@ -332,6 +347,13 @@ void addActionOptions(CLI::App& app, Options& options) {
     app.add_option("--uploads", options.uploadDirectory,
                    "take uploaded audio files over from this directory only (default /tmp)")
         ->type_name("DIR")
+        ->group(group);
+    addText(
+        app, "--upload-user",
+        [&options](const std::string& text) { options.uploader = readUser(text); },
+        "take only files of this user over: the one that the web server's children run as "
+        "(default: the one that this logger runs as)",
+        "USER")
         ->group(group);
     app.add_option_function<std::vector<std::string>>(
            "--notify",
