@@ -1,20 +1,16 @@
 // live_values <product|gateway|mqtt> <bus port> <websocket port> <MAC> [[children:]<process id>...]
 // Sends values to one browser, flat out and at 10 000 a second, and prints the figures as one JSON
 // object. Started by live_values.mjs, which starts the servers.
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <thread>
 #include <vector>
 
+#include "bench/process_usage.h"
 #include "bench/value_route.h"
 
 namespace {
@@ -33,49 +29,13 @@ double seconds(Clock::duration duration) {
     return std::chrono::duration<double>(duration).count();
 }
 
-/// What the kernel says of a process behind its name: state, parent, ... "" when it has gone.
-std::istringstream statusOf(const std::filesystem::path& process) {
-    std::ifstream stream(process / "stat");
-    std::string line;
-    std::getline(stream, line);
-    return std::istringstream(line.substr(std::min(line.rfind(')') + 1, line.size())));
-}
-
-double ticksOf(const std::filesystem::path& process) {
-    std::istringstream status = statusOf(process);
-    std::string skipped;
-    for (int i = 0; i < 11; ++i) {
-        status >> skipped;
+/// Processor time in seconds that processes have taken.
+double processorTime(const std::string& processes) {
+    double time = 0;
+    for (const auto& [thread, usage] : usageOf(processesOf(processes))) {
+        time += usage.seconds;
     }
-    double user = 0;
-    double system = 0;
-    status >> user >> system;
-    return user + system;
-}
-
-bool isChildOf(const std::filesystem::path& process, const std::string& parent) {
-    std::istringstream status = statusOf(process);
-    std::string state;
-    std::string found;
-    status >> state >> found;
-    return found == parent;
-}
-
-/// Processor time in seconds of a process, or of all children of one: "children:<process id>".
-double processorTime(const std::string& process) {
-    static const std::string kChildren = "children:";
-    const std::filesystem::path all = "/proc";
-    double ticks = 0;
-    if (!process.starts_with(kChildren)) {
-        ticks = ticksOf(all / process);
-    } else {
-        for (const auto& entry : std::filesystem::directory_iterator(all)) {
-            if (isChildOf(entry.path(), process.substr(kChildren.size()))) {
-                ticks += ticksOf(entry.path());
-            }
-        }
-    }
-    return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
+    return time;
 }
 
 /// What arrives, on a thread of its own.

@@ -28,7 +28,7 @@ add_library(LiveView::nats INTERFACE IMPORTED)
 target_include_directories(LiveView::nats SYSTEM INTERFACE ${NATS_INCLUDE_DIR})
 target_link_libraries(LiveView::nats INTERFACE ${NATS_LIBRARY})
 
-# The same that the NATS client uses.
+# For the tests' own bus server with TLS.
 find_package(OpenSSL REQUIRED)
 
 find_path(WSLAY_INCLUDE_DIR wslay/wslay.h REQUIRED)

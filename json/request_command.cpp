@@ -19,8 +19,8 @@ const char* typeName(const Value& value) {
     return kNames[value.GetType()];
 }
 
-/// What the browser is told about a member that has the wrong type. The double blank behind the
-/// expected type is intended: the web application shows the text as it is.
+/// What the browser is told about a member that has the wrong type. Fixed by the protocol: two
+/// blanks behind the expected type. The web application shows the text as it is.
 std::string wrongTypeText(const Document* doc, const Value& value, const std::string& name,
                           const char* expected) {
     std::string text =

@@ -17,8 +17,7 @@ void reportMissingNumber(const Document* doc, const char* function, const std::s
                          const std::string& description, const std::string& request) {
     LogUtil::log(LogLevel::Warning, function,
                  "failed to parse webapp command " + request + ": no entry for " + logged);
-    // The other error state than that of a missing string, intended: the browser sees "ERROR"
-    // either way.
+    // Another error state than that of a missing string. The browser sees "ERROR" either way.
     createAndSendJSON_simpleDoc(doc, KR_STATE_FAILED, KR_ERROR_INVALID_COMMAND,
                                 description + request + ")");
 }
@@ -76,7 +75,8 @@ int parseUint(const std::string& name, unsigned& value, const Document* doc) {
 int parseInt(const std::string& name, int& value, const Document* doc) {
     const Value* member = name.empty() ? nullptr : findMember(doc, name);
     if (member == nullptr) {
-        // Another wording than parseUint's, intended: the web application shows both as they are.
+        // Fixed by the protocol: another wording than parseUint's. The web application shows both
+        // as they are.
         reportMissingNumber(doc, "parseInt", "\"" + name + "\"", "no \"" + name + "\". (",
                             dom_to_string(doc));
         return -2;

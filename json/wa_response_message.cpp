@@ -54,7 +54,8 @@ void WaResponseKRPMessage::addKrpStatus(const KRPMessageResponse* reply) {
             document.AddMember("status", "OK", allocator);
             break;
         case KRPMessageResponse::KRPSTATUS_PROGRESS:
-            // No "status", and a placeholder, intended: the web application looks at "krp_status".
+            // Fixed by the protocol: no "status", but a placeholder. The web application looks at
+            // "krp_status".
             document.AddMember("krp_status", "KRPSTATUS_PROGRESS", allocator);
             document.AddMember("todo", "progress", allocator);
             LogUtil::log(LogLevel::Error, "addKrpStatus", "todo KRPSTATUS_PROGRESS");
@@ -86,7 +87,7 @@ void WaResponseKRPMessage::addKrpErrorCode(const KRPMessageResponse* reply) {
 
     document.AddMember("error_code", "krpbus_error", document.GetAllocator());
     addText("krp_error_code", code.str());
-    // The line names one status for all that come here, intended.
+    // Fixed text: it names this status for every status that comes here.
     LogUtil::log(LogLevel::Error, "addKrpErrorCode",
                  "KRP status: KRPSTATUS_ERROR. errorCode_t: " + code.str() +
                      "\terrorDescription: " + description);

@@ -1,5 +1,7 @@
 #include "modules/module_table.h"
 
+#include <initializer_list>
+
 #include "modules/audio/audio_module.h"
 #include "modules/busload/busload_module.h"
 #include "modules/busload/busload_values.h"
@@ -13,7 +15,13 @@
 #include "network/common_commands.h"
 #include "network/common_responses.h"
 
-/// clang-format off
+namespace {
+
+/// Modules whose place in the orders nothing fixes: one line each, {.command = ..., ...}.
+constexpr std::initializer_list<ModuleTable::Further> kFurtherModules = {};
+
+}  // namespace
+
 constinit const ModuleTable kModules = {
     .common = wa_handle_message_common,
     .commands =
@@ -59,8 +67,8 @@ constinit const ModuleTable kModules = {
             signalBusReconnected,
             triggerBusReconnected,
         },
+    .further = {kFurtherModules.begin(), kFurtherModules.size()},
 };
-// clang-format on
 
 const ModuleTable* moduleTable = &kModules;
 
@@ -74,11 +82,46 @@ void setUpModules(ThreadKrpbusData* busThread) {
     for (const auto& setUp : moduleTable->setUp) {
         std::visit(Call{busThread}, setUp);
     }
+    for (const auto& module : moduleTable->further) {
+        if (module.setUp != nullptr) {
+            module.setUp();
+        }
+    }
 }
 
 void tearDownModules(void (*log)(std::string_view line)) {
+    for (const auto& module : moduleTable->further) {
+        if (module.destroy != nullptr) {
+            module.destroy();
+        }
+    }
     for (const auto& [logged, destroy] : moduleTable->tearDown) {
         log(logged);
         std::visit([](const auto function) { function(); }, destroy);
+    }
+}
+
+bool offerCommand(const std::string& cmd, const Document& doc) {
+    for (const auto handler : moduleTable->commands) {
+        if (handler(cmd, doc) != 0) {
+            return true;
+        }
+    }
+    for (const auto& module : moduleTable->further) {
+        if (module.command != nullptr && module.command(cmd, doc) != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void tellBusReconnected() {
+    for (const auto busReconnected : moduleTable->busReconnected) {
+        busReconnected();
+    }
+    for (const auto& module : moduleTable->further) {
+        if (module.busReconnected != nullptr) {
+            module.busReconnected();
+        }
     }
 }

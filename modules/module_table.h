@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -64,6 +65,23 @@ struct ModuleTable {
     /// The bus was lost and is back: what was waited for will not come. The neighbours first, since
     /// the number of answers that all others wait for depends on them. Bus thread.
     std::array<void (*)(), 4> busReconnected;
+
+    /// A module that needs no place of its own in the orders above. What it has no use for stays
+    /// null.
+    struct Further {
+        /// Offered what none of the others took.
+        CommandHandler command = nullptr;
+        /// Called after the others' set-up, and before their end: what both send goes out.
+        void (*setUp)() = nullptr;
+        void (*destroy)() = nullptr;
+        /// Offered every message but notices, unwrapped, that none of the others took; `mac` is the
+        /// sender's. Non-zero when the message was its own. An answer that belongs to the common
+        /// commands is offered all the same.
+        int (*message)(const MessageBase* message, const std::string& mac) = nullptr;
+        /// Called after the others.
+        void (*busReconnected)() = nullptr;
+    };
+    std::span<const Further> further;
 };
 
 /// The product's table.
@@ -73,6 +91,13 @@ extern const ModuleTable kModules;
 /// Connection thread.
 void setUpModules(ThreadKrpbusData* busThread);
 void tearDownModules(void (*log)(std::string_view line));
+
+/// Offers the command to one module after the other until one takes it; whether one did. The common
+/// commands are not among them. Connection thread.
+bool offerCommand(const std::string& cmd, const Document& doc);
+
+/// Tells every module that the bus is back. Bus thread.
+void tellBusReconnected();
 
 /// The table in use. A test may put one of its own here, before a session begins.
 extern const ModuleTable* moduleTable;

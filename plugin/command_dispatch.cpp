@@ -36,16 +36,6 @@ bool isLoggerInfoComplete() {
     return kslInfo != nullptr && kslInfo->loggerInfoComplete();
 }
 
-/// Offers the command to one module after the other until one takes it.
-bool offerToModules(const std::string& cmd, const Document& doc) {
-    for (const auto handler : moduleTable->commands) {
-        if (handler(cmd, doc) != 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
 }  // namespace
 
 void LvWebsocket::wa_handle_message(const unsigned char* data, unsigned size) {
@@ -71,7 +61,7 @@ void LvWebsocket::wa_handle_message(const unsigned char* data, unsigned size) {
         createAndSendJSON_simpleDoc(&doc, KR_STATE_ERROR, KR_ERROR_WAIT_FOR_LOGGER_INFO, "");
         return;
     }
-    if (offerToModules(cmd, doc)) {
+    if (offerCommand(cmd, doc)) {
         return;
     }
     if (cmd == "close_webapp") {

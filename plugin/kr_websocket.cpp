@@ -94,7 +94,7 @@ int KrWebsocket::setup_socket(const _WebSocketServer* server) {
                      "\thostname: " + textOrEmpty(socket->hostName));
     setup.id = "[" + std::to_string(request->connection->id) + "] ";
     stp = &setup;
-    // One field under two labels without anything between them, intended.
+    // Fixed text: one field under two labels, with nothing between them.
     LogUtil::log(LogLevel::Debug, "setup_socket", "setup.id: " + setup.id + "stp->id: " + stp->id);
     return 0;
 }

@@ -53,8 +53,8 @@ std::string millisecondsSince(const timeval& start) {
     return text.str();
 }
 
-/// The bus threads' objects are not freed by their sessions, intended: a message may still be on
-/// its way to one while its session ends. This is where they stay.
+/// The bus threads' objects are not freed with their sessions: a message may still be on its way to
+/// one while its session ends. This is where they stay.
 void keepBusThread(ThreadKrpbusLvData* thread) {
     static auto* const kept = new std::vector<ThreadKrpbusLvData*>;
     kept->push_back(thread);
@@ -139,7 +139,7 @@ void LvWebsocket::releaseSharedRecords() {
     uploadfileInfo.take().reset();
     // Said at every end of a session, with or without an upload: readers of the log look for it.
     logStep("uploadfileInfo deleted");
-    // Nothing makes the network record again, intended: it stays away for the rest of the process.
+    // Fixed by the protocol: nothing makes the network record again in this process.
     if (kslInfo != nullptr) {
         delete kslInfo;
         kslInfo = nullptr;

@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kStars = "****************************************\n";
 constexpr const char* kStarsAfterBlankLine = "\n****************************************\n";
-/// Two stars fewer than the others, intended.
+/// Fixed text: two stars fewer than the others.
 constexpr const char* kFinishedStars = "\n**************************************\n";
 
 void writeBanner(const char* text) {
@@ -95,7 +95,7 @@ std::size_t krwebsocket_on_message(void*, const _WebSocketServer* server, int ty
 void krwebsocket_on_disconnect(void*, const _WebSocketServer* server) {
     if (server != nullptr) {
         writeBanner(kStarsAfterBlankLine);
-        writeBanner("krwebsocket_on_disconnect\n");  // without the "()" of the other one, intended
+        writeBanner("krwebsocket_on_disconnect\n");  // fixed text: no "()" here
         print_connection_info(server);
         writeBanner(kStars);
         lv_destroy();

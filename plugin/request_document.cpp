@@ -96,7 +96,7 @@ int KrWebsocket::wa_setup_document(const unsigned char* data, unsigned size, Doc
         const std::string_view frame(reinterpret_cast<const char*>(data), size);
         const std::string reason =
             "failed to parse webapp buffer, no object available. (" + std::string(frame) + ")";
-        return refuse(reason, reason);  // the line has no further prefix here, intended
+        return refuse(reason, reason);  // fixed text: no further prefix in the log
     }
     return 0;
 }

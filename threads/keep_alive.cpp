@@ -53,7 +53,7 @@ void closeConnection(ThreadData& thread) {
 
 void watch(ThreadData& thread) {
     if (thread.getId() == 0) {
-        // Nobody can ping within no time: the connection is closed at once, which is intended.
+        // Fixed by the protocol: without any time for a ping the connection is closed at once.
         LogUtil::log(LogLevel::Error, "ping_run",
                      "ping timeout not valid " + std::to_string(thread.getId()));
     }

@@ -99,7 +99,7 @@ int ThreadData::start_thread() {
         }
     } catch (const KRException& e) {
         setActive(0);
-        // Nothing stands between the two texts, intended.
+        // Fixed text: nothing stands between the two.
         LogUtil::log(LogLevel::Debug, "start_thread",
                      std::string("thread could not be started") + e.what());
         return -1;

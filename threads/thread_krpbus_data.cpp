@@ -173,8 +173,8 @@ void ThreadKrpbusData::handleReceived() {
     }
 }
 
-/// While the server stays away the next pass comes here again, so the browser is told about every
-/// five seconds that there is nothing to see: intended, it is the browser's only sign of it.
+/// While the server stays away the next pass comes here again. So the browser is told about every
+/// five seconds that there is nothing to see, which is its only sign of it.
 void ThreadKrpbusData::handleServerGone() {
     microsleep(5 * kSecond, false);
     LogUtil::log(LogLevel::Error, "handleKRPBusServer", "oops, krpbus server is gone");

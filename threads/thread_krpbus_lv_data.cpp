@@ -53,16 +53,23 @@ void handleNotice(const SystemMessage& notice) {
     }
 }
 
-/// An answer that is claimed by nobody of those who are offered everything.
-void offerAnswer(const KRPMessageResponse& answer, const std::string& mac) {
+/// An answer that none of those took that are offered everything; whether audio or the triggers
+/// did.
+bool offerAnswer(const KRPMessageResponse& answer, const std::string& mac) {
     const ModuleTable::Routing& modules = moduleTable->routing;
     if (answer.getStatus() == KRPMessageResponse::KRPSTATUS_NOTAVAILABLE) {
         log(LogLevel::Error, "KRPMessageResponse::KRPSTATUS_NOTAVAILABLE");
         log(LogLevel::Error, "message: " + answer.toString());
     }
     modules.common(&answer, mac);
-    if (modules.audio(&answer) == 0) {
-        modules.trigger(&answer, mac);
+    return modules.audio(&answer) != 0 || modules.trigger(&answer, mac) != 0;
+}
+
+void offerToFurtherModules(const MessageBase* message, const std::string& mac) {
+    for (const auto& module : moduleTable->further) {
+        if (module.message != nullptr && module.message(message, mac) != 0) {
+            return;
+        }
     }
 }
 
@@ -79,9 +86,10 @@ void offerToModules(const MessageBase* message, const MessageBase* inner, const 
         modules.signal(inner, mac) != 0) {
         return;
     }
-    if (answer != nullptr) {
-        offerAnswer(*answer, mac);
+    if (answer != nullptr && offerAnswer(*answer, mac)) {
+        return;
     }
+    offerToFurtherModules(inner, mac);
 }
 
 }  // namespace
@@ -121,7 +129,5 @@ void ThreadKrpbusLvData::handleMessages(const MessageBase* message) {
 
 void ThreadKrpbusLvData::handleReconnect() {
     LogUtil::log(LogLevel::Info, "handleReconnect", "krpbus server is back");
-    for (const auto busReconnected : moduleTable->busReconnected) {
-        busReconnected();
-    }
+    tellBusReconnected();
 }

@@ -82,11 +82,11 @@ std::int64_t BusConnection::maxPayload() const {
     return connection ? connection->maxPayload() : 0;
 }
 
-void BusConnection::subscribe(const std::string& subject, BusSubscriber& subscriber) {
+void BusConnection::subscribe(const std::string& subject, const std::string& destination) {
     const MutexLocker lock(changeMutex_);
-    wanted_[subject] = &subscriber;
+    wanted_[subject] = &destination;
     if (const auto connection = current()) {
-        connection->subscribe(subject, subscriber);
+        connection->subscribe(subject, destination);
     }
 }
 
@@ -123,8 +123,8 @@ bool BusConnection::open() {
 
 void BusConnection::begin(std::shared_ptr<NatsConnection> connection) {
     const MutexLocker lock(changeMutex_);
-    for (const auto& [subject, subscriber] : wanted_) {
-        if (!connection->subscribe(subject, *subscriber)) {
+    for (const auto& [subject, destination] : wanted_) {
+        if (!connection->subscribe(subject, *destination)) {
             connection->giveUp();  // the next one may be complete
         }
     }
@@ -209,8 +209,10 @@ short BusConnection::waitAndRead(NatsConnection& connection, int interest,
     }
     const short ready = polled[1].revents;
     if ((ready & ~POLLOUT) != 0 && !connection.isLost()) {
-        if (connection.read(ready)) {
+        if (connection.read(ready, received_)) {
             watch_.heard(ServerWatch::Clock::now());
+            listener_.onReceived(received_);
+            received_.clear();
         } else {
             wait(kReadAgain);
         }

@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "base/mutex.h"
 #include "base/wake_event.h"
@@ -22,8 +23,11 @@ class BusListener {
     virtual ~BusListener() = default;
     /// Connected, first or again; what was wanted is subscribed to.
     virtual void onConnected() = 0;
-    /// The connection is lost, and everything that came over it has been delivered.
+    /// The connection is lost, and everything that came over it has been handed on.
     virtual void onDisconnected() = 0;
+    /// What has come in, which may be taken out of the list. Without the lock, from the reader
+    /// thread; must not wait.
+    virtual void onReceived(std::vector<Received>& received) = 0;
 };
 
 /// Keeps a bus client connected. The first connection is made by connect(). From then on the reader
@@ -38,8 +42,7 @@ class BusConnection {
     /// std::system_error where the process has no thread or descriptor left.
     BusConnection(std::string url, std::string address, BusListener& listener,
                   std::chrono::milliseconds probeInterval);
-    /// Writes what is still to be written, disconnects, and returns when no call to a subscriber is
-    /// under way any more. No other thread may be in a call.
+    /// Writes what is still to be written and disconnects. No other thread may be in a call.
     ~BusConnection();
 
     /// Makes one attempt at the first connection, of two seconds at most; nothing where there has
@@ -54,10 +57,10 @@ class BusConnection {
     /// The largest payload that the server takes; 0 when not connected. Any thread.
     std::int64_t maxPayload() const;
 
-    /// Receives what is published to a subject, on this connection and all later ones. The
-    /// subscriber must outlive this object. Any thread.
-    void subscribe(const std::string& subject, BusSubscriber& subscriber);
-    /// Ends that. What has arrived before may still be delivered. Any thread.
+    /// Receives what is published to a subject, on this connection and all later ones, for the
+    /// `destination`, which must outlive all that is received. Any thread.
+    void subscribe(const std::string& subject, const std::string& destination);
+    /// Ends that. What has arrived before may still be handed on. Any thread.
     void unsubscribe(const std::string& subject);
 
   private:
@@ -84,13 +87,14 @@ class BusConnection {
 
     /// Held while a connection begins or ends, and while what is wanted changes. Before the others.
     Mutex changeMutex_;
-    std::map<std::string, BusSubscriber*> wanted_ GUARDED_BY(changeMutex_);  // by subject
+    std::map<std::string, const std::string*> wanted_ GUARDED_BY(changeMutex_);  // by subject
 
     mutable Mutex currentMutex_;  // the innermost
     std::shared_ptr<NatsConnection> current_ GUARDED_BY(currentMutex_);
 
-    std::string refusal_;  // logged last; of who opens connections
-    ServerWatch watch_;    // of the reader
+    std::string refusal_;             // logged last; of who opens connections
+    ServerWatch watch_;               // of the reader
+    std::vector<Received> received_;  // of the reader; empty between two reads
 
     std::thread reader_;
 };

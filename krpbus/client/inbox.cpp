@@ -21,6 +21,23 @@ Inbox::Inbox(std::size_t limit, std::chrono::milliseconds skipAfter)
 
 bool Inbox::push(Received&& received) {
     const MutexLocker lock(mutex_);
+    const bool overran = append(std::move(received));
+    updateSignal();
+    return overran;
+}
+
+bool Inbox::push(std::vector<Received>& received) {
+    const MutexLocker lock(mutex_);
+    bool overran = false;
+    for (Received& one : received) {
+        overran = append(std::move(one)) || overran;
+    }
+    updateSignal();
+    return overran;
+}
+
+/// Whether this one made the inbox overrun.
+bool Inbox::append(Received&& received) {
     if (overrun_) {
         return false;
     }
@@ -31,7 +48,6 @@ bool Inbox::push(Received&& received) {
         passLeft_ = 0;
         overrun_ = true;
     }
-    updateSignal();
     return overrun_;
 }
 

@@ -27,6 +27,8 @@ class Inbox {
     /// Appends a message. Drops it while the inbox has overrun; the message that makes it overrun
     /// throws away all others, and then true is returned.
     bool push(Received&& received);
+    /// The same for several, and with one wake-up of the consumer for all.
+    bool push(std::vector<Received>& received);
     /// The consumer looks, which begins a pass: whether the server is there or messages still wait.
     /// The pass is as many messages as wait now. Ends an overrun, which counts as a reconnect.
     bool look();
@@ -45,6 +47,7 @@ class Inbox {
     std::vector<std::string> takeVanished();
 
   private:
+    bool append(Received&& received) REQUIRES(mutex_);
     void updateSignal() REQUIRES(mutex_);
 
     const std::size_t limit_;

@@ -53,7 +53,7 @@ void KRPBusClient::Impl::listen(const std::string& subject, const std::string& d
     const MutexLocker lock(entrancesMutex_);
     const auto [entry, isNew] = entrances_.try_emplace(subject);
     if (isNew) {
-        entry->second = std::make_unique<Entrance>(*this, destination);
+        entry->second = std::make_unique<const std::string>(destination);
         connection_->subscribe(subject, *entry->second);
     }
 }
@@ -117,34 +117,35 @@ void KRPBusClient::Impl::logNotSent(SendResult result, const std::string& whom) 
     LogUtil::log(LogLevel::Error, "sendTo", text);
 }
 
+/// The server says where to answer that it knows nobody, but not whom. So behind the probe there is
+/// a message to that place that comes back in any case: when a refusal stands before it, it was
+/// about this address.
 void KRPBusClient::Impl::probe(const std::string& mac, const std::string& participant,
                                const std::string& address) {
     listen(probeWildcard(mac_, name_), "");
+    const std::string answer = probeSubject(mac_, name_, address);
     const MutexLocker lock(sendMutex_);
-    connection_->publish(participantSubject(mac, participant), probeSubject(mac_, name_, address),
-                         {});
+    connection_->publish(participantSubject(mac, participant), answer, {});
+    connection_->publish(answer, ownSubject_, {});
 }
 
-void KRPBusClient::Impl::Entrance::onMessage(natsMsg* message) {
-    Received received;
-    received.message.reset(message);
-    received.destination = &destination_;
-    owner_.receive(std::move(received));
-}
-
-void KRPBusClient::Impl::receive(Received&& received) {
+/// Somebody's probe, or what we have sent behind one of ours.
+bool KRPBusClient::Impl::takeProbe(const Received& received) {
     natsMsg* const message = received.message.get();
-    if (natsMsg_GetDataLength(message) == 0) {
-        // Somebody's probe, or the bus server's answer to one of ours or to a message for somebody
-        // who is not there.
-        if (natsMsg_IsNoResponders(message)) {
-            if (auto address = parseProbeSubject(natsMsg_GetSubject(message))) {
-                inbox_.addVanished(std::move(*address));
-            }
-        }
-        return;
+    if (natsMsg_GetDataLength(message) != 0) {
+        return false;
     }
-    if (inbox_.push(std::move(received))) {
+    if (received.behindRefusal) {
+        if (auto address = parseProbeSubject(natsMsg_GetSubject(message))) {
+            inbox_.addVanished(std::move(*address));
+        }
+    }
+    return true;
+}
+
+void KRPBusClient::Impl::onReceived(std::vector<Received>& received) {
+    std::erase_if(received, [this](const Received& one) { return takeProbe(one); });
+    if (!received.empty() && inbox_.push(received)) {
         LogUtil::log(LogLevel::Error, "receive",
                      "too much is waiting to be read, dropped all of it");
     }

@@ -51,24 +51,12 @@ class KRPBusClient::Impl final : public BusListener {
     /// Destroys a payload, together with others: each destruction wakes a thread of the library.
     void discard(Received&& received);
 
+    void onReceived(std::vector<Received>& received) override;
     void onConnected() override { inbox_.connected(); }
     void onDisconnected() override { inbox_.disconnected(); }
 
   private:
-    /// One subscription, and what messages that come in through it are for.
-    class Entrance final : public BusSubscriber {
-      public:
-        Entrance(Impl& owner, std::string destination)
-            : owner_(owner), destination_(std::move(destination)) {}
-
-        void onMessage(natsMsg* message) override;
-
-      private:
-        Impl& owner_;
-        const std::string destination_;
-    };
-
-    void receive(Received&& received);
+    bool takeProbe(const Received& received);
     void publish(const std::string& source, const std::string& subject, const MessageBase& message,
                  const std::string& whom) REQUIRES(sendMutex_);
     void logNotSent(SendResult result, const std::string& whom) const REQUIRES(sendMutex_);
@@ -85,10 +73,11 @@ class KRPBusClient::Impl final : public BusListener {
     std::string lastSubject_ GUARDED_BY(sendMutex_);
 
     Mutex entrancesMutex_;
-    std::map<std::string, std::unique_ptr<Entrance>> entrances_
-        GUARDED_BY(entrancesMutex_);  // by subject
+    /// What messages that come in by a subject are for.
+    std::map<std::string, std::unique_ptr<const std::string>> entrances_
+        GUARDED_BY(entrancesMutex_);
     /// Ended ones: messages that came in through them may still wait, or be on their way.
-    std::vector<std::unique_ptr<Entrance>> closed_ GUARDED_BY(entrancesMutex_);
+    std::vector<std::unique_ptr<const std::string>> closed_ GUARDED_BY(entrancesMutex_);
 
     /// Of the consumer thread.
     std::string lastReply_;

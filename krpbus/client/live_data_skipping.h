@@ -1,26 +1,14 @@
 // What happens to old values while a browser, and with it the bus thread, is too slow.
 #pragma once
 
-#include <nats/nats.h>
-
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <memory>
 #include <string>
 #include <unordered_map>
 
-struct NatsMsgDeleter {
-    void operator()(natsMsg* message) const { natsMsg_Destroy(message); }
-};
-
-/// A payload as it came, and what it came in for.
-struct Received {
-    std::unique_ptr<natsMsg, NatsMsgDeleter> message;
-    const std::string* destination = nullptr;  // not owned; lives as long as the client
-    std::int64_t arrived = 0;                  // milliseconds of a steady clock
-};
+#include "krpbus/client/received.h"
 
 /// The messages that wait for the consumer, in the order of their arrival. While the consumer keeps
 /// up every one is handed out. When the oldest that waits has waited for `skipAfter`, whether the

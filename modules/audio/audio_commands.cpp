@@ -61,7 +61,7 @@ void cancelDataUpload() {
         createAndSendJSON_simple("cancel_data_upload", KR_STATE_OK, KR_ERROR_TODO,
                                  pending->toString());
     }
-    // Sent after the first answer, too: two answers to one cancel, intended.
+    // Fixed by the protocol: sent after the first answer, too, so a cancel has two answers.
     createAndSendJSON_simple("cancel_data_upload", KR_STATE_OK, KR_ERROR_NO_DATA_UPLOAD, "");
 }
 
@@ -81,7 +81,8 @@ void setAudioFile(const Document& doc) {
         parseUint("end_time", endTime, &doc) != 0) {
         return;
     }
-    // Without a marker the parser has answered, and the request goes out all the same, intended.
+    // Fixed by the protocol: without a marker the parser answers, and the request goes out all the
+    // same.
     std::string marker;
     parseString("marker_id", marker, &doc, false);
     sendToOwnLogger(KRPRequestSetAudioFile(startTime, endTime, file, marker), kHandheldServer);

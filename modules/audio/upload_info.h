@@ -10,8 +10,9 @@
 /// What the browser has said about the file.
 class UploadInfo {
   public:
-    /// Draws the name under which the file is stored. The random generator is seeded with the
-    /// current second every time, intended: two uploads announced within one second share a name.
+    /// Draws the name under which the file is stored. Fixed by the protocol: the random generator
+    /// is seeded with the current second every time, so that two uploads announced within one
+    /// second share a name.
     UploadInfo(const std::string& name, const std::string& file_extension);
     virtual ~UploadInfo() = default;
     UploadInfo(const UploadInfo&) = delete;
@@ -32,7 +33,7 @@ class UploadInfo {
     std::string fileExtension_;
 
   protected:
-    bool receiving_ = false;  // nothing ever sets it, intended
+    bool receiving_ = false;  // fixed by the protocol: nothing sets it
 };
 
 /// An audio file, with the time span and the marker that it belongs to.

@@ -44,7 +44,7 @@ WaResponseGetBusNames::WaResponseGetBusNames(const KRPResponseGetBusNames* answe
         busInfo->addBusnamesMessage(answer, source);
         sendResponse<WaResponseGetBusNames>();
     } else if (answer->isBusy()) {
-        // Without a limit, intended: a logger that starts up is busy for as long as that takes.
+        // Again without a limit: a logger that starts up is busy for as long as that takes.
         waitBeforeAskingAgain();
         getBusNames(source);
     } else {

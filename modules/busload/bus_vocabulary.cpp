@@ -23,8 +23,8 @@ bool isMostBus(busid_t id) {
     return id == BUSID_MOST25 || id == BUSID_MOST50 || id == BUSID_MOST150;
 }
 
-/// Counted from 1 on the local logger, but shifted by the offset alone on a member of the network:
-/// intended, a member's offset has the 1 in it.
+/// Counted from 1 on the local logger, but shifted by the offset alone on a member of the network,
+/// whose offset has the 1 in it.
 unsigned int shownChannel(std::uint8_t channel, std::uint8_t kslOffset) {
     if (kslOffset != 0 && isNetworkInUse()) {
         return static_cast<unsigned int>(channel) + kslOffset;

@@ -29,8 +29,8 @@ void broadcastState(const char* text) {
 
 }  // namespace
 
-/// A request under way is waited for and a complete catalogue is never asked for again: intended,
-/// what buses a logger records does not change within a session, unlike its signals.
+/// A request under way is waited for, and a complete catalogue is never asked for again: the buses
+/// that a logger records do not change within a session, unlike its signals.
 void getBusNames(unsigned char activeOnly, int waitCount) {
     checkKSLNetwork(waitCount);
     if (busInfo->beginCollection(busConnection())) {

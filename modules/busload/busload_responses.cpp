@@ -57,8 +57,8 @@ Value mostFigures(const BusLoadExtMessage::most_t& most, Document::AllocatorType
 
 }  // namespace
 
-/// The local logger's buses go without a logger name, those of MOST excepted: intended, the web
-/// application shows a name where there is one.
+/// Fixed by the protocol: the local logger's buses go without a logger name, except those of MOST.
+/// The web application shows a name where there is one.
 WaResponseBusload::WaResponseBusload(const BusKey& key, const BusloadData& data) {
     thread_local BusloadText text;
     std::optional<std::string> name;

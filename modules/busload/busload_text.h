@@ -9,8 +9,8 @@
 #include "modules/busload/busload_data.h"
 
 /// Writes the message "busload_data" in the very layout of dom_to_json(). Loads are sent thousands
-/// of times a second, so the text is written straight from the record, without a document in
-/// between, into a buffer that keeps its room. One thread at a time.
+/// of times a second, so the text is written straight from the record into a buffer that keeps its
+/// room. WaResponseBusload, which sends it, leaves its document empty. One thread at a time.
 class BusloadText {
   public:
     /// The message for the bus's latest load, with the logger's name where there is one. Good until

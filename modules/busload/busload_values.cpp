@@ -153,8 +153,8 @@ void sendInitialValues() {
     }
 }
 
-/// The loggers' marker stays, and the GPS states are not shown here; both intended. The next
-/// sendInitialValues() makes the one unknown and shows the other.
+/// Fixed by the protocol: the loggers' marker stays, and the GPS states are not shown here. The
+/// next sendInitialValues() makes the one unknown and shows the other.
 void busloadSetUnknown() {
     Values& all = values();
     const MutexLocker lock(all.mutex);

@@ -55,8 +55,8 @@ void save_configuration(const Document& doc) {
     }
     const std::string path = configurationPath(name);
     if (!writeWholeFile(path, config, ExistingFile::Any)) {
-        // "unspecified" here and "illegal_config" for everything else, intended: the web
-        // application tells the two apart.
+        // Fixed by the protocol: "unspecified" here and "illegal_config" for everything else. The
+        // web application tells the two apart.
         LogUtil::log(LogLevel::Error, "save_configuration", "Unable to open file " + path);
         sendResponse<WaResponseSaveConfig>(name, KR_STATE_ERROR, KR_ERROR_UNSPECIFIED);
         return;

@@ -8,9 +8,8 @@ SignalInfo* signalInfo = new SignalInfo;
 
 namespace {
 
-/// What a configuration answer says about a signal. The channel of the local logger is counted from
-/// 1, that of another one is shifted by its offset alone; the difference is intended. Both wrap at
-/// 256.
+/// What a configuration answer says about a signal. Fixed by the protocol: the channel of the local
+/// logger is counted from 1, that of another one is shifted by its offset alone. Both wrap at 256.
 void takeConfiguration(SignalData& signal, const SignalInfo::signalConfig_t& config) {
     signal.webappName = config.webappName;
     signal.instanceName = config.instanceName;

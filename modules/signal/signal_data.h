@@ -49,6 +49,6 @@ struct SignalData {
 
 /// Lines for the log. They stand at the ground of the name space, where every caller finds them.
 std::ostream& operator<<(std::ostream& out, const SignalKey& key);
-/// The channel and its offset are written as single characters, not as numbers; intended, it is the
-/// form that readers of the log know.
+/// The channel and its offset are written as single characters, not as numbers: the form that
+/// readers of the log know.
 std::ostream& operator<<(std::ostream& out, const SignalData& signal);

@@ -40,7 +40,7 @@ void broadcastKey(std::uint64_t eventTime, unsigned char pressed) {
 
 void setTrigger(const Document& doc) {
     std::string markerId;
-    // The result is of no interest, intended: a trigger must never be lost over its marker.
+    // Whatever the result: a trigger must not be lost over its marker.
     parseString("marker_id", markerId, &doc, true);
     const std::uint64_t eventTime = getTimeOfDay();
     const std::uint64_t time = getTimeOfDay();
@@ -57,9 +57,9 @@ void getTriggerCount() {
     sendToOwnLogger(EventIndexRequest(kSelector), kEventHandler);
 }
 
-/// A collection that one logger never completes stays under way, and later calls only wait for it;
-/// intended. A complaint follows the last wait even when the collection became complete in it;
-/// this, too, is what the web application knows.
+/// Fixed by the protocol: a collection that one logger never completes stays under way, and later
+/// calls only wait for it. A complaint follows the last wait even when the collection became
+/// complete in it.
 void getTrigger(int waitCount) {
     getKslTimeOffset(waitCount);
     if (triggerInfo->beginCollection(busConnection())) {
@@ -73,8 +73,8 @@ void getTrigger(int waitCount) {
     }
 }
 
-/// Addressed to the logger's general service, unlike the request to all: intended, that one is
-/// there also while the event service is busy.
+/// Addressed to the logger's general service, unlike the request to all: that service is there also
+/// while the one for events is busy.
 void getTrigger(const std::string& sourceMac) {
     LogUtil::log(LogLevel::Debug, "getTrigger",
                  "stp->krpbus_name" + busName() + " sourceMac=" + sourceMac);

@@ -86,7 +86,7 @@ WaResponseGetEventList::WaResponseGetEventList(const KRPResponseGetEventList* an
         triggerInfo->addTriggerMessage(answer, logger);
         sendResponse<WaResponseGetEventList>();
     } else if (answer->isBusy()) {
-        // Without a limit, intended: a logger that starts up is busy for as long as that takes.
+        // Again without a limit: a logger that starts up is busy for as long as that takes.
         waitBeforeAskingAgain();
         getTrigger(logger);
     } else {

@@ -45,6 +45,9 @@ class WebSocketStream {
     /// Waits up to `milliseconds` for the first byte of an answer; false when none has come.
     bool hasAnswer(int milliseconds) const;
 
+    /// For waiting for many connections at once.
+    int descriptor() const { return socket_; }
+
     /// Waits up to `milliseconds` for bytes and hands on the frames that are complete. False when
     /// the connection has ended.
     bool read(int milliseconds, const OnFrame& onFrame);

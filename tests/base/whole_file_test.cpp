@@ -5,23 +5,22 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "base/file_descriptor.h"
+#include "tests/kit/file_size_limit.h"
 #include "tests/kit/mounted_disk.h"
+#include "tests/kit/temporary_directory.h"
 
 namespace {
 
@@ -34,22 +33,12 @@ using testing::Optional;
 // A directory with the file that is written and read.
 class WholeFile : public testing::Test {
   protected:
-    WholeFile() {
-        std::string pattern = (fs::temp_directory_path() / "whole_file_XXXXXX").string();
-        directory_ = ::mkdtemp(pattern.data());
-        path_ = directory_ / "file";
-    }
-    ~WholeFile() override { fs::remove_all(directory_); }
-
     bool write(std::string_view text) { return writeWholeFile(path_, text, ExistingFile::Any); }
     bool writeOwn(std::string_view text) {
         return writeWholeFile(path_, text, ExistingFile::OwnAlone);
     }
     void put(std::string_view text) const { std::ofstream(path_, std::ios::binary) << text; }
-    std::string content() const {
-        std::ifstream file(path_, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    }
+    std::string content() const { return contentOf(path_); }
     std::vector<std::string> names() const {
         std::vector<std::string> all;
         for (const auto& entry : fs::directory_iterator(directory_)) {
@@ -77,8 +66,9 @@ class WholeFile : public testing::Test {
         EXPECT_EQ(users(), 2);
     }
 
-    fs::path directory_;
-    fs::path path_;
+    const TemporaryDirectory temporary_;
+    const fs::path directory_ = temporary_.path();
+    fs::path path_ = directory_ / "file";
 
   private:
     int users() const {
@@ -90,24 +80,6 @@ class WholeFile : public testing::Test {
         }
         return count;
     }
-};
-
-// Lets this process write no file beyond so many bytes.
-class FileSizeLimit {
-  public:
-    explicit FileSizeLimit(rlim_t bytes) {
-        std::signal(SIGXFSZ, SIG_IGN);
-        ::getrlimit(RLIMIT_FSIZE, &before_);
-        rlimit small = before_;
-        small.rlim_cur = bytes;
-        ::setrlimit(RLIMIT_FSIZE, &small);
-    }
-    ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-  private:
-    rlimit before_{};
 };
 
 // In a file system of its own.

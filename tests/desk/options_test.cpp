@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "krpbus/address/ksl_util.h"
-#include "tests/desk/temporary_directory.h"
+#include "tests/kit/temporary_directory.h"
 
 using desk::CommandLine;
 using desk::Milliseconds;

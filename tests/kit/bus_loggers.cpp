@@ -46,14 +46,14 @@ BusLogger::~BusLogger() {
 
 void BusLogger::settle() {
     std::unique_lock lock(mutex_);
-    const int before = settled_;
+    const int round = ++settling_;
     do {
         lock.unlock();
         client_.sendTo("HandheldServer", "HandheldServer",
-                       std::make_unique<SystemMessage>(kSettled, "settled"));
+                       std::make_unique<SystemMessage>(kSettled, std::to_string(round)));
         lock.lock();
     } while (!changed_.wait_for(lock, std::chrono::milliseconds(200),
-                                [&] { return settled_ > before; }));
+                                [&] { return settled_ == round; }));
 }
 
 void BusLogger::setFacts(LoggerFacts facts) {
@@ -119,7 +119,7 @@ void BusLogger::take(MessageBase& message) {
         const std::lock_guard lock(mutex_);
         const auto* system = dynamic_cast<const SystemMessage*>(&message);
         if (system != nullptr && system->getType() == kSettled) {
-            ++settled_;
+            settled_ = std::stoi(system->getText());
             changed_.notify_all();
             return;
         }

@@ -93,6 +93,7 @@ class BusLogger {
     std::map<krpMsgID_t, std::unique_ptr<KRPMessageResponse>> answers_;
     std::vector<krpMsgID_t> requests_;
     std::vector<std::string> received_;
+    int settling_ = 0;  // the round of settle(), and the last one that came back
     int settled_ = 0;
     std::deque<Reply> replies_;  // the thread's own
     std::atomic<bool> stop_{false};

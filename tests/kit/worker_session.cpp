@@ -44,3 +44,9 @@ std::vector<std::string> WorkerSession::sent() const {
     }
     return lines;
 }
+
+std::vector<std::string> WorkerSession::takeSent() {
+    std::vector<std::string> lines = sent();
+    host.clearFrames();
+    return lines;
+}

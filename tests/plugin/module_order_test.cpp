@@ -44,9 +44,17 @@ int offer(const char* module) {
 template <std::size_t number>
 int offeredTo(const std::string&, const Document&) {
     static constexpr std::array kNames = {"common",  "config", "busload", "signal",
-                                          "trigger", "audio",  "monitor"};
+                                          "trigger", "audio",  "monitor", "further"};
     return offer(kNames[number]);
 }
+
+// The second has no use for anything.
+const std::array<ModuleTable::Further, 2> kFurther = {{
+    {.command = offeredTo<7>,
+     .setUp = [] { called("further set up"); },
+     .destroy = [] { called("further destroyed"); }},
+    {},
+}};
 
 const ModuleTable kRecordingModules = [] {
     ModuleTable modules = kModules;
@@ -73,6 +81,7 @@ const ModuleTable kRecordingModules = [] {
         {"stop fourth", +[] { called("fourth destroyed"); }},
         {"stop fifth", +[] { called("fifth destroyed"); }},
     }};
+    modules.further = kFurther;
     return modules;
 }();
 
@@ -103,15 +112,16 @@ TEST(ModuleOrder, OfASession) {
     krwebsocket_on_connect(host.server());
     EXPECT_THAT(
         orderOf(capture),
-        ElementsAre(
-            "[INFO] KLV::start_modules() start threads!",
-            "[DEBUG] KLV::ping_module_setup() setup ping module",
-            "[DEBUG] KLV::start_thread() TIME: <ms>",
-            "[DEBUG] KLV::ThreadKrpbusData() kslEnabled: 0", "[DEBUG] KLV::called() first set up",
-            "[DEBUG] KLV::called() second set up", "[DEBUG] KLV::called() third set up",
-            "[DEBUG] KLV::called() fourth set up", "[DEBUG] KLV::called() fifth set up",
-            "[DEBUG] KLV::start_modules() threadKrpbusData->start_thread()",
-            "[DEBUG] KLV::start_thread() TIME: <ms>", "[DEBUG] KLV::start_modules() return"));
+        ElementsAre("[INFO] KLV::start_modules() start threads!",
+                    "[DEBUG] KLV::ping_module_setup() setup ping module",
+                    "[DEBUG] KLV::start_thread() TIME: <ms>",
+                    "[DEBUG] KLV::ThreadKrpbusData() kslEnabled: 0",
+                    "[DEBUG] KLV::called() first set up", "[DEBUG] KLV::called() second set up",
+                    "[DEBUG] KLV::called() third set up", "[DEBUG] KLV::called() fourth set up",
+                    "[DEBUG] KLV::called() fifth set up", "[DEBUG] KLV::called() further set up",
+                    "[DEBUG] KLV::start_modules() threadKrpbusData->start_thread()",
+                    "[DEBUG] KLV::start_thread() TIME: <ms>",
+                    "[DEBUG] KLV::start_modules() return"));
     ASSERT_NE(thirdsThread, nullptr);
     EXPECT_EQ(thirdsThread, fifthsThread);
     EXPECT_EQ(thirdsThread->getName(), "krpbus");
@@ -128,11 +138,12 @@ TEST(ModuleOrder, OfASession) {
             "[DEBUG] KLV::ping_module_destroy() stop ping thread",
             "[DEBUG] KLV::ping_module_destroy() stop ping ping_run",
             "[DEBUG] KLV::ping_module_destroy() ping module destroyed",
-            "[DEBUG] KLV::~LvWebsocket() stop first", "[DEBUG] KLV::called() first destroyed",
-            "[DEBUG] KLV::~LvWebsocket() stop second", "[DEBUG] KLV::called() second destroyed",
-            "[DEBUG] KLV::~LvWebsocket() stop third", "[DEBUG] KLV::called() third destroyed",
-            "[DEBUG] KLV::~LvWebsocket() stop fourth", "[DEBUG] KLV::called() fourth destroyed",
-            "[DEBUG] KLV::~LvWebsocket() stop fifth", "[DEBUG] KLV::called() fifth destroyed",
+            "[DEBUG] KLV::called() further destroyed", "[DEBUG] KLV::~LvWebsocket() stop first",
+            "[DEBUG] KLV::called() first destroyed", "[DEBUG] KLV::~LvWebsocket() stop second",
+            "[DEBUG] KLV::called() second destroyed", "[DEBUG] KLV::~LvWebsocket() stop third",
+            "[DEBUG] KLV::called() third destroyed", "[DEBUG] KLV::~LvWebsocket() stop fourth",
+            "[DEBUG] KLV::called() fourth destroyed", "[DEBUG] KLV::~LvWebsocket() stop fifth",
+            "[DEBUG] KLV::called() fifth destroyed",
             "[DEBUG] KLV::~LvWebsocket() uploadfileInfo deleted",
             "[DEBUG] KLV::~LvWebsocket() kslInfo deleted",
             "[DEBUG] KLV::closeBus() delete krpBusClient",
@@ -157,7 +168,8 @@ class OfferOrder : public FrameSession {
 
 TEST_F(OfferOrder, IsTheSameForEveryCommand) {
     setLoggerInfoComplete(true);
-    const Lines order = {"common", "config", "busload", "signal", "trigger", "audio", "monitor"};
+    const Lines order = {"common",  "config", "busload", "signal",
+                         "trigger", "audio",  "monitor", "further"};
     for (auto last = order.begin(); last != order.end(); ++last) {
         EXPECT_EQ(offeredTo(*last), Lines(order.begin(), last + 1));
     }

@@ -62,3 +62,17 @@ const ModuleTable RecordingModules::table = [] {
     };
     return modules;
 }();
+
+const ModuleTable RecordingModules::tableWithFurther = [] {
+    static const std::array<ModuleTable::Further, 3> further = {{
+        {},
+        {.message = [](const MessageBase* message,
+                       const std::string& mac) { return record("further", message, mac); },
+         .busReconnected = [] { called("further reconnected"); }},
+        {.message = [](const MessageBase* message,
+                       const std::string& mac) { return record("last", message, mac); }},
+    }};
+    ModuleTable modules = table;
+    modules.further = further;
+    return modules;
+}();

@@ -11,6 +11,8 @@
 struct RecordingModules {
     // What the routing is to use.
     static const ModuleTable table;
+    // That with two modules more, of which the first has no use for anything.
+    static const ModuleTable tableWithFurther;
 
     // One line per call, in their order: "<handler> <message's class> <mac>".
     std::vector<std::string> calls;

@@ -102,6 +102,33 @@ TEST_F(Routing, KeepsAnAnswerThatAudioClaimsFromTheTriggers) {
                                      "audio answer87"));
 }
 
+TEST_F(Routing, OffersFurtherModulesUnwrappedWhatNoneOfTheOthersTook) {
+    moduleTable = &RecordingModules::tableWithFurther;
+    recordingModules.claiming = {"common"};
+    routeForwarded(SimpleMessageResponse<87>());
+    ASSERT_EQ(calls().size(), 8U);
+    EXPECT_EQ(calls()[6], "further answer87 " + kOther);
+    EXPECT_EQ(calls()[7], "last answer87 " + kOther);
+
+    recordingModules = {{}, {"further"}};
+    route(SignalMessage());
+    EXPECT_THAT(calls(),
+                ElementsAre("busload SignalMessage " + kLocal, "monitor SignalMessage",
+                            "signal SignalMessage " + kLocal, "further SignalMessage " + kLocal));
+}
+
+TEST_F(Routing, KeepsFromFurtherModulesWhatAnotherTook) {
+    moduleTable = &RecordingModules::tableWithFurther;
+    for (const char* taker : {"busload", "monitor", "signal", "audio", "trigger"}) {
+        recordingModules = {{}, {taker}};
+        route(SimpleMessageResponse<87>());
+        EXPECT_THAT(calls().back(), testing::StartsWith(taker));
+    }
+    recordingModules = {};
+    route(state("3-stop"));
+    EXPECT_THAT(calls(), ElementsAre("busloadSetUnknown"));
+}
+
 TEST_F(Routing, DropsWhatNobodyClaimsAndIsNoAnswer) {
     route(SignalMessage());
     EXPECT_THAT(calls(), ElementsAre("busload SignalMessage " + kLocal, "monitor SignalMessage",
@@ -238,6 +265,13 @@ TEST_F(Routing, ForgetsWhatWasWaitedForWhenTheBusServerIsBack) {
     thread_->handleReconnect();
     EXPECT_THAT(calls(), ElementsAre("first reconnected", "second reconnected", "third reconnected",
                                      "fourth reconnected"));
+}
+
+TEST_F(Routing, TellsFurtherModulesLastThatTheBusServerIsBack) {
+    moduleTable = &RecordingModules::tableWithFurther;
+    thread_->handleReconnect();
+    ASSERT_EQ(calls().size(), 5U);
+    EXPECT_EQ(calls().back(), "further reconnected");
 }
 
 TEST_F(Routing, ReadsTheBusOnItsOwnThread) {

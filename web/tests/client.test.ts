@@ -1,6 +1,7 @@
 import assert from "node:assert/strict";
 import { describe, test } from "node:test";
-import { LiveViewClient, type ClientState } from "../src/protocol/client";
+import { LiveViewClient } from "../src/protocol/client";
+import type { ClientState } from "../src/protocol/client_state";
 import { NoAnswer } from "../src/protocol/request_queue";
 import type { Frame, Key } from "../src/protocol/types";
 import { World, settle } from "./support/world";

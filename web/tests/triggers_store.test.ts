@@ -2,6 +2,7 @@ import assert from "node:assert/strict";
 import { describe, test } from "node:test";
 import { parseFrame } from "../src/protocol/parse";
 import { TriggersStore, timeText } from "../src/store/triggers_store";
+import { markerName } from "../src/views/marker_name";
 
 const list = (markers: readonly (readonly [string, number])[], status: string) =>
   parseFrame(
@@ -84,5 +85,32 @@ describe("the list of events", () => {
     assert.equal(store.state.value.events.length, 2);
     store.take(list([["a", 1]], "OK"));
     assert.equal(store.state.value.events.length, 1);
+  });
+});
+
+describe("one press", () => {
+  test("is one entry, called as somebody has named it, with what the other loggers call it beside", () => {
+    const store = new TriggersStore(() => 0);
+    store.take(
+      parseFrame('{"response":"set_trigger","number":1,"timestamp":7,"time_zone":"UTC","marker_id":"Trigger by hand","status":"OK"}'),
+    );
+    const calledByLoggers: [string, number] = ["Trigger 1970-01-01 00:00:00.000007", 7];
+    store.take(list([calledByLoggers, ["Trigger by hand", 7], ["Trigger 1970-01-01 00:00:00.000009", 9], ["door", 9]], "OK"));
+    assert.deepEqual(
+      store.state.value.events.map(({ marker, also }) => [marker, also]),
+      [
+        ["door", ["Trigger 1970-01-01 00:00:00.000009"]],
+        ["Trigger by hand", ["Trigger 1970-01-01 00:00:00.000007"]],
+      ],
+    );
+  });
+});
+
+describe("a marker's short name", () => {
+  test("is what a person typed", () => {
+    assert.equal(markerName("door 2026-11-21 05:32:10.958165"), "door");
+    assert.equal(markerName("2026-11-21 05:32:10.958165"), "");
+    assert.equal(markerName("Trigger 2026-11-21 05:32:10.958165"), "Trigger");
+    assert.equal(markerName("at 12:00"), "at 12:00");
   });
 });

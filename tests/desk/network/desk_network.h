@@ -12,8 +12,8 @@
 #include "krpbus/messages/krp_message.h"
 #include "krpbus/messages/simple_messages.h"
 #include "tests/desk/network/desklogger_process.h"
-#include "tests/desk/temporary_directory.h"
 #include "tests/kit/nats_server.h"
+#include "tests/kit/temporary_directory.h"
 #include "tests/krpbus/client/bus_test_client.h"
 
 inline constexpr const char* kMacA = "02:00:00:00:00:0A";

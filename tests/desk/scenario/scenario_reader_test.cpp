@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/desk/temporary_directory.h"
+#include "tests/kit/temporary_directory.h"
 
 using desk::Behaviour;
 using desk::Failure;

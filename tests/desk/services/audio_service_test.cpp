@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "krpbus/messages/simple_messages.h"
-#include "tests/desk/temporary_directory.h"
+#include "tests/kit/temporary_directory.h"
 
 using desk::AudioService;
 using desk::AudioStore;

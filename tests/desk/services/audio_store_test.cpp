@@ -6,7 +6,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "tests/desk/temporary_directory.h"
+#include "tests/kit/temporary_directory.h"
 
 using desk::AudioError;
 using desk::AudioStore;

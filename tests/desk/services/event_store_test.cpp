@@ -2,11 +2,9 @@
 
 #include <gmock/gmock.h>
 
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
-#include "tests/desk/temporary_directory.h"
+#include "tests/kit/temporary_directory.h"
 
 using desk::EventStore;
 using testing::ElementsAre;
@@ -18,10 +16,6 @@ namespace {
 class EventStoreTest : public testing::Test {
   protected:
     std::string file() const { return (directory.path() / "events").string(); }
-    std::string content() const {
-        std::ifstream stream(file(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
     static std::vector<EventStore::Event> eventsOf(const EventStore& store) {
         return {store.events().begin(), store.events().end()};
     }
@@ -52,7 +46,7 @@ TEST_F(EventStoreTest, KeepsEventsOverARestart) {
     EventStore store(file(), 10);
     EXPECT_THAT(eventsOf(store), ElementsAre(kFirst, kSecond));
     EXPECT_EQ(store.add(3, "UTC", "c").number, 3);
-    EXPECT_EQ(content(),
+    EXPECT_EQ(contentOf(file()),
               "1 1700000000000001 Europe/Berlin a%20marker\n"
               "2 18446744073709551615 % %\n"
               "3 3 UTC c\n");
@@ -75,7 +69,7 @@ TEST_F(EventStoreTest, CutsOffWhatWasBeingWrittenWhenTheLoggerDied) {
         EXPECT_EQ(store.lastNumber(), 1);
         store.add(7, "UTC", "b");
     }
-    EXPECT_EQ(content(), "1 5 UTC a\n2 7 UTC b\n");
+    EXPECT_EQ(contentOf(file()), "1 5 UTC a\n2 7 UTC b\n");
 }
 
 TEST_F(EventStoreTest, RefusesAFileThatHoldsSomethingElse) {
@@ -117,9 +111,9 @@ TEST_F(EventStoreTest, DoesNotLetTheFileGrowWithoutBound) {
     for (std::uint64_t time = 1; time <= 105; ++time) {
         store.add(time, "UTC", "m");
     }
-    EXPECT_EQ(content(), "104 104 UTC m\n105 105 UTC m\n");
+    EXPECT_EQ(contentOf(file()), "104 104 UTC m\n105 105 UTC m\n");
     store.add(106, "UTC", "m");
-    EXPECT_EQ(content(), "104 104 UTC m\n105 105 UTC m\n106 106 UTC m\n");
+    EXPECT_EQ(contentOf(file()), "104 104 UTC m\n105 105 UTC m\n106 106 UTC m\n");
 }
 
 TEST_F(EventStoreTest, BeginsAnewWhenItIsCleared) {
@@ -128,9 +122,9 @@ TEST_F(EventStoreTest, BeginsAnewWhenItIsCleared) {
     store.clear();
     EXPECT_THAT(eventsOf(store), IsEmpty());
     EXPECT_EQ(store.lastNumber(), 0);
-    EXPECT_EQ(content(), "");
+    EXPECT_EQ(contentOf(file()), "");
     EXPECT_EQ(store.add(2, "UTC", "b").number, 1);
-    EXPECT_EQ(content(), "1 2 UTC b\n");
+    EXPECT_EQ(contentOf(file()), "1 2 UTC b\n");
 }
 
 }  // namespace

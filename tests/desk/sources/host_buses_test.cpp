@@ -4,7 +4,7 @@
 
 #include <thread>
 
-#include "tests/desk/temporary_directory.h"
+#include "tests/kit/temporary_directory.h"
 
 using desk::BusReading;
 using desk::byteLoad;

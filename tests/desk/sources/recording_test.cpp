@@ -6,7 +6,7 @@
 
 #include "desk/sources/recording_signals.h"
 #include "krpbus/messages/signal_message.h"
-#include "tests/desk/temporary_directory.h"
+#include "tests/kit/temporary_directory.h"
 
 using desk::readRecording;
 using desk::Recording;

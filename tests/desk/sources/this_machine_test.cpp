@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "tests/desk/temporary_directory.h"
+#include "tests/kit/temporary_directory.h"
 
 using desk::describeThisMachine;
 using desk::findTimeZone;

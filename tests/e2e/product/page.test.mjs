@@ -94,7 +94,7 @@ describe("the page", () => {
   test("sets a marker with one key, which is confirmed and listed", async () => {
     await page.keyboard.press("m");
     await page.locator('[data-testid=marker-pending][data-state="confirmed"]').waitFor();
-    const marker = await page.locator("[data-testid=marker-pending] .pending-name").first().textContent();
+    const marker = await page.locator("[data-testid=marker-pending]").first().getAttribute("title");
     assert.match(marker, /^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{6}$/);
     const view = await openView(page, "triggers");
     await byId(view, "trigger-row").filter({ hasText: marker }).waitFor();

@@ -110,7 +110,7 @@ describe("audio files on the page", () => {
   test("are chosen, heard, uploaded for a marker and listed", async () => {
     await page.keyboard.press("m");
     await page.locator('[data-testid=marker-pending][data-state="confirmed"]').waitFor();
-    const marker = await page.locator("[data-testid=marker-pending] .pending-name").first().textContent();
+    const marker = await page.locator("[data-testid=marker-pending]").first().getAttribute("title");
     const view = await openView(page, "audio");
     const file = path.join(dir, "note.wav");
     writeFileSync(file, soundFile());

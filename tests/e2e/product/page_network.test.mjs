@@ -23,11 +23,11 @@ async function start(options) {
 }
 
 // A page that has been told before to show all signals of the loggers.
-async function openWith(signals) {
+async function openWith(signals, kind = "table") {
   const page = await browser.newPage({ viewport: { width: 1200, height: 900 } });
   page.setDefaultTimeout(60_000);
   page.on("pageerror", (error) => problems.push(String(error)));
-  const panels = [{ id: "1", kind: "table", title: "", signals, options: {} }];
+  const panels = [{ id: "1", kind, title: "", signals, options: {} }];
   const kept = JSON.stringify({ format: "live-view-setup", version: 1, name: "", panels });
   await page.addInitScript((text) => localStorage.setItem("live-view.arrangement", text), kept);
   await page.goto(network.apache.page);
@@ -147,9 +147,44 @@ describe("a browser whose clock is a day ahead", () => {
     const apart = Math.abs(3600 * (hours - trueHours) + 60 * (minutes - trueMinutes) + seconds - trueSeconds);
     assert.ok(apart < 20 || apart > 86_380, `the page shows ${shown}`);
     await page.keyboard.press("m");
-    const pending = page.locator("[data-testid=marker-pending] .pending-name").first();
+    const pending = page.locator("[data-testid=marker-pending]").first();
     await pending.waitFor();
     const today = new Intl.DateTimeFormat("en-CA", { timeZone: "Europe/Berlin" }).format(new Date());
-    assert.ok((await pending.textContent()).startsWith(today));
+    assert.ok((await pending.getAttribute("title")).startsWith(today));
+  });
+});
+
+describe("a logger whose clock is an hour behind", () => {
+  test("is drawn and saved beside the others, with the stamps that it made", async () => {
+    const behind = { ...kRear, name: "Rear", behind: 3600 };
+    await start({ loggers: [kFront, behind] });
+    const names = ["Vehicle.Speed", "Engine.Speed"];
+    const [front, rear] = [kFront, behind].map(({ mac, name: logger }, index) => ({ name: names[index], mac, logger }));
+    const page = await openWith([front, rear], "chart");
+    await state(page, "live");
+    const panel = byId(page, "panel-chart");
+    const saved = async (item) => {
+      await panel.getByTestId("panel-menu").click();
+      const [download] = await Promise.all([page.waitForEvent("download"), page.getByRole("menuitem", { name: item }).click()]);
+      return readFileSync(await download.path());
+    };
+    let rows;
+    await until(
+      "ten values of each",
+      async () => {
+        rows = (await saved("Save as CSV")).toString("utf8").trimEnd().split("\r\n");
+        return [3, 4].every((column) => rows.filter((row) => row.split(",")[column] !== "").length > 10);
+      },
+      60_000,
+    );
+    assert.equal(rows[0], `time (UTC),time [s],logger stamp [us],Front: ${names[0]} [km/h],Rear: ${names[1]} [1/min]`);
+    for (const row of rows.slice(1)) {
+      const [utc, seconds, stamp, ofFront] = row.split(",");
+      assert.ok(Math.abs(Date.now() / 1000 - seconds) < 60, row);
+      assert.equal(Math.floor(Date.parse(utc) / 1000), Math.floor(seconds));
+      assert.equal(Math.round((seconds - stamp / 1e6) / 3600), ofFront !== "" ? 0 : 1, row);
+    }
+    const picture = await saved("Save as PNG");
+    assert.equal(picture.toString("latin1", 1, 4), "PNG");
   });
 });

@@ -14,7 +14,7 @@ export class DeskLogger {
   expected = [];
 
   // description: who it is, and `scenario`, an object that becomes its scenario file; `args`, more options of
-  // the program.
+  // the program; `behind`, by how many seconds its clock is wrong, which its offset then tells.
   constructor(network, description) {
     Object.assign(
       this,
@@ -31,7 +31,8 @@ export class DeskLogger {
       },
       description,
     );
-    this.#environment = network.environment(this.mac);
+    this.#environment = { ...network.environment(this.mac), ...(this.behind ? paths.wrongClock(-this.behind) : {}) };
+    if (this.behind) this.timeOffset = this.behind * 1e6;
     const options = [
       ["--mac", this.mac],
       ["--name", this.name],

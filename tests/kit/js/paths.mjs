@@ -1,6 +1,6 @@
 // Where the source tree, the build tree and the outside programs are.
 import { execFileSync } from "node:child_process";
-import { existsSync } from "node:fs";
+import { existsSync, readdirSync } from "node:fs";
 import path from "node:path";
 import { fileURLToPath } from "node:url";
 
@@ -27,6 +27,16 @@ export const apache = firstThatExists("/usr/sbin/apache2", "/usr/sbin/httpd");
 export const apacheModules = firstThatExists("/usr/lib/apache2/modules");
 export const natsServer = firstThatExists("/usr/sbin/nats-server", "/usr/bin/nats-server");
 export const chromium = firstThatExists("/usr/bin/chromium");
+
+// Gives a program a clock that is wrong, and true stretches of time.
+export function wrongClock(seconds) {
+  const library = readdirSync("/usr/lib")
+    .map((dir) => `/usr/lib/${dir}/faketime/libfaketime.so.1`)
+    .find((file) => existsSync(file));
+  if (library === undefined) throw new Error("libfaketime is not installed");
+  const sign = seconds < 0 ? "-" : "+";
+  return { LD_PRELOAD: library, FAKETIME: `${sign}${Math.abs(seconds)}s`, FAKETIME_DONT_FAKE_MONOTONIC: "1" };
+}
 
 function firstThatExists(...candidates) {
   return candidates.find((candidate) => existsSync(candidate)) ?? candidates[0];

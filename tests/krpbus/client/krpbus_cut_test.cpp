@@ -6,28 +6,21 @@
 #include <string>
 #include <vector>
 
-#include "krpbus/client/krpbus_client.h"
 #include "krpbus/client/server_watch.h"
 #include "krpbus/messages/byte_writer.h"
 #include "krpbus/messages/system_message.h"
 #include "tests/kit/log_capture.h"
 #include "tests/krpbus/client/bus_test_client.h"
-#include "tests/krpbus/client/scripted_server.h"
+#include "tests/krpbus/client/scripted_bus.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
+using KrpBusCut = ScriptedBus;
+
 const std::string kMac = "02:00:00:00:00:01";
 const std::string kSubject = "krp." + kMac + ".to.me";
-
-std::unique_ptr<KRPBusClient> connectTo(const ScriptedServer& server,
-                                        std::chrono::milliseconds probeInterval = 5s) {
-    KRPBusOptions options;
-    options.mac = kMac;
-    options.probeInterval = probeInterval;
-    return std::make_unique<KRPBusClient>("me", "127.0.0.1", server.port(), options);
-}
 
 // A message as the server sends it to whoever has subscribed under the number.
 std::string delivery(const std::string& subscription, const std::string& text) {
@@ -55,8 +48,8 @@ std::string textOf(const std::unique_ptr<MessageBase>& message) {
     return notice != nullptr ? notice->getText() : "(no system message)";
 }
 
-// Every way to begin what a server can say without ending it. (A payload is whole before the line
-// end behind it.)
+// Every way to begin what a server can say without ending it; over TLS what is sent so is a whole
+// record. (A payload is whole before the line end behind it.)
 std::vector<std::string> beginnings(const std::string& subscription) {
     std::vector<std::string> all;
     const auto cutAt = [&](const std::string& whole, const std::vector<std::size_t>& places) {
@@ -78,9 +71,9 @@ std::vector<std::string> beginnings(const std::string& subscription) {
     return all;
 }
 
-TEST(KrpBusCut, BeginsAfreshWhereverTheConnectionBrokeOff) {
+TEST_P(KrpBusCut, BeginsAfreshWhereverTheConnectionBrokeOff) {
     const std::size_t cuts = beginnings("1").size();
-    ScriptedServer server([cuts](int number, ServedClient& client) {
+    const auto server = serve([cuts](int number, ServedClient& client) {
         client.greet();
         const std::string subscription = client.subscription(kSubject);
         client.send(delivery(subscription, "whole " + std::to_string(number)));
@@ -88,7 +81,7 @@ TEST(KrpBusCut, BeginsAfreshWhereverTheConnectionBrokeOff) {
         if (index < cuts) {
             client.send(beginnings(subscription)[index]);
         } else {
-            client.standStill();
+            client.stayAlive();
         }
     });
     const LogCapture log;
@@ -102,8 +95,25 @@ TEST(KrpBusCut, BeginsAfreshWhereverTheConnectionBrokeOff) {
     EXPECT_TRUE(log.logLines().empty()) << "nothing that is no message was handed on";
 }
 
-TEST(KrpBusCut, RenewsWhatIsRegisteredOnEachConnection) {
-    ScriptedServer server([](int number, ServedClient& client) {
+TEST_P(KrpBusCut, TakesMessagesApartThatComeInTheSmallestPieces) {
+    const auto server = serve([](int, ServedClient& client) {
+        client.greet();
+        const std::string subscription = client.subscription(kSubject);
+        const std::string both = delivery(subscription, "plain") + "PING\r\n" +
+                                 headedDelivery(subscription, "with a header");
+        for (const char byte : both) {
+            client.send(std::string(1, byte));  // over TLS a record
+        }
+        client.stayAlive();
+    });
+    const auto client = connectTo(server);
+    EXPECT_EQ(textOf(nextMessage(*client)), "plain");
+    EXPECT_EQ(textOf(nextMessage(*client)), "with a header");
+    EXPECT_EQ(client->getConnectionCount(), 1U);
+}
+
+TEST_P(KrpBusCut, RenewsWhatIsRegisteredOnEachConnection) {
+    const auto server = serve([](int number, ServedClient& client) {
         client.greet();
         if (number == 0) {
             client.subscription(kSubject);
@@ -114,7 +124,7 @@ TEST(KrpBusCut, RenewsWhatIsRegisteredOnEachConnection) {
             all = client.subscription("krp." + kMac + subject);
         }
         client.send(delivery(all, "renewed"));
-        client.standStill();
+        client.stayAlive();
     });
     const auto client = connectTo(server);
     client->registerBus("Trigger");
@@ -124,8 +134,8 @@ TEST(KrpBusCut, RenewsWhatIsRegisteredOnEachConnection) {
     EXPECT_EQ(textOf(nextMessage(*client)), "renewed");
 }
 
-TEST(KrpBusCut, ComesBackToAServerThatHasRefusedTheLoginForAWhile) {
-    ScriptedServer server([](int number, ServedClient& client) {
+TEST_P(KrpBusCut, ComesBackToAServerThatHasRefusedTheLoginForAWhile) {
+    const auto server = serve([](int number, ServedClient& client) {
         if (number >= 1 && number <= 6) {
             client.refuse();
             return;
@@ -134,7 +144,7 @@ TEST(KrpBusCut, ComesBackToAServerThatHasRefusedTheLoginForAWhile) {
         const std::string subscription = client.subscription(kSubject);
         if (number > 6) {
             client.send(delivery(subscription, "let in"));
-            client.standStill();
+            client.stayAlive();
         }
     });
     const LogCapture log;
@@ -147,8 +157,8 @@ TEST(KrpBusCut, ComesBackToAServerThatHasRefusedTheLoginForAWhile) {
         << "once, however often it refuses";
 }
 
-TEST(KrpBusCut, ComesBackToAServerThatSaysNothingSensibleForAWhile) {
-    ScriptedServer server([](int number, ServedClient& client) {
+TEST_P(KrpBusCut, ComesBackToAServerThatSaysNothingSensibleForAWhile) {
+    const auto server = serve([](int number, ServedClient& client) {
         static const std::array<std::string, 4> kNonsense{"", "HTTP/1.1 400 Bad Request\r\n\r\n",
                                                           "INFO {\"server_id\":\"x\"", "\r\n"};
         if (number >= 1 && number <= 4) {
@@ -159,7 +169,7 @@ TEST(KrpBusCut, ComesBackToAServerThatSaysNothingSensibleForAWhile) {
         const std::string subscription = client.subscription(kSubject);
         if (number > 4) {
             client.send(delivery(subscription, "sensible"));
-            client.standStill();
+            client.stayAlive();
         } else {
             client.send("nonsense\r\n");
         }
@@ -169,14 +179,14 @@ TEST(KrpBusCut, ComesBackToAServerThatSaysNothingSensibleForAWhile) {
     EXPECT_EQ(client->getConnectionCount(), 2U);
 }
 
-TEST(KrpBusCut, ProbesASilentServerAndGivesItUpWhenItStaysSilent) {
+TEST_P(KrpBusCut, ProbesASilentServerAndGivesItUpWhenItStaysSilent) {
     std::atomic<int> probes{0};
-    ScriptedServer server([&](int number, ServedClient& client) {
+    const auto server = serve([&](int number, ServedClient& client) {
         client.greet();
         const std::string subscription = client.subscription(kSubject);
         if (number > 0) {
             client.send(delivery(subscription, "another connection"));
-            client.standStill();
+            client.stayAlive();
             return;
         }
         while (client.waitFor("PUB " + kSubject + " 0\r\n\r\n")) {
@@ -195,23 +205,23 @@ TEST(KrpBusCut, ProbesASilentServerAndGivesItUpWhenItStaysSilent) {
     EXPECT_EQ(KRPBusOptions().probeInterval, 5s) << "given up after 15 seconds";
 }
 
-TEST(KrpBusCut, StaysWithAServerThatAnswersItsProbes) {
-    ScriptedServer server([&](int number, ServedClient& client) {
+TEST_P(KrpBusCut, StaysWithAServerThatAnswersItsProbes) {
+    const auto server = serve([&](int number, ServedClient& client) {
         client.greet();
         const std::string subscription = client.subscription(kSubject);
         for (int i = 0; i < 4 && client.waitFor("PUB " + kSubject + " 0\r\n\r\n"); ++i) {
             client.send("MSG " + kSubject + " " + subscription + " 0\r\n\r\n");
         }
         client.send(delivery(subscription, "still connection " + std::to_string(number)));
-        client.standStill();
+        client.stayAlive();
     });
     const auto client = connectTo(server, 400ms);
     EXPECT_EQ(textOf(nextMessage(*client)), "still connection 0");
     EXPECT_EQ(client->getConnectionCount(), 1U);
 }
 
-TEST(KrpBusCut, HandsOutWhatCameBeforeTheCut) {
-    ScriptedServer server([](int number, ServedClient& client) {
+TEST_P(KrpBusCut, HandsOutWhatCameBeforeTheCut) {
+    const auto server = serve([](int number, ServedClient& client) {
         client.greet();
         const std::string subscription = client.subscription(kSubject);
         if (number == 0) {
@@ -221,7 +231,7 @@ TEST(KrpBusCut, HandsOutWhatCameBeforeTheCut) {
             }
             client.send(burst + "MSG krp");
         } else {
-            client.standStill();
+            client.stayAlive();
         }
     });
     const auto client = connectTo(server);
@@ -230,6 +240,8 @@ TEST(KrpBusCut, HandsOutWhatCameBeforeTheCut) {
         ASSERT_EQ(textOf(nextMessage(*client)), std::to_string(i));
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(PlainAndTls, KrpBusCut, testing::Bool(), plainOrTls);
 
 TEST(ServerWatch, AsksBeforeItJudges) {
     using Action = ServerWatch::Action;

@@ -88,6 +88,15 @@ TEST(ServerUrl, IsTheOneOfTheEnvironmentWithoutAHost) {
     EXPECT_EQ(serverUrl("", 20010), "nats://[::1]:20010");
 }
 
+TEST(ServerUrl, NamesThePort) {
+    EXPECT_EQ(serverPort("nats://127.0.0.1:20010"), 20010);
+    EXPECT_EQ(serverPort("tls://user:1@logger:20010/"), 20010);
+    EXPECT_EQ(serverPort("nats://[::1]:20010"), 20010);
+    EXPECT_EQ(serverPort("tls://user:1@logger"), 4222);
+    EXPECT_EQ(serverPort("nats://[::1]"), 4222);
+    EXPECT_EQ(serverPort("nats://logger:99999"), 4222);
+}
+
 TEST(ServerUrl, IsThisMachineWithoutAnything) {
     unsetenv("KRPBUS_SERVER");
     EXPECT_EQ(serverUrl("", 20010), "nats://127.0.0.1:20010");

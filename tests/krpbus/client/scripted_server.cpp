@@ -5,22 +5,39 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <csignal>
 #include <stdexcept>
 
+std::string ServedClient::info() const {
+    return std::string(
+               "INFO {\"server_id\":\"scripted\",\"version\":\"2.9.10\",\"proto\":1,"
+               "\"headers\":true,\"max_payload\":1048576") +
+           (tls_ != nullptr ? ",\"tls_required\":true}\r\n" : "}\r\n");
+}
+
+bool ServedClient::secure() {
+    if (tls_ == nullptr) {
+        return true;
+    }
+    std::unique_ptr<SSL, SslDeleter> ssl(SSL_new(tls_));
+    SSL_set_fd(ssl.get(), socket_.get());
+    if (SSL_accept(ssl.get()) != 1) {
+        return false;
+    }
+    ssl_ = std::move(ssl);
+    return true;
+}
+
 void ServedClient::greet() {
-    send(
-        "INFO {\"server_id\":\"scripted\",\"version\":\"2.9.10\",\"proto\":1,\"headers\":true,"
-        "\"max_payload\":1048576}\r\n");
-    if (waitFor("PING\r\n")) {
+    send(info());
+    if (secure() && takeLogin()) {
         send("PONG\r\n");
     }
 }
 
 void ServedClient::refuse() {
-    send(
-        "INFO {\"server_id\":\"scripted\",\"version\":\"2.9.10\",\"proto\":1,\"headers\":true,"
-        "\"max_payload\":1048576,\"auth_required\":true}\r\n");
-    if (waitFor("PING\r\n")) {
+    send(info());
+    if (secure() && takeLogin()) {
         send("-ERR 'Authorization Violation'\r\n");
     }
 }
@@ -48,8 +65,7 @@ std::string ServedClient::subscription(const std::string& subject) {
 void ServedClient::send(const std::string& bytes) {
     std::size_t sent = 0;
     while (sent < bytes.size()) {
-        const ssize_t now =
-            ::send(socket_.get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        const ssize_t now = write(bytes.data() + sent, bytes.size() - sent);
         if (now <= 0) {
             return;
         }
@@ -62,9 +78,15 @@ void ServedClient::standStill() {
     }
 }
 
+void ServedClient::stayAlive() {
+    while (waitFor("PING\r\n")) {
+        send("PONG\r\n");
+    }
+}
+
 bool ServedClient::receive() {
     std::array<char, 4096> buffer{};
-    const ssize_t got = recv(socket_.get(), buffer.data(), buffer.size(), 0);
+    const ssize_t got = read(buffer.data(), buffer.size());
     if (got <= 0) {
         return false;
     }
@@ -72,8 +94,28 @@ bool ServedClient::receive() {
     return true;
 }
 
-ScriptedServer::ScriptedServer(Script script)
+ssize_t ServedClient::write(const char* bytes, std::size_t size) {
+    return ssl_ ? SSL_write(ssl_.get(), bytes, static_cast<int>(size))
+                : ::send(socket_.get(), bytes, size, MSG_NOSIGNAL);
+}
+
+ssize_t ServedClient::read(char* buffer, std::size_t size) {
+    return ssl_ ? SSL_read(ssl_.get(), buffer, static_cast<int>(size))
+                : recv(socket_.get(), buffer, size, 0);
+}
+
+ScriptedServer::ScriptedServer(Script script, const Certificate* certificate)
     : script_(std::move(script)), listening_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    if (certificate != nullptr) {
+        tls_.reset(SSL_CTX_new(TLS_server_method()));
+        if (SSL_CTX_use_certificate_file(tls_.get(), certificate->certificate().c_str(),
+                                         SSL_FILETYPE_PEM) != 1 ||
+            SSL_CTX_use_PrivateKey_file(tls_.get(), certificate->key().c_str(), SSL_FILETYPE_PEM) !=
+                1) {
+            throw std::runtime_error("no certificate for a scripted server");
+        }
+        signal(SIGPIPE, SIG_IGN);  // OpenSSL's way of writing
+    }
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -101,7 +143,7 @@ void ScriptedServer::run() {
             continue;
         }
         serving_ = accepted;
-        ServedClient client(accepted);
+        ServedClient client(accepted, tls_.get());
         if (!stop_) {
             script_(clients_++, client);
         }

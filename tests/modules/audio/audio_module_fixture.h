@@ -5,20 +5,16 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "json/json_text.h"
 #include "krpbus/messages/simple_messages.h"
 #include "modules/audio/audio_module.h"
 #include "modules/audio/save_audio.h"
 #include "modules/audio/upload_info.h"
-#include "tests/kit/bus_participant.h"
-#include "tests/kit/nats_server.h"
-#include "tests/kit/worker_session.h"
+#include "tests/kit/answers.h"
+#include "tests/kit/handheld_session.h"
+#include "tests/kit/temporary_directory.h"
 
 // An announcement, and the record of it that is pending then.
 inline constexpr const char* kAnnounce =
@@ -26,15 +22,10 @@ inline constexpr const char* kAnnounce =
 inline constexpr const char* kPendingText =
     "name: note; file_extension: wav; start_time: 10; marker_id: m1; end_time: 4294967295;";
 
-class AudioModule : public testing::Test {
+class AudioModule : public HandheldSession {
   protected:
-    AudioModule()
-        : server_("HandheldServer", nats_.port()),
-          client_("audio_test", "127.0.0.1", nats_.port()) {
-        session_.setup.krpbus = &client_;
-    }
+    AudioModule() : HandheldSession("audio_test") {}
     ~AudioModule() override {
-        session_.setup.krpbus = nullptr;
         uploadfileInfo.take();
         for (const std::string& file : files_) {
             std::filesystem::remove(file);
@@ -43,11 +34,7 @@ class AudioModule : public testing::Test {
 
     // Runs the request and returns what the browser was sent for it, as compact JSON.
     std::vector<std::string> run(const std::string& request) {
-        session_.host.clearFrames();
-        Document doc;
-        doc.Parse(request.c_str());
-        EXPECT_EQ(1, wa_handle_message_audio(doc["command"].GetString(), doc)) << request;
-        return session_.sent();
+        return session_.answersTo(wa_handle_message_audio, request);
     }
     // Delivers the answer and returns what the browser was sent for it.
     std::vector<std::string> deliver(const KRPMessageResponse& answer) {
@@ -65,28 +52,9 @@ class AudioModule : public testing::Test {
                    static_cast<unsigned>(data.size()), info.get());
         return path;
     }
-    static std::string content(const std::string& path) {
-        std::ifstream file(path, std::ios::binary);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
     static std::string pendingText() {
         const auto pending = uploadfileInfo.get();
         return pending ? pending->toString() : "(none)";
-    }
-    // The parser's answer to a request, which it quotes behind the reason.
-    static std::string refusal(const std::string& command, const std::string& reason,
-                               const std::string& request) {
-        Document quoted;
-        quoted.Parse(request.c_str());
-        std::string text;
-        for (const char c : dom_to_string(&quoted)) {
-            text += c == '"' ? "\\\"" : c == '\n' ? "\\n" : std::string(1, c);
-        }
-        return R"({"response":")" + command +
-               R"(","status":"ERROR","error_code":"invalid_command","error_msg":")" + reason + "(" +
-               text + R"x()"})x";
     }
     // That it is all that the browser gets.
     static testing::Matcher<std::vector<std::string>> isRefused(const std::string& command,
@@ -95,9 +63,5 @@ class AudioModule : public testing::Test {
         return testing::ElementsAre(refusal(command, reason, request));
     }
 
-    NatsServer nats_;
-    BusParticipant server_;
-    KRPBusClient client_;
-    WorkerSession session_;
     std::vector<std::string> files_;
 };

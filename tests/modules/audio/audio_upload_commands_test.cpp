@@ -87,7 +87,7 @@ TEST_F(AudioModule, WritesTheFrameAndHandsTheFileToTheService) {
     const std::string data("RIFF\0\xff\n", 7);
     LogCapture log;
     const std::string path = store(data);
-    EXPECT_EQ(data, content(path));
+    EXPECT_EQ(data, contentOf(path));
     EXPECT_THAT(session_.sent(), IsEmpty()) << "the answer comes with the service's";
     EXPECT_THAT(log.logLines("save_audio"),
                 ElementsAre("[DEBUG] KLV::save_audio() save audio file",
@@ -118,7 +118,7 @@ TEST_F(AudioModule, FollowsNoLinkThatSomebodyHasLaid) {
     std::ofstream(target) << "theirs";
     fs::create_symlink(target, path);
     store("mine");
-    EXPECT_EQ("theirs", content(target));
+    EXPECT_EQ("theirs", contentOf(target));
     EXPECT_THAT(
         session_.sent(),
         ElementsAre(

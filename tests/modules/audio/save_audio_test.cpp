@@ -3,20 +3,19 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string_view>
 
 #include "modules/audio/audio_responses.h"
 #include "modules/audio/upload_info.h"
+#include "tests/kit/file_size_limit.h"
 #include "tests/kit/log_capture.h"
 #include "tests/kit/mounted_disk.h"
+#include "tests/kit/temporary_directory.h"
 #include "tests/kit/worker_session.h"
 
 namespace {
@@ -39,10 +38,7 @@ class SaveAudio : public testing::Test {
         save_audio(reinterpret_cast<const unsigned char*>(data.data()),
                    static_cast<unsigned>(data.size()), &info_);
     }
-    std::string stored() const {
-        std::ifstream file(path_, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    }
+    std::string stored() const { return contentOf(path_); }
     void expectUnableToOpen() {
         EXPECT_THAT(session_.sent(),
                     ElementsAre(R"({"response":"upload_audio_file","status":"ERROR",)"
@@ -162,17 +158,10 @@ TEST_F(SaveAudio, ReplacesTheFileOfAnUploadOfTheSameSecond) {
 }
 
 TEST_F(SaveAudio, ReportsAFileThatCannotBeWrittenWhole) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit before = [] {
-        rlimit limit{};
-        getrlimit(RLIMIT_FSIZE, &limit);
-        return limit;
-    }();
-    rlimit small = before;
-    small.rlim_cur = 4;
-    setrlimit(RLIMIT_FSIZE, &small);
-    save("longer than four bytes");
-    setrlimit(RLIMIT_FSIZE, &before);
+    {
+        const FileSizeLimit limit(4);
+        save("longer than four bytes");
+    }
     EXPECT_FALSE(std::filesystem::exists(path_));
     expectUnableToOpen();
 }

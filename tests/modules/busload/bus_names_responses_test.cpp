@@ -12,8 +12,8 @@
 #include "modules/busload/busload_module.h"
 #include "modules/busload/busload_values.h"
 #include "tests/kit/log_capture.h"
+#include "tests/kit/module_session.h"
 #include "tests/modules/busload/busload_samples.h"
-#include "tests/modules/module_session.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -38,11 +38,7 @@ class BusNamesResponses : public testing::Test {
         message.setError(status, code, description);
         return message;
     }
-    std::vector<std::string> sent() {
-        std::vector<std::string> lines = network_.session.sent();
-        network_.session.host.clearFrames();
-        return lines;
-    }
+    std::vector<std::string> sent() { return network_.session.takeSent(); }
 
     LogCapture log_;
     ModuleSession network_;

@@ -14,8 +14,8 @@
 #include "modules/busload/busload_module.h"
 #include "modules/busload/busload_values.h"
 #include "tests/kit/log_capture.h"
+#include "tests/kit/module_session.h"
 #include "tests/modules/busload/busload_samples.h"
-#include "tests/modules/module_session.h"
 
 inline std::string namesRequest(const std::string& payload) {
     return "KRPMessageRequest [id=81] [name=NotSet] [payload=" + payload + "]";
@@ -32,11 +32,7 @@ class BusloadCommandsFixture : public testing::Test {
         const KRPResponseGetBusNames message(std::move(buses));
         EXPECT_NE(handleBusloadMessages(&message, logger), 0);
     }
-    std::vector<std::string> sent() {
-        std::vector<std::string> lines = network_.session.sent();
-        network_.session.host.clearFrames();
-        return lines;
-    }
+    std::vector<std::string> sent() { return network_.session.takeSent(); }
     void expectBroadcast(const std::string& message) {
         EXPECT_EQ(network_.next("HandheldServer"), message);
         EXPECT_EQ(network_.next("KSLForwarder"), "ksl://0/*/HandheldServer " + message);

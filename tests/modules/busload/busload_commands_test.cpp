@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <thread>
 
 #include "tests/kit/after_first_send.h"
 #include "tests/modules/busload/busload_commands_fixture.h"
@@ -106,6 +107,22 @@ TEST_F(BusloadCommands, KeepTheFirstFiguresThatComeBeforeTheInitialValuesAreSent
                             HasSubstr(R"("gps_status":"A","value":0)"), HasSubstr(R"("value":42)"),
                             HasSubstr(R"("name":"Receiver","unit":"UNIT_NONE","value":-4)"),
                             HasSubstr(R"("gps_status":"A","value":0)")));
+}
+
+TEST_F(BusloadCommands, HaveTheBusesReadyBeforeTheLoggersAreTold) {
+    completeCatalogue();
+    sendInitialValues();
+    std::thread start;
+    {
+        // The values are held while they are sent: the start can make its own ready only then.
+        const AfterFirstSend whileTheyAreSent(network_.session.host, [&] {
+            start = std::thread([&] { run(R"({"command": "busload_start"})"); });
+            EXPECT_TRUE(network_.isLeftAlone("HandheldServer", 300ms));
+        });
+        sendBusValues();
+    }
+    start.join();
+    expectBroadcast(kStart);
 }
 
 TEST_F(BusloadCommands, ShowTheBusesThatAreKnownAtTheStartWhenALoggerStaysSilent) {

@@ -10,10 +10,7 @@
 #include "krpbus/messages/krp_get_bus_names.h"
 #include "krpbus/messages/simple_messages.h"
 #include "network/ksl_info.h"
-
-inline const std::string kLocalLogger = "02:00:00:00:00:01";
-inline const std::string kOtherLogger = "02:00:00:00:00:02";
-inline const std::string kThirdLogger = "02:00:00:00:00:03";
+#include "tests/kit/loggers.h"
 
 inline KRPResponseGetBusNames::busName_t bus(busid_t id, unsigned char channel,
                                              unsigned char kslOffset, const std::string& name) {

@@ -21,11 +21,7 @@ class BusloadValuesFixture : public testing::Test {
         busInfo->addBusnamesMessage(&answer, logger);
     }
     // What the browser has been sent since the last call.
-    std::vector<std::string> sent() {
-        std::vector<std::string> lines = session_.sent();
-        session_.host.clearFrames();
-        return lines;
-    }
+    std::vector<std::string> sent() { return session_.takeSent(); }
     void showInitialValues() {
         sendInitialValues();
         sent();

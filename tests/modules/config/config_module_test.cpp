@@ -8,12 +8,11 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "modules/config/config_storage.h"
 #include "tests/kit/log_capture.h"
 #include "tests/kit/mounted_disk.h"
+#include "tests/kit/temporary_directory.h"
 #include "tests/kit/worker_session.h"
 #include "tests/modules/config/directory_fault.h"
 
@@ -28,25 +27,15 @@ using testing::UnorderedElementsAre;
 // A session with a configuration directory of its own.
 class ConfigModule : public testing::Test {
   protected:
-    ConfigModule() {
-        std::string pattern = (fs::temp_directory_path() / "config_module_XXXXXX").string();
-        directory_ = ::mkdtemp(pattern.data());
-        configurationDirectory = directory_.string() + "/";
-    }
+    ConfigModule() { configurationDirectory = directory_.path().string() + "/"; }
     ~ConfigModule() override {
-        fs::permissions(directory_, fs::perms::owner_all);
-        fs::remove_all(directory_);
+        fs::permissions(directory_.path(), fs::perms::owner_all);
         configurationDirectory = installed_;
     }
 
     // Runs the request and returns what the browser was sent for it, as compact JSON.
     std::vector<std::string> run(const std::string& request) {
-        session_.host.clearFrames();
-        Document doc;
-        doc.Parse(request.c_str());
-        EXPECT_TRUE(doc.IsObject()) << request;
-        EXPECT_EQ(1, wa_handle_message_config(doc["command"].GetString(), doc));
-        return session_.sent();
+        return session_.answersTo(wa_handle_message_config, request);
     }
     std::vector<std::string> save(const std::string& name, const std::string& text) {
         return runWith({{"command", "save_config"}, {"name", name}, {"config", text}});
@@ -58,15 +47,10 @@ class ConfigModule : public testing::Test {
         return runWith({{"command", "delete_config"}, {"name", name}});
     }
 
-    fs::path path(const std::string& name) const { return directory_ / name; }
-    std::string content(const std::string& name) const {
-        std::ifstream file(path(name), std::ios::binary);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
+    fs::path path(const std::string& name) const { return directory_.path() / name; }
+    std::string content(const std::string& name) const { return contentOf(path(name)); }
     void put(const std::string& name, const std::string& text) const {
-        std::ofstream(path(name), std::ios::binary) << text;
+        directory_.write(name, text);
     }
     // Text of the only answer's member.
     std::string member(const char* name) const {
@@ -91,7 +75,7 @@ class ConfigModule : public testing::Test {
 
     WorkerSession session_;
     const std::string installed_ = configurationDirectory;
-    fs::path directory_;
+    const TemporaryDirectory directory_;
 };
 
 constexpr const char* kSaved = R"({"response":"save_config","name":"a","status":"OK"})";

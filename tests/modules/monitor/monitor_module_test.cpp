@@ -7,10 +7,8 @@
 #include "krpbus/messages/signal_message.h"
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
-#include "tests/kit/bus_participant.h"
+#include "tests/kit/handheld_session.h"
 #include "tests/kit/log_capture.h"
-#include "tests/kit/nats_server.h"
-#include "tests/kit/worker_session.h"
 
 namespace {
 
@@ -21,23 +19,13 @@ using testing::IsEmpty;
 constexpr const char* kNoScreen =
     R"({"response":"request_screen","status":"ERROR","error_code":"invalid_command","error_msg":"value of 'index' must be a string between '0' and '9'"})";
 
-// A session with a bus, and the handheld control unit's server on it.
-class MonitorModule : public testing::Test {
+class MonitorModule : public HandheldSession {
   protected:
-    MonitorModule()
-        : server_("HandheldServer", nats_.port()),
-          client_("monitor_test", "127.0.0.1", nats_.port()) {
-        session_.setup.krpbus = &client_;
-    }
-    ~MonitorModule() override { session_.setup.krpbus = nullptr; }
+    MonitorModule() : HandheldSession("monitor_test") {}
 
     // Runs the request and returns what the browser was sent for it, as compact JSON.
     std::vector<std::string> run(const std::string& request) {
-        session_.host.clearFrames();
-        Document doc;
-        doc.Parse(request.c_str());
-        EXPECT_EQ(1, wa_handle_message_monitor(doc["command"].GetString(), doc)) << request;
-        return session_.sent();
+        return session_.answersTo(wa_handle_message_monitor, request);
     }
 
     // The next notice that the server gets: its type and text.
@@ -46,11 +34,6 @@ class MonitorModule : public testing::Test {
         return notice ? std::pair<int, std::string>(notice->getType(), notice->getText())
                       : std::pair<int, std::string>(-1, "");
     }
-
-    NatsServer nats_;
-    BusParticipant server_;
-    KRPBusClient client_;
-    WorkerSession session_;
 };
 
 TEST_F(MonitorModule, LeavesOtherCommandsToOtherModules) {

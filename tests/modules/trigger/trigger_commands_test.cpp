@@ -14,7 +14,7 @@
 #include "modules/trigger/trigger_module.h"
 #include "modules/trigger/trigger_responses.h"
 #include "tests/kit/log_capture.h"
-#include "tests/modules/module_session.h"
+#include "tests/kit/module_session.h"
 #include "tests/modules/trigger/trigger_samples.h"
 
 using testing::Contains;
@@ -41,11 +41,7 @@ class TriggerCommands : public testing::Test {
         const List message(std::move(events));
         EXPECT_NE(handleTriggerMessages(&message, logger), 0);
     }
-    std::vector<std::string> sent() {
-        std::vector<std::string> lines = network_.session.sent();
-        network_.session.host.clearFrames();
-        return lines;
-    }
+    std::vector<std::string> sent() { return network_.session.takeSent(); }
     void expectOffsetRequest() {
         EXPECT_EQ(network_.next("HandheldServer"), kOffsetRequest);
         EXPECT_EQ(network_.next("KSLForwarder"), "ksl://0/*/HandheldServer " + kOffsetRequest);

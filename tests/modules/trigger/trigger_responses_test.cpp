@@ -14,7 +14,7 @@
 #include "modules/trigger/trigger_commands.h"
 #include "modules/trigger/trigger_module.h"
 #include "tests/kit/log_capture.h"
-#include "tests/modules/module_session.h"
+#include "tests/kit/module_session.h"
 #include "tests/modules/trigger/trigger_samples.h"
 
 using testing::Contains;
@@ -38,11 +38,7 @@ class TriggerResponses : public testing::Test {
         message.setError(status, code);
         return message;
     }
-    std::vector<std::string> sent() {
-        std::vector<std::string> lines = network_.session.sent();
-        network_.session.host.clearFrames();
-        return lines;
-    }
+    std::vector<std::string> sent() { return network_.session.takeSent(); }
 
     LogCapture log_;
     ModuleSession network_;

@@ -8,10 +8,7 @@
 #include "krpbus/messages/krp_get_event_list.h"
 #include "krpbus/messages/simple_messages.h"
 #include "network/ksl_info.h"
-
-inline const std::string kLocalLogger = "02:00:00:00:00:01";
-inline const std::string kOtherLogger = "02:00:00:00:00:02";
-inline const std::string kThirdLogger = "02:00:00:00:00:03";
+#include "tests/kit/loggers.h"
 
 inline KRPResponseGetEventList::event_t event(std::uint64_t timestamp, const std::string& markerId,
                                               std::int32_t number = 0,

@@ -41,9 +41,15 @@ export function drawAnnotations(pen: CanvasRenderingContext2D, area: Area, ratio
     // Names that would lie over each other are left out; the list of markers has them all.
     if (x < free) continue;
     const label = shorten(pen, mark.label, Math.min(160 * ratio, area.left + area.width - x - 10 * ratio));
+    if (label === "") continue;
+    const { width } = pen.measureText(label);
+    pen.globalAlpha = 0.8;
+    pen.fillStyle = colours.panel;
+    pen.fillRect(x + 7 * ratio, area.top, width + 2 * ratio, 12 * ratio);
+    pen.globalAlpha = 1;
     pen.fillStyle = colours.marker;
     pen.fillText(label, x + 8 * ratio, area.top + ratio);
-    free = x + 16 * ratio + pen.measureText(label).width;
+    free = x + 16 * ratio + width;
   }
   const { a, b } = view.cursors;
   if (a !== null && b !== null) {

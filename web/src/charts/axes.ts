@@ -8,6 +8,8 @@ import type { ZoneClock } from "./zone_clock.ts";
 
 const kFont = '11px "Inter Variable", system-ui, sans-serif';
 const kTimeSpace = 88;
+const kHalfLabel = 28;
+const kRightEdge = 12;
 
 /// Width in pixels of a value axis; the same for all, so that charts above each other share their edges.
 export const kAxisWidth = 56;
@@ -37,7 +39,10 @@ export function timeAxis(colours: () => ChartColours, zone: () => ZoneClock): uP
     values: (u, splits) => {
       const { min = 0, max = 1 } = u.scales["x"]!;
       const distance = step(u, min, max);
-      return splits.map((x) => tickLabel(zone(), x, distance));
+      const width = u.bbox.width / devicePixelRatio;
+      // Half a label is worse than none: what would be cut off at the end of the chart is left out.
+      const fits = (x: number) => ((max - x) / (max - min)) * width > kHalfLabel - kRightEdge;
+      return splits.map((x) => (fits(x) ? tickLabel(zone(), x, distance) : ""));
     },
   };
 }

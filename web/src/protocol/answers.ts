@@ -1,5 +1,5 @@
 /// Which frame ends the answer to each command, and how long to wait for it before the next request is handed over.
-import type { Command, Frame, FrameOf, Key, Outcome, OutcomeOnly, Request } from "./types";
+import type { Command, Frame, FrameOf, Key, Outcome, OutcomeOnly, Request, Status } from "./types";
 
 /// What of a frame decides whether an answer has ended: large lists are not parsed for it.
 export interface Summary extends Pick<Outcome, "status" | "errorCode" | "errorMessage"> {
@@ -73,4 +73,10 @@ export function summaryOf(frame: Frame): Summary {
     errorMessage: frame.errorMessage,
     key: "key" in frame ? frame.key : null,
   };
+}
+
+/// What the end of a large list tells: its status stands there.
+export function listSummary(response: string, text: string): Summary {
+  const status = /"status"\s*:\s*"([A-Z_]+)"/.exec(text.slice(-300))?.[1] ?? "";
+  return { response, status: status as Status | "", errorCode: "", errorMessage: "", key: null };
 }

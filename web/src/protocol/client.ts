@@ -1,38 +1,16 @@
 /// One connection to a logger that is kept: opened, opened again when it has gone, and brought back to what ran before.
 import type { Ask } from "./commands";
 import { Commands } from "./commands";
-import { summaryOf, type Summary } from "./answers";
+import { listSummary, summaryOf } from "./answers";
 import { Backoff } from "./backoff";
+import type { ClientEvents, ClientState, LostReason } from "./client_state";
 import type { Environment, Socket } from "./environment";
 import { ListThrottle } from "./list_throttle";
 import { LoggerInfoGathering } from "./logger_info";
 import { BadFrame, parseFrame, responseName } from "./parse";
 import { NoAnswer, Priority, RequestQueue } from "./request_queue";
-import type { Frame, Key, Request, Status } from "./types";
-import { WantedSignals, type SignalState } from "./wanted_signals";
-
-export type ClientState =
-  | { readonly type: "connecting"; readonly attempt: number }
-  /// Connected, while loggers have still to tell about themselves.
-  | { readonly type: "waiting" }
-  /// Every command is served.
-  | { readonly type: "ready" }
-  /// `retryAt` is a time of `Environment.now()`.
-  | { readonly type: "lost"; readonly reason: LostReason; readonly detail: string; readonly retryAt: number }
-  | { readonly type: "closed" };
-
-export type LostReason = "closed-by-logger" | "broken" | "refused" | "silent" | "no-bus" | "anew";
-
-export interface ClientEvents {
-  state(state: ClientState): void;
-  /// Every frame that came, in its order, but for large lists of which a newer one is there already.
-  frame(frame: Frame): void;
-  /// Text that went either way, as it was.
-  text(direction: "sent" | "received", text: string): void;
-  /// A frame that is none of this protocol; the connection stays.
-  bad(reason: string, text: string): void;
-  signals(states: readonly (readonly [Key, SignalState])[]): void;
-}
+import type { Frame, Key, Request } from "./types";
+import { WantedSignals } from "./wanted_signals";
 
 const kOpenTimeout = 15_000; // ms; a logger without its bus takes some seconds
 const kPingInterval = 10_000; // ms
@@ -306,12 +284,6 @@ export class LiveViewClient {
     this.#state = state;
     this.events.state(state);
   }
-}
-
-/// What the end of a large list tells: its status stands there.
-function listSummary(response: string, text: string): Summary {
-  const status = /"status"\s*:\s*"([A-Z_]+)"/.exec(text.slice(-300))?.[1] ?? "";
-  return { response, status: status as Status | "", errorCode: "", errorMessage: "", key: null };
 }
 
 export { NoAnswer, Priority };

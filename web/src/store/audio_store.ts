@@ -1,5 +1,6 @@
 /// The audio files of the logger, and the one that is being brought there.
 import { signal, type ReadonlySignal } from "@preact/signals";
+import type { Commands } from "../protocol/commands";
 import type { Frame } from "../protocol/types";
 import type { FeedLink } from "../worker/messages";
 import type { AudioState } from "./model";
@@ -25,6 +26,16 @@ export class AudioStore {
     this.#name = name;
     this.progress(0, file.size);
     this.link.post({ op: "upload", upload: { file, name: stem, extension, marker, from: seconds(from), to: seconds(to) } });
+  }
+
+  /// `failed` is told what the logger said, "" when it said nothing.
+  assign(commands: Commands, name: string, marker: string, from: number, to: number, failed: (detail: string) => void): void {
+    void commands.setAudioFile(name, marker, from, to).then(
+      ({ status, busError, errorMessage, errorCode }) => {
+        if (status !== "OK") failed(busError || errorMessage || errorCode);
+      },
+      () => failed(""),
+    );
   }
 
   progress(sent: number, size: number): void {

@@ -1,6 +1,6 @@
 /// The truth about the connection: what the client, the loggers and the message bus say, as one state.
 import { computed, signal, type ReadonlySignal } from "@preact/signals";
-import type { ClientState } from "../protocol/client";
+import type { ClientState } from "../protocol/client_state";
 import type { Frame } from "../protocol/types";
 import type { BusesStore } from "./buses_store";
 import type { ConnectionState } from "./model";

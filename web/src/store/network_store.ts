@@ -1,5 +1,5 @@
 /// Who is in the network, and who answers.
-import { signal, type ReadonlySignal } from "@preact/signals";
+import { computed, signal, type ReadonlySignal } from "@preact/signals";
 import type { Frame, LoggerInfo } from "../protocol/types";
 import type { CatalogueColumns } from "../worker/messages";
 import type { LoggerState, NetworkState } from "./model";
@@ -21,6 +21,8 @@ const kFresh = 5_000;
 export class NetworkStore {
   readonly state: ReadonlySignal<NetworkState>;
   #state = signal<NetworkState>({ name: "", loggers: [], complete: false });
+  /// Labels of the loggers that did not answer when they were asked last.
+  readonly silent = computed(() => this.#state.value.loggers.filter(({ answers }) => answers === false).map(({ label }) => label));
   #known = new Map<string, Known>();
   #neighbours: readonly string[] | null = null;
   #name = "";

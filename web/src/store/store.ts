@@ -1,6 +1,6 @@
 /// The page's knowledge as one object: joins the feed with what is kept of each subject.
 import { computed, signal } from "@preact/signals";
-import type { ClientState } from "../protocol/client";
+import type { ClientState } from "../protocol/client_state";
 import type { Frame } from "../protocol/types";
 import type { FeedLink, FromFeed } from "../worker/messages";
 import { ArrangementStore } from "./arrangement_store";
@@ -8,12 +8,15 @@ import { AudioStore } from "./audio_store";
 import { BusesStore } from "./buses_store";
 import { ConnectionStore } from "./connection_store";
 import { FeedRequests } from "./feed_requests";
-import type { Notice, SetupsState, Store } from "./model";
+import type { SetupsState, Store } from "./model";
 import { MonitorStore } from "./monitor_store";
 import { NetworkStore } from "./network_store";
 import { NetworkTime } from "./network_time";
+import { NoticeBoard } from "./notice_board";
+import { Playback } from "./playback";
 import { Presets } from "./presets";
 import { ProtocolStore } from "./protocol_store";
+import { setupInAddress, setupLink } from "./setup_address";
 import { SetupsStore } from "./setups_store";
 import { SignalsStore } from "./signals_store";
 import type { Ticks } from "./ticks";
@@ -21,7 +24,6 @@ import { TriggersStore } from "./triggers_store";
 
 const kPoll = 15_000; // ms between two looks at the loggers' states
 const kTidy = 60_000; // ms
-const kMostNotices = 5;
 
 export interface StoreOptions {
   /// The websocket's address.
@@ -51,22 +53,15 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
   const protocol = new ProtocolStore(link, monotonic);
   const connection = new ConnectionStore(network, buses);
   const presets = new Presets(storage);
-  const notices = signal<readonly Notice[]>([]);
+  const notices = new NoticeBoard(monotonic);
+  const playback = new Playback(link, beginPlaying);
   const paused = signal(false);
   const frozenX = signal(NaN);
-  let playedFile = "";
-  let plays = false; // what the worker says of a session that was stopped may still be on its way
-  let playable: ((ok: boolean) => void) | null = null;
-  let noticed = 0;
   let linkedSetup = setupInAddress(address);
 
   /// Milliseconds of the page's clock, or of the session that is played.
   const clock = () => protocol.playedMs() ?? monotonic();
   const now = () => time.now(clock(), network.localMac);
-
-  function notice(kind: Notice["kind"], text: Notice["text"], detail = ""): void {
-    notices.value = [...notices.peek(), { id: ++noticed, kind, text, detail, at: monotonic() }].slice(-kMostNotices);
-  }
 
   function take(message: FromFeed): void {
     switch (message.op) {
@@ -107,12 +102,11 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
         if (message.failure === null) listAudio();
         break;
       case "playing":
-        takePlaying(message);
+        playback.take(message, takePlaying);
         break;
       case "unplayable":
-        playable?.(false);
-        playable = null;
-        notice("error", "unplayable", message.reason);
+        playback.unplayable();
+        notices.add("error", "unplayable", message.reason);
         break;
     }
   }
@@ -125,7 +119,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     monitor.take(frame, at);
     setups.take(frame);
     connection.takeFrame(frame, at);
-    if (frame.response === "undef_cmd") notice("error", "refused", frame.errorMessage);
+    if (frame.response === "undef_cmd") notices.add("error", "refused", frame.errorMessage);
   }
 
   function takeState(state: ClientState): void {
@@ -169,21 +163,20 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     const name = linkedSetup;
     linkedSetup = null;
     void setups.load(name).then((ok) => {
-      if (!ok) notice("error", "setup-not-loaded", name);
+      if (!ok) notices.add("error", "setup-not-loaded", name);
     });
   }
 
   function takePlaying(message: Extract<FromFeed, { op: "playing" }>): void {
-    if (!plays) return;
     if (message.cut) forgetAll();
-    protocol.takePlaying(message, playedFile);
-    if (!playable) return;
-    connection.play(playedFile);
+    protocol.takePlaying(message, playback.file);
+  }
+
+  function beginPlaying(file: string): void {
+    connection.play(file);
     signals.playing.value = true;
     signals.connected();
     network.setComplete();
-    playable(true);
-    playable = null;
   }
 
   function forgetAll(): void {
@@ -207,18 +200,16 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     catalogue: signals.catalogue,
     runs: signals.runs,
     buses: buses.state,
-    triggers: computed(() => ({
-      ...triggers.state.value,
-      missing: triggers.state.value.complete
-        ? []
-        : network.state.value.loggers.filter(({ answers }) => answers === false).map(({ label }) => label),
-    })),
+    triggers: computed(() => {
+      const state = triggers.state.value;
+      return { ...state, missing: state.complete ? [] : network.silent.value };
+    }),
     audio: audio.state,
     monitor: monitor.state,
     setups: computed<SetupsState>(() => ({ ...setups.state.value, question: arrangement.question.value })),
     arrangement: arrangement.state,
     protocol: protocol.state,
-    notices,
+    notices: notices.state,
     markerPresets: presets.state,
     ticks,
     paused,
@@ -275,14 +266,8 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
 
     uploadAudio: (file, name, marker, from, to) => audio.upload(file, name, marker, from, to),
     cancelUpload: () => link.post({ op: "cancel-upload" }),
-    assignAudio(name, marker, from, to) {
-      void requests.person.setAudioFile(name, marker, from, to).then(
-        (answer) => {
-          if (answer.status !== "OK") notice("error", "audio-not-assigned", answer.busError || answer.errorMessage || answer.errorCode);
-        },
-        () => notice("error", "audio-not-assigned"),
-      );
-    },
+    assignAudio: (name, marker, from, to) =>
+      audio.assign(requests.person, name, marker, from, to, (detail) => notices.add("error", "audio-not-assigned", detail)),
     listAudio,
 
     startMonitor: () => monitor.run(true),
@@ -294,27 +279,19 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     loadSetup: (name) => setups.load(name),
     deleteSetup: (name) => setups.delete(name),
     answerQuestion: (mac) => arrangement.answer(mac),
-    setupLink: (name) => `${address.replace(/#.*$/s, "")}#setup=${encodeURIComponent(name)}`,
+    setupLink: (name) => setupLink(address, name),
 
     sendRaw: (text) => link.post({ op: "raw", text }),
     keepValues: (keep) => protocol.keepValues(keep),
     clearFrames: () => protocol.clear(),
     startRecording: () => protocol.record(),
     stopRecording: () => protocol.stopRecording(),
-    play(file, name) {
-      playedFile = name;
-      plays = true;
-      playable?.(false);
-      link.post({ op: "play", file });
-      return new Promise((resolve) => {
-        playable = resolve;
-      });
-    },
-    pausePlayback: (value) => link.post({ op: "player", change: { paused: value } }),
-    seekPlayback: (seconds) => link.post({ op: "player", change: { seek: seconds * 1000 } }),
-    setPlaybackSpeed: (speed) => link.post({ op: "player", change: { speed } }),
+    play: (file, name) => playback.play(file, name),
+    pausePlayback: (value) => playback.change({ paused: value }),
+    seekPlayback: (seconds) => playback.change({ seek: seconds * 1000 }),
+    setPlaybackSpeed: (speed) => playback.change({ speed }),
     stopPlayback() {
-      plays = false;
+      playback.stop();
       protocol.endPlayback();
       signals.playing.value = false;
       forgetAll();
@@ -322,17 +299,6 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
       link.post({ op: "stop-playing" });
     },
 
-    dismiss(id) {
-      notices.value = notices.peek().filter((one) => one.id !== id);
-    },
+    dismiss: (id) => notices.dismiss(id),
   };
-}
-
-function setupInAddress(address: string): string | null {
-  const match = /#setup=([^&]*)/.exec(address);
-  try {
-    return match ? decodeURIComponent(match[1]!) : null;
-  } catch {
-    return null;
-  }
 }

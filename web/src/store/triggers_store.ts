@@ -9,6 +9,10 @@ const kShowConfirmed = 8_000; // ms
 export class TriggersStore {
   readonly state: ReadonlySignal<TriggersState>;
   #state = signal<TriggersState>({ events: [], complete: false, missing: [], pending: [] });
+  /// By id; the list shows them by moment.
+  #known = new Map<string, TriggerEvent>();
+  /// Markers that were told one by one: these have been given by somebody, here or at another browser.
+  #given = new Set<string>();
   #lastMicros = 0;
 
   constructor(private readonly clock: () => number) {
@@ -38,25 +42,33 @@ export class TriggersStore {
   }
 
   begin(): void {
-    this.#state.value = { ...this.#state.value, events: [], complete: false };
+    this.#known.clear();
+    this.#show(false);
   }
 
   #takeList(markers: readonly Marker[], complete: boolean): void {
-    const events = new Map<string, TriggerEvent>();
     // A list that is gathered anew begins short: what was known is shown until it is complete.
-    if (!complete) for (const event of this.#state.value.events) events.set(event.id, event);
-    for (const marker of markers) events.set(eventOf(marker).id, eventOf(marker));
-    const sorted = [...events.values()].sort((a, b) => b.stamp - a.stamp);
-    this.#state.value = { ...this.#state.value, events: sorted, complete };
+    if (complete) this.#known.clear();
+    for (const marker of markers) this.#know(marker);
+    this.#show(complete);
     for (const { marker } of this.#state.value.pending)
       if (markers.some(({ markerId }) => markerId === marker)) this.#set(marker, "confirmed");
   }
 
   #takeEvent(marker: Marker): void {
-    const event = eventOf(marker);
-    const others = this.#state.value.events.filter(({ id }) => id !== event.id);
-    this.#state.value = { ...this.#state.value, events: [event, ...others].sort((a, b) => b.stamp - a.stamp) };
+    this.#given.add(marker.markerId);
+    this.#know(marker);
+    this.#show(this.#state.value.complete);
     this.#set(marker.markerId, "confirmed");
+  }
+
+  #know(marker: Marker): void {
+    const event = eventOf(marker);
+    this.#known.set(event.id, event);
+  }
+
+  #show(complete: boolean): void {
+    this.#state.value = { ...this.#state.value, events: moments(this.#known.values(), this.#given), complete };
   }
 
   #set(marker: string, state: PendingMarker["state"], from?: PendingMarker["state"]): void {
@@ -75,7 +87,29 @@ export class TriggersStore {
 
 function eventOf({ number, timestamp, timeZone, markerId }: Marker): TriggerEvent {
   // Markers are keys: what two loggers tell of one marker is one event.
-  return { id: markerId === "" ? `#${timestamp}` : markerId, marker: markerId, number, x: timestamp / 1e6, stamp: timestamp, timeZone };
+  return {
+    id: markerId === "" ? `#${timestamp}` : markerId,
+    marker: markerId,
+    number,
+    x: timestamp / 1e6,
+    stamp: timestamp,
+    timeZone,
+    also: [],
+  };
+}
+
+/// One entry for each moment, newest first. A marker is pressed on all loggers at once, but only the one that the browser is
+/// connected to learns its name; the others make one up, and the list has them all. The name that was given goes first.
+function moments(events: Iterable<TriggerEvent>, given: ReadonlySet<string>): readonly TriggerEvent[] {
+  const byStamp = new Map<number, TriggerEvent[]>();
+  for (const event of events) byStamp.set(event.stamp, [...(byStamp.get(event.stamp) ?? []), event]);
+  const rank = ({ marker }: TriggerEvent) => (given.has(marker) ? 0 : marker.startsWith("Trigger ") ? 2 : 1);
+  return [...byStamp.values()]
+    .map((same) => {
+      const [first, ...others] = same.sort((a, b) => rank(a) - rank(b));
+      return { ...first!, also: others.map(({ marker }) => marker) };
+    })
+    .sort((a, b) => b.stamp - a.stamp);
 }
 
 /// "2026-11-21 18:04:05.123456" in that zone; in UTC where the browser does not know it.

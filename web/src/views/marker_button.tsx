@@ -3,6 +3,7 @@ import { useRef, useState } from "preact/hooks";
 import { texts } from "../i18n/texts.ts";
 import type { PendingMarker } from "../store/model.ts";
 import { useStore, useWorkspace } from "./context.ts";
+import { markerName } from "./marker_name.ts";
 import { Button } from "./ui/button.tsx";
 import { useDismiss } from "./ui/hooks.ts";
 import { Icon } from "./ui/icons.tsx";
@@ -50,7 +51,7 @@ function Pending({ marker }: { marker: PendingMarker }) {
     <span class={`pending ${marker.state}`} role="status" data-testid="marker-pending" data-state={marker.state} title={marker.marker}>
       {marker.state === "confirmed" && <Icon name="check" />}
       {marker.state === "not-confirmed" && <Icon name="warning" />}
-      <span class="pending-name">{marker.marker}</span>
+      <span class="pending-name">{markerName(marker.marker) || t.set}</span>
       <span>{text}</span>
     </span>
   );

@@ -1,6 +1,6 @@
 /// What the page and its worker say to each other. Times (`at` and so on) are milliseconds of `performance.now()` in
 /// the page.
-import type { ClientState } from "../protocol/client";
+import type { ClientState } from "../protocol/client_state";
 import type { Priority } from "../protocol/request_queue";
 import type { BusName, Frame, Key, Request } from "../protocol/types";
 import type { SignalState } from "../protocol/wanted_signals";

@@ -61,10 +61,13 @@ function Row({ event }: { event: TriggerEvent }) {
         type="button"
         data-stop
         class="trigger-main"
-        title={`${event.marker}\n${t.triggers.show}`}
+        title={[event.marker, ...event.also, t.triggers.show].join("\n")}
         onClick={() => workspace.show(event.x)}
       >
-        <span class="trigger-marker">{event.marker}</span>
+        <span class="trigger-marker">
+          {event.marker}
+          {event.also.length > 0 && <span class="muted"> · {event.also.join(" · ")}</span>}
+        </span>
         <span class="trigger-times figures">
           <span title={`${t.triggers.loggerTime} (${clock.zone})`}>
             {clock.date(event.x)} {clock.time(event.x, 3)}

@@ -196,7 +196,7 @@ export const kBuses: BusesState = {
 
 export const kTriggers: TriggersState = {
   events: [
-    { id: "3", marker: "lane change", number: 3, x: kNow - 6.2, stamp: (kNow - 6.2) * 1e6, timeZone: "Europe/Berlin" },
+    { id: "3", marker: "lane change", number: 3, x: kNow - 6.2, stamp: (kNow - 6.2) * 1e6, timeZone: "Europe/Berlin", also: [] },
     {
       id: "2",
       marker: "door slammed while the engine was running, second try of the afternoon",
@@ -204,8 +204,17 @@ export const kTriggers: TriggersState = {
       x: kNow - 21,
       stamp: (kNow - 21) * 1e6,
       timeZone: "America/New_York",
+      also: ["Trigger 2026-11-21 12:59:39.000000"],
     },
-    { id: "1", marker: "Marker 2026-11-21 12:58:00.000001", number: 1, x: kNow - 120, stamp: (kNow - 120) * 1e6, timeZone: "Mars/Olympus" },
+    {
+      id: "1",
+      marker: "Marker 2026-11-21 12:58:00.000001",
+      number: 1,
+      x: kNow - 120,
+      stamp: (kNow - 120) * 1e6,
+      timeZone: "Mars/Olympus",
+      also: [],
+    },
   ],
   complete: true,
   missing: [],

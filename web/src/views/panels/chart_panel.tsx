@@ -1,5 +1,5 @@
 // A chart of several signals: curves above, states in lanes below, all on one time axis.
-import { useEffect, useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
+import { useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
 import { preparePen } from "../../charts/canvas.ts";
 import { download, toCsv, toPng } from "../../charts/export.ts";
 import { drawLanes } from "../../charts/lanes.ts";
@@ -7,6 +7,7 @@ import { curveColour, curveDash, readColours, type ChartColours } from "../../ch
 import { TimeChart, type Trace } from "../../charts/time_chart.ts";
 import { texts } from "../../i18n/texts.ts";
 import { networkClock, useStore, useWorkspace } from "../context.ts";
+import { markerName } from "../marker_name.ts";
 import type { PanelProps } from "../panel_frame.tsx";
 import { optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
@@ -14,6 +15,7 @@ import { Nothing } from "../ui/states.tsx";
 import { Legend } from "./legend.tsx";
 import { MeasureTable } from "./measure_table.tsx";
 import { columnOf, historyOf, laneOf, samplesOf } from "./signal_data.ts";
+import { useThemeColours } from "./theme_colours.ts";
 import { timeGestures } from "./time_gestures.ts";
 
 const kLaneHeight = 24;
@@ -35,40 +37,21 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   const [anyData, setAnyData] = useState(false);
   const theme = workspace.theme.value;
   const { events } = store.triggers.value;
-  const marks = useMemo(() => events.map(({ x, marker }) => ({ x, label: marker })), [events]);
+  const marks = useMemo(() => events.map(({ x, marker }) => ({ x, label: markerName(marker) })), [events]);
   const asSteps = panel.options["steps"] === true;
 
   useLayoutEffect(() => {
     const made = new TimeChart(host.current!, () => colours.current!);
     chart.current = made;
     colours.current = readColours(host.current!);
-    const stop = timeGestures(
-      area.current!,
-      workspace,
-      () => made.area,
-      (stretch) => {
-        const style = selection.current!.style;
-        style.display = stretch === null ? "none" : "block";
-        if (stretch !== null) {
-          style.left = `${stretch.left}px`;
-          style.width = `${stretch.width}px`;
-        }
-      },
-    );
+    const stop = timeGestures(area.current!, workspace, () => made.area, selection.current!);
     return () => {
       stop();
       made.destroy();
       chart.current = null;
     };
   }, []);
-  useEffect(() => {
-    // The theme reaches the style sheet in an effect of the whole page, which runs after this one.
-    const frame = requestAnimationFrame(() => {
-      colours.current = readColours(host.current!);
-      draw();
-    });
-    return () => cancelAnimationFrame(frame);
-  }, [theme]);
+  useThemeColours(theme, host, colours, () => draw());
 
   const draw = () => {
     const made = chart.current;

@@ -1,5 +1,5 @@
 // States over time, a lane a signal, with the state that holds now. A signal without states is a small curve.
-import { useEffect, useLayoutEffect, useRef } from "preact/hooks";
+import { useLayoutEffect, useRef } from "preact/hooks";
 import { preparePen } from "../../charts/canvas.ts";
 import { drawLanes, kLaneFont } from "../../charts/lanes.ts";
 import { curveColour, readColours, type ChartColours } from "../../charts/palette.ts";
@@ -13,6 +13,7 @@ import type { PanelSignal } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Swatch } from "./legend.tsx";
 import { historyOf, laneOf, samplesOf, shownText } from "./signal_data.ts";
+import { useThemeColours } from "./theme_colours.ts";
 import { timeGestures } from "./time_gestures.ts";
 
 const kLane = 32;
@@ -31,29 +32,10 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
   const height = signals.length * kLane + kAxis;
   menu.current = () => [];
   useLayoutEffect(
-    () =>
-      timeGestures(
-        area.current!,
-        workspace,
-        () => ({ left: 0, width: area.current!.clientWidth }),
-        (stretch) => {
-          const style = selection.current!.style;
-          style.display = stretch === null ? "none" : "block";
-          if (stretch !== null) {
-            style.left = `${stretch.left}px`;
-            style.width = `${stretch.width}px`;
-          }
-        },
-      ),
+    () => timeGestures(area.current!, workspace, () => ({ left: 0, width: area.current!.clientWidth }), selection.current!),
     [],
   );
-  useEffect(() => {
-    const frame = requestAnimationFrame(() => {
-      colours.current = readColours(canvas.current!);
-      draw();
-    });
-    return () => cancelAnimationFrame(frame);
-  }, [theme]);
+  useThemeColours(theme, canvas, colours, () => draw());
   const draw = () => {
     const span = workspace.span();
     if (width === 0 || !Number.isFinite(span.to)) return;

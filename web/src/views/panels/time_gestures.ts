@@ -5,13 +5,9 @@ import type { Workspace } from "../workspace.ts";
 /// Where the plotting area lies within the element, in CSS pixels.
 type Area = () => { readonly left: number; readonly width: number };
 
-/// Zoom, pan, hover and cursors on `element`. `mark` shows the stretch that is being selected. Returns what stops it.
-export function timeGestures(
-  element: HTMLElement,
-  workspace: Workspace,
-  area: Area,
-  mark: (stretch: { left: number; width: number } | null) => void,
-): () => void {
+/// Zoom, pan, hover and cursors on `element`. `selection` is laid over the stretch that is being selected. Returns what
+/// stops it.
+export function timeGestures(element: HTMLElement, workspace: Workspace, area: Area, selection: HTMLElement): () => void {
   const part = (left: number) => (left - area().left) / Math.max(1, area().width);
   const inside = (left: number) => Math.min(1, Math.max(0, part(left)));
   const time = (left: number) => {
@@ -27,12 +23,13 @@ export function timeGestures(
     zoom: (left, factor) => workspace.zoom(inside(left), factor),
     select: (from, to) => workspace.select({ from: time(from), to: time(to) }),
     selecting: (stretch) => {
+      const { style } = selection;
+      style.display = stretch === null ? "none" : "block";
+      if (stretch === null) return;
       const { left, width } = area();
-      if (stretch === null) mark(null);
-      else {
-        const from = Math.max(left, stretch.from);
-        mark({ left: from, width: Math.min(left + width, stretch.to) - from });
-      }
+      const from = Math.max(left, stretch.from);
+      style.left = `${from}px`;
+      style.width = `${Math.min(left + width, stretch.to) - from}px`;
     },
     click: (left, second) => second && workspace.placeCursor(workspace.cursors.value.a === null ? "a" : "b", time(left)),
     reset: () => workspace.follow(),

@@ -1,5 +1,5 @@
 // Two signals against each other over the last seconds, or over what the time axis shows.
-import { useEffect, useLayoutEffect, useRef } from "preact/hooks";
+import { useLayoutEffect, useRef } from "preact/hooks";
 import { download, toPng } from "../../charts/export.ts";
 import { curveColour, readColours, type ChartColours } from "../../charts/palette.ts";
 import { XyChart } from "../../charts/xy_chart.ts";
@@ -10,6 +10,7 @@ import { setOptions } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Nothing } from "../ui/states.tsx";
 import { historyOf, samplesOf, shownText } from "./signal_data.ts";
+import { useThemeColours } from "./theme_colours.ts";
 
 const kSeconds = [5, 10, 30, 60, 300];
 const kUsualSeconds = 30;
@@ -53,13 +54,7 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
     });
     revision.current = workspace.viewRevision.value;
   };
-  useEffect(() => {
-    const frame = requestAnimationFrame(() => {
-      colours.current = readColours(host.current!);
-      draw();
-    });
-    return () => cancelAnimationFrame(frame);
-  }, [theme]);
+  useThemeColours(theme, host, colours, draw);
   useDrawing(
     host,
     () => {

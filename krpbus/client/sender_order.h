@@ -1,0 +1,35 @@
+// The order in which a sender's messages went out, where they come in by different subjects.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "krpbus/client/received.h"
+
+/// The header that tells who has sent a message and as which one: "<sender> <number>".
+inline constexpr const char* kOrderHeader = "Krp-Order";
+
+/// Counts what one connection sends. For one thread at a time.
+class SendCounter {
+  public:
+    SendCounter();
+
+    /// The header of the next message. Valid until the next call.
+    const char* next();
+
+    /// More than the bytes that a header takes of what the server allows a message.
+    static constexpr std::size_t kHeaderBytes = 96;
+
+  private:
+    std::array<char, 48> text_{};
+    std::size_t senderLength_ = 0;
+    std::uint64_t number_ = 0;
+};
+
+/// Appends to `all` what one look at the bus has brought, in one list for each subject, and empties
+/// the lists. The lists keep their own order, and what one sender has numbered gets the order of
+/// its numbers; the rest is nobody's business. Such an order exists, since the lists are parts of
+/// what came one behind the other; numbers that allow of none are made up and do not count.
+void mergeBySender(std::vector<std::vector<Received>>& lists, std::vector<Received>& all);

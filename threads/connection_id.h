@@ -1,0 +1,8 @@
+// The number by which Apache, the log and the thread names know a connection.
+#pragma once
+
+struct _WebSocketServer;
+
+/// The number of the Apache connection that `server` stands for; 0 where there is none.
+/// Connection thread, or any thread while the connection is alive.
+long connectionId(const _WebSocketServer* server);

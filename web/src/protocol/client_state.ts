@@ -1,0 +1,26 @@
+/// What a client tells of its connection.
+import type { Frame, Key } from "./types";
+import type { SignalState } from "./wanted_signals";
+
+export type ClientState =
+  | { readonly type: "connecting"; readonly attempt: number }
+  /// Connected, while loggers have still to tell about themselves.
+  | { readonly type: "waiting" }
+  /// Every command is served.
+  | { readonly type: "ready" }
+  /// `retryAt` is a time of `Environment.now()`.
+  | { readonly type: "lost"; readonly reason: LostReason; readonly detail: string; readonly retryAt: number }
+  | { readonly type: "closed" };
+
+export type LostReason = "closed-by-logger" | "broken" | "refused" | "silent" | "no-bus" | "anew";
+
+export interface ClientEvents {
+  state(state: ClientState): void;
+  /// Every frame that came, in its order, but for large lists of which a newer one is there already.
+  frame(frame: Frame): void;
+  /// Text that went either way, as it was.
+  text(direction: "sent" | "received", text: string): void;
+  /// A frame that is none of this protocol; the connection stays.
+  bad(reason: string, text: string): void;
+  signals(states: readonly (readonly [Key, SignalState])[]): void;
+}

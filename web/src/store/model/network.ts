@@ -1,0 +1,28 @@
+/// The loggers of the network.
+export interface LoggerState {
+  readonly mac: string;
+  /// Empty where the logger has not told it yet.
+  readonly name: string;
+  /// What to call it: the name, or the MAC address where that is empty; with the MAC where two share a name.
+  readonly label: string;
+  readonly type: string;
+  readonly configName: string;
+  readonly softwareVersion: string;
+  readonly timeZone: string;
+  /// The status number, as it was told; null before that.
+  readonly status: string | null;
+  readonly local: boolean;
+  /// Offset of its clock in microseconds, to be added to its stamps; null before it was told.
+  readonly clockOffset: number | null;
+  /// Whether it answered when it was asked last. null: not asked yet.
+  readonly answers: boolean | null;
+  /// When it answered last, or the page began to ask it. Show "silent for ..." when `answers` is false.
+  readonly heardAt: number;
+}
+
+export interface NetworkState {
+  readonly name: string;
+  readonly loggers: readonly LoggerState[];
+  /// Whether every logger has told about itself.
+  readonly complete: boolean;
+}
