@@ -17,6 +17,7 @@
 #include "desk/services/device_type.h"
 #include "desk/vehicle_options.h"
 #include "krpbus/address/ksl_util.h"
+#include "krpbus/client/server_url.h"
 
 namespace desk {
 
@@ -402,10 +403,12 @@ int fail(const std::string& why, std::ostream& errors) {
 
 std::string BusAddress::describe() const {
     if (!host.empty()) {
-        return host.find("://") == std::string::npos ? host + ":" + std::to_string(port) : host;
+        return host.find("://") == std::string::npos ? host + ":" + std::to_string(port)
+                                                     : withoutCredentials(host);
     }
     const char* const server = std::getenv("KRPBUS_SERVER");
-    return server != nullptr && *server != '\0' ? server : "127.0.0.1:" + std::to_string(port);
+    return server != nullptr && *server != '\0' ? withoutCredentials(server)
+                                                : "127.0.0.1:" + std::to_string(port);
 }
 
 bool isLoggerState(const std::string& text) {
@@ -421,6 +424,7 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments, std::ostr
     GivenIdentity given;
     CLI::App app(kDescription, "desklogger");
     app.footer(kExamples);
+    app.set_version_flag("--version", "desklogger " DESK_VERSION, "print the version and exit");
     app.get_formatter()->column_width(34);
     addIdentityOptions(app, options, given);
     addBusOptions(app, options);
@@ -435,6 +439,9 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments, std::ostr
         checkTimes(options);
     } catch (const CLI::CallForHelp&) {
         out << app.help();
+        return {std::nullopt, kExitOk};
+    } catch (const CLI::CallForVersion& version) {
+        out << version.what() << '\n';
         return {std::nullopt, kExitOk};
     } catch (const CLI::ParseError& wrong) {
         return {std::nullopt, fail(wrong.what(), errors)};

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/apache/plugin_loader.h"
+#include "host/apache/termination_signals.h"
 #include "host/protocol/origin.h"
 #include "host/protocol/token_list.h"
 
@@ -96,6 +97,19 @@ const char* setOriginCheck(cmd_parms* command, void* record, const char* text) {
                             command->cmd->name, text);
     }
     return nullptr;
+}
+
+/// All modules are loaded before a directive's function is called, wherever their lines stand.
+const char* needProcessPerConnection(cmd_parms* command, void*, int on) {
+    if (on == 0 || TerminationSignals::processIsOurs()) {
+        return nullptr;
+    }
+    return apr_psprintf(
+        command->pool,
+        "%s is on here, since the plug-in can have one session in each process: it "
+        "needs mpm_prefork, not mpm_%s, which serves many connections in one process "
+        "(Debian: a2dismod mpm_event; a2enmod mpm_prefork)",
+        command->cmd->name, ap_show_mpm());
 }
 
 const char* addTrustedOrigin(cmd_parms* command, void* record, const char* text) {
@@ -237,6 +251,10 @@ const command_rec kDirectives[] = {
                     "TCP ports that it may connect to"),
     AP_INIT_TAKE1("WebSocketSystemCalls", asCommand(setSystemCalls), nullptr, kWhere,
                   "All, or Restricted to what a plug-in may have a use for (default All)"),
+    AP_INIT_FLAG("WebSocketProcessPerConnection", asCommand(needProcessPerConnection), nullptr,
+                 kWhere,
+                 "On: the plug-in needs a process for each connection, so a threaded processing "
+                 "module is an error of the configuration (default Off)"),
     command_rec{},
 };
 

@@ -13,8 +13,8 @@
 #include "host/apache/directives.h"
 #include "host/apache/handshake.h"
 #include "host/apache/module.h"
-#include "host/apache/server_record.h"
 #include "host/apache/places.h"
+#include "host/apache/server_record.h"
 #include "host/apache/termination_signals.h"
 
 namespace {

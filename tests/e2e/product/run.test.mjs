@@ -310,6 +310,12 @@ describe("./run that cannot start", () => {
     });
   }
 
+  test("--version tells the version that the build has", async () => {
+    const part = runWith("--version");
+    assert.deepEqual(await part.exited(), { code: 0, signal: null });
+    assert.equal(part.output, `Live View ${readFileSync(path.join(paths.sourceDir, "VERSION"), "utf8")}`);
+  });
+
   test("--help tells the options", async () => {
     const part = runWith("--help");
     assert.deepEqual(await part.exited(), { code: 0, signal: null });
