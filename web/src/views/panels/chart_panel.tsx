@@ -7,12 +7,12 @@ import { curveColour, curveDash, readColours, type ChartColours } from "../../ch
 import { TimeChart, type Trace } from "../../charts/time_chart.ts";
 import { texts } from "../../i18n/texts.ts";
 import { networkClock, useStore, useWorkspace } from "../context.ts";
-import type { PanelProps } from "../panel_frame.tsx";
 import { optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Nothing } from "../ui/states.tsx";
 import { Legend } from "./legend.tsx";
 import { MeasureTable } from "./measure_table.tsx";
+import type { PanelProps } from "./panel_props.ts";
 import { columnOf, historyOf, laneOf, samplesOf } from "./signal_data.ts";
 import { useThemeColours } from "./theme_colours.ts";
 import { timeGestures } from "./time_gestures.ts";
