@@ -14,7 +14,7 @@
 #include "base/clock.h"
 #include "desk/can/socket_input.h"
 #include "desk/can/text_input.h"
-#include "tests/desk/temporary_directory.h"
+#include "tests/kit/temporary_directory.h"
 
 using desk::can::Frame;
 using desk::can::FrameInput;

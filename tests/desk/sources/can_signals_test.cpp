@@ -9,7 +9,7 @@
 #include "desk/dbc/reader.h"
 #include "desk/sources/can_buses.h"
 #include "krpbus/messages/signal_message.h"
-#include "tests/desk/temporary_directory.h"
+#include "tests/kit/temporary_directory.h"
 
 using desk::CanBuses;
 using desk::CanFeed;
