@@ -4,6 +4,7 @@
 #include "json/kr_state.h"
 #include "json/request_command.h"
 #include "json/simple_response.h"
+#include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
@@ -46,6 +47,19 @@ bool refuseWithoutRecord(const Document& doc) {
     return true;
 }
 
+/// Who sees nothing but an empty network most often has no logger under this machine's address.
+void warnOfNobody(const KslInfo& info, int waitCount) {
+    KslInfo::ConfigMap answered;
+    if (waitCount < 1 || info.neighboursState == KSL_MSG_STATE_COMPLETE ||
+        info.getConfigMap(answered) || stp == nullptr || stp->krpbus == nullptr ||
+        !stp->krpbus->isConnected()) {
+        return;
+    }
+    LogUtil::log(LogLevel::Warning, "getLoggerInfo",
+                 "no logger answers under the address " + stp->krpbus->getMac() +
+                     ", which is KRPBUS_MAC or else the lowest of this machine's interfaces");
+}
+
 void sendToOne(const char* function, const MessageBase& request, const std::string& mac) {
     LogUtil::log(LogLevel::Debug, function,
                  "stp->krpbus_name=" + (stp != nullptr ? stp->krpbus_name : std::string()) +
@@ -86,6 +100,9 @@ void getLoggerInfo(int waitCount) {
     sendKslBroadcast(SimpleMessageRequest<KRP_GET_DEVICE_COMPONENTS>(), kHandheldServer);
     if (kslInfo != nullptr) {
         waitForLoggerInfo(*kslInfo, waitCount);
+    }
+    if (kslInfo != nullptr) {
+        warnOfNobody(*kslInfo, waitCount);
     }
     const bool complete = kslInfo != nullptr && kslInfo->loggerInfoComplete();
     LogUtil::log(LogLevel::Debug, "getLoggerInfo",

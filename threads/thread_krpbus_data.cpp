@@ -140,6 +140,10 @@ void ThreadKrpbusData::connectClient() {
         microsleep(kSecond, false);
         krpBusClient_->connectToServer();
     }
+    if (!krpBusClient_->isConnected()) {
+        LogUtil::log(LogLevel::Error, "connectClient",
+                     "no bus server can be reached at " + krpBusClient_->getServer());
+    }
     connections_ = krpBusClient_->getConnectionCount();
 }
 

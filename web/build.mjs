@@ -1,10 +1,12 @@
 // Builds the page: node build.mjs [directory]. Bundles what src/ holds and copies what the browser takes as it is.
 import { build } from "esbuild";
-import { cpSync, existsSync, mkdirSync, rmSync } from "node:fs";
+import { cpSync, existsSync, mkdirSync, readFileSync, rmSync } from "node:fs";
 import path from "node:path";
 import { fileURLToPath } from "node:url";
 
 const here = path.dirname(fileURLToPath(import.meta.url));
+
+const kVersion = readFileSync(path.join(here, "../VERSION"), "utf8").trim();
 
 /// Entry points by the name of what they become. The worker has a file of its own: a strict policy allows no other.
 const kPage = { app: "src/main.tsx", worker: "src/worker/feed_worker.ts", style: "src/styles/main.css" };
@@ -21,6 +23,7 @@ export function options(outdir, entries) {
     bundle: true,
     format: "esm",
     target: ["chrome107", "firefox115", "safari16"],
+    define: { LIVE_VIEW_VERSION: JSON.stringify(kVersion) },
     jsx: "automatic",
     jsxImportSource: "preact",
     loader: { ".woff2": "file", ".svg": "file" },

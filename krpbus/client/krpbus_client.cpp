@@ -14,7 +14,9 @@ KRPBusClient::KRPBusClient(const std::string& name, const std::string& host, uns
                            const KRPBusOptions& options) {
     MessageBase::registerMessages();
     try {
-        impl_ = std::make_unique<Impl>(name, serverUrl(host, port), options);
+        const std::string url = serverUrl(host, port);
+        server_ = withoutCredentials(url);
+        impl_ = std::make_unique<Impl>(name, url, options);
     } catch (const std::system_error& error) {
         throw KRException(std::string("[ERROR] cannot create KRPBusClient: ") + error.what());
     }
@@ -139,6 +141,10 @@ std::vector<std::string> KRPBusClient::takeVanished() {
 
 const std::string& KRPBusClient::getName() const {
     return impl_->name();
+}
+
+const std::string& KRPBusClient::getServer() const {
+    return server_;
 }
 
 const std::string& KRPBusClient::getMac() const {

@@ -111,6 +111,8 @@ class KRPBusClient : public Mutex {
     /// The addresses probed that nobody had, each as it was given; the list is empty afterwards.
     std::vector<std::string> takeVanished();
 
+    /// The NATS URL of the client's server, for the log: without credentials.
+    const std::string& getServer() const;
     /// The client's name on the bus.
     const std::string& getName() const;
     /// The logger that the client belongs to, in upper case.
@@ -118,5 +120,6 @@ class KRPBusClient : public Mutex {
 
   private:
     class Impl;
+    std::string server_;
     std::unique_ptr<Impl> impl_;
 };

@@ -77,10 +77,25 @@ TEST(CommandLine, NeedsNothingForALoggerOfThisMachine) {
     EXPECT_EQ(options.tell, std::nullopt);
 }
 
+TEST(CommandLine, TellsItsVersion) {
+    const auto parsed = parse({"--version"});
+    EXPECT_FALSE(parsed.commandLine.options);
+    EXPECT_EQ(parsed.commandLine.exitCode, 0);
+    EXPECT_EQ(parsed.out, "desklogger " DESK_VERSION "\n");
+}
+
 TEST(CommandLine, ReadsWhereAudioFilesAre) {
     const Options options = optionsOf({"--audio", "kept", "--uploads", "/var/uploads/"});
     EXPECT_EQ(options.audioDirectory, "kept");
     EXPECT_EQ(options.uploadDirectory, "/var/uploads/");
+    EXPECT_EQ(options.uploader, geteuid());
+}
+
+TEST(CommandLine, ReadsWhoseUploadsAreTaken) {
+    EXPECT_EQ(optionsOf({"--upload-user", "root"}).uploader, 0U);
+    EXPECT_EQ(optionsOf({"--upload-user", "4711"}).uploader, 4711U);
+    EXPECT_EQ(errorOf({"--upload-user", "nobody here"}),
+              "--upload-user: there is no user \"nobody here\"");
 }
 
 TEST(CommandLine, ReadsEveryPartOfTheIdentity) {
@@ -267,6 +282,12 @@ TEST(BusAddress, SaysWhereTheClientWillConnectTo) {
     EXPECT_EQ(optionsOf({"--bus", "desk:7"}).bus.describe(), "desk:7");
     EXPECT_EQ(optionsOf({"--bus", "nats://desk"}).bus.describe(), "nats://desk");
     setenv("KRPBUS_SERVER", "other:8", 1);
+    EXPECT_EQ(desk::BusAddress{}.describe(), "other:8");
+}
+
+TEST(BusAddress, KeepsPasswordsToItself) {
+    EXPECT_EQ(optionsOf({"--bus", "tls://desk:p@ss@bus:7"}).bus.describe(), "tls://bus:7");
+    setenv("KRPBUS_SERVER", "user:secret@other:8", 1);
     EXPECT_EQ(desk::BusAddress{}.describe(), "other:8");
 }
 

@@ -110,6 +110,24 @@ TEST_F(LoggerInfo, AskForTheThreePartsInOrder) {
                             "[DEBUG] KLV::getLoggerInfo() incomplete logger info"));
 }
 
+TEST_F(LoggerInfo, NameTheAddressThatNoLoggerAnswersUnder) {
+    start(1);
+    kslInfo->setNeighbours({});
+    kslInfo->neighboursState = KSL_MSG_STATE_EMPTY;
+    for (const krpMsgID_t id : std::initializer_list<krpMsgID_t>{88, 82, 53, 117}) {
+        logger(0).behave(id, kSilent);
+    }
+    run("get_logger_info");
+    EXPECT_THAT(
+        log_.logLines("getLoggerInfo"),
+        ElementsAre("[DEBUG] KLV::getLoggerInfo() GetLoggerInfo: timeout=20",
+                    "[DEBUG] KLV::getLoggerInfo() wait for logger config",
+                    "[WARNING] KLV::getLoggerInfo() no logger answers under the address " +
+                        session_.setup.krpbus->getMac() +
+                        ", which is KRPBUS_MAC or else the lowest of this machine's interfaces",
+                    "[DEBUG] KLV::getLoggerInfo() incomplete logger info"));
+}
+
 TEST_F(LoggerInfo, AskForTheNeighboursFirstWhenTheyAreNotKnown) {
     start(2);
     kslInfo->setNeighbours({});

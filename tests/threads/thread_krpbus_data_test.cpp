@@ -211,6 +211,9 @@ TEST(BusThreadWithoutServer, RetriesThreeTimesASecondApartAndTellsTheBrowserOnce
     const std::string retry =
         "[ERROR] KLV::setupKrpClient() Connection to KRPBus server failed, retrying...";
     EXPECT_THAT(log.logLines("setupKrpClient"), ElementsAre(retry, retry, retry));
+    EXPECT_THAT(log.logLines("connectClient"),
+                ElementsAre("[ERROR] KLV::connectClient() no bus server can be reached at nats://" +
+                            nats.address()));
     // It announces itself all the same.
     EXPECT_THAT(log.logLines("sendTo"),
                 ElementsAre("[ERROR] KLV::sendTo() message to KRPBusServer dropped: no connection "

@@ -14,8 +14,8 @@ async function refused(config, pattern) {
   assert.match(output, pattern);
 }
 
-async function accepted(config) {
-  const { code, output } = checkConfig(config);
+async function accepted(config, options) {
+  const { code, output } = checkConfig(config, options);
   assert.equal(code, 0, output);
 }
 
@@ -48,7 +48,20 @@ test("directives take what they should, in server and directory context", async 
     WebSocketOriginCheck TRUSTED
     WebSocketTrustedOrigin https://a.example http://b.example:81
     WebSocketPingInterval 0
+    WebSocketMaxTextSize 1
+    WebSocketMemoryLimit 0
+    WebSocketMaxConnections 100 10
+    WebSocketSystemCalls restricted
+    WebSocketProcessPerConnection On
     <Location "/a">
+      WebSocketMaxConnections 5
+      WebSocketMemoryLimit 67108864
+      WebSocketSystemCalls ALL
+      WebSocketReadPath /etc "/not there"
+      WebSocketReadPath relative/to/the/root
+      WebSocketMakePath /tmp
+      WebSocketWritePath /var/tmp
+      WebSocketConnectPort 1 65535
       WebSocketHandler "${probePlugin}" probe_init
       WebSocketPingInterval 30
       WebSocketOriginCheck Off
@@ -63,6 +76,15 @@ for (const [line, pattern] of [
   ["WebSocketOriginCheck Never", /WebSocketOriginCheck takes Same, Trusted or Off, not "Never"/],
   ["WebSocketTrustedOrigin example.org", /takes origins like https:.*not "example.org"/],
   ["WebSocketPingInterval soon", /WebSocketPingInterval takes seconds from 0 .*not "soon"/],
+  ["WebSocketMaxTextSize 0", /WebSocketMaxTextSize takes a size in bytes from 1 to \d+, not "0"/],
+  ["WebSocketMemoryLimit 1000", /WebSocketMemoryLimit takes bytes from 67108864 to \d+, or 0 for no limit, not "1000"/],
+  ["WebSocketMaxConnections many", /WebSocketMaxConnections takes numbers from 0 \(any\) to 8192, in all and from one address, not "many"/],
+  ["WebSocketMaxConnections 10 -1", /not "-1"/],
+  ["WebSocketMaxConnections 8193", /not "8193"/],
+  ["WebSocketSystemCalls Some", /WebSocketSystemCalls takes All or Restricted, not "Some"/],
+  ["WebSocketConnectPort 0", /WebSocketConnectPort takes TCP ports from 1 to 65535, not "0"/],
+  ["WebSocketConnectPort 65536", /not "65536"/],
+  ["WebSocketProcessPerConnection Yes", /WebSocketProcessPerConnection must be On or Off/],
   ["WebSocketHandler only-one", /WebSocketHandler takes two arguments/],
 ]) {
   test(`"${line}" is refused`, () => refused(line, pattern));
@@ -122,6 +144,18 @@ test("the shipped configuration serves the page and ten browsers at once", async
 });
 
 for (const mpm of ["worker", "event"]) {
+  test(`a plug-in that needs a process for each connection is refused under mpm_${mpm}`, async () => {
+    const at = (value) => location("/a", echoPlugin, "echo_init", `WebSocketProcessPerConnection ${value}`);
+    const { code, output } = checkConfig(at("On"), { mpm });
+    assert.notEqual(code, 0);
+    const sentence =
+      "WebSocketProcessPerConnection is on here, since the plug-in can have one session in each process: it needs " +
+      `mpm_prefork, not mpm_${mpm}, which serves many connections in one process ` +
+      "(Debian: a2dismod mpm_event; a2enmod mpm_prefork)";
+    assert.ok(output.split("\n").includes(sentence), output);
+    await accepted(at("Off"), { mpm });
+  });
+
   test(`the module serves under mpm_${mpm} too, without ending the process`, async () => {
     const server = await HostApache.start({
       mpm,

@@ -22,6 +22,7 @@ describe("a bus server that is away at the start", () => {
     const count = (text) => network.apache.log.text.split(text).length - 1;
     assert.equal(count("Connection to KRPBus server failed, retrying...\n"), 3);
     assert.equal(count("Not connected to server!\n"), 1);
+    assert.equal(count(`no bus server can be reached at nats://127.0.0.1:${network.bus.port}\n`), 1);
 
     await network.bus.start();
     await network.addLogger(kLoggers[0]);

@@ -2,10 +2,12 @@
 // browser whose clock is wrong.
 import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
+import path from "node:path";
 import { afterEach, describe, test } from "node:test";
 import { launchBrowser, openPage } from "../../kit/js/browser.mjs";
 import { byId, changes, openView, state, texts } from "../../kit/js/live_page.mjs";
 import { kLoggers, Network } from "../../kit/js/network.mjs";
+import * as paths from "../../kit/js/paths.mjs";
 import { until } from "../../kit/js/wait.mjs";
 
 const kDay = 86_400_000; // ms
@@ -70,6 +72,21 @@ describe("a logger that is silent about its signals", () => {
     }
     // What came is shown, and who is missing is named.
     await page.getByText(kRear.name).first().waitFor();
+  });
+});
+
+describe("a network in which no logger has the address that the page waits for", () => {
+  test("says after a while what to look at", async () => {
+    await start({ loggers: [] });
+    const page = await openPage(browser, network.apache.page, problems);
+    await state(page, "waiting");
+    const view = await openView(page, "network");
+    await page.keyboard.press("?");
+    const version = readFileSync(path.join(paths.sourceDir, "VERSION"), "utf8").trim();
+    assert.equal(await byId(page, "version").textContent(), `Live View ${version}`);
+    await page.keyboard.press("Escape");
+    await view.getByText("Does one run under the address of this web server").waitFor();
+    assert.ok(network.apache.log.count(new RegExp(`no logger answers under the address ${kFront.mac}, `)) > 0);
   });
 });
 

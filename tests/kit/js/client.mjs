@@ -1,5 +1,6 @@
 // A browser's side of the websocket, without the browser.
 import WebSocket from "ws";
+import { whyNotAsDescribed } from "./frame_schema.mjs";
 import { kPatience, patience, within } from "./wait.mjs";
 
 export const kProtocol = "kr-webapp-v1";
@@ -149,6 +150,8 @@ export class Client {
     if (binary) throw new Error("a binary frame came");
     const text = data.toString("utf8");
     const answer = JSON.parse(text);
+    const why = whyNotAsDescribed(answer);
+    if (why !== null) throw new Error(`a frame is not as docs/frames.schema.json describes it: ${why}: ${text.slice(0, 1000)}`);
     this.frames.push(text);
     this.answers.push(answer);
     for (const look of [...this.#waiting]) look();

@@ -74,10 +74,10 @@ ${load(`mpm_${mpm}`)}${load("authz_core")}LoadModule websocket_module "${paths.w
 `;
 
 // Has Apache check a configuration; answers with its exit code and what it says about it.
-export function checkConfig(config) {
+export function checkConfig(config, { mpm = "prefork" } = {}) {
   const dir = mkdtempSync(path.join(os.tmpdir(), "live-view-httpd-"));
   const file = path.join(dir, "httpd.conf");
-  writeFileSync(file, baseConfiguration(dir, 1, "prefork") + config);
+  writeFileSync(file, baseConfiguration(dir, 1, mpm) + config);
   const check = spawnSync(paths.apache, ["-t", "-f", file], {
     env: { ...process.env, ...paths.sanitizerPreload() },
     encoding: "utf8",

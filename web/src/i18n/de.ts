@@ -238,6 +238,8 @@ export const de: Texts = {
     complete: "Vollständig",
     partial: "Unvollständig",
     waiting: "Warte auf die Logger",
+    nobody:
+      "Noch hat kein Logger geantwortet. Läuft einer unter der Adresse dieses Webservers (KRPBUS_MAC, sonst die niedrigste seiner Schnittstellen)? Das Fehlerprotokoll des Servers nennt diese Adresse.",
     local: "hier",
     type: "Typ",
     config: "Konfiguration",

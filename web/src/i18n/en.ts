@@ -230,6 +230,8 @@ export const en = {
     complete: "Complete",
     partial: "Incomplete",
     waiting: "Waiting for the loggers",
+    nobody:
+      "No logger has answered yet. Does one run under the address of this web server (KRPBUS_MAC, or else the lowest of its interfaces)? The server's error log names that address.",
     local: "local",
     type: "Type",
     config: "Configuration",

@@ -1,5 +1,6 @@
 // The list of keys, and the names that the keys 1 to 9 set markers with.
 import { texts } from "../i18n/texts.ts";
+import { kVersion } from "../version.ts";
 import { useStore, useWorkspace } from "./context.ts";
 import { kShortcuts } from "./keyboard.ts";
 import { Dialog } from "./ui/dialog.tsx";
@@ -38,6 +39,9 @@ export function KeysDialog() {
         />
         {t.keys.enabled}
       </label>
+      <p class="muted" data-testid="version">
+        {t.title} {kVersion}
+      </p>
     </Dialog>
   );
 }

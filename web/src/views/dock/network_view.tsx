@@ -5,12 +5,15 @@ import type { LoggerState } from "../../store/model.ts";
 import { useStore, zoneClock } from "../context.ts";
 import { Incomplete, Nothing } from "../ui/states.tsx";
 
+/// Milliseconds after which somebody should have answered: a logger is asked twice meanwhile.
+const kLong = 5_000;
+
 export function NetworkView() {
   const store = useStore();
   const t = texts();
   const { loggers, complete, name } = store.network.value;
   const connection = store.connection.value;
-  if (loggers.length === 0) return <Nothing icon="network" text={t.network.waiting} waiting />;
+  if (loggers.length === 0) return <Nobody />;
   const missing = connection.type === "waiting" ? connection.missing : [];
   return (
     <div class="network" data-testid="loggers">
@@ -28,6 +31,16 @@ export function NetworkView() {
       </ul>
     </div>
   );
+}
+
+/// Nobody has answered, and after a while what to look at.
+function Nobody() {
+  const store = useStore();
+  const t = texts().network;
+  store.ticks.texts.value;
+  const state = store.connection.value;
+  const long = state.type === "waiting" && performance.now() - state.sinceAt > kLong;
+  return <Nothing icon="network" text={t.waiting} waiting hint={long ? t.nobody : undefined} />;
 }
 
 function Logger({ logger }: { logger: LoggerState }) {
