@@ -36,7 +36,8 @@ user=www-data group=www-data
 ((EUID == 0)) || { user="#$EUID" group="#$(id -g)"; }
 sed -e "s|@PORT@|$port|g" -e "s|@SERVER_ROOT@|$runtime/httpd|g" -e "s|@MODULE_DIR@|/usr/lib/apache2/modules|g" \
   -e "s|@MOD_WEBSOCKET@|$tree/host/mod_websocket.so|g" -e "s|@KRWEBSOCKET@|$tree/plugin/krwebsocket.so|g" \
-  -e "s|@DOCUMENT_ROOT@|$runtime/page|g" -e "s|@USER@|$user|g" -e "s|@GROUP@|$group|g" \
+  -e "s|@DOCUMENT_ROOT@|$runtime/page|g" -e "s|@USER@|$user|g" -e "s|@GROUP@|$group|g" -e "s|@NAMES@||g" -e "s|@BUS_PORT@|$bus_port|g" \
+  -e "s|@NETWORK_DIR@|$runtime|g" -e "s|@PLUGIN_LOG@|$runtime/error.log|g" -e "s|@ACCESS_LOG@|$runtime/access.log|g" \
   -e "s|@ERROR_LOG@|$runtime/error.log|g" "$top/host/apache/httpd.conf.in" >"$runtime/httpd.conf"
 cat >>"$runtime/httpd.conf" <<END
 <Location "/echo">

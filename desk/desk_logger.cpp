@@ -47,7 +47,7 @@ int pollTimeout(const Agenda& agenda, bool busIsGone) {
 
 }  // namespace
 
-DeskLogger::DeskLogger(const Options& options, KRPBusClient& bus, Signals& signals)
+DeskLogger::DeskLogger(const Options& options, KRPBusClient& bus, PosixSignals& signals)
     : options_(options),
       bus_(bus),
       signals_(signals),
@@ -66,7 +66,7 @@ DeskLogger::DeskLogger(const Options& options, KRPBusClient& bus, Signals& signa
       eventService_(eventRecorder_, eventStore_),
       repeatedEventRequests_(eventStore_),
       keyService_(eventRecorder_),
-      audioStore_(options.audioDirectory),
+      audioStore_(options.audioDirectory, options.uploader),
       audioService_(audioStore_, options.uploadDirectory),
       monitorService_(bus, agenda_, makeSignalSource(options.source, options.rate),
                       readingRate(options.source, options.rate)),
@@ -82,7 +82,7 @@ int DeskLogger::run() {
     membership_.join();
     while (!ended_) {
         wait();
-        readSignals();
+        takePosixSignals();
         readCommands();
         readBus();
         readMissing();
@@ -103,7 +103,7 @@ void DeskLogger::wait() {
     commandsWait_ = waiting[1].revents != 0;
 }
 
-void DeskLogger::readSignals() {
+void DeskLogger::takePosixSignals() {
     while (const auto number = signals_.next()) {
         if (*number == SIGUSR1) {
             sendStateNotice(bus_, "1-config");

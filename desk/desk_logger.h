@@ -30,7 +30,7 @@ namespace desk {
 class DeskLogger {
   public:
     /// A connected client. All three must outlive the logger.
-    DeskLogger(const Options& options, KRPBusClient& bus, Signals& signals);
+    DeskLogger(const Options& options, KRPBusClient& bus, PosixSignals& signals);
 
     /// Joins the network, answers until it is asked to end, and leaves. Returns the exit code.
     int run();
@@ -38,7 +38,7 @@ class DeskLogger {
   private:
     /// Waits until something has happened or the next action is due.
     void wait();
-    void readSignals();
+    void takePosixSignals();
     void readCommands();
     void readBus();
     void readMissing();
@@ -57,7 +57,7 @@ class DeskLogger {
 
     const Options& options_;
     KRPBusClient& bus_;
-    Signals& signals_;
+    PosixSignals& signals_;
     CommandInput commands_;
     Agenda agenda_;
     Membership membership_;

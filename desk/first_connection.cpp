@@ -15,7 +15,7 @@ constexpr int kRetryMilliseconds = 200;
 
 /// Waits a moment; whether a signal asked to end. Signals that would make the logger tell its
 /// clients something are forgotten: there are no clients yet.
-bool askedToEnd(Signals& signals) {
+bool askedToEnd(PosixSignals& signals) {
     pollfd waiting{signals.fd(), POLLIN, 0};
     poll(&waiting, 1, kRetryMilliseconds);
     while (const auto number = signals.next()) {
@@ -28,8 +28,8 @@ bool askedToEnd(Signals& signals) {
 
 }  // namespace
 
-BusConnection connectToBus(const std::string& name, const std::string& mac,
-                           const BusAddress& address, Signals& signals) {
+FirstConnection connectToBus(const std::string& name, const std::string& mac,
+                             const BusAddress& address, PosixSignals& signals) {
     KRPBusOptions options;
     options.mac = mac;
     const auto giveUpAt = Clock::now() + address.patience;

@@ -56,12 +56,11 @@ void applyType(const GivenIdentity& given, LoggerIdentity& identity) {
 
 }  // namespace
 
-void applyIdentity(const GivenIdentity& given, Options& options) {
-    LoggerIdentity& identity = options.identity;
+void applyIdentity(const GivenIdentity& given, const Source& source, LoggerIdentity& identity) {
     if (identity.mac.empty()) {
         identity.mac = KSLUtil::findLowestMAC().toString(std::ios::uppercase);
     }
-    describe(options.source, identity);
+    describe(source, identity);
     identity.name = given.name.value_or(identity.name);
     identity.configName = given.configName.value_or(identity.configName);
     identity.timeZone = given.timeZone.value_or(identity.timeZone);
@@ -70,26 +69,27 @@ void applyIdentity(const GivenIdentity& given, Options& options) {
     applyType(given, identity);
 }
 
-void addIdentityOptions(CLI::App& app, Options& options, GivenIdentity& given) {
+void addIdentityOptions(CLI::App& app, LoggerIdentity& identity, Source& source,
+                        GivenIdentity& given) {
     const std::string group = "Who the logger is";
     addText(
-        app, "--mac", [&options](const std::string& text) { options.identity.mac = readMac(text); },
+        app, "--mac", [&identity](const std::string& text) { identity.mac = readMac(text); },
         "hardware address, its identity in the network (default: this machine's lowest one, or "
         "KRPBUS_MAC)",
         "M")
         ->group(group);
     CLI::Option* const recording = addText(
         app, "FILE.csv",
-        [&options](const std::string& text) {
-            options.source = readSource("FILE.csv", text);
-            if (options.source.kind != Source::Kind::Recording) {
+        [&source](const std::string& text) {
+            source = readSource("FILE.csv", text);
+            if (source.kind != Source::Kind::Recording) {
                 reject("FILE.csv", "say --source " + text);
             }
         },
         "a recording to stand for, the same as --source FILE.csv", "");
     addText(
         app, "--source",
-        [&options](const std::string& text) { options.source = readSource("--source", text); },
+        [&source](const std::string& text) { source = readSource("--source", text); },
         "what it stands for: host (this machine, the default), drive (a vehicle on a test drive), "
         "FILE.csv (a recording), can:FILE or can:- (the frames of a vehicle's CAN buses as candump "
         "writes them), can0,can1 (this machine's own CAN interfaces); the options below default to "
@@ -119,12 +119,11 @@ void addIdentityOptions(CLI::App& app, Options& options, GivenIdentity& given) {
     app.add_option("--software-version", given.softwareVersion, "software version")
         ->type_name("V")
         ->group(group);
-    addNumber<std::uint8_t>(app, "--status", options.identity.status, "status (default 0)")
-        ->group(group);
-    addNumber<std::int64_t>(app, "--time-offset", options.identity.timeOffset,
+    addNumber<std::uint8_t>(app, "--status", identity.status, "status (default 0)")->group(group);
+    addNumber<std::int64_t>(app, "--time-offset", identity.timeOffset,
                             "own clock against the network's, in microseconds (default 0)")
         ->group(group);
-    addNumber<std::uint8_t>(app, "--network-offset", options.identity.networkOffset,
+    addNumber<std::uint8_t>(app, "--network-offset", identity.networkOffset,
                             "what other loggers add to its channel numbers (default 0)")
         ->group(group);
 }

@@ -6,7 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "desk/options.h"
+#include "desk/sources/logger_identity.h"
+#include "desk/sources/source.h"
 
 namespace desk {
 
@@ -16,11 +17,13 @@ struct GivenIdentity {
     std::optional<std::uint8_t> deviceClass, subType;
 };
 
-/// Options that read their value at once write it to `options`, the others to `given`.
-void addIdentityOptions(CLI::App& app, Options& options, GivenIdentity& given);
+/// Options whose value is complete in itself write it to `identity` and `source`, the others to
+/// `given`.
+void addIdentityOptions(CLI::App& app, LoggerIdentity& identity, Source& source,
+                        GivenIdentity& given);
 
 /// Describes the logger: as it was given, else as its source says. Throws CLI::ValidationError that
 /// says what is wrong.
-void applyIdentity(const GivenIdentity& given, Options& options);
+void applyIdentity(const GivenIdentity& given, const Source& source, LoggerIdentity& identity);
 
 }  // namespace desk

@@ -19,8 +19,8 @@ std::string busName(const desk::Options& options) {
 }
 
 int runWith(const desk::Options& options) {
-    desk::Signals signals;
-    const desk::BusConnection connection =
+    desk::PosixSignals signals;
+    const desk::FirstConnection connection =
         desk::connectToBus(busName(options), options.identity.mac, options.bus, signals);
     if (!connection.client) {
         return connection.exitCode;

@@ -1,21 +1,20 @@
 #include "desk/options.h"
 
+#include <pwd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
-#include <limits>
 #include <stdexcept>
-#include <type_traits>
 #include <utility>
 
+#include "desk/identity_options.h"
+#include "desk/option_values.h"
 #include "desk/scenario/scenario_reader.h"
-#include "desk/services/device_type.h"
 #include "desk/vehicle_options.h"
-#include "krpbus/address/ksl_util.h"
-#include "krpbus/client/server_url.h"
 
 namespace desk {
 
@@ -50,38 +49,17 @@ tell its clients 1-config, 8-loggerOff and 3-stop; INT and TERM make it leave th
 It ends with 0 after that, 2 for bad options, 3 when the bus server cannot be reached at the start,
 4 when another logger has its MAC address; --tell ends with 5 when no logger has it.)";
 
-/// "Relay" alone would do for "Stratolog Relay", too.
-std::optional<DeviceType> typeByName(const std::string& name) {
-    const auto type = findDeviceType(name);
-    return type ? type : findDeviceType("Stratolog " + name);
-}
-
-std::string typeNames() {
-    std::string names;
-    for (const DeviceType& type : deviceTypes()) {
-        names += (names.empty() ? "" : ", ") + std::string(type.name);
+uid_t readUser(const std::string& text) {
+    if (const passwd* const user = getpwnam(text.c_str()); user != nullptr) {
+        return user->pw_uid;
     }
-    return names;
-}
-
-[[noreturn]] void reject(const std::string& option, const std::string& why) {
-    throw CLI::ValidationError(option, why);
-}
-
-std::string readMac(const std::string& text) {
-    const auto mac = macaddr_t::parse(text);
-    if (!mac) {
-        reject("--mac", "\"" + text + "\" is not a MAC address like 02:00:00:00:00:01");
+    uid_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc{} || stopped != end) {
+        reject("--upload-user", "there is no user \"" + text + "\"");
     }
-    return mac->toString(std::ios::uppercase);
-}
-
-Milliseconds readDuration(const std::string& option, const std::string& text) {
-    const auto duration = parseDuration(text);
-    if (!duration) {
-        reject(option, durationHelp(text));
-    }
-    return *duration;
+    return number;
 }
 
 TimedNotice readNotice(const std::string& text) {
@@ -111,14 +89,6 @@ void readBusAddress(const std::string& text, BusAddress& bus) {
     bus.host = text.substr(0, colon);
 }
 
-Source readSource(const std::string& option, const std::string& text) {
-    try {
-        return parseSource(text);
-    } catch (const std::invalid_argument& wrong) {
-        reject(option, wrong.what());
-    }
-}
-
 double readRate(const std::string& text) {
     double rate = 0.0;
     const char* const end = text.data() + text.size();
@@ -127,39 +97,6 @@ double readRate(const std::string& text) {
         reject("--rate", "\"" + text + "\" is not a number from 0.01 to 10000");
     }
     return rate;
-}
-
-/// What was given for the logger's description; the rest is filled in by its source.
-struct GivenIdentity {
-    std::optional<std::string> name, configName, timeZone, softwareVersion, componentName, type;
-    std::optional<std::uint8_t> deviceClass, subType;
-};
-
-void applyType(const GivenIdentity& given, LoggerIdentity& identity) {
-    if (given.type) {
-        const auto type = typeByName(*given.type);
-        if (!type) {
-            reject("--type", "\"" + *given.type + "\" is none of: " + typeNames());
-        }
-        identity.deviceClass = type->deviceClass;
-        identity.subType = type->subType;
-    }
-    identity.deviceClass = given.deviceClass.value_or(identity.deviceClass);
-    identity.subType = given.subType.value_or(identity.subType);
-}
-
-void applyIdentity(const GivenIdentity& given, Options& options) {
-    LoggerIdentity& identity = options.identity;
-    if (identity.mac.empty()) {
-        identity.mac = KSLUtil::findLowestMAC().toString(std::ios::uppercase);
-    }
-    describe(options.source, identity);
-    identity.name = given.name.value_or(identity.name);
-    identity.configName = given.configName.value_or(identity.configName);
-    identity.timeZone = given.timeZone.value_or(identity.timeZone);
-    identity.softwareVersion = given.softwareVersion.value_or(identity.softwareVersion);
-    identity.componentName = given.componentName.value_or(identity.componentName);
-    applyType(given, identity);
 }
 
 /// Only one can have what is typed or piped in.
@@ -179,94 +116,6 @@ void checkTimes(const Options& options) {
     if (options.neighboursTimeout < 4 * options.heartbeat) {
         reject("--neighbours-timeout", "must be at least four times --heartbeat");
     }
-}
-
-template <class Read>
-CLI::Option* addText(CLI::App& app, const std::string& name, Read read, const std::string& help,
-                     const std::string& kind) {
-    return app.add_option_function<std::string>(name, std::move(read), help)->type_name(kind);
-}
-
-template <class Number>
-Number readNumber(const std::string& option, const std::string& text) {
-    Number value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stopped, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc{} || stopped != end) {
-        using Limits = std::numeric_limits<Number>;
-        reject(option, "\"" + text + "\" is not a whole number from " +
-                           std::to_string(Limits::min()) + " to " + std::to_string(Limits::max()));
-    }
-    return value;
-}
-
-/// An option for a whole number; `target` is a number or an optional one.
-template <class Number, class Target>
-CLI::Option* addNumber(CLI::App& app, const std::string& name, Target& target,
-                       const std::string& help) {
-    return addText(
-        app, name,
-        [name, &target](const std::string& text) { target = readNumber<Number>(name, text); }, help,
-        std::is_same_v<Number, std::uint8_t> ? "0..255" : "N");
-}
-
-void addIdentityOptions(CLI::App& app, Options& options, GivenIdentity& given) {
-    const std::string group = "Who the logger is";
-    addText(
-        app, "--mac", [&options](const std::string& text) { options.identity.mac = readMac(text); },
-        "hardware address, its identity in the network (default: this machine's lowest one, or "
-        "KRPBUS_MAC)",
-        "M")
-        ->group(group);
-    CLI::Option* const recording = addText(
-        app, "FILE.csv",
-        [&options](const std::string& text) {
-            options.source = readSource("FILE.csv", text);
-            if (options.source.kind != Source::Kind::Recording) {
-                reject("FILE.csv", "say --source " + text);
-            }
-        },
-        "a recording to stand for, the same as --source FILE.csv", "");
-    addText(
-        app, "--source",
-        [&options](const std::string& text) { options.source = readSource("--source", text); },
-        "what it stands for: host (this machine, the default), drive (a vehicle on a test drive), "
-        "FILE.csv (a recording), can:FILE or can:- (the frames of a vehicle's CAN buses as candump "
-        "writes them), can0,can1 (this machine's own CAN interfaces); the options below default to "
-        "that one's",
-        "S")
-        ->excludes(recording)
-        ->group(group);
-    app.add_option("--name", given.name, "name")->type_name("N")->group(group);
-    app.add_option("--type", given.type, "kind of device: " + typeNames() + " (default Stratolog2)")
-        ->type_name("T")
-        ->group(group);
-    addNumber<std::uint8_t>(app, "--component-class", given.deviceClass,
-                            "device class instead of that of --type")
-        ->group(group);
-    addNumber<std::uint8_t>(app, "--component-subtype", given.subType,
-                            "sub-type instead of that of --type")
-        ->group(group);
-    app.add_option("--component-name", given.componentName, "name of the device itself")
-        ->type_name("N")
-        ->group(group);
-    app.add_option("--config-name", given.configName, "name of the configuration that it runs")
-        ->type_name("N")
-        ->group(group);
-    app.add_option("--timezone", given.timeZone, "time zone (default: this machine's)")
-        ->type_name("ZONE")
-        ->group(group);
-    app.add_option("--software-version", given.softwareVersion, "software version")
-        ->type_name("V")
-        ->group(group);
-    addNumber<std::uint8_t>(app, "--status", options.identity.status, "status (default 0)")
-        ->group(group);
-    addNumber<std::int64_t>(app, "--time-offset", options.identity.timeOffset,
-                            "own clock against the network's, in microseconds (default 0)")
-        ->group(group);
-    addNumber<std::uint8_t>(app, "--network-offset", options.identity.networkOffset,
-                            "what other loggers add to its channel numbers (default 0)")
-        ->group(group);
 }
 
 void addBusOptions(CLI::App& app, Options& options) {
@@ -333,6 +182,13 @@ void addActionOptions(CLI::App& app, Options& options) {
     app.add_option("--uploads", options.uploadDirectory,
                    "take uploaded audio files over from this directory only (default /tmp)")
         ->type_name("DIR")
+        ->group(group);
+    addText(
+        app, "--upload-user",
+        [&options](const std::string& text) { options.uploader = readUser(text); },
+        "take only files of this user over: the one that the web server's children run as "
+        "(default: the one that this logger runs as)",
+        "USER")
         ->group(group);
     app.add_option_function<std::vector<std::string>>(
            "--notify",
@@ -404,7 +260,7 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments, std::ostr
     app.footer(kExamples);
     app.set_version_flag("--version", "desklogger " DESK_VERSION, "print the version and exit");
     app.get_formatter()->column_width(34);
-    addIdentityOptions(app, options, given);
+    addIdentityOptions(app, options.identity, options.source, given);
     addBusOptions(app, options);
     addActionOptions(app, options);
     VehicleOptions vehicle;
@@ -413,7 +269,7 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments, std::ostr
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
         checkStandardInput(options);
         applyVehicleOptions(vehicle, options.source, options.triggers);
-        applyIdentity(given, options);
+        applyIdentity(given, options.source, options.identity);
         checkTimes(options);
     } catch (const CLI::CallForHelp&) {
         out << app.help();

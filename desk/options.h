@@ -1,6 +1,9 @@
 // The command line of the desk logger.
 #pragma once
 
+#include <sys/types.h>
+#include <unistd.h>
+
 #include <cstddef>
 #include <optional>
 #include <ostream>
@@ -58,6 +61,7 @@ struct Options {
     std::size_t eventCap = 10000;  // events beyond it push the oldest out
     std::string audioDirectory;    // where audio files are kept; empty: they go with the logger
     std::string uploadDirectory = "/tmp";  // where uploaded audio files are taken from
+    uid_t uploader = geteuid();            // and whose they have to be
     std::vector<Condition> triggers;       // what of a vehicle sets a marker
     bool readCommands = false;
     std::optional<std::string> tell;  // set: tell the logger this state and end

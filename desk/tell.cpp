@@ -38,7 +38,7 @@ bool hasBeenTold(KRPBusClient& bus, const std::string& state) {
 
 }  // namespace
 
-int tell(KRPBusClient& bus, const std::string& state, Signals& signals) {
+int tell(KRPBusClient& bus, const std::string& state, PosixSignals& signals) {
     const std::string logger(kKrpBusServer);
     bus.sendTo(bus.getName(), logger,
                std::make_unique<SystemMessage>(SystemMessage::SM_STATE, state));

@@ -10,6 +10,6 @@ namespace desk {
 
 /// Asks the logger to which the client belongs to tell its clients the state, and waits until this
 /// client has been told, too. Returns the exit code; logs one clear error when nobody does it.
-int tell(KRPBusClient& bus, const std::string& state, Signals& signals);
+int tell(KRPBusClient& bus, const std::string& state, PosixSignals& signals);
 
 }  // namespace desk

@@ -10,6 +10,7 @@
 #include "base/log.h"
 #include "desk/dbc/reader.h"
 #include "desk/gps/gpsd_client.h"
+#include "desk/option_values.h"
 #include "desk/sources/can_feed.h"
 
 namespace desk {
@@ -18,10 +19,6 @@ namespace {
 
 constexpr std::size_t kLongestInterface = 15;
 constexpr std::size_t kShownRemarks = 10;  // of one database
-
-[[noreturn]] void reject(const std::string& option, const std::string& why) {
-    throw CLI::ValidationError(option, why);
-}
 
 /// "can1:rest" is for that interface; anything else for all of them.
 std::pair<std::string, std::string> splitInterface(const std::string& text) {

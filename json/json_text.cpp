@@ -14,12 +14,35 @@
 
 namespace {
 
-using JsonBuffer = rapidjson::StringBuffer;
+using JsonBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, ThrowingAllocator>;
+
+/// Takes text and only counts it. What is too long ends in a `TooLong`.
+class CountingStream {
+  public:
+    using Ch = char;
+    struct TooLong {};
+
+    explicit CountingStream(std::size_t limit) : left_(limit) {}
+
+    void Put(char) {
+        if (left_ == 0) {
+            throw TooLong{};
+        }
+        --left_;
+    }
+    void Flush() {}
+
+  private:
+    std::size_t left_;
+};
 
 /// The library's pretty writer, which would pass ill-formed bytes on and stop at a number that JSON
 /// has no form for.
-class BrowserWriter : public rapidjson::PrettyWriter<JsonBuffer> {
-    using Base = rapidjson::PrettyWriter<JsonBuffer>;
+template <class Stream>
+class BrowserWriter : public rapidjson::PrettyWriter<Stream, rapidjson::UTF8<>, rapidjson::UTF8<>,
+                                                     ThrowingAllocator> {
+    using Base =
+        rapidjson::PrettyWriter<Stream, rapidjson::UTF8<>, rapidjson::UTF8<>, ThrowingAllocator>;
 
   public:
     using Base::Base;
@@ -54,7 +77,7 @@ void logFailure(std::string_view what, const JsonBuffer& buffer) {
 
 char* dom_to_json(const Document* doc) {
     JsonBuffer buffer;
-    BrowserWriter writer(buffer);
+    BrowserWriter<JsonBuffer> writer(buffer);
     if (doc == nullptr || !doc->Accept(writer)) {
         logFailure("failed to write webapp buffer: ", buffer);
         return nullptr;
@@ -77,4 +100,15 @@ std::string dom_to_string(const Document* doc) {
     std::string result = text ? text.get() : "";
     LogUtil::log(LogLevel::Debug, "dom_to_string", "json_str: " + result);
     return result;
+}
+
+bool isLongerThan(const Document& doc, std::size_t limit) {
+    CountingStream counted(limit);
+    BrowserWriter<CountingStream> writer(counted);
+    try {
+        doc.Accept(writer);
+        return false;
+    } catch (const CountingStream::TooLong&) {
+        return true;
+    }
 }

@@ -1,6 +1,7 @@
 // Writing JSON documents as text.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "json/document.h"
@@ -14,3 +15,7 @@ char* dom_to_json(const Document* doc);
 
 /// The same as a string, and logged; empty when there is nothing. Any thread.
 std::string dom_to_string(const Document* doc);
+
+/// Whether dom_to_json() would write more than `limit` bytes. Takes no memory for the text and
+/// stops at the limit. Any thread.
+bool isLongerThan(const Document& doc, std::size_t limit);

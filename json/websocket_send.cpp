@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "base/log.h"
+#include "host/websocket_hold.h"
 #include "host/websocket_plugin.h"
 #include "setup/lv_setup.h"
 
@@ -17,6 +18,14 @@ void send(std::string_view text, const _WebSocketServer* server, std::string_vie
     }
     server->send(server, WEBSOCKET_MESSAGE_TEXT,
                  reinterpret_cast<const unsigned char*>(text.data()), text.size());
+}
+
+/// Unknown in a host that has no such function.
+void hold(const _WebSocketServer* server, bool on) {
+    const auto function = APR_RETRIEVE_OPTIONAL_FN(websocket_hold);
+    if (function != nullptr && server != nullptr) {
+        function(server, on ? 1 : 0);
+    }
 }
 
 }  // namespace
@@ -45,6 +54,14 @@ void sendAndFreeText(char* text, const _WebSocketServer* server, std::string_vie
         return;
     }
     send(text, server, function);
+}
+
+HeldFrames::HeldFrames() : server_(currentServer()) {
+    hold(server_, true);
+}
+
+HeldFrames::~HeldFrames() {
+    hold(server_, false);
 }
 
 void closeWebwsocket() {

@@ -23,5 +23,19 @@ void sendMessageText(std::string_view text);
 /// name of `function`.
 void sendAndFreeText(char* text, const _WebSocketServer* server, std::string_view function);
 
+/// While it lives, frames that the calling thread sends may wait for the next ones, so that they
+/// leave together, where the host can do that. The thread must not sleep meanwhile. For one thread
+/// of the session.
+class HeldFrames {
+  public:
+    HeldFrames();
+    ~HeldFrames();
+    HeldFrames(const HeldFrames&) = delete;
+    HeldFrames& operator=(const HeldFrames&) = delete;
+
+  private:
+    const _WebSocketServer* const server_;
+};
+
 /// Sends a close frame with status 1001 (going away). The name's spelling is historical.
 void closeWebwsocket();

@@ -3,20 +3,43 @@
 
 part_names=() # by process id
 part_logs=()  # by process id
+part_rotators=() # by process id: what writes its log
 part_order=() # process ids in the order of their start
 stopping=no
 
-# start_part <name> <log file> <user> <command>...: starts one program in the background, as another user where
+# start_part <name> <log's name> <user> <command>...: starts one program in the background, as another user where
 # one is named. A session of its own keeps the terminal's Ctrl-C away from it: parts are stopped in order instead.
+# What it writes goes to three files of 4 MB at most, which only we can read.
 start_part() {
-  local name=$1 log=$2 as=()
+  local name=$1 log=$runtime/logs/$2.log as=() log_fd rotator
   [[ $3 == '' ]] || as=(--reuid "$3" --regid "$(id -g "$3")" --clear-groups)
   shift 3
-  setpriv "${as[@]}" --pdeathsig TERM setsid "$@" >>"$log" 2>&1 </dev/null {guard_fd}>&- &
+  exec {log_fd}> >(umask 077 && exec setsid /usr/bin/rotatelogs -n 3 "$log" 4M {guard_fd}>&-)
+  rotator=$!
+  setpriv "${as[@]}" --pdeathsig TERM setsid "$@" >&"$log_fd" 2>&1 </dev/null {guard_fd}>&- {log_fd}>&- &
+  exec {log_fd}>&-
   part_names[$!]=$name
+  part_rotators[$!]=$rotator
   part_order+=("$!")
   part_logs[$!]=$log
-  printf '%s\n' "$!" >>"$runtime/pids"
+  printf '%s\n' "$!" "$rotator" >>"$runtime/pids"
+}
+
+# wait_for_log <process id>: waits until all that an ended part has written is in its log.
+wait_for_log() {
+  local try
+  for ((try = 0; try < 50; try++)); do
+    runs "${part_rotators[$1]}" || return 0
+    sleep 0.02
+  done
+}
+
+# last_words <process id> <lines>: what an ended part wrote last. A terminal must not take it for commands.
+last_words() {
+  local newest=${part_logs[$1]} file
+  wait_for_log "$1"
+  for file in "$newest".*; do [[ ! $file -nt $newest ]] || newest=$file; done
+  tail -n "$2" "$newest" 2>/dev/null | cut -c1-500 | cat -v
 }
 
 # runs <process id>: whether that process runs; one that only waits to be noticed by its parent does not.
@@ -44,9 +67,9 @@ start_guard() {
 
 # part_ended <process id>: tells which part has ended by itself and what it wrote last, and stops everything.
 part_ended() {
-  local name=${part_names[$1]} log=${part_logs[$1]} last
+  local name=${part_names[$1]} last
   unset "part_names[$1]"
-  last=$(tail -n 5 "$log" 2>/dev/null | cut -c1-500)
+  last=$(last_words "$1" 5)
   stop_parts
   fail "$name has ended${last:+; it wrote last:$'\n'$last}"
 }
@@ -77,6 +100,7 @@ stop_parts() {
     [[ ${part_names[$pid]+set} == set ]] || continue
     stop_part "$pid"
   done
+  for pid in "${part_order[@]}"; do wait_for_log "$pid"; done
   rm -rf "$runtime"
   exec {guard_fd}>&-
   wait "$guard_pid" 2>/dev/null

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <string>
 
-#include "threads/thread_name.h"
+#include "threads/connection_id.h"
 
 void print_buffer(const unsigned char* buffer, int size) {
     std::string text;

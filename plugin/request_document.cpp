@@ -1,9 +1,11 @@
 // From a text frame to the document of a request.
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
 
 #include "base/log.h"
+#include "json/json_text.h"
 #include "json/simple_response.h"
 #include "plugin/diagnostics.h"
 #include "plugin/kr_websocket.h"
@@ -11,8 +13,17 @@
 
 namespace {
 
-/// The parser and the writer call themselves for every level.
-constexpr int kDeepestNesting = 1000;
+/// Deeper than any request needs to be. The parser and the writer call themselves for every level,
+/// and where a request is quoted each of its lines is indented by its depth.
+constexpr int kDeepestNesting = 32;
+
+/// A request is quoted in answers and in the log, each value on a line of its own. It may always be
+/// that long, and beyond that so many times its frame.
+constexpr std::size_t kQuotedLimit = 1024 * 1024;
+constexpr std::size_t kQuotedGrowth = 16;
+/// Too short to be quoted with more than the limit: no line is longer than its indentation and a
+/// number, and each takes a byte of the frame at least.
+constexpr std::size_t kHarmlessFrame = 4096;
 
 /// Whether the arrays and objects of a JSON text lie deeper in each other than we go.
 bool nestsTooDeep(const char* text) {
@@ -46,6 +57,11 @@ bool nestsTooDeep(const char* text) {
         }
     }
     return false;
+}
+
+bool isQuotedTooLong(const Document& doc, std::size_t frameSize) {
+    return frameSize > kHarmlessFrame &&
+           isLongerThan(doc, std::max(kQuotedLimit, kQuotedGrowth * frameSize));
 }
 
 /// A zero-terminated copy of the frame that lives as long as the document: its strings stay in it.
@@ -97,6 +113,11 @@ int KrWebsocket::wa_setup_document(const unsigned char* data, unsigned size, Doc
         const std::string reason =
             "failed to parse webapp buffer, no object available. (" + std::string(frame) + ")";
         return refuse(reason, reason);  // fixed text: no further prefix in the log
+    }
+    if (isQuotedTooLong(*doc, size)) {
+        return refuseUnparsed("written out with a line for each value the request is longer than " +
+                              std::to_string(kQuotedLimit) + " bytes and " +
+                              std::to_string(kQuotedGrowth) + " times its frame");
     }
     return 0;
 }

@@ -16,6 +16,7 @@
 #include "json/kr_state.h"
 #include "json/simple_response.h"
 #include "setup/lv_setup.h"
+#include "threads/connection_id.h"
 #include "threads/thread_name.h"
 
 namespace {

@@ -14,6 +14,7 @@
 #include <iostream>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "base/kr_exception.h"
@@ -22,11 +23,16 @@
 #include "base/microsleep.h"
 #include "json/kr_state.h"
 #include "json/simple_response.h"
+#include "json/websocket_send.h"
 #include "krpbus/address/ksl_config_file.h"
 #include "krpbus/address/ksl_util.h"
 #include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/busload_message.h"
+#include "krpbus/messages/gps_trace_message.h"
 #include "krpbus/messages/message_base.h"
+#include "krpbus/messages/message_kind.h"
 #include "krpbus/messages/participants.h"
+#include "krpbus/messages/router_message.h"
 #include "krpbus/messages/signal_message.h"
 #include "krpbus/messages/system_set_state_message.h"
 #include "setup/lv_setup.h"
@@ -37,6 +43,24 @@ namespace {
 constexpr std::uint16_t kBusPort = 20010;
 constexpr std::uint32_t kSecond = 1000000;  // microseconds
 constexpr long kSelectTimeout = 800000000;  // nanoseconds; a stop is seen this late at most
+
+/// So many live values may wait for each other on their way to the browser.
+constexpr int kHeldAtOnce = 64;
+
+bool isLiveData(const MessageBase& message) {
+    switch (kindOf(&message)) {
+        case SignalMessage::kMessageID:
+        case BusLoadExtMessage::kMessageID:
+        case GPSTraceMessage::kMessageID:
+            return true;
+        case RouterMessage::kMessageID: {
+            const MessageBase* const inner = as<RouterMessage>(&message)->getMessage();
+            return inner != nullptr && isLiveData(*inner);
+        }
+        default:
+            return false;
+    }
+}
 
 bool readKslEnabled() {
     const KSLConfigFile config;
@@ -162,8 +186,18 @@ void ThreadKrpbusData::noticeReconnect() {
     }
 }
 
+/// Live data that comes together leaves together. Of other messages nobody knows whether handling
+/// them sleeps.
 void ThreadKrpbusData::handleReceived() {
+    std::optional<HeldFrames> held;
+    int count = 0;
     while (const std::unique_ptr<MessageBase> message = krpBusClient_->getMessage()) {
+        if (!isLiveData(*message) || ++count % kHeldAtOnce == 0) {
+            held.reset();
+        }
+        if (!held && isLiveData(*message)) {
+            held.emplace();
+        }
         try {
             handleMessages(message.get());
         } catch (const std::exception& e) {

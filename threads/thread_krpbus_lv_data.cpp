@@ -73,12 +73,12 @@ void offerToFurtherModules(const MessageBase* message, const std::string& mac) {
     }
 }
 
-/// `message` is as it was received, `inner` what is in it when it was forwarded. More than one
-/// module could be interested: the first that claims it has it.
-void offerToModules(const MessageBase* message, const MessageBase* inner, const std::string& mac) {
+/// `message` is as it was received, `inner` what is in it when it was forwarded, of that kind. More
+/// than one module could be interested: the first that claims it has it.
+void offerToModules(const MessageBase* message, const MessageBase* inner, MessageKind kind,
+                    const std::string& mac) {
     const ModuleTable::Routing& modules = moduleTable->routing;
-    const KRPMessageResponse* answer =
-        isAnswer(kindOf(inner)) ? as<KRPMessageResponse>(inner) : nullptr;
+    const KRPMessageResponse* answer = isAnswer(kind) ? as<KRPMessageResponse>(inner) : nullptr;
     if (answer != nullptr && answer->isBusy()) {
         log(LogLevel::Info, answer->toString());
     }
@@ -102,10 +102,12 @@ ThreadKrpbusLvData::~ThreadKrpbusLvData() = default;
 
 void ThreadKrpbusLvData::handleMessages(const MessageBase* message) {
     const MessageBase* inner = message;
+    MessageKind kind = kindOf(message);
     std::string source;
-    if (kindOf(message) == RouterMessage::kMessageID) {
+    if (kind == RouterMessage::kMessageID) {
         const auto* router = as<RouterMessage>(message);
         inner = router->getMessage();
+        kind = kindOf(inner);
         source = router->getSourceAddress();
     }
     std::string mac;
@@ -113,7 +115,7 @@ void ThreadKrpbusLvData::handleMessages(const MessageBase* message) {
     if (inner == nullptr) {
         return;
     }
-    switch (kindOf(inner)) {
+    switch (kind) {
         case SystemNgEventMessage::kMessageID:
             handleEvent(*as<SystemNgEventMessage>(inner));
             break;
@@ -122,7 +124,7 @@ void ThreadKrpbusLvData::handleMessages(const MessageBase* message) {
             handleNotice(*as<SystemMessage>(inner));
             break;
         default:
-            offerToModules(message, inner, mac);
+            offerToModules(message, inner, kind, mac);
             break;
     }
 }

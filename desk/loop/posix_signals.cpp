@@ -10,7 +10,7 @@
 
 namespace desk {
 
-Signals::Signals() {
+PosixSignals::PosixSignals() {
     sigset_t taken;
     sigemptyset(&taken);
     for (const int number : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2, SIGRTMIN}) {
@@ -24,11 +24,11 @@ Signals::Signals() {
     }
 }
 
-Signals::~Signals() {
+PosixSignals::~PosixSignals() {
     close(fd_);
 }
 
-std::optional<int> Signals::next() {
+std::optional<int> PosixSignals::next() {
     signalfd_siginfo info{};
     if (read(fd_, &info, sizeof info) != static_cast<ssize_t>(sizeof info)) {
         return std::nullopt;

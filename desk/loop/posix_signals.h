@@ -8,13 +8,13 @@ namespace desk {
 /// Blocks INT, TERM, USR1, USR2 and RTMIN and reads them from a descriptor instead. Made before the
 /// first thread is started, so that all threads leave these signals alone. Ignores PIPE: a log that
 /// nobody reads must not end a logger.
-class Signals {
+class PosixSignals {
   public:
     /// Throws std::system_error.
-    Signals();
-    ~Signals();
-    Signals(const Signals&) = delete;
-    Signals& operator=(const Signals&) = delete;
+    PosixSignals();
+    ~PosixSignals();
+    PosixSignals(const PosixSignals&) = delete;
+    PosixSignals& operator=(const PosixSignals&) = delete;
 
     /// Readable while a signal waits.
     int fd() const { return fd_; }

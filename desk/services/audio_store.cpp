@@ -53,8 +53,8 @@ auto findByName(Files& files, const std::string& name) {
 
 }  // namespace
 
-AudioStore::AudioStore(fs::path directory)
-    : isTemporary_(directory.empty()), directory_(std::move(directory)) {
+AudioStore::AudioStore(fs::path directory, uid_t uploader)
+    : isTemporary_(directory.empty()), uploader_(uploader), directory_(std::move(directory)) {
     if (!isTemporary_) {
         makeDirectory();
         load();
@@ -143,6 +143,10 @@ void AudioStore::copy(const fs::path& upload, const fs::path& target) const {
     struct stat status {};
     if (fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         throw AudioError(errorCode_t::NotAllowed, upload.string() + " is no regular file");
+    }
+    if (status.st_uid != uploader_ || status.st_nlink != 1) {
+        throw AudioError(errorCode_t::NotAllowed,
+                         upload.string() + " is not the uploader's file alone");
     }
     const KeptFile file("audio file", target, O_WRONLY | O_CREAT | O_TRUNC);
     file.writeAllOf(source.get());

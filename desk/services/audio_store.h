@@ -1,6 +1,9 @@
 // The audio files of a logger.
 #pragma once
 
+#include <sys/types.h>
+#include <unistd.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <stdexcept>
@@ -32,7 +35,8 @@ class AudioStore {
     /// Uses the directory, which is made where there is none, and reads what is in it. An empty one
     /// stands for a temporary directory that is made with the first file and goes with this object.
     /// Throws std::runtime_error that says what is wrong.
-    explicit AudioStore(std::filesystem::path directory);
+    /// Takes over what belongs to `uploader` only.
+    explicit AudioStore(std::filesystem::path directory, uid_t uploader = geteuid());
     ~AudioStore();
     AudioStore(const AudioStore&) = delete;
     AudioStore& operator=(const AudioStore&) = delete;
@@ -44,7 +48,9 @@ class AudioStore {
     }
 
     /// Moves the uploaded file here, under its own name and in the place of one that has it
-    /// already. Links are not followed. Throws AudioError, and std::runtime_error when it cannot be
+    /// already. Links are not followed, and only a file of the uploader's that has no other name is
+    /// taken: in a directory that is open to everybody anybody's file can be given a name.
+    /// Throws AudioError, and std::runtime_error when it cannot be
     /// kept; the upload stays where it is then.
     void takeOver(const std::filesystem::path& upload, std::uint32_t startTime,
                   std::uint32_t endTime, const std::string& markerId);
@@ -60,6 +66,7 @@ class AudioStore {
     void copy(const std::filesystem::path& upload, const std::filesystem::path& target) const;
 
     const bool isTemporary_;
+    const uid_t uploader_;
     std::filesystem::path directory_;  // empty until the temporary one is made
     std::vector<File> files_;
 };

@@ -86,11 +86,14 @@ void BusloadService::sendDue() {
     source_->read(time, readings_);
     const auto gps = source_->readGps(time);
     if (bus_.isConnected()) {  // else each figure would be one more line in the log
-        for (const BusReading& reading : readings_) {
-            send(reading, timestamp);
-        }
-        if (gps) {
-            send(*gps, timestamp);
+        // One client after the other: what goes to the same one follows each other.
+        for (const std::string& client : audience_.addresses()) {
+            for (const BusReading& reading : readings_) {
+                send(reading, timestamp, client);
+            }
+            if (gps) {
+                send(*gps, timestamp, client);
+            }
         }
     }
     runs_ = !audience_.empty();
@@ -99,30 +102,28 @@ void BusloadService::sendDue() {
     }
 }
 
-void BusloadService::send(const BusReading& reading, std::uint64_t timestamp) {
+void BusloadService::send(const BusReading& reading, std::uint64_t timestamp,
+                          const std::string& client) {
     const KRPResponseGetBusNames::busName_t& name = source_->buses()[reading.bus].name;
-    BusLoadExtMessage message;
-    message.busId = name.busId;
-    message.channel = name.channel;
-    message.value = reading.value;
-    message.timestamp = timestamp;
-    message.unit = reading.unit;
-    message.most = reading.most;
-    for (const std::string& client : audience_.addresses()) {
-        message.kslOffset = offsetFor(client);
-        bus_.sendTo(std::string(kHandheldServer), client, message.clone());
-    }
+    auto message = std::make_unique<BusLoadExtMessage>();
+    message->busId = name.busId;
+    message->channel = name.channel;
+    message->value = reading.value;
+    message->timestamp = timestamp;
+    message->unit = reading.unit;
+    message->most = reading.most;
+    message->kslOffset = offsetFor(client);
+    bus_.sendTo(std::string(kHandheldServer), client, std::move(message));
 }
 
-void BusloadService::send(const GpsReading& reading, std::uint64_t timestamp) {
-    GPSTraceMessage message;
-    message.timestamp = timestamp;
-    message.gprmcStatus.assign(1, reading.hasFix ? 'A' : 'V');
-    message.latitude = reading.latitude;
-    message.longitude = reading.longitude;
-    for (const std::string& client : audience_.addresses()) {
-        bus_.sendTo(std::string(kHandheldServer), client, message.clone());
-    }
+void BusloadService::send(const GpsReading& reading, std::uint64_t timestamp,
+                          const std::string& client) {
+    auto message = std::make_unique<GPSTraceMessage>();
+    message->timestamp = timestamp;
+    message->gprmcStatus.assign(1, reading.hasFix ? 'A' : 'V');
+    message->latitude = reading.latitude;
+    message->longitude = reading.longitude;
+    bus_.sendTo(std::string(kHandheldServer), client, std::move(message));
 }
 
 }  // namespace desk

@@ -34,8 +34,8 @@ class BusloadService : public Service {
   private:
     void start(const std::string& client);
     void sendDue();
-    void send(const BusReading& reading, std::uint64_t timestamp);
-    void send(const GpsReading& reading, std::uint64_t timestamp);
+    void send(const BusReading& reading, std::uint64_t timestamp, const std::string& client);
+    void send(const GpsReading& reading, std::uint64_t timestamp, const std::string& client);
     std::uint8_t offsetFor(const std::string& client) const;
 
     KRPBusClient& bus_;

@@ -15,8 +15,10 @@ MonitorService::MonitorService(KRPBusClient& bus, Agenda& agenda,
       audience_(bus, agenda),
       playback_(
           agenda, std::move(source), rate, [this] { return !audience_.empty(); },
-          [this](const SignalReading& reading, std::uint64_t timestamp) {
-              take(reading, timestamp);
+          [this](const std::vector<SignalReading>& readings, std::uint64_t timestamp) {
+              for (const SignalReading& reading : readings) {
+                  take(reading, reading.time.value_or(timestamp));
+              }
           }) {}
 
 /// Made when they are asked for: what a logger has on its buses may take a moment to show.

@@ -46,10 +46,7 @@ void SignalPlayback::playDue() {
         readings_.clear();
         const auto untilNext = source_->read(
             std::chrono::duration_cast<SignalSource::Duration>(due_ - begin_), readings_);
-        const std::uint64_t timestamp = getTimeOfDay();
-        for (const SignalReading& reading : readings_) {
-            take_(reading, reading.time.value_or(timestamp));
-        }
+        take_(readings_, getTimeOfDay());
         due_ += rate_ || !untilNext ? period(rate_.value_or(source_->usualRate())) : *untilNext;
     }
     runs_ = isWanted_();

@@ -16,8 +16,9 @@ namespace desk {
 class SignalPlayback {
   public:
     using IsWanted = std::function<bool()>;
-    /// Takes a value and its time, in microseconds since 1970 UTC.
-    using Take = std::function<void(const SignalReading&, std::uint64_t timestamp)>;
+    /// Takes the values that were due together; they have the time, in microseconds since 1970 UTC,
+    /// where they have none of their own.
+    using Take = std::function<void(const std::vector<SignalReading>&, std::uint64_t timestamp)>;
 
     /// `rate` is in values per second and signal, of a recording in rows per second; without it
     /// values come as the source has them. The agenda must outlive this object, and must not run

@@ -16,8 +16,8 @@ SignalService::SignalService(KRPBusClient& bus, Agenda& agenda,
       audience_(bus, agenda),
       playback_(
           agenda, std::move(source), rate, [this] { return !audience_.empty(); },
-          [this](const SignalReading& reading, std::uint64_t timestamp) {
-              send(reading, timestamp);
+          [this](const std::vector<SignalReading>& readings, std::uint64_t timestamp) {
+              send(readings, timestamp);
           }) {}
 
 std::unique_ptr<KRPMessageResponse> SignalService::answer(const KRPMessageRequest& request) {
@@ -49,10 +49,26 @@ bool SignalService::takeNotice(const SystemMessage& notice) {
     return false;
 }
 
-void SignalService::send(const SignalReading& reading, std::uint64_t timestamp) {
+/// One client after the other: what goes to the same one follows each other, so that the bus server
+/// hands it on at once and its receiver wakes up once.
+void SignalService::send(const std::vector<SignalReading>& readings, std::uint64_t timestamp) {
     if (!bus_.isConnected()) {
         return;  // each value would be one more line in the log
     }
+    std::vector<SignalMessage> messages;
+    messages.reserve(readings.size());
+    for (const SignalReading& reading : readings) {
+        messages.push_back(messageOf(reading, reading.time.value_or(timestamp)));
+    }
+    for (const std::string& client : audience_.addresses()) {
+        for (const SignalMessage& message : messages) {
+            bus_.sendTo(std::string(kHandheldServer), client, message.clone());
+        }
+    }
+}
+
+SignalMessage SignalService::messageOf(const SignalReading& reading,
+                                       std::uint64_t timestamp) const {
     const SignalConfig& config = playback_.signals()[reading.signal];
     SignalMessage message;
     message.timestamp = timestamp;
@@ -63,9 +79,7 @@ void SignalService::send(const SignalReading& reading, std::uint64_t timestamp) 
     message.raw = reading.raw;
     message.phys = reading.phys;
     message.descr = reading.descr;
-    for (const std::string& client : audience_.addresses()) {
-        bus_.sendTo(std::string(kHandheldServer), client, message.clone());
-    }
+    return message;
 }
 
 }  // namespace desk

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "desk/loop/agenda.h"
 #include "desk/services/audience.h"
@@ -30,7 +31,8 @@ class SignalService : public Service {
     void clientMissing(const std::string& address) override { audience_.missing(address); }
 
   private:
-    void send(const SignalReading& reading, std::uint64_t timestamp);
+    void send(const std::vector<SignalReading>& readings, std::uint64_t timestamp);
+    SignalMessage messageOf(const SignalReading& reading, std::uint64_t timestamp) const;
 
     KRPBusClient& bus_;
     const std::uint8_t networkOffset_;

@@ -57,7 +57,7 @@ Connection::Connection(request_rec* request, const Directives& directives, Hands
       thread_(std::this_thread::get_id()),
       transport_(request),
       sender_(transport_, kQueueCapacity, timeoutOf(request)),
-      reader_(transport_, directives.effectiveMaxMessageSize()),
+      reader_(transport_, directives.effectiveMaxMessageSize(), directives.effectiveMaxTextSize()),
       pingInterval_(std::max<apr_int64_t>(directives.pingInterval, 0)) {}
 
 Connection::~Connection() = default;

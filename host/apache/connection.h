@@ -37,6 +37,7 @@ class Connection : public PluginServices {
     void chooseProtocol(const std::string& protocol) override;
     std::size_t send(int type, const unsigned char* data, std::size_t size) override;
     void close() override;
+    void hold(bool on) override { on ? sender_.hold() : sender_.release(); }
 
   private:
     using Clock = std::chrono::steady_clock;

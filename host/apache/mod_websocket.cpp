@@ -1,14 +1,20 @@
 // The websocket module: what Apache calls, and in which order a websocket is served.
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <string_view>
 
 #include "host/apache/apache_transport.h"
+#include "host/apache/confinement.h"
 #include "host/apache/connection.h"
 #include "host/apache/directives.h"
 #include "host/apache/handshake.h"
 #include "host/apache/module.h"
+#include "host/apache/places.h"
+#include "host/apache/server_record.h"
 #include "host/apache/termination_signals.h"
 
 namespace {
@@ -16,6 +22,8 @@ namespace {
 using websocket::ApacheTransport;
 using websocket::Connection;
 using websocket::Handshake;
+using websocket::Place;
+using websocket::Places;
 using websocket::TerminationSignals;
 
 constexpr std::string_view kHandlerName = "websocket-handler";
@@ -49,6 +57,23 @@ void leaveHttp(request_rec* request) {
     request->proto_input_filters = connection->input_filters;
 }
 
+/// Where the number of websockets is limited, each has to find a place.
+bool takePlace(request_rec* request, const websocket::Directives& directives, Place& place) {
+    const websocket::ConnectionLimits& limits = directives.connections;
+    if (limits.inAll <= 0 && limits.perAddress <= 0) {
+        return true;
+    }
+    place = Places::take(request->useragent_ip,
+                         static_cast<std::uint32_t>(std::max<apr_int64_t>(limits.inAll, 0)),
+                         static_cast<std::uint32_t>(std::max<apr_int64_t>(limits.perAddress, 0)));
+    if (!place.taken()) {
+        ap_log_rerror(APLOG_MARK, APLOG_NOTICE, 0, request,
+                      "WS204: websocket handshake refused: there are as many websockets as "
+                      "WebSocketMaxConnections allows");
+    }
+    return place.taken();
+}
+
 int handle(request_rec* request) {
     const websocket::Directives& directives = websocket::directivesOf(request);
     // Whatever becomes of it: nothing follows on this connection.
@@ -63,8 +88,14 @@ int handle(request_rec* request) {
     if (status != OK) {
         return status;
     }
+    Place place;
+    if (!takePlace(request, directives, place)) {
+        return HTTP_SERVICE_UNAVAILABLE;
+    }
     TerminationSignals signals;
-    status = serve(request, directives, std::move(handshake), signals);
+    status = websocket::confineProcess(request, directives)
+                 ? serve(request, directives, std::move(handshake), signals)
+                 : HTTP_INTERNAL_SERVER_ERROR;
     if (status == OK) {
         leaveHttp(request);
     }
@@ -91,8 +122,23 @@ extern "C" int websocketHandler(request_rec* request) {
     }
 }
 
+extern "C" int prepareServer(apr_pool_t* pool, apr_pool_t*, apr_pool_t*, server_rec* server) {
+    if (ap_state_query(AP_SQ_MAIN_STATE) == AP_SQ_MS_CREATE_PRE_CONFIG) {
+        return OK;  // the configuration is only being tried
+    }
+    if (!Places::make(pool)) {
+        ap_log_error(APLOG_MARK, APLOG_CRIT, APR_FROM_OS_ERROR(errno), server,
+                     "WS003: websockets cannot be counted");
+        return HTTP_INTERNAL_SERVER_ERROR;
+    }
+    websocket::tellWhatKernelLacks(server);
+    return OK;
+}
+
 extern "C" void registerHooks(apr_pool_t*) {
     ApacheTransport::registerFilter();
+    websocket::registerOptionalFunctions();
+    ap_hook_post_config(prepareServer, nullptr, nullptr, APR_HOOK_MIDDLE);
     ap_hook_handler(websocketHandler, nullptr, nullptr, APR_HOOK_MIDDLE);
 }
 

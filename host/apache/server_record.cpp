@@ -1,5 +1,7 @@
 #include "host/apache/server_record.h"
 
+#include "host/websocket_hold.h"
+
 namespace websocket {
 
 namespace {
@@ -45,7 +47,18 @@ void close(const WebSocketServer* server) {
     of(server).close();
 }
 
+extern "C" void websocket_hold(const WebSocketServer* server, int hold) {
+    // The record of another host would hold something else.
+    if (server != nullptr && server->send == &send) {
+        of(server).hold(hold != 0);
+    }
+}
+
 }  // namespace
+
+void registerOptionalFunctions() {
+    APR_REGISTER_OPTIONAL_FN(websocket_hold);
+}
 
 WebSocketServer makeServerRecord(PluginServices& connection) {
     WebSocketServer server{};

@@ -24,9 +24,14 @@ class PluginServices {
     virtual std::size_t send(int type, const unsigned char* data, std::size_t size) = 0;
     /// Any thread.
     virtual void close() = 0;
+    /// Whether what the calling thread sends may wait for what it sends next. Any thread.
+    virtual void hold(bool on) = 0;
 };
 
 /// The record through which a plug-in reaches its connection, which must outlive it.
 WebSocketServer makeServerRecord(PluginServices& connection);
+
+/// Offers `websocket_hold` to plug-ins. Called once, when the module is registered.
+void registerOptionalFunctions();
 
 }  // namespace websocket

@@ -85,12 +85,16 @@ void TerminationSignals::release() {
     }
 }
 
-void TerminationSignals::retireProcess() {
+bool TerminationSignals::processEndsAfterwards() {
     struct sigaction action {};
     // Only where the server handles it: without a handler the signal would end the process at once
     // (as it would when the server runs as one process for debugging).
-    if (processIsOurs() && sigaction(AP_SIG_GRACEFUL, nullptr, &action) == 0 &&
-        action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN) {
+    return processIsOurs() && sigaction(AP_SIG_GRACEFUL, nullptr, &action) == 0 &&
+           action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN;
+}
+
+void TerminationSignals::retireProcess() {
+    if (processEndsAfterwards()) {
         // Taken when the signals are let through again.
         raise(AP_SIG_GRACEFUL);
         retired_ = true;

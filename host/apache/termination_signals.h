@@ -36,6 +36,11 @@ class TerminationSignals {
     /// Whether this process serves one connection at a time, on its main thread.
     static bool processIsOurs();
 
+    /// Whether this process ends after its websocket: it serves one connection at a time and the
+    /// server will put another in its place. Not so where the server runs as one process for
+    /// debugging.
+    static bool processEndsAfterwards();
+
   private:
     int descriptor_ = -1;
     sigset_t held_{};

@@ -19,8 +19,11 @@ std::uint64_t headerSize(const wslay_frame_iocb& frame) {
 
 }  // namespace
 
-FrameReader::FrameReader(ByteSource& source, std::uint64_t maxMessageSize)
-    : source_(source), maxMessageSize_(maxMessageSize) {
+FrameReader::FrameReader(ByteSource& source, std::uint64_t maxMessageSize,
+                         std::uint64_t maxTextSize)
+    : source_(source),
+      maxMessageSize_(maxMessageSize),
+      maxTextSize_(std::min(maxTextSize, maxMessageSize)) {
     wslay_frame_callbacks callbacks{};
     callbacks.recv_callback = &FrameReader::receive;
     if (wslay_frame_context_init(&context_, &callbacks, this) != 0) {
@@ -168,7 +171,9 @@ CloseCode FrameReader::checkHeader(std::uint8_t opcode, bool fin, std::uint8_t r
         default:
             return kCloseProtocolError;
     }
-    return length > maxMessageSize_ - message_.size() ? kCloseTooBig : kCloseNone;
+    const bool isText = (inMessage ? messageOpcode_ : opcode) == WSLAY_TEXT_FRAME;
+    const std::uint64_t most = isText ? maxTextSize_ : maxMessageSize_;
+    return length > most - message_.size() ? kCloseTooBig : kCloseNone;
 }
 
 CloseCode FrameReader::startFrame(const wslay_frame_iocb& frame) {

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "base/utf8.h"
 #include "host/protocol/byte_source.h"
@@ -33,8 +34,10 @@ class FrameReader {
         std::size_t size = 0;
     };
 
-    /// Messages of more than `maxMessageSize` bytes are refused, from the header that tells it.
-    FrameReader(ByteSource& source, std::uint64_t maxMessageSize);
+    /// Messages of more than `maxMessageSize` bytes, and those of text of more than `maxTextSize`,
+    /// are refused, from the header that tells it.
+    FrameReader(ByteSource& source, std::uint64_t maxMessageSize,
+                std::uint64_t maxTextSize = std::numeric_limits<std::uint64_t>::max());
     ~FrameReader();
     FrameReader(const FrameReader&) = delete;
     FrameReader& operator=(const FrameReader&) = delete;
@@ -63,6 +66,7 @@ class FrameReader {
 
     ByteSource& source_;
     const std::uint64_t maxMessageSize_;
+    const std::uint64_t maxTextSize_;
     wslay_frame_context_ptr context_ = nullptr;
     std::size_t* budget_ = nullptr;
     bool ended_ = false;

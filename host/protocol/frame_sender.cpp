@@ -101,8 +101,25 @@ std::size_t FrameSender::send(std::uint8_t opcode, const std::uint8_t* data, std
         }
         queueWaitingControl();
     }
-    dispatch();
+    if (!mayWait()) {
+        dispatch();
+    }
     return size;
+}
+
+void FrameSender::hold() {
+    const MutexLocker lock(mutex_);
+    if (holder_ == std::thread::id()) {
+        holder_ = std::this_thread::get_id();
+    }
+}
+
+void FrameSender::release() {
+    const MutexLocker lock(mutex_);
+    if (holder_ == std::this_thread::get_id()) {
+        holder_ = std::thread::id();
+        dispatch();
+    }
 }
 
 bool FrameSender::wouldWait(std::size_t size) {

@@ -52,6 +52,12 @@ class FrameSender {
     /// thread.
     std::size_t send(std::uint8_t opcode, const std::uint8_t* data, std::size_t size);
 
+    /// What the calling thread sends from now on may wait in the queue for what it sends next,
+    /// until there is enough of it or `release`, which writes it. Frames of other threads take
+    /// along what waits. One thread at a time; a second one is not heeded.
+    void hold();
+    void release();
+
     /// Whether `send` of so many bytes would have to wait now.
     bool wouldWait(std::size_t size);
 
@@ -102,6 +108,7 @@ class FrameSender {
     bool queueControl(ControlFrame& control, std::uint8_t opcode) REQUIRES(mutex_);
     bool waitForRoom() REQUIRES(mutex_);
     bool hasWork() const REQUIRES(mutex_);
+    bool mayWait() const REQUIRES(mutex_);
     bool writerReady() const REQUIRES(mutex_);
     void wakeWriter() REQUIRES(mutex_);
     void dispatch() REQUIRES(mutex_);
@@ -138,6 +145,7 @@ class FrameSender {
     bool draining_ GUARDED_BY(mutex_) = false;   // somebody writes, or waits until he can
     bool writerIdle_ GUARDED_BY(mutex_) = false;  // the writer thread sleeps until it is woken
     bool gathering_ GUARDED_BY(mutex_) = false;   // the writer thread waits for more frames
+    std::thread::id holder_ GUARDED_BY(mutex_);   // the thread that holds its frames back
 };
 
 }  // namespace websocket

@@ -28,6 +28,12 @@ bool FrameSender::writerReady() const {
     return opened_ && end_ == End::None && !draining_ && hasWork();
 }
 
+/// Whether the calling thread holds back what it sends, and there is not much of it yet.
+bool FrameSender::mayWait() const {
+    return holder_ == std::this_thread::get_id() && ring_.used() < kEnough &&
+           ring_.used() <= ring_.free();
+}
+
 void FrameSender::wakeWriter() {
     if (writerIdle_) {
         // Once is enough: until it has run, others need not make the system call again.

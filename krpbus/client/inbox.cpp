@@ -12,6 +12,9 @@ std::int64_t coarseNow() {
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
+/// More at once would be more that can no longer be skipped.
+constexpr std::size_t kAtOnce = 64;
+
 }  // namespace
 
 Inbox::Inbox(std::size_t limit, std::chrono::milliseconds skipAfter)
@@ -55,26 +58,48 @@ bool Inbox::look() {
     const MutexLocker lock(mutex_);
     if (overrun_) {
         overrun_ = false;
+        taken_.clear();
+        handedOn_ = 0;
         ++connections_;
         updateSignal();
         return false;
     }
     passLeft_ = waiting_.count();
-    return connected_ || passLeft_ > 0;
+    return connected_ || passLeft_ > 0 || handedOn_ < taken_.size();
 }
 
 Received Inbox::pop(std::uint64_t& skipped) {
-    const MutexLocker lock(mutex_);
-    Received received;
-    if (passLeft_ > 0) {
-        --passLeft_;
-        received = waiting_.pop(coarseNow());
-        skipped = waiting_.takeSkipped();
+    if (handedOn_ == taken_.size()) {
+        takeSome();
+        if (taken_.empty()) {
+            return {};
+        }
     }
-    if (!received.message) {
-        updateSignal();
+    Received received = std::move(taken_[handedOn_++]);
+    if (handedOn_ == taken_.size()) {
+        skipped = std::exchange(skipped_, 0);
     }
     return received;
+}
+
+void Inbox::takeSome() {
+    taken_.clear();
+    handedOn_ = 0;
+    const MutexLocker lock(mutex_);
+    const std::int64_t now = coarseNow();
+    while (passLeft_ > 0 && taken_.size() < kAtOnce) {
+        --passLeft_;
+        Received received = waiting_.pop(now);
+        if (!received.message) {
+            break;
+        }
+        taken_.push_back(std::move(received));
+    }
+    skipped_ += waiting_.takeSkipped();
+    consuming_ = !taken_.empty();
+    if (!consuming_) {
+        updateSignal();
+    }
 }
 
 void Inbox::connected() {
@@ -109,7 +134,8 @@ std::vector<std::string> Inbox::takeVanished() {
 }
 
 void Inbox::updateSignal() {
-    const bool wanted = waiting_.count() > 0 || !connected_ || overrun_ || !vanished_.empty();
+    const bool wanted =
+        waiting_.count() > 0 || consuming_ || !connected_ || overrun_ || !vanished_.empty();
     if (wanted == signalled_) {
         return;
     }

@@ -33,8 +33,9 @@ class Inbox {
     /// The pass is as many messages as wait now. Ends an overrun, which counts as a reconnect.
     bool look();
     /// Takes the oldest message, or one without content when none waits or the pass has ended.
-    /// `skipped` is set to the number of messages that were skipped since the last drain when this
-    /// one drained the queue.
+    /// Takes up to 64 out of the queue at a time and hands them on one by one; they are no longer
+    /// skipped. Consumer. `skipped` is set to the number of messages that were skipped since the
+    /// last drain when this one drained the queue.
     Received pop(std::uint64_t& skipped);
 
     /// The server is there, first or again.
@@ -48,15 +49,22 @@ class Inbox {
 
   private:
     bool append(Received&& received) REQUIRES(mutex_);
+    void takeSome();
     void updateSignal() REQUIRES(mutex_);
 
     const std::size_t limit_;
     WakeEvent event_;
 
+    /// Of the consumer: what it has taken out, and from where on it has not been handed on.
+    std::vector<Received> taken_;
+    std::size_t handedOn_ = 0;
+    std::uint64_t skipped_ = 0;
+
     mutable Mutex mutex_;
     LiveDataSkipping waiting_ GUARDED_BY(mutex_);
     std::size_t passLeft_ GUARDED_BY(mutex_) =
         0;  // messages that the consumer may still take in this pass
+    bool consuming_ GUARDED_BY(mutex_) = false;  // the consumer has not handed on all it took
     bool signalled_ GUARDED_BY(mutex_) = false;
     bool connected_ GUARDED_BY(mutex_) = false;
     bool overrun_ GUARDED_BY(mutex_) = false;

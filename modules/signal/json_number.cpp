@@ -9,6 +9,8 @@
 #include <string>
 #include <system_error>
 
+#include "json/document.h"
+
 namespace {
 
 bool isDigit(char c) {
@@ -87,7 +89,7 @@ bool isTakenByLibrary(std::string_view number) {
     const std::string text(number);
     rapidjson::StringStream stream(text.c_str());
     rapidjson::BaseReaderHandler<> anything;
-    rapidjson::Reader reader;
+    rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, ThrowingAllocator> reader;
     return !reader.Parse(stream, anything).IsError();
 }
 

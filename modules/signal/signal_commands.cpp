@@ -51,10 +51,10 @@ KeyResult readSignalKey(const Document& doc, SignalKey& key) {
     if (member == doc.MemberEnd()) {
         return KeyResult::Missing;
     }
-    const auto text = [](const rapidjson::Value& value) {
+    const auto text = [](const Value& value) {
         return std::string(value.GetString(), value.GetStringLength());
     };
-    const rapidjson::Value& value = member->value;
+    const Value& value = member->value;
     if (value.IsString()) {
         key.first = text(value);
     } else if (value.IsArray() && value.Size() == 2 && value[0].IsString() && value[1].IsString()) {

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "base/file_descriptor.h"
+#include "tests/base/reserving_fault.h"
 #include "tests/kit/file_size_limit.h"
 #include "tests/kit/mounted_disk.h"
 #include "tests/kit/temporary_directory.h"
@@ -296,6 +297,15 @@ TEST_F(WholeFile, KeepsItsLengthWhenReservingTookWhatRoomThereWas) {
     EXPECT_FALSE(write(std::string(4'000'000, 'x')));
     EXPECT_EQ(content(), "old");
     EXPECT_EQ(::umount2(mounted.c_str(), MNT_DETACH), 0);
+}
+
+TEST_F(WholeFile, KeepsItsLengthWhereTheSystemMadeItLongerAndFailed) {
+    put("old");
+    roomForFile = 2000;
+    EXPECT_FALSE(write(std::string(4000, 'x')));
+    roomForFile = -1;
+    EXPECT_EQ(content(), "old");
+    EXPECT_TRUE(write("new"));
 }
 
 TEST_F(WholeFileOnAFullDisk, KeepsAContentThatTookNoRoom) {

@@ -88,6 +88,14 @@ TEST(CommandLine, ReadsWhereAudioFilesAre) {
     const Options options = optionsOf({"--audio", "kept", "--uploads", "/var/uploads/"});
     EXPECT_EQ(options.audioDirectory, "kept");
     EXPECT_EQ(options.uploadDirectory, "/var/uploads/");
+    EXPECT_EQ(options.uploader, geteuid());
+}
+
+TEST(CommandLine, ReadsWhoseUploadsAreTaken) {
+    EXPECT_EQ(optionsOf({"--upload-user", "root"}).uploader, 0U);
+    EXPECT_EQ(optionsOf({"--upload-user", "4711"}).uploader, 4711U);
+    EXPECT_EQ(errorOf({"--upload-user", "nobody here"}),
+              "--upload-user: there is no user \"nobody here\"");
 }
 
 TEST(CommandLine, ReadsEveryPartOfTheIdentity) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdlib>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,11 @@
 namespace {
 
 thread_local std::size_t refusedSize = 0;
+thread_local std::size_t refusedFrom = 0;
+
+bool isRefused(std::size_t size) {
+    return size != 0 && (size == refusedSize || (refusedFrom != 0 && size >= refusedFrom));
+}
 
 // Has the next text of this length find no room.
 class NoRoom {
@@ -23,6 +29,15 @@ class NoRoom {
     ~NoRoom() { refusedSize = 0; }
     NoRoom(const NoRoom&) = delete;
     NoRoom& operator=(const NoRoom&) = delete;
+};
+
+// Refuses whatever is larger.
+class NoMemoryFrom {
+  public:
+    explicit NoMemoryFrom(std::size_t size) { refusedFrom = size; }
+    ~NoMemoryFrom() { refusedFrom = 0; }
+    NoMemoryFrom(const NoMemoryFrom&) = delete;
+    NoMemoryFrom& operator=(const NoMemoryFrom&) = delete;
 };
 
 // An answer that is only there to be sent.
@@ -46,9 +61,15 @@ std::string cannotWrite(const std::string& text) {
 // The library's malloc goes through here.
 extern "C" void* realMalloc(std::size_t size) __asm__("__real_malloc");
 extern "C" void* wrappedMalloc(std::size_t size) __asm__("__wrap_malloc");
+extern "C" void* realRealloc(void* memory, std::size_t size) __asm__("__real_realloc");
+extern "C" void* wrappedRealloc(void* memory, std::size_t size) __asm__("__wrap_realloc");
 
 void* wrappedMalloc(std::size_t size) {
-    return size != 0 && size == refusedSize ? nullptr : realMalloc(size);
+    return isRefused(size) ? nullptr : realMalloc(size);
+}
+
+void* wrappedRealloc(void* memory, std::size_t size) {
+    return isRefused(size) ? nullptr : realRealloc(memory, size);
 }
 
 TEST(OutOfMemory, DomToJsonLogsTheTextThatItCannotKeep) {
@@ -107,4 +128,23 @@ TEST(OutOfMemory, MessageIsNotSent) {
     EXPECT_TRUE(session.host.frames().empty());
     EXPECT_EQ(capture.standardOutput(),
               cannotWrite(kAnswer) + "[ERROR] KLV::sendMessage() Buffer is empty\n");
+}
+
+TEST(OutOfMemory, ADocumentThrowsWhereItCouldNotGrow) {
+    Document doc;
+    std::string text = "[0";
+    for (int i = 0; i < 100'000; ++i) {
+        text += ",0";
+    }
+    text += "]";
+    const NoMemoryFrom limit(1'000'000);
+    EXPECT_THROW(doc.Parse(text), std::bad_alloc);
+}
+
+TEST(OutOfMemory, SoDoesTheTextOfOne) {
+    Document doc;
+    const std::string text(100'000, 'x');
+    doc.SetString(text.c_str(), static_cast<rapidjson::SizeType>(text.size()));
+    const NoMemoryFrom limit(100'000);
+    EXPECT_THROW(dom_to_json(&doc), std::bad_alloc);
 }

@@ -1,9 +1,13 @@
 #include "json/websocket_send.h"
 
+#include <apr_hooks.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <utility>
+#include <vector>
 
+#include "host/websocket_hold.h"
 #include "tests/kit/log_capture.h"
 #include "tests/kit/worker_session.h"
 
@@ -78,4 +82,31 @@ TEST(SendAndFreeText, LeavesTheTerminatingZeroByteOut) {
     WorkerSession session;
     sendAndFreeText(strdup("{}"), session.host.server(), "test");
     EXPECT_EQ(session.host.texts(), std::vector<std::string>{"{}"});
+}
+
+namespace {
+
+/// What a host of ours is told, where a test is the host.
+std::vector<std::pair<const WebSocketServer*, int>> holds;
+
+extern "C" void websocket_hold(const WebSocketServer* server, int hold) {
+    holds.emplace_back(server, hold);
+}
+
+}  // namespace
+
+TEST(HeldFrames, TellAHostThatCanHoldThemBack) {
+    WorkerSession session;
+    { const HeldFrames unknown; }
+    EXPECT_TRUE(holds.empty()) << "a host that does not know of it";
+
+    apr_hook_global_pool = session.setup.socket->pool;
+    APR_REGISTER_OPTIONAL_FN(websocket_hold);
+    const auto* const server = session.setup.socket->server;
+    {
+        const HeldFrames held;
+        EXPECT_EQ(holds, (decltype(holds){{server, 1}}));
+    }
+    EXPECT_EQ(holds, (decltype(holds){{server, 1}, {server, 0}}));
+    apr_dynamic_fn_register("websocket_hold", nullptr);
 }

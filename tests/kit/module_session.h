@@ -15,8 +15,8 @@
 #include "tests/kit/worker_session.h"
 #include "tests/krpbus/client/bus_test_client.h"
 
-/// The session has its bus client but no bus thread: a test hands answers to the modules itself. The
-/// neighbour list is complete and empty at first.
+/// The session has its bus client but no bus thread: a test hands answers to the modules itself.
+/// The neighbour list is complete and empty at first.
 class ModuleSession {
   public:
     ModuleSession() {

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "host/websocket_plugin.h"
+#include "tests/kit/probe_attempts.h"
 
 namespace {
 
@@ -175,6 +176,7 @@ const std::map<std::string, Command>& commands() {
         {"control", sendControl},
         {"big", sendBig},
         {"header", tellHeader},
+        {"try", [](Session& s, std::istream& words) { s.say(attempt(words)); }},
         {"close", [](Session& s, std::istream&) { s.server->close(s.server); }},
         {"pid", [](Session& s, std::istream&) { s.say(std::to_string(getpid())); }},
         {"seen", [](Session& s, std::istream&) { s.say("seen " + s.seen); }},

@@ -8,6 +8,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,6 +17,7 @@
 #include "krpbus/messages/krp_get_bus_names.h"
 #include "krpbus/messages/krp_get_event_list.h"
 #include "krpbus/messages/signal_message.h"
+#include "network/ksl_info.h"
 #include "plugin/lv_websocket.h"
 #include "plugin/plugin_callbacks.h"
 #include "setup/lv_setup.h"
@@ -50,6 +52,11 @@ std::string forwarded(const std::string& session) {
 class EndingSession : public testing::Test {
   protected:
     EndingSession() {
+        // The record of the loggers goes with the first session of a process, on purpose: a second
+        // one would wait for them for ever.
+        if (kslInfo == nullptr) {
+            throw std::logic_error("each of these tests needs a process of its own");
+        }
         setenv("KRPBUS_SERVER", nats_.address().c_str(), 1);
         setenv("KRPBUS_MAC", kLocal.c_str(), 1);
         setenv("KSL_CONFIG_FILE", "/nonexistent/network.xml", 1);
@@ -72,8 +79,12 @@ class EndingSession : public testing::Test {
     void connect() {
         host_.connect();
         // Other commands are for a session that knows its loggers.
+        const auto deadline = Clock::now() + 30s;
         while (!host_.waitForText("\"get_logger_info\"", 100ms) ||
                !host_.waitForText("\"OK\"", 100ms)) {
+            if (Clock::now() > deadline) {
+                throw std::runtime_error("the session does not get to know its loggers");
+            }
             host_.deliverText(R"({"command":"get_logger_info"})");
         }
     }

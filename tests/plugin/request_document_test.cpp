@@ -29,6 +29,19 @@ std::string nested(int levels) {
            std::string(static_cast<std::size_t>(levels), ']');
 }
 
+/// Zeros in arrays so deep in each other.
+std::string nestedZeros(std::size_t levels, int zeros) {
+    std::string text(levels, '[');
+    for (int i = 1; i < zeros; ++i) {
+        text += "0,";
+    }
+    return text + "0" + std::string(levels, ']');
+}
+
+std::string deepZeros(std::size_t levels, int zeros) {
+    return "{\"command\":\"nothing\",\"x\":" + nestedZeros(levels, zeros) + "}";
+}
+
 }  // namespace
 
 class RequestDocument : public FrameSession {
@@ -149,24 +162,46 @@ TEST_F(RequestDocument, LeavesTheHostsBufferAsItWas) {
     EXPECT_EQ(frame, before);
 }
 
-TEST_F(RequestDocument, MayNestAThousandLevels) {
-    deliver("{\"command\":\"nothing\",\"x\":" + nested(999) + "}");
+TEST_F(RequestDocument, MayNestThirtyTwoLevels) {
+    deliver("{\"command\":\"nothing\",\"x\":" + nested(31) + "}");
     EXPECT_THAT(answers(), ElementsAre(StartsWith("{\"response\":\"nothing\"")));
 }
 
 TEST_F(RequestDocument, IsRefusedBeforeParsingWhenItNestsDeeper) {
-    expectRefused({"{\"command\":\"nothing\",\"x\":" + nested(1000) + "}",
-                   "arrays and objects are nested deeper than 1000 levels"},
+    const std::string kReason = "arrays and objects are nested deeper than 32 levels";
+    expectRefused({"{\"command\":\"nothing\",\"x\":" + nested(32) + "}", kReason},
                   "failed to parse webapp buffer: ");
-    expectRefused(
-        {std::string(100000, '['), "arrays and objects are nested deeper than 1000 levels"},
-        "failed to parse webapp buffer: ");
+    expectRefused({std::string(100000, '['), kReason}, "failed to parse webapp buffer: ");
     std::string objects;
     for (int level = 0; level < 100000; ++level) {
         objects += "{\"a\":";
     }
-    expectRefused({objects, "arrays and objects are nested deeper than 1000 levels"},
+    expectRefused({objects, kReason}, "failed to parse webapp buffer: ");
+}
+
+TEST_F(RequestDocument, IsRefusedWhenQuotingItWouldTakeFarMoreRoomThanItsFrame) {
+    const std::string kReason =
+        "written out with a line for each value the request is longer than 1048576 bytes and 16 "
+        "times its frame";
+    expectRefused({deepZeros(31, 10'000), kReason}, "failed to parse webapp buffer: ");
+    // Without a command it would be quoted at once.
+    expectRefused({"{\"x\":" + nestedZeros(31, 40'000) + "}", kReason},
                   "failed to parse webapp buffer: ");
+}
+
+TEST_F(RequestDocument, MayBeQuotedWithAMebibyteOrSixteenTimesItsFrame) {
+    // Quoted with 131 bytes for each zero.
+    deliver(deepZeros(31, 7900));
+    // With 23, which is below 16 times the two of the frame.
+    deliver(deepZeros(4, 100'000));
+    EXPECT_THAT(answers(), ElementsAre(StartsWith("{\"response\":\"nothing\""),
+                                       StartsWith("{\"response\":\"nothing\"")));
+}
+
+TEST_F(RequestDocument, KeepsTheTextForARootThatIsNoObjectHoweverDeepItIs) {
+    const std::string frame = nestedZeros(31, 40'000);
+    expectRefused({frame, "failed to parse webapp buffer, no object available. (" + frame + ")"},
+                  "");
 }
 
 TEST_F(RequestDocument, MayHoldAnyNumberOfBracketsInStringsAndBesideEachOther) {

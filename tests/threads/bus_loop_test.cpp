@@ -205,8 +205,9 @@ TEST_F(BusThread, TellsTheBrowserAgainAndAgainThatTheServerIsGoneAndGoesOnWhenIt
 
 TEST_F(BusThread, StopsWhileTheServerIsGone) {
     RecordingThread& thread = make();
+    const std::size_t before = passes();
     ASSERT_EQ(thread.start_thread(), 0);
-    waitForPasses(1);
+    waitForPasses(before + 1);
     nats_.stop();
     while (thread.isConnected()) {
         std::this_thread::sleep_for(milliseconds(10));

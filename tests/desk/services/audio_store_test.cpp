@@ -98,6 +98,25 @@ TEST_F(AudioStoreTest, RefusesWhatIsNoRegularFile) {
     EXPECT_TRUE(fs::exists(uploads / "real"));
 }
 
+TEST_F(AudioStoreTest, RefusesAFileWithAnotherName) {
+    AudioStore store(home());
+    const fs::path uploaded = upload("one", "x");
+    const fs::path other = uploaded.parent_path() / "other";
+    fs::create_hard_link(uploaded, other);
+    EXPECT_EQ(errorOf(store, uploaded), errorCode_t::NotAllowed);
+    EXPECT_EQ(errorOf(store, other), errorCode_t::NotAllowed);
+    fs::remove(other);
+    store.takeOver(uploaded, 1, 2, "m");
+    EXPECT_EQ(store.files().size(), 1U);
+}
+
+TEST_F(AudioStoreTest, RefusesAFileOfSomebodyElse) {
+    AudioStore store(home(), geteuid() + 1);
+    const fs::path uploaded = upload("one", "x");
+    EXPECT_EQ(errorOf(store, uploaded), errorCode_t::NotAllowed);
+    EXPECT_TRUE(fs::exists(uploaded));
+}
+
 TEST_F(AudioStoreTest, LeavesOutAFileThatIsNoLongerThere) {
     directory.write("kept/files/1", "one");
     directory.write("kept/list", "1 2 1 m\n1 2 2 m\n");

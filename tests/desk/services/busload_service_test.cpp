@@ -2,25 +2,19 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <thread>
-
 #include "krpbus/messages/gps_trace_message.h"
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/simple_messages.h"
-#include "tests/krpbus/client/bus_test_client.h"
+#include "tests/desk/services/live_service.h"
 
-using desk::Agenda;
 using desk::BusloadService;
 using desk::BusReading;
 using desk::Clock;
 using testing::ElementsAre;
-using testing::SizeIs;
 using namespace std::chrono_literals;
 
 namespace {
 
-constexpr const char* kMac = "02:00:00:00:00:01";
 constexpr const char* kOtherMac = "02:00:00:00:00:02";
 
 // Two buses, one of them not in use, and a receiver; the loads count how often they were read.
@@ -44,18 +38,10 @@ class CountingBuses : public desk::BusSource {
     std::int32_t count_ = 0;
 };
 
-// A service on a real bus, with a client that it serves.
-class BusloadServiceTest : public testing::Test {
+class BusloadServiceTest : public LiveService<BusloadService> {
   protected:
-    BusloadServiceTest() : bus(makeClient(server, "desk", kMac)) {
-        client = makeClient(server, "17_KLV1", kMac);
-        synchronise(*bus, *client);
+    BusloadServiceTest() {
         service.emplace(*bus, agenda, std::make_unique<CountingBuses>(), 200.0, std::uint8_t{8});
-    }
-    bool notice(const std::string& text, const std::string& from = "17_KLV1") {
-        SystemMessage message(SystemMessage::SM_STATE, text);
-        message.setSource(from);
-        return service->takeNotice(message);
     }
     std::vector<KRPResponseGetBusNames::busName_t> names(unsigned char activeOnly,
                                                          const std::string& from = "17_KLV1") {
@@ -64,29 +50,6 @@ class BusloadServiceTest : public testing::Test {
         const auto answer = service->answer(request);
         return dynamic_cast<const KRPResponseGetBusNames&>(*answer).busNames;
     }
-    // Runs the agenda until the client has that many messages.
-    std::vector<std::unique_ptr<MessageBase>> messages(KRPBusClient& receiver, std::size_t count) {
-        std::vector<std::unique_ptr<MessageBase>> received;
-        const auto deadline = Clock::now() + kPatience;
-        while (received.size() < count && Clock::now() < deadline) {
-            agenda.runDue(Clock::now());
-            for (const std::string& address : bus->takeVanished()) {
-                service->clientMissing(address);
-            }
-            receiver.read();
-            while (auto message = receiver.getMessage()) {
-                received.push_back(std::move(message));
-            }
-            std::this_thread::sleep_for(1ms);
-        }
-        return received;
-    }
-
-    NatsServer server;
-    Agenda agenda;
-    std::unique_ptr<KRPBusClient> bus;
-    std::unique_ptr<KRPBusClient> client;
-    std::optional<BusloadService> service;
 };
 
 TEST_F(BusloadServiceTest, ListsTheBusesInUse) {
@@ -106,7 +69,7 @@ TEST_F(BusloadServiceTest, LeavesOtherRequestsAndNoticesAlone) {
     EXPECT_EQ(service->answer(SimpleMessageRequest<23>()), nullptr);
     EXPECT_FALSE(notice("77-LVStartSignals"));
     EXPECT_FALSE(service->takeNotice(SystemMessage(25, "75-LVStartBusload")));
-    EXPECT_FALSE(agenda.next().has_value());
+    EXPECT_FALSE(runs());
 }
 
 TEST_F(BusloadServiceTest, SendsLoadsAndGpsStatesFromStartToStop) {
@@ -138,7 +101,7 @@ TEST_F(BusloadServiceTest, HasNothingToDoAfterTheLastStop) {
     for (int i = 0; i < 3; ++i) {
         agenda.runDue(Clock::now() + 1h);
     }
-    EXPECT_FALSE(agenda.next().has_value());
+    EXPECT_FALSE(runs());
 }
 
 TEST_F(BusloadServiceTest, BeginsItsLoadsAnewWithTheNextStart) {
@@ -148,7 +111,7 @@ TEST_F(BusloadServiceTest, BeginsItsLoadsAnewWithTheNextStart) {
     for (int i = 0; i < 3; ++i) {
         agenda.runDue(Clock::now() + 1h);
     }
-    ASSERT_FALSE(agenda.next().has_value());
+    ASSERT_FALSE(runs());
     bus->sendTo("desk", "17_KLV1", std::make_unique<SystemMessage>(255, "last"));
     std::unique_ptr<MessageBase> message;
     do {
@@ -163,8 +126,7 @@ TEST_F(BusloadServiceTest, BeginsItsLoadsAnewWithTheNextStart) {
 }
 
 TEST_F(BusloadServiceTest, SendsWrappedLoadsWithItsOffsetToClientsOfOtherLoggers) {
-    const auto other = makeClient(server, "18_KLV1", kOtherMac);
-    synchronise(*bus, *other);
+    const auto other = connect("18_KLV1", kOtherMac);
     notice("75-LVStartBusload", std::string("ksl://0/") + kOtherMac + "/18_KLV1");
     const auto received = messages(*other, 1);
     ASSERT_FALSE(received.empty());
@@ -177,15 +139,7 @@ TEST_F(BusloadServiceTest, ForgetsAClientThatVanished) {
     notice("75-LVStartBusload");
     messages(*client, 2);
     client.reset();
-    const auto deadline = Clock::now() + kPatience;
-    while (agenda.next().has_value() && Clock::now() < deadline) {
-        agenda.runDue(Clock::now());
-        for (const std::string& address : bus->takeVanished()) {
-            service->clientMissing(address);
-        }
-        std::this_thread::sleep_for(1ms);
-    }
-    EXPECT_FALSE(agenda.next().has_value());
+    EXPECT_TRUE(runUntil([this] { return !runs(); }));
 }
 
 TEST_F(BusloadServiceTest, SaysNothingOfLoadsThatItCannotSend) {

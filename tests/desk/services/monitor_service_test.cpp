@@ -2,18 +2,12 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <optional>
-#include <thread>
-
 #include "desk/sources/drive_signals.h"
 #include "desk/sources/recording_signals.h"
 #include "krpbus/messages/krp_get_rc_monitor_names.h"
 #include "krpbus/messages/simple_messages.h"
-#include "tests/krpbus/client/bus_test_client.h"
+#include "tests/desk/services/live_service.h"
 
-using desk::Agenda;
-using desk::Clock;
 using desk::makeMonitors;
 using desk::Monitor;
 using desk::MonitorService;
@@ -27,8 +21,6 @@ using testing::StartsWith;
 using namespace std::chrono_literals;
 
 namespace {
-
-constexpr const char* kMac = "02:00:00:00:00:01";
 
 std::vector<SignalConfig> named(const std::vector<std::string>& names) {
     std::vector<SignalConfig> configs(names.size());
@@ -62,50 +54,24 @@ TEST(Monitors, AreAsManyAsThereAreScreens) {
     EXPECT_EQ(monitors.back(), (Monitor{"Bus9", {9}}));
 }
 
-// A service on a real bus, with a client that watches.
-class MonitorServiceTest : public testing::Test {
+class MonitorServiceTest : public LiveService<MonitorService> {
   protected:
-    MonitorServiceTest() : bus(makeClient(server, "desk", kMac)) {
-        client = makeClient(server, "17_KLV1", kMac);
-        synchronise(*bus, *client);
-        use(std::make_unique<desk::DriveSignals>());
-    }
+    MonitorServiceTest() { use(std::make_unique<desk::DriveSignals>()); }
     void use(std::unique_ptr<desk::SignalSource> source) {
         service.emplace(*bus, agenda, std::move(source), std::nullopt);
     }
-    bool notice(const std::string& text, unsigned char type = SystemMessage::SM_STATE,
-                const std::string& from = "17_KLV1") {
-        SystemMessage message(type, text);
-        message.setSource(from);
-        return service->takeNotice(message);
-    }
     void start() { EXPECT_TRUE(notice("61-HCUStartRCMon")); }
-    void select(const std::string& screen) { EXPECT_TRUE(notice(screen, SystemMessage::SM_RCMON)); }
-    bool runUntil(const std::function<bool()>& condition) {
-        const auto deadline = Clock::now() + kPatience;
-        while (!condition() && Clock::now() < deadline) {
-            agenda.runDue(Clock::now());
-            for (const std::string& address : bus->takeVanished()) {
-                service->clientMissing(address);
-            }
-            std::this_thread::sleep_for(1ms);
-        }
-        return condition();
+    void select(const std::string& screen) {
+        EXPECT_TRUE(notice(screen, "17_KLV1", SystemMessage::SM_RCMON));
     }
     // The names of the next `count` values that the client gets.
     std::vector<std::string> shown(std::size_t count) {
         std::vector<std::string> names;
-        runUntil([&] {
-            while (auto message = nextWaiting(*client)) {
-                if (const auto* value = dynamic_cast<const SignalMessage*>(message.get())) {
-                    EXPECT_EQ(value->webappName, "");
-                    names.push_back(value->instanceName);
-                    latest[value->instanceName] = *value;
-                }
-            }
-            return names.size() >= count;
-        });
-        names.resize(std::min(names.size(), count));
+        for (const SignalMessage& value : values(count)) {
+            EXPECT_EQ(value.webappName, "");
+            names.push_back(value.instanceName);
+            latest[value.instanceName] = value;
+        }
         return names;
     }
     // Takes all that is on its way to the client.
@@ -120,11 +86,6 @@ class MonitorServiceTest : public testing::Test {
         ADD_FAILURE() << "the client gets nothing";
     }
 
-    NatsServer server;
-    Agenda agenda;
-    std::unique_ptr<KRPBusClient> bus;
-    std::unique_ptr<KRPBusClient> client;
-    std::optional<MonitorService> service;
     std::map<std::string, SignalMessage> latest;  // by name
 };
 
@@ -141,7 +102,7 @@ TEST_F(MonitorServiceTest, AnswersRequest83WithItsMonitors) {
 }
 
 TEST_F(MonitorServiceTest, ShowsTheFirstScreenOnceStarted) {
-    EXPECT_FALSE(agenda.next().has_value());
+    EXPECT_FALSE(runs());
     start();
     EXPECT_THAT(shown(30), Each(StartsWith("CAN1.")));
     EXPECT_EQ(latest["CAN1.Vehicle.Speed"].unit, "km/h");
@@ -185,9 +146,8 @@ TEST_F(MonitorServiceTest, ShowsWhatIsKnownAtOnceWhenAScreenIsSelected) {
     EXPECT_THAT(shown(1), ElementsAre("Recording.B.x"));
     EXPECT_EQ(latest["Recording.B.x"].value, "3");
     // Also to one who comes later, and only to that one.
-    auto other = makeClient(server, "18_KLV2", kMac);
-    synchronise(*bus, *other);
-    notice("61-HCUStartRCMon", SystemMessage::SM_STATE, "18_KLV2");
+    const auto other = connect("18_KLV2");
+    notice("61-HCUStartRCMon", "18_KLV2");
     const auto message = nextMessage(*other);
     const auto* value = dynamic_cast<const SignalMessage*>(message.get());
     ASSERT_NE(value, nullptr);
@@ -199,7 +159,7 @@ TEST_F(MonitorServiceTest, EndsWithTheStopOfTheLastWhoWatches) {
     start();
     shown(1);
     EXPECT_TRUE(notice("62-HCUStopRCMon"));
-    EXPECT_TRUE(runUntil([this] { return !agenda.next().has_value(); }));
+    EXPECT_TRUE(runUntil([this] { return !runs(); }));
     skip();
     start();
     EXPECT_EQ(shown(5).size(), 5U);
@@ -209,16 +169,16 @@ TEST_F(MonitorServiceTest, ForgetsAClientThatHasVanished) {
     start();
     shown(1);
     client.reset();
-    EXPECT_TRUE(runUntil([this] { return !agenda.next().has_value(); }));
+    EXPECT_TRUE(runUntil([this] { return !runs(); }));
 }
 
 TEST_F(MonitorServiceTest, LeavesOtherNoticesAlone) {
     EXPECT_FALSE(notice("77-LVStartSignals"));
-    EXPECT_FALSE(notice("61-HCUStartRCMon", SystemMessage::SM_KSL));
+    EXPECT_FALSE(notice("61-HCUStartRCMon", "17_KLV1", SystemMessage::SM_KSL));
     for (const char* const screen : {"10", "07", "a", "", "/", ":"}) {
-        EXPECT_FALSE(notice(screen, SystemMessage::SM_RCMON)) << screen;
+        EXPECT_FALSE(notice(screen, "17_KLV1", SystemMessage::SM_RCMON)) << screen;
     }
-    EXPECT_FALSE(agenda.next().has_value());
+    EXPECT_FALSE(runs());
 }
 
 }  // namespace

@@ -2,16 +2,11 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <thread>
-
 #include "desk/sources/recording_signals.h"
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/simple_messages.h"
-#include "tests/krpbus/client/bus_test_client.h"
+#include "tests/desk/services/live_service.h"
 
-using desk::Agenda;
-using desk::Audience;
 using desk::Clock;
 using desk::Recording;
 using desk::RecordingSignals;
@@ -21,14 +16,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr const char* kMac = "02:00:00:00:00:01";
-
-// A service on a real bus, with a client that it serves.
-class SignalServiceTest : public testing::Test {
+class SignalServiceTest : public LiveService<SignalService> {
   protected:
-    SignalServiceTest() : bus(makeClient(server, "desk", kMac)) {
-        newClient();
-        service.emplace(*bus, agenda, std::make_unique<RecordingSignals>(recording()), std::nullopt,
+    SignalServiceTest() { use(std::nullopt); }
+    void use(std::optional<double> rate) {
+        service.emplace(*bus, agenda, std::make_unique<RecordingSignals>(recording()), rate,
                         std::uint8_t{8});
     }
     static std::shared_ptr<const Recording> recording() {
@@ -37,51 +29,15 @@ class SignalServiceTest : public testing::Test {
         recording->rows = {{0us, {"1.50", "R"}}, {20000us, {"2", ""}}, {40000us, {"", "1"}}};
         return recording;
     }
-    void newClient() {
-        client = makeClient(server, "17_KLV1", kMac);
-        synchronise(*bus, *client);
-    }
-    bool notice(const std::string& text, const std::string& from = "17_KLV1",
-                unsigned char type = SystemMessage::SM_STATE) {
-        SystemMessage message(type, text);
-        message.setSource(from);
-        return service->takeNotice(message);
-    }
-    // Runs the agenda until the condition holds; false when it has not in time.
-    bool runUntil(const std::function<bool()>& condition) {
-        const auto deadline = Clock::now() + kPatience;
-        while (!condition() && Clock::now() < deadline) {
-            agenda.runDue(Clock::now());
-            for (const std::string& address : bus->takeVanished()) {
-                service->clientMissing(address);
-            }
-            std::this_thread::sleep_for(1ms);
-        }
-        return condition();
-    }
-    // The next `count` values that the client gets.
-    std::vector<std::string> values(std::size_t count) {
+    static std::vector<std::string> lines(const std::vector<SignalMessage>& values) {
         std::vector<std::string> lines;
-        runUntil([&] {
-            while (auto message = nextWaiting(*client)) {
-                if (const auto* value = dynamic_cast<const SignalMessage*>(message.get())) {
-                    lines.push_back(value->webappName + "=" + value->value);
-                    latest[value->webappName] = *value;
-                }
-            }
-            return lines.size() >= count;
-        });
-        lines.resize(std::min(lines.size(), count));
+        for (const SignalMessage& value : values) {
+            lines.push_back(value.webappName + "=" + value.value);
+        }
         return lines;
     }
-    bool runs() { return agenda.next().has_value(); }
-
-    NatsServer server;
-    Agenda agenda;
-    std::unique_ptr<KRPBusClient> bus;
-    std::unique_ptr<KRPBusClient> client;
-    std::optional<SignalService> service;
-    std::map<std::string, SignalMessage> latest;  // by name
+    // The next `count` values that the client gets.
+    std::vector<std::string> shown(std::size_t count) { return lines(values(count)); }
 };
 
 TEST_F(SignalServiceTest, AnswersRequest137WithItsSignals) {
@@ -115,8 +71,10 @@ TEST_F(SignalServiceTest, LeavesOtherNoticesAlone) {
 
 TEST_F(SignalServiceTest, SendsValuesInOrderOnceStarted) {
     EXPECT_TRUE(notice("77-LVStartSignals"));
-    EXPECT_THAT(values(5), ElementsAre("Speed=1.50", "Gear=R", "Speed=2", "Gear=1", "Speed=1.50"));
-    const SignalMessage& speed = latest["Speed"];
+    const auto sent = values(5);
+    ASSERT_THAT(lines(sent),
+                ElementsAre("Speed=1.50", "Gear=R", "Speed=2", "Gear=1", "Speed=1.50"));
+    const SignalMessage& speed = sent.back();
     EXPECT_EQ(speed.instanceName, "Recording.Speed");
     EXPECT_EQ(speed.unit, "km/h");
     EXPECT_EQ(speed.phys, std::stod(speed.value));
@@ -132,18 +90,17 @@ TEST_F(SignalServiceTest, PlaysAtTheSpeedOfTheRecording) {
 }
 
 TEST_F(SignalServiceTest, PlaysAtTheRateAskedFor) {
-    service.emplace(*bus, agenda, std::make_unique<RecordingSignals>(recording()), 20.0,
-                    std::uint8_t{8});
+    use(20.0);
     const auto begin = Clock::now();
     notice("77-LVStartSignals");
-    EXPECT_THAT(values(5), ElementsAre("Speed=1.50", "Gear=R", "Speed=2", "Gear=1", "Speed=1.50"));
+    EXPECT_THAT(shown(5), ElementsAre("Speed=1.50", "Gear=R", "Speed=2", "Gear=1", "Speed=1.50"));
     EXPECT_GE(Clock::now() - begin, 150ms);
 }
 
 TEST_F(SignalServiceTest, SendsTwiceToNobodyThatStartsTwice) {
     notice("77-LVStartSignals");
     notice("77-LVStartSignals");
-    EXPECT_THAT(values(3), ElementsAre("Speed=1.50", "Gear=R", "Speed=2"));
+    EXPECT_THAT(shown(3), ElementsAre("Speed=1.50", "Gear=R", "Speed=2"));
 }
 
 TEST_F(SignalServiceTest, SendsNothingBeforeTheStartAndAfterTheStop) {
@@ -158,12 +115,11 @@ TEST_F(SignalServiceTest, SendsNothingBeforeTheStartAndAfterTheStop) {
     synchronise(*client, *bus);
 
     notice("77-LVStartSignals");
-    EXPECT_THAT(values(1), ElementsAre("Speed=1.50"));
+    EXPECT_THAT(shown(1), ElementsAre("Speed=1.50"));
 }
 
 TEST_F(SignalServiceTest, StopsOnlyWhoHasAskedForIt) {
-    auto other = makeClient(server, "18_KLV2", kMac);
-    synchronise(*bus, *other);
+    const auto other = connect("18_KLV2");
     notice("77-LVStartSignals");
     notice("77-LVStartSignals", "18_KLV2");
     notice("78-LVStopSignals", "18_KLV2");
@@ -173,15 +129,11 @@ TEST_F(SignalServiceTest, StopsOnlyWhoHasAskedForIt) {
 }
 
 TEST_F(SignalServiceTest, ServesAClientOnAnotherLogger) {
-    auto remote = makeClient(server, "18_KLV2", "02:00:00:00:00:02");
-    synchronise(*bus, *remote);
+    const auto remote = connect("18_KLV2", "02:00:00:00:00:02");
     notice("77-LVStartSignals", "ksl://0/02:00:00:00:00:02/18_KLV2");
-    std::unique_ptr<MessageBase> message;
-    ASSERT_TRUE(runUntil([&] {
-        message = message ? std::move(message) : nextWaiting(*remote);
-        return message != nullptr;
-    }));
-    const auto* router = dynamic_cast<const RouterMessage*>(message.get());
+    const auto received = messages(*remote, 1);
+    ASSERT_FALSE(received.empty());
+    const auto* router = dynamic_cast<const RouterMessage*>(received.front().get());
     ASSERT_NE(router, nullptr);
     EXPECT_NE(dynamic_cast<const SignalMessage*>(router->getMessage()), nullptr);
 }

@@ -2,12 +2,9 @@
 
 #include <gmock/gmock.h>
 
-#include <stdexcept>
-
-#include "tests/kit/temporary_directory.h"
+#include "tests/desk/sources/recording_text.h"
 
 using desk::BusReading;
-using desk::readRecording;
 using desk::Recording;
 using desk::RecordingBuses;
 using std::chrono::microseconds;
@@ -16,22 +13,6 @@ using testing::IsEmpty;
 using namespace std::chrono_literals;
 
 namespace {
-
-Recording recordingOf(const std::string& text) {
-    const TemporaryDirectory directory;
-    return readRecording(directory.write("lap.csv", text));
-}
-
-// What is wrong with the text, without the file's name.
-std::string errorOf(const std::string& text) {
-    try {
-        recordingOf(text);
-    } catch (const std::invalid_argument& wrong) {
-        const std::string what = wrong.what();
-        return what.substr(what.find("lap.csv") + 9);
-    }
-    return "";
-}
 
 TEST(ReadRecordedLoads, KeepsThemApartFromTheSignals) {
     const Recording recording = recordingOf(

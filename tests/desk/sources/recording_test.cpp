@@ -2,13 +2,10 @@
 
 #include <gmock/gmock.h>
 
-#include <stdexcept>
-
 #include "desk/sources/recording_signals.h"
 #include "krpbus/messages/signal_message.h"
-#include "tests/kit/temporary_directory.h"
+#include "tests/desk/sources/recording_text.h"
 
-using desk::readRecording;
 using desk::Recording;
 using desk::RecordingSignals;
 using desk::SignalReading;
@@ -16,22 +13,6 @@ using std::chrono::microseconds;
 using testing::ElementsAre;
 
 namespace {
-
-Recording recordingOf(const std::string& text) {
-    const TemporaryDirectory directory;
-    return readRecording(directory.write("lap.csv", text));
-}
-
-// What is wrong with the text, without the file's name.
-std::string errorOf(const std::string& text) {
-    try {
-        recordingOf(text);
-    } catch (const std::invalid_argument& wrong) {
-        const std::string what = wrong.what();
-        return what.substr(what.find("lap.csv") + 9);
-    }
-    return "";
-}
 
 TEST(ReadRecording, ReadsSignalsUnitsTimesAndValues) {
     const Recording recording =

@@ -48,8 +48,20 @@ test("directives take what they should, in server and directory context", async 
     WebSocketOriginCheck TRUSTED
     WebSocketTrustedOrigin https://a.example http://b.example:81
     WebSocketPingInterval 0
+    WebSocketMaxTextSize 1
+    WebSocketMemoryLimit 0
+    WebSocketMaxConnections 100 10
+    WebSocketSystemCalls restricted
     WebSocketProcessPerConnection On
     <Location "/a">
+      WebSocketMaxConnections 5
+      WebSocketMemoryLimit 67108864
+      WebSocketSystemCalls ALL
+      WebSocketReadPath /etc "/not there"
+      WebSocketReadPath relative/to/the/root
+      WebSocketMakePath /tmp
+      WebSocketWritePath /var/tmp
+      WebSocketConnectPort 1 65535
       WebSocketHandler "${probePlugin}" probe_init
       WebSocketPingInterval 30
       WebSocketOriginCheck Off
@@ -64,6 +76,14 @@ for (const [line, pattern] of [
   ["WebSocketOriginCheck Never", /WebSocketOriginCheck takes Same, Trusted or Off, not "Never"/],
   ["WebSocketTrustedOrigin example.org", /takes origins like https:.*not "example.org"/],
   ["WebSocketPingInterval soon", /WebSocketPingInterval takes seconds from 0 .*not "soon"/],
+  ["WebSocketMaxTextSize 0", /WebSocketMaxTextSize takes a size in bytes from 1 to \d+, not "0"/],
+  ["WebSocketMemoryLimit 1000", /WebSocketMemoryLimit takes bytes from 67108864 to \d+, or 0 for no limit, not "1000"/],
+  ["WebSocketMaxConnections many", /WebSocketMaxConnections takes numbers from 0 \(any\) to 8192, in all and from one address, not "many"/],
+  ["WebSocketMaxConnections 10 -1", /not "-1"/],
+  ["WebSocketMaxConnections 8193", /not "8193"/],
+  ["WebSocketSystemCalls Some", /WebSocketSystemCalls takes All or Restricted, not "Some"/],
+  ["WebSocketConnectPort 0", /WebSocketConnectPort takes TCP ports from 1 to 65535, not "0"/],
+  ["WebSocketConnectPort 65536", /not "65536"/],
   ["WebSocketProcessPerConnection Yes", /WebSocketProcessPerConnection must be On or Off/],
   ["WebSocketHandler only-one", /WebSocketHandler takes two arguments/],
 ]) {

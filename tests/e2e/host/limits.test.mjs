@@ -12,7 +12,9 @@ let server;
 before(async () => {
   server = await HostApache.start({
     config:
-      location("/echo", echoPlugin, "echo_init") +
+      location("/echo", echoPlugin, "echo_init", "WebSocketMaxTextSize 33554432") +
+      location("/text", echoPlugin, "echo_init") +
+      location("/small-text", echoPlugin, "echo_init", "WebSocketMaxTextSize 1000") +
       location("/small", echoPlugin, "echo_init", "WebSocketMaxMessageSize 1000") +
       location("/older", echoPlugin, "echo_init", "MaxMessageSize 1000") +
       location("/probe", probePlugin, "probe_init", "WebSocketMaxMessageSize 104857600"),
@@ -40,6 +42,26 @@ test("the limit holds for the sum of fragments", async () => {
   await peer.expectEcho(BINARY, Buffer.alloc(1000), frame(CONTINUATION, Buffer.alloc(400)));
   peer.send(frame(BINARY, Buffer.alloc(600), { fin: false }));
   peer.send(frame(CONTINUATION, Buffer.alloc(401), { fin: false }));
+  await peer.expectClose(1009);
+});
+
+test("text has a limit of its own, in fragments as well", async () => {
+  let peer = await Peer.open(server, "/small-text");
+  await peer.expectEcho(TEXT, "x".repeat(1000));
+  await peer.expectEcho(BINARY, crypto.randomBytes(100_000));
+  peer.send(frame(TEXT, "x".repeat(600), { fin: false }));
+  peer.send(frame(CONTINUATION, "x".repeat(401)));
+  await peer.expectClose(1009);
+  peer = await Peer.open(server, "/small-text");
+  peer.send(frame(TEXT, "", { form: 16, declare: 1001 }));
+  await peer.expectClose(1009);
+});
+
+test("the limit for text is 4 MiB where none is given", async () => {
+  const peer = await Peer.open(server, "/text");
+  await peer.expectEcho(TEXT, "x".repeat(4 * MiB));
+  await peer.expectEcho(BINARY, Buffer.alloc(5 * MiB));
+  peer.send(frame(TEXT, "", { form: 64, declare: 4 * MiB + 1 }));
   await peer.expectClose(1009);
 });
 

@@ -20,7 +20,11 @@ before(async () => {
         WebSocketTrustedOrigin http://[::1]:8080`,
       ) +
       location("/nobody", echoPlugin, "echo_init", "WebSocketOriginCheck Trusted") +
-      location("/off", echoPlugin, "echo_init", "WebSocketOriginCheck Off"),
+      location("/off", echoPlugin, "echo_init", "WebSocketOriginCheck Off") +
+      `<VirtualHost *>
+          ServerName localhost
+          ServerAlias desk.example *.desk.example ::1
+      </VirtualHost>`,
   });
   server.log.expect(/WS202: websocket handshake refused: pages of the origin ".*" may not connect/);
 });
@@ -43,6 +47,8 @@ for (const path of ["/default", "/same"]) {
     await allowed(path, { Host: "desk.example", Origin: "http://desk.example" });
     await allowed(path, { Host: "desk.example:80", Origin: "http://desk.example" });
     await allowed(path, { Host: "[::1]:8080", Origin: "http://[::1]:8080" });
+    await allowed(path, { Host: "one.desk.example:8080", Origin: "http://one.desk.example:8080" });
+    await allowed(path, { Host: "localhost", Origin: "http://localhost" });
     for (const Origin of [
       "http://desk.example",
       "http://desk.example:8081",
@@ -61,6 +67,21 @@ for (const path of ["/default", "/same"]) {
     }
   });
 }
+
+test("a page whose own name leads here is not one of the server's", async () => {
+  for (const name of [
+    "evil.example",
+    "evil.example:8080",
+    `evil.example:${server.port}`,
+    "127.0.0.2",
+    "[::2]",
+    "desk.example.evil.example",
+  ]) {
+    await forbidden("/same", { Host: name, Origin: `http://${name}` });
+  }
+  await server.log.comes(/WS203: the server does not go by the name "evil\.example"; ServerName and ServerAlias tell its names/);
+  server.log.expect(/WS203: the server does not go by the name "[^"]*"; /);
+});
 
 test("two origins are none", () =>
   forbidden("/same", { Origin: `http://127.0.0.1:${server.port}` }, `Origin: http://127.0.0.1:${server.port}\r\n`));

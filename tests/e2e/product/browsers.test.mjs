@@ -1,5 +1,6 @@
 // Browsers that come, go, come back and come together: each one is served by a child process of its own.
 import assert from "node:assert/strict";
+import http from "node:http";
 import { after, before, describe, test } from "node:test";
 import { okText } from "../../kit/js/answers.mjs";
 import { Client } from "../../kit/js/client.mjs";
@@ -142,10 +143,33 @@ describe("what the log says of a session", () => {
   });
 });
 
+// How the page answers to such headers.
+function statusOf(address, headers) {
+  return new Promise((resolve, reject) => {
+    const request = http.get({ host: "127.0.0.1", port: network.apache.port, path: address, headers, agent: false }, (response) => {
+      response.resume();
+      resolve(response.statusCode);
+    });
+    request.on("error", reject);
+  });
+}
+
 describe("other web servers' pages", () => {
   test("a page of this server may connect", async () => {
     const client = await network.connectReady({ origin: `http://127.0.0.1:${network.apache.port}` });
     assertComplete(client.info);
+  });
+
+  test("a page whose own name leads here gets nothing at all", async () => {
+    network.expectInLog(/ AH10157: Requested hostname 'evil\.example' did not match any ServerName\/ServerAlias /);
+    for (const host of ["evil.example", `evil.example:${network.apache.port}`]) {
+      const headers = { Host: host };
+      assert.equal(await statusOf("/", headers), 400);
+      await assert.rejects(network.connect({ origin: `http://${host}`, headers }), /400/);
+    }
+    for (const host of ["localhost", "127.0.0.1", "[::1]", "LOCALHOST"]) {
+      assert.equal(await statusOf("/", { Host: `${host}:${network.apache.port}` }), 200);
+    }
   });
 
   test("a page from elsewhere is refused", async () => {

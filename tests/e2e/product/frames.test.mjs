@@ -4,7 +4,7 @@ import { after, before, describe, test } from "node:test";
 import { errorText, okText, requestText } from "../../kit/js/answers.mjs";
 import { Network } from "../../kit/js/network.mjs";
 
-const kMaxMessageSize = 33554432;
+const kMaxTextSize = 4 * 1024 * 1024;
 
 let network;
 
@@ -97,7 +97,7 @@ describe("a frame that cannot be read", () => {
     assert.equal(answer.response, "undef_cmd");
     assert.equal(answer.status, "ERROR");
     assert.equal(answer.error_code, "invalid_command");
-    assert.match(answer.error_msg, /1000/);
+    assert.equal(answer.error_msg, "arrays and objects are nested deeper than 32 levels");
     assert.equal(await client.rawAnswer('{"command":"ping"}'), okText("ping"));
   });
 
@@ -107,7 +107,7 @@ describe("a frame that cannot be read", () => {
     const answer = await client.next();
     assert.equal(answer.response, "undef_cmd");
     assert.equal(answer.error_code, "invalid_command");
-    assert.match(answer.error_msg, /1000/);
+    assert.equal(answer.error_msg, "arrays and objects are nested deeper than 32 levels");
     assert.equal(await client.rawAnswer('{"command":"ping"}'), okText("ping"));
   });
 });
@@ -179,15 +179,15 @@ describe("the transport", () => {
     assert.equal(client.textOf(await client.next()), okText("ping"));
   });
 
-  test("a message of the greatest size is answered", async () => {
+  test("a text of the greatest size is answered", async () => {
     const client = await network.connect();
     const command = '{"command":"ping"}';
-    assert.equal(await client.rawAnswer(command.padEnd(kMaxMessageSize), 20_000), okText("ping"));
+    assert.equal(await client.rawAnswer(command.padEnd(kMaxTextSize), 20_000), okText("ping"));
   });
 
   test("one byte more closes with 1009, and the server lives on", async () => {
     const client = await network.connect();
-    client.send('{"command":"ping"}'.padEnd(kMaxMessageSize + 1));
+    client.send('{"command":"ping"}'.padEnd(kMaxTextSize + 1));
     assert.equal((await client.closed()).code, 1009);
     const next = await network.connectReady();
     assert.equal(next.info.configs.length, 3);

@@ -7,7 +7,7 @@ import { after, before, describe, test } from "node:test";
 import { launchBrowser } from "../../kit/js/browser.mjs";
 import { serveFolder } from "../../kit/js/file_server.mjs";
 import * as paths from "../../kit/js/paths.mjs";
-import { looksAsKept } from "../../kit/js/pictures.mjs";
+import { looksAsKept, settledPicture } from "../../kit/js/pictures.mjs";
 
 const kViews = [
   "header",
@@ -52,18 +52,6 @@ async function openStates(view, theme, problems, language = "en") {
   await page.getByTestId(`states-${view}`).waitFor();
   await page.evaluate(() => document.fonts.ready);
   return page;
-}
-
-// The picture once two in a row are equal: what is drawn in frames is there then.
-async function settledPicture(page, locator) {
-  let last = await locator.screenshot({ animations: "disabled", caret: "hide" });
-  for (const end = Date.now() + 20_000; Date.now() < end; ) {
-    await page.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
-    const next = await locator.screenshot({ animations: "disabled", caret: "hide" });
-    if (next.equals(last)) return next;
-    last = next;
-  }
-  throw new Error("the picture does not settle");
 }
 
 // What keeps people out, as axe-core finds it.

@@ -2,6 +2,7 @@
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { chmodSync, mkdtempSync, readdirSync, readFileSync, rmSync, statSync, writeFileSync } from "node:fs";
+import http from "node:http";
 import net from "node:net";
 import os from "node:os";
 import path from "node:path";
@@ -55,6 +56,18 @@ async function loggerInfo(port) {
   }
 }
 
+// How the page answers who calls the server by that name.
+function statusFor(port, host) {
+  return new Promise((resolve, reject) => {
+    http
+      .get({ host: "127.0.0.1", port, headers: { Host: `${host}:${port}` }, agent: false }, (response) => {
+        response.resume();
+        resolve(response.statusCode);
+      })
+      .on("error", reject);
+  });
+}
+
 // The processes that some ./run of this test has started, itself included.
 function processes() {
   return readdirSync("/proc").filter((pid) => {
@@ -85,13 +98,15 @@ after(() => rmSync(temporary, { recursive: true, force: true }));
 
 describe("./run", () => {
   test("serves a page and three loggers, and leaves nothing after Ctrl-C", async () => {
-    const part = await ready(await run());
+    const part = await ready(await run("--name", "desk.example"));
     const line = part.output.split("\n").find((text) => text.startsWith("Live view ready: "));
     const page = line.slice("Live view ready: ".length);
     assert.equal(page, `http://127.0.0.1:${part.port}/`);
     const response = await fetch(page);
     assert.equal(response.status, 200);
     assert.match(await response.text(), /<title>Live View<\/title>/);
+    assert.equal(await statusFor(part.port, "desk.example"), 200);
+    assert.equal(await statusFor(part.port, "evil.example"), 400);
     const info = await loggerInfo(part.port);
     assert.equal(info.status, "OK");
     assert.equal(info.configs.length, 3);
@@ -104,6 +119,56 @@ describe("./run", () => {
     assertNothingLeft();
     assert.equal(await listens(part.port), false);
     assert.equal(await listens(part.busPort), false);
+  });
+
+  test("has a message bus that takes only who knows this run's password", async () => {
+    const part = await ready(await run("--loggers", 1));
+    await until("the line about the message bus", () => /^Message bus: .*\n/m.test(part.output));
+    const [, url] = /^Message bus: (nats:\/\/live-view:[0-9a-f]{36}@127\.0\.0\.1:\d+)$/m.exec(part.output);
+    const join = (bus, mac) =>
+      new Part("a desk logger", paths.deskLogger, ["--mac", mac, "--name", mac, "--source", "drive", "--connect-timeout", "2s"], {
+        env: { KRPBUS_SERVER: bus, TMPDIR: temporary },
+      });
+    const stranger = join(`127.0.0.1:${part.busPort}`, "06:00:00:00:00:08");
+    const friend = join(url, "06:00:00:00:00:09");
+    try {
+      await until("the friend's start", () => friend.output.includes("ready\n"));
+      assert.notEqual((await stranger.exited()).code, 0);
+      await until("two loggers", async () => (await loggerInfo(part.port)).configs.length === 2);
+    } finally {
+      for (const logger of [friend, stranger]) if (logger.running) await logger.stop();
+    }
+    // Nobody sees the password in the list of processes.
+    const password = url.slice(17, 17 + 36);
+    assert.deepEqual(
+      processes()
+        .map(commandOf)
+        .filter((command) => command.includes(password)),
+      [],
+    );
+    await part.stop({ timeout: 40_000 });
+  });
+
+  test("has logs for its own user alone, and nothing but the web server and its logs runs as root", async () => {
+    const part = await ready(await run("--loggers", 2));
+    const [runtime] = readdirSync(temporary).map((name) => path.join(temporary, name));
+    assert.equal(statSync(path.join(runtime, "logs")).mode & 0o777, 0o700);
+    await loggerInfo(part.port);
+    const logs = () => readdirSync(path.join(runtime, "logs"));
+    // Those of the web server are made with their first line.
+    await until("a line of a websocket's end", () => logs().includes("access.log"));
+    const text = (name) => readFileSync(path.join(runtime, "logs", name), "latin1");
+    await until("a line for the websocket", () => /"GET \/live HTTP\/1\.1" 101 /.test(text("access.log")));
+    assert.match(text("plugin.log"), /KLV::wa_setup_document|KLV::/);
+    for (const log of ["logger-1.log", "logger-2.log", "nats-server.log"]) assert.ok(logs().includes(log), log);
+    if (logs().includes("error.log")) assert.doesNotMatch(text("error.log"), /KLV::/);
+    if (process.getuid() === 0) {
+      for (const pid of processes().filter((one) => commandOf(one).includes("--audio"))) {
+        const [, uid] = /^Uid:\s+(\d+)/m.exec(readFileSync(`/proc/${pid}/status`, "utf8"));
+        assert.notEqual(uid, "0", commandOf(pid));
+      }
+    }
+    await part.stop({ timeout: 40_000 });
   });
 
   test("makes the second logger a vehicle whose CAN frames it plays", async () => {
@@ -232,6 +297,9 @@ describe("./run that cannot start", () => {
     [["--loggers", "-1"], '--loggers takes a number from 1 to 50, not "-1"'],
     [["--loggers=0"], '--loggers takes a number from 1 to 50, not "0"'],
     [["--port"], "--port needs a value; see ./run --help"],
+    [["--name", "two words"], '--name takes the name of a host, not "two words"'],
+    [["--name", "-x"], '--name takes the name of a host, not "-x"'],
+    [["--name", ""], '--name takes the name of a host, not ""'],
     [["--color"], 'unknown option "--color"; see ./run --help'],
     [["--port", "7777", "--bus-port", "7777"], "the page and the message bus need different ports, not both 7777"],
   ]) {
@@ -251,6 +319,6 @@ describe("./run that cannot start", () => {
   test("--help tells the options", async () => {
     const part = runWith("--help");
     assert.deepEqual(await part.exited(), { code: 0, signal: null });
-    for (const option of ["--port N", "--bus-port N", "--loggers N", "--help"]) assert.ok(part.output.includes(option));
+    for (const option of ["--port N", "--bus-port N", "--loggers N", "--name NAME", "--help"]) assert.ok(part.output.includes(option));
   });
 });

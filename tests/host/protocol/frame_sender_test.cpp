@@ -117,6 +117,56 @@ TEST_F(FrameSenderTest, KeepsFramesBackUntilTheHandshakeIsAnswered) {
     EXPECT_EQ(readFrame(0x81), "early");
 }
 
+TEST_F(FrameSenderTest, WritesAtOnceWhatOneThreadHasHeldBack) {
+    sender.start();
+    sender.open("");
+    // While the writer thread has not come to rest it takes what it finds.
+    int heldBack = 0;
+    for (int i = 0; i < 100 && heldBack < 5; ++i) {
+        std::this_thread::sleep_for(20ms);
+        const std::uint64_t before = port.written();
+        sender.hold();
+        EXPECT_EQ(sendText("one"), 3U);
+        EXPECT_EQ(sendText("two"), 3U);
+        heldBack += port.written() == before ? 1 : 0;
+        sender.release();
+        EXPECT_EQ(readFrame(0x81), "one");
+        EXPECT_EQ(readFrame(0x81), "two");
+    }
+    EXPECT_EQ(heldBack, 5);
+    EXPECT_EQ(sendText("three"), 5U);
+    EXPECT_EQ(readFrame(0x81), "three") << "by itself again";
+}
+
+TEST_F(FrameSenderTest, TakesAlongWhatIsHeldBackWithAnotherThreadsFrame) {
+    sender.start();
+    sender.open("");
+    sender.hold();
+    EXPECT_EQ(sendText("held"), 4U);
+    std::thread([&] {
+        sender.hold();  // of two, one is not heeded
+        EXPECT_EQ(sendText("other"), 5U);
+        sender.release();
+    }).join();
+    EXPECT_EQ(readFrame(0x81), "held");
+    EXPECT_EQ(readFrame(0x81), "other");
+    EXPECT_EQ(sendText("held again"), 10U);
+    sender.release();
+    EXPECT_EQ(readFrame(0x81), "held again");
+}
+
+TEST_F(FrameSenderTest, HoldsBackOnlySoMuch) {
+    sender.start();
+    sender.open("");
+    sender.hold();
+    const std::string text(1000, 'x');
+    for (std::size_t sent = 0; sent <= kCapacity / 2; sent += text.size()) {
+        EXPECT_EQ(sendText(text), text.size());
+    }
+    EXPECT_EQ(readFrame(0x81), text);
+    sender.release();
+}
+
 TEST_F(FrameSenderTest, UsesEveryFormOfTheHeader) {
     sender.start();
     sender.open("");

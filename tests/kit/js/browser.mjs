@@ -2,7 +2,8 @@
 import { chromium } from "playwright-core";
 import * as paths from "./paths.mjs";
 
-export function launchBrowser() {
+// `args`: further ones of the browser.
+export function launchBrowser({ args = [] } = {}) {
   return chromium.launch({
     executablePath: paths.chromium,
     args: [
@@ -13,6 +14,7 @@ export function launchBrowser() {
       "--disable-background-networking",
       "--disable-component-update",
       "--disable-sync",
+      ...args,
     ],
   });
 }

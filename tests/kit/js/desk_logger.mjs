@@ -45,6 +45,8 @@ export class DeskLogger {
       ["--time-offset", this.timeOffset],
       ["--heartbeat", "100ms"],
       ["--neighbours-timeout", this.neighboursTimeout],
+      // Where root runs the tests the web server's children are somebody else.
+      ["--upload-user", process.getuid() === 0 ? "www-data" : process.getuid()],
       ...this.args,
     ];
     if (this.scenario) options.push(["--scenario", this.#scenarioFile(network.dir)]);

@@ -10,9 +10,10 @@ import { fillTemplate } from "./template.mjs";
 
 export class LiveViewApache extends Apache {
   // options: env; `tls`: the same page also on `tlsPort`, with a certificate of its own in the file
-  // `certificate`; `extra`: further configuration text; `change`: a function over the finished configuration text.
-  static async start({ env = {}, tls = false, extra = "", change = (text) => text } = {}) {
-    const configuration = async (apache) => change(apache.#configuration() + (tls ? await apache.#tlsHost() : "") + extra);
+  // `certificate`; `names`: further names of the server; `extra`: further configuration text; `change`: a function over
+  // the finished configuration text.
+  static async start({ env = {}, tls = false, names = "", extra = "", change = (text) => text } = {}) {
+    const configuration = async (apache) => change(apache.#configuration(names, env) + (tls ? await apache.#tlsHost() : "") + extra);
     const apache = await super.start(configuration, { Log: PluginLog, env });
     // Sanitized children are slow to end.
     if (paths.sanitizers) apache.log.expect(/AH00045: child process \d+ still did not exit, sending a SIGTERM$/);
@@ -31,10 +32,10 @@ export class LiveViewApache extends Apache {
     return `http://127.0.0.1:${this.port}/`;
   }
 
-  #configuration() {
+  #configuration(names, env) {
     // A copy: the children need not be able to read the directory that the project is in.
     cpSync(paths.webDir, path.join(this.dir, "page"), { recursive: true });
-    const text = configurationOf(this, { plugin: paths.plugin });
+    const text = configurationOf(this, { plugin: paths.plugin, names, env });
     // Sanitized children are large, and few are enough for the tests.
     return paths.sanitizers ? text.replaceAll(/^(StartServers|MinSpareServers) .*$/gm, "$1 14") : text;
   }
@@ -49,6 +50,7 @@ LogLevel ssl:error
 Listen 127.0.0.1:${this.tlsPort}
 <VirtualHost 127.0.0.1:${this.tlsPort}>
     ServerName localhost
+    ServerAlias 127.0.0.1
     SSLEngine on
     SSLCertificateFile "${certificate}"
     SSLCertificateKeyFile "${key}"
@@ -58,7 +60,7 @@ Listen 127.0.0.1:${this.tlsPort}
 }
 
 // The shipped configuration for this server, with this plug-in.
-export function configurationOf(apache, { plugin }) {
+export function configurationOf(apache, { plugin, names = "", env = {} }) {
   return fillTemplate(readFileSync(paths.apacheTemplate, "utf8"), {
     PORT: apache.port,
     SERVER_ROOT: apache.dir,
@@ -68,6 +70,12 @@ export function configurationOf(apache, { plugin }) {
     DOCUMENT_ROOT: path.join(apache.dir, "page"),
     USER: apache.user,
     GROUP: apache.group,
+    NAMES: names,
+    BUS_PORT: /\d+$/.exec(env.KRPBUS_SERVER ?? "")?.[0] ?? 20010,
+    NETWORK_DIR: path.dirname(env.KSL_CONFIG_FILE ?? "/nowhere/network.xml"),
+    // In the order in which they were written, which is what most tests look at.
     ERROR_LOG: apache.errorLog,
+    PLUGIN_LOG: apache.errorLog,
+    ACCESS_LOG: path.join(apache.dir, "access.log"),
   });
 }

@@ -11,8 +11,9 @@ import { until } from "./wait.mjs";
 
 const kBusPort = 20010;
 const kWebPort = 8080;
-// Asked for where the configuration that is shipped has users.
+// What the programs of a machine are asked for by their bus server.
 const [kBusUser, kBusPassword] = ["live-view", "inside"];
+const kAuthorization = `authorization { user: ${kBusUser}, password: ${kBusPassword} }`;
 
 export const ip = (...args) => execFileSync("ip", args, { stdio: ["ignore", "pipe", "pipe"] });
 
@@ -87,8 +88,7 @@ export class Machine {
     const file = path.join(this.#dir, "nats-server.conf");
     writeFileSync(
       file,
-      fillTemplate(readFileSync(paths.natsTemplate, "utf8"), { BUS_PORT: kBusPort, BUS_USER: kBusUser, BUS_PASSWORD: kBusPassword }) +
-        joint,
+      fillTemplate(readFileSync(paths.natsTemplate, "utf8"), { BUS_PORT: kBusPort, AUTHORIZATION: kAuthorization }) + joint,
     );
     this.bus = this.#part("nats-server", paths.natsServer, ["-c", file]);
     await until(

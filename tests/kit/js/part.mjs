@@ -3,6 +3,9 @@ import { spawn } from "node:child_process";
 import { once } from "node:events";
 import { kPatience, patience, within } from "./wait.mjs";
 
+// A parent that ended before it was asked for a signal at its end sends none.
+const kWithParent = '[ "$PPID" = "$0" ] && exec "$@"';
+
 export class Part {
   #child;
   #output = "";
@@ -12,7 +15,7 @@ export class Part {
     this.name = name;
     // In a process group of its own: Apache ends its whole group when it is told to end. And told to end with this
     // process, whatever ends that.
-    this.#child = spawn("setpriv", ["--pdeathsig", "TERM", "--", command, ...args.map(String)], {
+    this.#child = spawn("setpriv", ["--pdeathsig", "TERM", "--", "sh", "-c", kWithParent, process.pid, command, ...args].map(String), {
       cwd,
       env: { ...process.env, ...env },
       stdio: ["ignore", "pipe", "pipe"],

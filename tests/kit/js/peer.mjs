@@ -48,14 +48,14 @@ export function closePayload(code, reason = "") {
 }
 
 export class Peer {
-  /** A bare connection, nothing sent yet. */
-  static async dial(server) {
+  /** A bare connection, nothing sent yet; `from` is the address that it comes from. */
+  static async dial(server, { from } = {}) {
     const peer = new Peer();
     peer.chunks = [];
     peer.size = 0;
     peer.waiters = [];
     peer.wanted = 0;
-    const options = { port: server.port, host: "127.0.0.1" };
+    const options = { port: server.port, host: "127.0.0.1", localAddress: from };
     peer.socket = server.tls ? tls.connect({ ...options, rejectUnauthorized: false }) : net.connect(options);
     peer.socket.setNoDelay(true);
     peer.socket.on("data", (chunk) => {
@@ -90,7 +90,7 @@ export class Peer {
 
   /** Connects and shakes hands; the answer is in `status` and `headers`. */
   static async ask(server, path, options = {}) {
-    const peer = await Peer.dial(server);
+    const peer = await Peer.dial(server, options);
     peer.send(peer.request(path, options));
     await peer.answer();
     return peer;

@@ -48,3 +48,15 @@ export async function looksAsKept(blank, name, taken) {
   const share = await difference(blank, readFileSync(file), taken);
   assert.ok(share <= kShare, `${(share * 100).toFixed(2)} % of the pixels of ${seen} differ from ${file}`);
 }
+
+// The picture of `what`, a page or a part of it, once two in a row are equal: what is drawn in frames is there then.
+export async function settledPicture(page, what) {
+  let last = await what.screenshot({ animations: "disabled", caret: "hide" });
+  for (const end = Date.now() + 20_000; Date.now() < end; ) {
+    await page.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
+    const next = await what.screenshot({ animations: "disabled", caret: "hide" });
+    if (next.equals(last)) return next;
+    last = next;
+  }
+  throw new Error("the picture does not settle");
+}

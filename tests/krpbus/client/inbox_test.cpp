@@ -236,6 +236,48 @@ TEST(Inbox, HandsOutInOnePassWhatWaitedWhenTheConsumerLooked) {
     EXPECT_FALSE(isReadable(inbox));
 }
 
+TEST(Inbox, StaysReadableWhileTheConsumerHasNotTakenAll) {
+    Inbox inbox(kPlenty, 1h);
+    inbox.connected();
+    std::vector<Received> batch;
+    for (int i = 0; i < 100; ++i) {
+        batch.push_back(received(SystemMessage(4, std::to_string(i))));
+    }
+    EXPECT_FALSE(inbox.push(batch));
+    std::uint64_t skipped = 0;
+    EXPECT_TRUE(inbox.look());
+    for (int i = 0; i < 99; ++i) {
+        EXPECT_NE(inbox.pop(skipped).message, nullptr);
+    }
+    inbox.disconnected();
+    inbox.connected();
+    EXPECT_TRUE(isReadable(inbox));
+    inbox.disconnected();
+    EXPECT_TRUE(inbox.look()) << "the server has gone, but one is left";
+    EXPECT_EQ(drain(inbox), std::vector<std::string>{"99"});
+    EXPECT_FALSE(inbox.look());
+}
+
+TEST(Inbox, SkipsNothingThatTheConsumerHasTakenOut) {
+    Inbox inbox(kPlenty, kStall);
+    inbox.connected();
+    for (int i = 0; i < 100; ++i) {
+        inbox.push(received(value("a", std::to_string(i))));
+    }
+    std::uint64_t skipped = 0;
+    EXPECT_TRUE(inbox.look());
+    EXPECT_NE(inbox.pop(skipped).message, nullptr);
+    standStill();
+    inbox.push(received(value("a", "newest")));
+    std::vector<std::string> expected;
+    for (int i = 1; i < 64; ++i) {
+        expected.push_back("a=" + std::to_string(i));
+    }
+    expected.push_back("a=newest");
+    EXPECT_EQ(drain(inbox, skipped), expected);
+    EXPECT_EQ(skipped, 36U);
+}
+
 TEST(Inbox, HoldsNoMoreThanTheNewestHoweverMuchComes) {
     Inbox inbox(100'000, kStall);
     inbox.connected();

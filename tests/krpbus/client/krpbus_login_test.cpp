@@ -15,7 +15,8 @@ namespace {
 using namespace std::chrono_literals;
 
 using Clock = std::chrono::steady_clock;
-using KrpBusLogin = ScriptedBus;
+
+class KrpBusLogin : public ScriptedBus {};
 
 // Two seconds, and what a machine takes that has other things to do.
 constexpr auto kLongestLogin = 5s;

@@ -31,6 +31,7 @@ export function drawAnnotations(pen: CanvasRenderingContext2D, area: Area, ratio
   pen.save();
   pen.font = kFont.replace("11px", `${11 * ratio}px`);
   pen.textBaseline = "top";
+  pen.textAlign = "left";
   pen.lineWidth = ratio;
   let free = -Infinity;
   for (const mark of view.marks) {

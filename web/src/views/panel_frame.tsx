@@ -5,24 +5,18 @@ import { texts } from "../i18n/texts.ts";
 import type { Panel, PanelKind, Store } from "../store/model.ts";
 import { useStore, useWorkspace } from "./context.ts";
 import { bounded, moved, sizeOf } from "./layout.ts";
-import { kDragType, kPanelDragType, panelSignals, setOptions, takesSignals, type PanelSignal } from "./panel_signals.ts";
+import { kDragType, kPanelDragType, panelSignals, setOptions, takesSignals } from "./panel_signals.ts";
 import { ChartPanel } from "./panels/chart_panel.tsx";
 import { LanesPanel } from "./panels/lanes_panel.tsx";
 import { LoadsPanel } from "./panels/loads_panel.tsx";
 import { NumbersPanel } from "./panels/numbers_panel.tsx";
+import type { PanelProps } from "./panels/panel_props.ts";
 import { TablePanel } from "./panels/table_panel.tsx";
 import { XyPanel } from "./panels/xy_panel.tsx";
 import { kPanelIcons } from "./toolbar.tsx";
 import { Icon } from "./ui/icons.tsx";
 import { MenuButton, type MenuGroup } from "./ui/menu.tsx";
 import { Nothing } from "./ui/states.tsx";
-
-/// What a kind of panel is given. `menu` lets it add to the menu of its frame.
-export interface PanelProps {
-  readonly panel: Panel;
-  readonly signals: readonly PanelSignal[];
-  readonly menu: { current: () => readonly MenuGroup[] };
-}
 
 const kViews: Record<PanelKind, (props: PanelProps) => ComponentChildren> = {
   chart: (props) => <ChartPanel {...props} />,

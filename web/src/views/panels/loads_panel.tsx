@@ -4,13 +4,13 @@ import { drawSparkline } from "../../charts/sparkline.ts";
 import { texts } from "../../i18n/texts.ts";
 import type { BusesState, BusState, GpsState } from "../../store/model.ts";
 import { useStore, useWorkspace } from "../context.ts";
-import type { PanelProps } from "../panel_frame.tsx";
 import { rowHeight } from "../signal_list.tsx";
 import { Button } from "../ui/button.tsx";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Icon } from "../ui/icons.tsx";
 import { Incomplete, Nothing } from "../ui/states.tsx";
 import { VirtualList } from "../ui/virtual_list.tsx";
+import type { PanelProps } from "./panel_props.ts";
 
 type Row =
   | { readonly type: "logger"; readonly key: string; readonly name: string }

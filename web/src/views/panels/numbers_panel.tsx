@@ -5,12 +5,12 @@ import { drawSparkline } from "../../charts/sparkline.ts";
 import { curveColour } from "../../charts/palette.ts";
 import type { Panel } from "../../store/model.ts";
 import { useStore, useWorkspace } from "../context.ts";
-import type { PanelProps } from "../panel_frame.tsx";
 import { optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
 import { Dialog } from "../ui/dialog.tsx";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Icon } from "../ui/icons.tsx";
 import { Swatch } from "./legend.tsx";
+import type { PanelProps } from "./panel_props.ts";
 import { historyOf, shownText } from "./signal_data.ts";
 
 export function NumbersPanel({ panel, signals, menu }: PanelProps) {

@@ -3,12 +3,12 @@ import { plainNumber } from "../../charts/numbers.ts";
 import { download } from "../../charts/export.ts";
 import { texts } from "../../i18n/texts.ts";
 import { useStore } from "../context.ts";
-import type { PanelProps } from "../panel_frame.tsx";
 import type { PanelSignal } from "../panel_signals.ts";
 import { rowHeight } from "../signal_list.tsx";
 import { Icon } from "../ui/icons.tsx";
 import { VirtualList } from "../ui/virtual_list.tsx";
 import { Swatch } from "./legend.tsx";
+import type { PanelProps } from "./panel_props.ts";
 import { historyOf } from "./signal_data.ts";
 
 export function TablePanel({ panel, signals, menu }: PanelProps) {

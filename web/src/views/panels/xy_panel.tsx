@@ -5,10 +5,10 @@ import { curveColour, readColours, type ChartColours } from "../../charts/palett
 import { XyChart } from "../../charts/xy_chart.ts";
 import { texts } from "../../i18n/texts.ts";
 import { useStore, useWorkspace } from "../context.ts";
-import type { PanelProps } from "../panel_frame.tsx";
 import { setOptions } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Nothing } from "../ui/states.tsx";
+import type { PanelProps } from "./panel_props.ts";
 import { historyOf, samplesOf, shownText } from "./signal_data.ts";
 import { useThemeColours } from "./theme_colours.ts";
 
