@@ -153,7 +153,7 @@ describe("the packages", () => {
   });
 
   test("rotate the log under a running server", () => {
-    const log = "/var/log/liveview/error.log";
+    const log = "/var/log/liveview/plugin.log";
     assert.ok(sizeOf(log) > 0);
     run("logrotate", "--force", "/etc/logrotate.d/liveview");
     assert.equal(owner(`${log}.1.gz`).split(":")[0], "liveview");

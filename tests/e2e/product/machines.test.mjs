@@ -40,11 +40,20 @@ class Site {
       site.machines.map(({ address }) => address),
     );
     site.jointOf = (machine) => jointOf(machine, site.machines).replaceAll("/etc/liveview-bus", site.dir);
-    for (const machine of site.machines) await machine.connect();
-    await Promise.all(site.machines.map((machine) => machine.startBus(site.jointOf(machine))));
-    await Promise.all(site.machines.map((machine) => machine.startLogger()));
-    await Promise.all([site.machines[0], site.machines[2]].map((machine) => machine.startWeb()));
+    try {
+      await site.#startMachines();
+    } catch (error) {
+      await site.stop();
+      throw error;
+    }
     return site;
+  }
+
+  async #startMachines() {
+    for (const machine of this.machines) await machine.connect();
+    await Promise.all(this.machines.map((machine) => machine.startBus(this.jointOf(machine))));
+    await Promise.all(this.machines.map((machine) => machine.startLogger()));
+    await Promise.all([this.machines[0], this.machines[2]].map((machine) => machine.startWeb()));
   }
 
   // Which machines a browser sees at this one, looking anew until they are these.
