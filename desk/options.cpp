@@ -15,6 +15,7 @@
 #include "desk/option_values.h"
 #include "desk/scenario/scenario_reader.h"
 #include "desk/vehicle_options.h"
+#include "krpbus/client/server_url.h"
 
 namespace desk {
 
