@@ -153,7 +153,7 @@ bool writeWholeFile(const std::string& path, std::string_view bytes, ExistingFil
             return false;
         }
         if (status.st_nlink == 0) {
-            continue;  // removed by whoever had the turn before
+            continue;  // removed by the one who held the lock before
         }
         if (replaceContent(file.get(), bytes, status.st_size) && file.close()) {
             return true;

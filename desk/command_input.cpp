@@ -9,7 +9,7 @@ namespace desk {
 
 namespace {
 
-constexpr std::size_t kLongestLine = 1000;
+constexpr std::size_t kLongestLineBytes = 1000;
 
 }  // namespace
 
@@ -28,7 +28,7 @@ std::vector<std::string> CommandInput::readLines() {
         lines.push_back(rest_.substr(0, end));
         rest_.erase(0, end + 1);
     }
-    if (rest_.size() > kLongestLine) {
+    if (rest_.size() > kLongestLineBytes) {
         fd_ = -1;
     }
     return lines;

@@ -115,7 +115,7 @@ WaResponseGetKSLNetwork::WaResponseGetKSLNetwork(
     addText("response", "get_ksl_network");
     if (succeeded(*response)) {
         if (kslInfo != nullptr) {
-            // The list first: whoever polls the state takes the list as soon as that is complete.
+            // The list first: a thread that polls the state reads the list once that is complete.
             kslInfo->setNeighbours({response->strings.begin(), response->strings.end()});
             kslInfo->neighboursState = KSL_MSG_STATE_COMPLETE;
         }

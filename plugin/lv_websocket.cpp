@@ -24,7 +24,7 @@
 namespace {
 
 /// The browser's time for its next ping, counted in sleeps of one millisecond.
-constexpr unsigned kPingTimeout = 10000000;
+constexpr unsigned kPingTimeoutMilliseconds = 10000000;
 
 constexpr const char* kDestructor = "~LvWebsocket";
 
@@ -89,7 +89,8 @@ LvWebsocket::LvWebsocket(const _WebSocketServer* server) : KrWebsocket(server) {
 unsigned LvWebsocket::start_modules() {
     LogUtil::log(LogLevel::Info, "start_modules", "start threads!");
     ping_module_setup(this);
-    auto pingThread = std::make_unique<ThreadData>(&setup, kPingTimeout, "ping_run", ping_run);
+    auto pingThread =
+        std::make_unique<ThreadData>(&setup, kPingTimeoutMilliseconds, "ping_run", ping_run);
     thread_ping_run = pingThread.get();
     ping_module_own(pingThread.release());
     const int pingResult = thread_ping_run->start_thread();

@@ -41,8 +41,8 @@
 namespace {
 
 constexpr std::uint16_t kBusPort = 20010;
-constexpr std::uint32_t kSecond = 1000000;  // microseconds
-constexpr long kSelectTimeout = 800000000;  // nanoseconds; a stop is seen this late at most
+constexpr std::uint32_t kSecondMicroseconds = 1000000;
+constexpr long kSelectNanoseconds = 800000000;  // a stop is seen this late at most
 
 /// So many live values may wait for each other on their way to the browser.
 constexpr int kHeldAtOnce = 64;
@@ -137,7 +137,7 @@ void ThreadKrpbusData::connectClient() {
     while (!krpBusClient_->isConnected() && --counter != 0) {
         LogUtil::log(LogLevel::Error, "setupKrpClient",
                      "Connection to KRPBus server failed, retrying...");
-        microsleep(kSecond, false);
+        microsleep(kSecondMicroseconds, false);
         krpBusClient_->connectToServer();
     }
     if (!krpBusClient_->isConnected()) {
@@ -210,7 +210,7 @@ void ThreadKrpbusData::handleReceived() {
 /// While the server stays away the next pass comes here again. So the browser is told about every
 /// five seconds that there is nothing to see, which is its only sign of it.
 void ThreadKrpbusData::handleServerGone() {
-    microsleep(5 * kSecond, false);
+    microsleep(5 * kSecondMicroseconds, false);
     LogUtil::log(LogLevel::Error, "handleKRPBusServer", "oops, krpbus server is gone");
     reportBusError(getName(), "oops, krpbus server is gone");
 }
@@ -260,7 +260,7 @@ void* krpbus_run(apr_thread_t*, void* data) {
         return nullptr;
     }
     while (thread->isActive() != 0) {
-        timespec timeout{0, kSelectTimeout};
+        timespec timeout{0, kSelectNanoseconds};
         thread->handleKRPBusServer(&timeout);
     }
     LogUtil::log(

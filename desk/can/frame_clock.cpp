@@ -51,12 +51,12 @@ bool FrameClock::continues(std::uint64_t stamp, std::uint64_t now) {
     }
     outOfOrder_ = 0;
     // A file may have gaps of any length; what comes live comes when it is.
-    return input_ == Input::File || distance(timeOf(stamp), now) <= kMostOff;
+    return input_ == Input::File || distance(timeOf(stamp), now) <= kMostMicrosecondsOff;
 }
 
 void FrameClock::setAnchor(std::uint64_t stamp, std::uint64_t now) {
     const bool isOwnTime =
-        input_ == Input::Live && !hasStepped_ && distance(stamp, now) <= kMostOff;
+        input_ == Input::Live && !hasStepped_ && distance(stamp, now) <= kMostMicrosecondsOff;
     anchor_ = Anchor{stamp, now, isOwnTime};
     latest_ = stamp;
     outOfOrder_ = 0;

@@ -14,7 +14,7 @@ class FrameClock {
     enum class Input { File, Live };
 
     /// Stamps that are further away from the clock are another time's.
-    static constexpr std::uint64_t kMostOff = 60'000'000;
+    static constexpr std::uint64_t kMostMicrosecondsOff = 60'000'000;
     /// Frames of several interfaces may come a little out of order.
     static constexpr std::uint64_t kDisorder = 100'000;
 

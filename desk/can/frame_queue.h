@@ -15,8 +15,8 @@ class FrameQueue {
   public:
     explicit FrameQueue(std::size_t most = 200'000) : most_(most) {}
 
-    /// Waits while the queue is full: whoever writes into a pipe is held up there, and nothing is
-    /// lost here. False once the queue is closed.
+    /// Waits while the queue is full, which holds up the program that writes into a pipe; nothing
+    /// is lost. False once the queue is closed.
     bool put(const Frame& frame);
     /// Does not wait; false when there is no room, and the frame is lost.
     bool offer(const Frame& frame);

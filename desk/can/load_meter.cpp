@@ -20,7 +20,7 @@ void LoadMeter::advance(std::uint64_t slot) {
 void LoadMeter::add(const Frame& frame) {
     FrameBits bits{};
     if (frame.isFd && !frame.isFastDataKnown) {
-        // Whoever names a data bit rate has a bus that uses it.
+        // A data bit rate is only given for a bus that uses it.
         Frame guessed = frame;
         guessed.hasFastData = rate_.isDataGiven;
         bits = bitsOf(guessed);

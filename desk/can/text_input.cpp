@@ -18,8 +18,8 @@ namespace desk::can {
 
 namespace {
 
-constexpr std::size_t kLongestLine = 8192;  // CAN XL has up to 2048 bytes in one
-constexpr std::size_t kMostScanned = std::size_t{256} << 20;
+constexpr std::size_t kLongestLineBytes = 8192;  // CAN XL has up to 2048 bytes in one
+constexpr std::size_t kMostScannedBytes = std::size_t{256} << 20;
 /// Frames that are due so soon are due now: fewer wake-ups, and nobody sees the difference.
 constexpr std::uint64_t kSoon = 1000;
 constexpr std::chrono::seconds kBetweenEmptyRounds{1};
@@ -91,13 +91,13 @@ void TextInput::scan() {
         }
         line.clear();
     };
-    for (ssize_t size = 1; size > 0 && scanned < kMostScanned; scanned += buffer.size()) {
+    for (ssize_t size = 1; size > 0 && scanned < kMostScannedBytes; scanned += buffer.size()) {
         size = read(fd_, buffer.data(), buffer.size());
         for (ssize_t i = 0; i < size; ++i) {
             const char c = buffer[static_cast<std::size_t>(i)];
             if (c == '\n') {
                 look();
-            } else if (line.size() < kLongestLine) {
+            } else if (line.size() < kLongestLineBytes) {
                 line += c;
             }
         }
@@ -175,7 +175,7 @@ bool TextInput::takeText(std::string_view text) {
         }
     }
     rest_.append(text);
-    if (rest_.size() > kLongestLine) {
+    if (rest_.size() > kLongestLineBytes) {
         if (!isOverlong_) {
             complain(rest_);
         }

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "desk/dbc/cursor.h"
-#include "desk/dbc/draft.h"
+#include "desk/dbc/unfinished_database.h"
 
 namespace dbc {
 

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "desk/dbc/cursor.h"
-#include "desk/dbc/draft.h"
+#include "desk/dbc/unfinished_database.h"
 
 namespace dbc {
 

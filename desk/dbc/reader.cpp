@@ -7,11 +7,11 @@
 
 #include "base/whole_file.h"
 #include "desk/dbc/cursor.h"
+#include "desk/dbc/database_completion.h"
 #include "desk/dbc/detail_lines.h"
-#include "desk/dbc/draft.h"
-#include "desk/dbc/finish.h"
 #include "desk/dbc/message_lines.h"
 #include "desk/dbc/text.h"
+#include "desk/dbc/unfinished_database.h"
 
 namespace dbc {
 

@@ -116,8 +116,8 @@ void Membership::open() {
     send(Heartbeat::Kind::Alive);
 }
 
-/// A member stays, whoever else comes. Of two that join at the same time the one that was started
-/// first stays.
+/// A member stays when another one comes. Of two that join at the same time the one that was
+/// started first stays.
 void Membership::takeOfSameMac(const Heartbeat& heartbeat) {
     const bool isMember = heartbeat.kind == Heartbeat::Kind::Alive;
     if (heartbeat.kind == Heartbeat::Kind::Leave) {

@@ -22,7 +22,7 @@ class Neighbours {
     bool heard(const std::string& mac, const std::string& instance, Clock::time_point now);
     /// A word of an instance that another one has replaced meanwhile changes nothing.
     bool left(const std::string& mac, const std::string& instance);
-    /// Takes out who has not been heard for too long.
+    /// Removes the neighbours that have not been heard for too long.
     bool expire(Clock::time_point now);
 
     /// The own heartbeat has come back. After a pause everybody's time-out begins anew.

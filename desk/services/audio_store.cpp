@@ -132,7 +132,7 @@ bool AudioStore::assign(const std::string& name, std::uint32_t startTime, std::u
     return true;
 }
 
-/// Whoever may write where the upload lies could have put anything there, a pipe for instance.
+/// The upload's directory may be open to other programs: what lies there could be a pipe.
 void AudioStore::copy(const fs::path& upload, const fs::path& target) const {
     const FileDescriptor source(
         open(upload.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));

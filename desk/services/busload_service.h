@@ -16,7 +16,7 @@
 namespace desk {
 
 /// Answers request 81 with the buses, and sends their loads and the state of the GPS receiver to
-/// whoever has said "75-LVStartBusload", until it says "76-LVStopBusload" or vanishes.
+/// every client from its "75-LVStartBusload" until its "76-LVStopBusload", or until it vanishes.
 class BusloadService : public Service {
   public:
     /// Figures per second and bus where nobody asks for a certain number.

@@ -17,10 +17,10 @@
 
 namespace desk {
 
-/// Answers request 83 with the monitors, and sends the values on the screen to whoever has said
-/// "61-HCUStartRCMon", until it says "62-HCUStopRCMon" or vanishes. There is one unit, and so one
-/// selected screen (a notice of type SM_RCMON, "0" to "9") for all who watch it; 0 at first. Values
-/// on a screen have no web-application name.
+/// Answers request 83 with the monitors, and sends the values on the screen to every
+/// client from its "61-HCUStartRCMon" until its "62-HCUStopRCMon", or until it vanishes. There is
+/// one unit, and so one selected screen (a notice of type SM_RCMON, "0" to "9") for all who watch
+/// it; 0 at first. Values on a screen have no web-application name.
 class MonitorService : public Service {
   public:
     /// As SignalService's. The source is this service's own.

@@ -15,8 +15,8 @@
 
 namespace desk {
 
-/// Answers request 137 with the signals, and sends their values to whoever has said
-/// "77-LVStartSignals", until it says "78-LVStopSignals" or vanishes.
+/// Answers request 137 with the signals, and sends their values to every client
+/// from its "77-LVStartSignals" until its "78-LVStopSignals", or until it vanishes.
 class SignalService : public Service {
   public:
     /// `rate` is in values per second and signal, of a recording in rows per second; without it

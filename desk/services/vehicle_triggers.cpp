@@ -12,7 +12,7 @@ namespace desk {
 
 namespace {
 
-constexpr std::uint64_t kSecond = 1'000'000;
+constexpr std::uint64_t kSecondMicroseconds = 1'000'000;
 
 using Relation = Condition::Relation;
 constexpr std::array<std::pair<std::string_view, Relation>, 6> kRelations = {{
@@ -110,7 +110,7 @@ VehicleTriggers::VehicleTriggers(const std::vector<Condition>& conditions, CanFe
 void VehicleTriggers::look(Watch& watch, double value, const std::string& text,
                            std::uint64_t time) {
     const bool wasTrue = std::exchange(watch.isTrue, watch.condition.holds(value, text));
-    const bool isTooSoon = watch.lastMarker && time < *watch.lastMarker + kSecond;
+    const bool isTooSoon = watch.lastMarker && time < *watch.lastMarker + kSecondMicroseconds;
     if (wasTrue || !watch.isTrue || isTooSoon) {
         return;
     }

@@ -18,12 +18,12 @@ namespace websocket {
 
 /// Sends the frames of one connection, for any thread, whole and in the order of the calls.
 ///
-/// Frames go through a bounded queue. Who finds it idle writes at once, on his own thread. Under
-/// load they are left to a writer thread, which sends many with one system call. That thread runs
-/// nothing of a plug-in, so it always gets on, also while the connection's own thread stands in a
-/// plug-in's callback and waits for a lock that the sender holds. A sender that finds the queue
-/// full waits until there is room, and drains the queue itself when nobody else is doing so. No
-/// lock is held while anybody waits for the socket.
+/// Frames go through a bounded queue. While the queue is empty and nothing is being written, the
+/// sending thread writes its frame itself. Under load a writer thread does, many frames with one
+/// system call. The writer runs no code of a plug-in, so it makes progress even while the
+/// connection's own thread is in a plug-in's callback, waiting for a lock that a sender holds. A
+/// sender that finds the queue full waits until there is room, and drains the queue itself when no
+/// other thread is doing so. No lock is held while a thread waits for the socket.
 ///
 /// A peer that takes nothing for the time-out, while there is something for it, is given up.
 class FrameSender {

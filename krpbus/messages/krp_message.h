@@ -91,7 +91,7 @@ class KRPMessageResponse : public KRPMessageBase {
     const std::string& getErrorDescription() const { return errorDescription; }
     /// The logger's bus is busy and wants to be asked again: status error, first error-code byte 7.
     bool isBusy() const { return status == KRPSTATUS_ERROR && getErrorCode() == errorCode_t::Busy; }
-    /// Makes this a failed answer, for whoever answers.
+    /// Makes this a failed answer; for the answering side.
     void setError(std::uint8_t newStatus, errorCode_t code, std::string description = {});
 
     void print(std::ostream& out) const override;

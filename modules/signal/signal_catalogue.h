@@ -45,7 +45,7 @@ class SignalInfo {
     void updateSignalValue(const SignalMessage* message, const std::string& source);
     /// Marks every signal as not of the current configuration; all of them stay.
     void setSignalDataInvalid();
-    /// Empties the catalogue. Who has answered in a running cycle is kept: such a logger is not
+    /// Empties the catalogue. Which loggers have answered a running cycle is kept: they are not
     /// asked again.
     void clearSignalData();
 

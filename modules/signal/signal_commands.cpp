@@ -110,9 +110,9 @@ void getSignalNames(int waitCount) {
         return;
     }
     sendKslBroadcast(SignalConfigRequest("NotSet"), kHandheldServer);
-    // This normally ends at once, since the state was set just above, and waits only where another
-    // thread has moved it on. Intended: the browser gets the catalogue when it comes, and who needs
-    // it complete waits for that.
+    // Fixed by the protocol: this normally ends at once, since the state was set just above, and
+    // waits only when another thread has changed it. The browser is sent the catalogue as it
+    // arrives; a command that needs it complete waits for that itself.
     waitInSteps(waitCount, [] { return signalInfo->configState == KSL_MSG_STATE_UPDATE; });
 }
 

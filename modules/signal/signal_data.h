@@ -13,7 +13,7 @@
 /// The name under which the web application knows a signal, and the MAC address of its logger.
 using SignalKey = std::pair<std::string, std::string>;
 
-/// A plain record; whoever shares one between threads guards it.
+/// A plain record without a lock of its own.
 struct SignalData {
     SignalData() = default;
     SignalData(std::uint64_t timestamp_, const std::string& webappName_,

@@ -15,7 +15,7 @@
 
 namespace {
 
-/// Kept for whoever needs it later; the module itself sends through the session.
+/// Kept, but not used: the module sends through the session.
 ThreadKrpbusData* busThread = nullptr;
 
 }  // namespace

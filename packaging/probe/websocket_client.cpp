@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::size_t kReadSize = std::size_t{64} * 1024;
+constexpr std::size_t kReadBytes = std::size_t{64} * 1024;
 
 std::chrono::milliseconds leftUntil(WebSocketClient::Clock::time_point deadline) {
     return std::chrono::ceil<std::chrono::milliseconds>(deadline - WebSocketClient::Clock::now());
@@ -17,7 +17,7 @@ std::chrono::milliseconds leftUntil(WebSocketClient::Clock::time_point deadline)
 WebSocketClient::WebSocketClient(std::uint16_t port, const std::string& path,
                                  const std::string& protocol, Clock::time_point deadline)
     : deadline_(deadline),
-      stream_(port, path, protocol, kReadSize,
+      stream_(port, path, protocol, kReadBytes,
               std::max(std::chrono::ceil<std::chrono::seconds>(leftUntil(deadline)),
                        std::chrono::seconds(1))) {}
 

@@ -1,4 +1,4 @@
-#include "desk/dbc/draft.h"
+#include "desk/dbc/unfinished_database.h"
 
 #include <algorithm>
 #include <limits>

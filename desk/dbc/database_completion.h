@@ -1,7 +1,7 @@
 // The last step of reading a database: what can only be settled once all of it is known.
 #pragma once
 
-#include "desk/dbc/draft.h"
+#include "desk/dbc/unfinished_database.h"
 
 namespace dbc {
 

@@ -1,4 +1,4 @@
-#include "desk/dbc/finish.h"
+#include "desk/dbc/database_completion.h"
 
 #include <algorithm>
 #include <bit>
