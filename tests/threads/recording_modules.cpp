@@ -1,5 +1,9 @@
 #include "tests/threads/recording_modules.h"
 
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 #include "krpbus/messages/krp_message.h"
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/signal_message.h"
@@ -22,10 +26,15 @@ std::string nameOf(const MessageBase* message) {
     return "other";
 }
 
+// Also for threads that may not look at the calls themselves yet.
+std::atomic<std::size_t> callCount = 0;
+
 int record(const std::string& handler, const MessageBase* message, const std::string& mac = {}) {
     recordingModules.calls.push_back(handler + " " + nameOf(message) +
                                      (mac.empty() ? "" : " " + mac));
-    return recordingModules.claiming.contains(handler) ? 1 : 0;
+    const bool claims = recordingModules.claiming.contains(handler);
+    ++callCount;
+    return claims ? 1 : 0;
 }
 
 void called(const std::string& function) {
@@ -33,6 +42,14 @@ void called(const std::string& function) {
 }
 
 }  // namespace
+
+bool RecordingModules::waitForCalls(std::size_t count) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (callCount < count && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return callCount >= count;
+}
 
 const ModuleTable RecordingModules::table = [] {
     ModuleTable modules = kModules;

@@ -2,6 +2,7 @@
 // it is told to.
 #pragma once
 
+#include <cstddef>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,6 +19,9 @@ struct RecordingModules {
     std::vector<std::string> calls;
     // The handlers that claim what they are given.
     std::set<std::string> claiming;
+
+    /// Waits until the handlers have been called so often in this process, on whatever thread.
+    static bool waitForCalls(std::size_t count);
 };
 
 extern RecordingModules recordingModules;
