@@ -66,8 +66,10 @@ WaResponseGetBusNames::WaResponseGetBusNames() {
     document.AddMember("response", "get_bus_names", allocator);
     document.AddMember("busnames", busEntries(busInfo->getBusnamesMap(), allocator), allocator);
     addStatus(complete ? KR_STATE_OK : KR_STATE_PROGRESS, KR_ERROR_UNSPECIFIED, "");
+    // Looked at before the browser has this: a start that it then sends shows the buses itself.
+    const bool running = busInfo->running;
     sendMessage();
-    if (busInfo->running) {
+    if (running) {
         sendInitialValues();
     }
 }

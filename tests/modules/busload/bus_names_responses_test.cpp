@@ -11,6 +11,7 @@
 #include "modules/busload/busload_commands.h"
 #include "modules/busload/busload_module.h"
 #include "modules/busload/busload_values.h"
+#include "tests/kit/after_first_send.h"
 #include "tests/kit/log_capture.h"
 #include "tests/kit/module_session.h"
 #include "tests/modules/busload/busload_samples.h"
@@ -97,6 +98,14 @@ TEST_F(BusNamesResponses, ShowEveryBusOnlyWhileBusLoadRuns) {
     answer(kLocalLogger, kLocalBuses);
     EXPECT_THAT(sent(), ElementsAre(HasSubstr("get_bus_names"), HasSubstr(R"("name":"Doors")"),
                                     HasSubstr(R"("name":"Powertrain")")));
+}
+
+TEST_F(BusNamesResponses, LeaveTheBusesToAStartThatComesOnceTheBrowserHasTheirNames) {
+    {
+        const AfterFirstSend start(network_.session.host, [] { busInfo->running = true; });
+        answer(kLocalLogger, kLocalBuses);
+    }
+    EXPECT_THAT(sent(), ElementsAre(catalogue(kLocalEntries, "OK")));
 }
 
 TEST_F(BusNamesResponses, ShowTheBusesOfTheLoggersThatHaveAnsweredWhileBusLoadRuns) {
