@@ -151,6 +151,8 @@ void BusConnection::end(NatsConnection& connection) {
 void BusConnection::run() {
     pthread_setname_np(pthread_self(), "krpbus-reader");
     while (!stop_) {
+        // Looked at first: where there was no connection yet, the first one may begin meanwhile.
+        const bool wasConnected = wasConnected_;
         if (const auto connection = current()) {
             watch_.heard(ServerWatch::Clock::now());
             while (!stop_ && !connection->isLost()) {
@@ -159,17 +161,15 @@ void BusConnection::run() {
             if (connection->isLost()) {
                 end(*connection);
             }
-        } else {
+        } else if (wasConnected) {
             connectAgain();
+        } else {
+            wait(1h);  // the first connection is connect()'s
         }
     }
 }
 
 void BusConnection::connectAgain() {
-    if (!wasConnected_) {
-        wait(1h);  // the first connection is connect()'s
-        return;
-    }
     const auto due = ServerWatch::Clock::now() + pauseBeforeAttempt();
     while (!stop_ && ServerWatch::Clock::now() < due) {
         wait(due - ServerWatch::Clock::now());

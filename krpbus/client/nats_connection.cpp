@@ -206,11 +206,13 @@ bool NatsConnection::lockIo() NO_THREAD_SAFETY_ANALYSIS {
 bool NatsConnection::subscribe(const std::string& subject, const std::string& destination) {
     natsSubscription* subscription = nullptr;
     const SignalsBlocked blocked;
+    // All the while: the reader may take in the first message before the library has returned, and
+    // would not come back to a queue that it does not know.
+    const MutexLocker lock(subscriptionsMutex_);
     if (natsConnection_SubscribeSync(&subscription, connection_, subject.c_str()) != NATS_OK) {
         return false;
     }
     natsSubscription_SetPendingLimits(subscription, -1, -1);
-    const MutexLocker lock(subscriptionsMutex_);
     subscriptions_.emplace(subject, Subscription{subscription, &destination});
     return true;
 }
