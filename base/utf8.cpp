@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+namespace base {
+
 namespace {
 
 /// How many bytes at the front are plain ASCII, eight at a time: most text is.
@@ -93,3 +95,5 @@ std::string replaceIllFormedUtf8(std::string_view bytes) {
     }
     return text;
 }
+
+}  // namespace base

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace base {
+
 /// U+FFFD: what stands for bytes that cannot be shown.
 inline constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
 
@@ -48,3 +50,5 @@ bool isUtf8(std::string_view bytes);
 /// The same text with each ill-formed piece replaced by U+FFFD, one per maximal piece as browsers
 /// do it themselves. Any thread.
 std::string replaceIllFormedUtf8(std::string_view bytes);
+
+}  // namespace base

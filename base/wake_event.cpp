@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <system_error>
 
+namespace base {
+
 WakeEvent::WakeEvent() : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (event_.get() < 0) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
@@ -20,3 +22,5 @@ void WakeEvent::lower() {
     eventfd_t count = 0;
     ::eventfd_read(event_.get(), &count);
 }
+
+}  // namespace base

@@ -3,6 +3,8 @@
 
 #include "base/file_descriptor.h"
 
+namespace base {
+
 /// A flag that `poll` can wait for, owned as a file descriptor. Any thread may raise it at any
 /// time.
 class WakeEvent {
@@ -18,3 +20,5 @@ class WakeEvent {
   private:
     FileDescriptor event_;
 };
+
+}  // namespace base

@@ -14,6 +14,8 @@
 
 #include "base/file_descriptor.h"
 
+namespace base {
+
 /// Also on 32 bits, where a file of more than 2 GiB could not be opened otherwise.
 static_assert(sizeof(off_t) == 8, "to be built with _FILE_OFFSET_BITS=64");
 
@@ -187,3 +189,5 @@ std::optional<std::string> readWholeFile(const std::string& path, unsigned copie
     }
     return bytes;
 }
+
+}  // namespace base

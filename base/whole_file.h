@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace base {
+
 /// Which file may stand under the name already.
 enum class ExistingFile {
     Any,       ///< any regular one, also at the end of a symbolic link
@@ -25,3 +27,5 @@ bool writeWholeFile(const std::string& path, std::string_view bytes, ExistingFil
 /// is so large that `copies` times its content do not fit into memory. While somebody writes it,
 /// that is waited for, two seconds at most. Any thread.
 std::optional<std::string> readWholeFile(const std::string& path, unsigned copies = 1);
+
+}  // namespace base

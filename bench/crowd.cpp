@@ -113,7 +113,7 @@ class Crowd {
     }
 
     const Arguments& arguments_;
-    FileDescriptor epoll_;
+    base::FileDescriptor epoll_;
     std::vector<std::unique_ptr<CrowdClient>> clients_;
     std::vector<std::uint64_t> values_;
     std::vector<double> latencies_;

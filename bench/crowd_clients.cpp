@@ -213,7 +213,7 @@ class LoggersThread : public GatewayLoggers {
     natsConnection* bus_ = nullptr;
     std::vector<std::string> subjects_;
     std::uint64_t number_ = 0;
-    SignalValueText text_;
+    klv::SignalValueText text_;
     std::atomic<bool> stop_{false};
     std::thread thread_;
 };

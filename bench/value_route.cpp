@@ -16,7 +16,7 @@ std::string routeText(std::uint64_t number, const std::string& mac) {
     signal.timestamp = 1700000000000000U + number;
     signal.value = std::to_string(number);
     signal.valueType = SIGNALVALUE_DOUBLE;
-    return std::string(SignalValueText().write(signal));
+    return std::string(klv::SignalValueText().write(signal));
 }
 
 std::uint64_t numberIn(std::string_view text) {

@@ -239,10 +239,10 @@ int fail(const std::string& why, std::ostream& errors) {
 std::string BusAddress::describe() const {
     if (!host.empty()) {
         return host.find("://") == std::string::npos ? host + ":" + std::to_string(port)
-                                                     : withoutCredentials(host);
+                                                     : krpbus::withoutCredentials(host);
     }
     const char* const server = std::getenv("KRPBUS_SERVER");
-    return server != nullptr && *server != '\0' ? withoutCredentials(server)
+    return server != nullptr && *server != '\0' ? krpbus::withoutCredentials(server)
                                                 : "127.0.0.1:" + std::to_string(port);
 }
 

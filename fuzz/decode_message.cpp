@@ -11,7 +11,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::span bytes(data, size);
-    liveDataKey("krp.M.to.sender", bytes);
+    krpbus::liveDataKey("krp.M.to.sender", bytes);
     const auto message = MessageBase::decode(bytes);
     if (!message) {
         return 0;

@@ -4,11 +4,14 @@
 
 #include "base/utf8.h"
 
+namespace klv {
+
 void JsonPen::escaped(std::string_view text) {
     constexpr std::string_view kShort = "\"\\\b\f\n\r\t";
     constexpr std::string_view kLetters = "\"\\bfnrt";
     constexpr std::string_view kDigits = "0123456789ABCDEF";
-    const std::string replaced = isUtf8(text) ? std::string() : replaceIllFormedUtf8(text);
+    const std::string replaced =
+        base::isUtf8(text) ? std::string() : base::replaceIllFormedUtf8(text);
     for (const char c : replaced.empty() ? text : std::string_view(replaced)) {
         if (const auto found = kShort.find(c); found != std::string_view::npos) {
             *at_++ = '\\';
@@ -22,3 +25,5 @@ void JsonPen::escaped(std::string_view text) {
         }
     }
 }
+
+}  // namespace klv

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <string_view>
 
+namespace klv {
+
 /// Writes one behind the other into room that its user knows to be enough: the length of the fixed
 /// parts, kRoomPerNumber for each number, and kRoomPerByte for each byte of a string, with
 /// kRoomPerString more for each string. One thread.
@@ -92,3 +94,5 @@ class JsonPen {
     char* start_;
     char* at_;
 };
+
+}  // namespace klv

@@ -56,10 +56,10 @@ class BrowserWriter : public rapidjson::PrettyWriter<Stream, rapidjson::UTF8<>, 
 
     bool String(const char* text, rapidjson::SizeType length, bool copy = false) {
         const std::string_view bytes(text, length);
-        if (isUtf8(bytes)) {
+        if (base::isUtf8(bytes)) {
             return Base::String(text, length, copy);
         }
-        return Base::String(replaceIllFormedUtf8(bytes));
+        return Base::String(base::replaceIllFormedUtf8(bytes));
     }
 
     bool Key(const char* text, rapidjson::SizeType length, bool copy = false) {

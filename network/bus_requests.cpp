@@ -83,7 +83,8 @@ void getKSLNetwork(int waitCount) {
         }
     }
     if (info != nullptr) {
-        waitInSteps(waitCount, [info] { return info->neighboursState == KSL_MSG_STATE_COMPLETE; });
+        klv::waitInSteps(waitCount,
+                         [info] { return info->neighboursState == KSL_MSG_STATE_COMPLETE; });
     }
 }
 

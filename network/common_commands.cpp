@@ -17,7 +17,7 @@
 namespace {
 
 void waitForState(const KslInfo::State& state, int waitCount) {
-    waitInSteps(waitCount, [&state] { return state == KSL_MSG_STATE_COMPLETE; });
+    klv::waitInSteps(waitCount, [&state] { return state == KSL_MSG_STATE_COMPLETE; });
 }
 
 bool anyInfoComplete(const KslInfo& info) {
@@ -33,7 +33,7 @@ void waitForLoggerInfo(const KslInfo& info, int waitCount) {
         return;
     }
     LogUtil::log(LogLevel::Debug, "getLoggerInfo", "wait for logger config");
-    waitInSteps(waitCount, [&info] { return anyInfoComplete(info); });
+    klv::waitInSteps(waitCount, [&info] { return anyInfoComplete(info); });
 }
 
 /// Answers a command whose loggers' answers have nowhere to go, since this process has had its
@@ -74,13 +74,13 @@ int wa_handle_message_common(const std::string& cmd, const Document& doc) {
         getKSLNetwork(0);
     } else if (cmd == "get_ksl_time_offset") {
         if (!refuseWithoutRecord(doc)) {
-            getKslTimeOffset(kCommandWaitSteps);
+            getKslTimeOffset(klv::kCommandWaitSteps);
         }
     } else if (cmd == "get_logger_info") {
-        getLoggerInfo(kCommandWaitSteps);
+        getLoggerInfo(klv::kCommandWaitSteps);
     } else if (cmd == "get_logger_status") {
         if (!refuseWithoutRecord(doc)) {
-            getLoggerStatus(kCommandWaitSteps);
+            getLoggerStatus(klv::kCommandWaitSteps);
         }
     } else {
         return 0;

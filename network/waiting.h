@@ -6,6 +6,8 @@
 
 #include "base/microsleep.h"
 
+namespace klv {
+
 /// One step, in microseconds.
 inline constexpr std::uint32_t kWaitStepMicroseconds = 100000;
 
@@ -28,3 +30,5 @@ int waitInSteps(int steps, Condition&& condition,
 inline void waitBeforeAskingAgain() {
     microsleep(kWaitStepMicroseconds, false);
 }
+
+}  // namespace klv

@@ -18,6 +18,6 @@ void print_buffer(const unsigned char* buffer, int size) {
 
 void print_connection_info(const _WebSocketServer* server) {
     std::fprintf(stderr, "connection id: %llu\n",
-                 static_cast<unsigned long long>(connectionId(server)));
+                 static_cast<unsigned long long>(klv::connectionId(server)));
     std::fflush(stderr);
 }

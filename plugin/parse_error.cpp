@@ -3,6 +3,8 @@
 #include <array>
 #include <cstddef>
 
+namespace klv {
+
 const char* parseErrorText(int code) {
     static constexpr std::array kTexts = {
         "No error.",
@@ -28,3 +30,5 @@ const char* parseErrorText(int code) {
     const auto index = static_cast<std::size_t>(code);
     return code >= 0 && index < kTexts.size() ? kTexts[index] : "Unknown error.";
 }
+
+}  // namespace klv

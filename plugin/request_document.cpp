@@ -104,7 +104,7 @@ int KrWebsocket::wa_setup_document(const unsigned char* data, unsigned size, Doc
     doc->ParseInsitu(text);
     if (doc->HasParseError()) {
         const std::string_view frame(reinterpret_cast<const char*>(data), size);
-        return refuseUnparsed(std::string(parseErrorText(doc->GetParseError())) +
+        return refuseUnparsed(std::string(klv::parseErrorText(doc->GetParseError())) +
                               " At Position: " + std::to_string(doc->GetErrorOffset()) + ". (" +
                               std::string(frame) + ")");
     }

@@ -4,6 +4,8 @@
 
 #include "host/websocket_plugin.h"
 
+namespace klv {
+
 long connectionId(const _WebSocketServer* server) {
     if (server == nullptr) {
         return 0;
@@ -11,3 +13,5 @@ long connectionId(const _WebSocketServer* server) {
     const request_rec* request = server->request(server);
     return request != nullptr && request->connection != nullptr ? request->connection->id : 0;
 }
+
+}  // namespace klv

@@ -162,6 +162,6 @@ const _WebSocketServer* ThreadData::getServer() const {
 /// get the same number, and with it the same name. Sessions differ by the connection's number.
 void ThreadData::setKRPBusName(const _WebSocketServer* server) {
     srand(static_cast<unsigned int>(time(nullptr)));
-    busName_ = std::to_string(connectionId(server)) + "_KLV" + std::to_string(rand());
+    busName_ = std::to_string(klv::connectionId(server)) + "_KLV" + std::to_string(rand());
     setup_->krpbus_name = busName_;
 }

@@ -7,7 +7,7 @@
 #include "threads/connection_id.h"
 
 void setThreadName(const std::string& name, const _WebSocketServer* server) {
-    const std::string full = name + "_" + std::to_string(connectionId(server));
+    const std::string full = name + "_" + std::to_string(klv::connectionId(server));
     prctl(PR_SET_NAME, full.c_str(), 0, 0, 0);
 }
 

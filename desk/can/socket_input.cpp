@@ -28,8 +28,8 @@ constexpr int kReceiveBuffer = 8 << 20;    // bytes; seconds of a full bus
 constexpr std::size_t kMostFilters = 512;  // that the kernel takes
 constexpr int kMessagesAtOnce = 4096;
 
-FileDescriptor openRaw() {
-    return FileDescriptor(socket(PF_CAN, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, CAN_RAW));
+base::FileDescriptor openRaw() {
+    return base::FileDescriptor(socket(PF_CAN, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, CAN_RAW));
 }
 
 template <class Value>
@@ -65,12 +65,12 @@ bool setFilters(int fd, const std::optional<std::vector<std::uint32_t>>& ids) {
 }
 
 /// Null when it is open; otherwise why it is not.
-const char* openInterface(const std::string& name, FileDescriptor& opened) {
+const char* openInterface(const std::string& name, base::FileDescriptor& opened) {
     const unsigned int index = if_nametoindex(name.c_str());
     if (index == 0) {
         return "is not there";
     }
-    FileDescriptor fd = openRaw();
+    base::FileDescriptor fd = openRaw();
     if (fd.get() < 0) {
         return "cannot be opened";
     }
@@ -252,7 +252,7 @@ void SocketInput::readFrom(std::uint8_t place) {
                 LogUtil::log(LogLevel::Warning, "readFrom", socket.name + " is down");
             } else if (errno != EAGAIN && errno != EINTR && errno != EBADMSG) {
                 socket.isUp = false;
-                socket.fd = FileDescriptor();
+                socket.fd = base::FileDescriptor();
             }
             return;
         }

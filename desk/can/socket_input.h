@@ -37,7 +37,7 @@ class SocketInput : public FrameInput {
   private:
     struct Socket {
         std::string name;
-        FileDescriptor fd;
+        base::FileDescriptor fd;
         std::uint32_t lost = 0;
         bool hasComplained = false;
         std::atomic<bool> isUp{false};
@@ -52,7 +52,7 @@ class SocketInput : public FrameInput {
     std::optional<std::vector<std::uint32_t>> wanted_;
     std::atomic<bool> wantedHasChanged_{false};
     std::atomic<bool> isStopping_{false};
-    WakeEvent event_;
+    base::WakeEvent event_;
     std::thread thread_;
 };
 

@@ -72,8 +72,8 @@ bool TextInput::open() {
         fd_ = STDIN_FILENO;
         return fcntl(fd_, F_GETFD) >= 0;
     }
-    opened_ =
-        FileDescriptor(::open(file_.c_str(), O_RDONLY | O_CLOEXEC | (isFile_ ? 0 : O_NONBLOCK)));
+    opened_ = base::FileDescriptor(
+        ::open(file_.c_str(), O_RDONLY | O_CLOEXEC | (isFile_ ? 0 : O_NONBLOCK)));
     fd_ = opened_.get();
     return fd_ >= 0;
 }

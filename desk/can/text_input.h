@@ -49,7 +49,7 @@ class TextInput : public FrameInput {
     const bool isFile_;  // and can be played again
     const bool once_;
     FrameClock clock_;
-    FileDescriptor opened_;
+    base::FileDescriptor opened_;
     int fd_ = -1;
     std::string rest_;               // of a line that is not complete yet
     bool isOverlong_ = false;        // the rest of the line is passed over
@@ -59,7 +59,7 @@ class TextInput : public FrameInput {
     std::mutex mutex_;
     std::condition_variable wake_;
     bool isStopping_ = false;
-    WakeEvent stopEvent_;
+    base::WakeEvent stopEvent_;
     std::thread thread_;
 };
 

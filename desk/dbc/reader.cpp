@@ -153,7 +153,7 @@ Database readDatabase(std::string_view bytes) {
 }
 
 Database readDatabaseFile(const std::filesystem::path& file) {
-    const auto bytes = readWholeFile(file.string());
+    const auto bytes = base::readWholeFile(file.string());
     if (!bytes) {
         throw std::invalid_argument("the database \"" + file.string() + "\" cannot be read");
     }

@@ -57,7 +57,7 @@ std::string toText(std::string_view bytes) {
             kept += c;
         }
     }
-    return isUtf8(kept) ? kept : fromWindows1252(kept);
+    return base::isUtf8(kept) ? kept : fromWindows1252(kept);
 }
 
 }  // namespace dbc

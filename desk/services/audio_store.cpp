@@ -134,7 +134,7 @@ bool AudioStore::assign(const std::string& name, std::uint32_t startTime, std::u
 
 /// The upload's directory may be open to other programs: what lies there could be a pipe.
 void AudioStore::copy(const fs::path& upload, const fs::path& target) const {
-    const FileDescriptor source(
+    const base::FileDescriptor source(
         open(upload.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (source.get() < 0) {
         throw AudioError(errno == ENOENT ? errorCode_t::NotFound : errorCode_t::NotAllowed,

@@ -79,7 +79,7 @@ class Connection : public PluginServices {
     ApacheTransport transport_;
     FrameSender sender_;
     FrameReader reader_;
-    WakeEvent attention_;  // raised when another thread has closed
+    base::WakeEvent attention_;  // raised when another thread has closed
 
     Phase phase_ = Phase::Open;
     bool terminating_ = false;

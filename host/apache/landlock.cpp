@@ -117,7 +117,7 @@ Landlock::Landlock(bool ports)
       handlesPorts_(ports && version_ >= kVersionWithPorts) {
     const RulesetAttributes attributes{handledFiles_, handlesPorts_ ? kBindTcp | kConnectTcp : 0,
                                        version_ >= kVersionWithScopes ? kScopes : 0};
-    rules_ = FileDescriptor(
+    rules_ = base::FileDescriptor(
         static_cast<int>(::syscall(kCreateRuleset, &attributes, attributesSize(version_), 0U)));
     if (rules_.get() < 0) {
         fail("landlock_create_ruleset");
@@ -125,7 +125,7 @@ Landlock::Landlock(bool ports)
 }
 
 void Landlock::allow(const std::string& path, Access access) {
-    const FileDescriptor place(::open(path.c_str(), O_PATH | O_CLOEXEC));
+    const base::FileDescriptor place(::open(path.c_str(), O_PATH | O_CLOEXEC));
     if (place.get() < 0) {
         if (errno == ENOENT || errno == ENOTDIR || errno == EACCES) {
             return;

@@ -40,7 +40,7 @@ class Landlock {
     int version_;
     std::uint64_t handledFiles_ = 0;
     bool handlesPorts_ = false;
-    FileDescriptor rules_;
+    base::FileDescriptor rules_;
 };
 
 }  // namespace websocket

@@ -101,8 +101,8 @@ std::size_t firstFree(const std::vector<std::size_t>& taken) {
     return free;
 }
 
-FileDescriptor openAnew() {
-    FileDescriptor opened(
+base::FileDescriptor openAnew() {
+    base::FileDescriptor opened(
         ::open(("/proc/self/fd/" + std::to_string(file)).c_str(), O_RDWR | O_CLOEXEC));
     require(opened.get() < 0 ? -1 : 0, "opening the list of places");
     return opened;
@@ -144,7 +144,7 @@ bool Places::make(apr_pool_t* pool) {
 }
 
 Place Places::take(const char* address, std::uint32_t most, std::uint32_t mostPerAddress) {
-    FileDescriptor fd = openAnew();
+    base::FileDescriptor fd = openAnew();
     const std::string_view mine = std::string_view(address).substr(0, kLongestAddress);
     const Turn turn(fd.get());
     std::vector<std::size_t> taken;

@@ -17,9 +17,9 @@ class Place {
 
   private:
     friend class Places;
-    explicit Place(FileDescriptor lock) : lock_(std::move(lock)) {}
+    explicit Place(base::FileDescriptor lock) : lock_(std::move(lock)) {}
 
-    FileDescriptor lock_;
+    base::FileDescriptor lock_;
 };
 
 /// The places of all websockets of a server, shared by its processes. A graceful restart begins

@@ -23,7 +23,7 @@ CloseCode checkClosePayload(const std::uint8_t* payload, std::size_t size) {
     if (!isValidCloseCode(static_cast<unsigned>(payload[0]) << 8 | payload[1])) {
         return kCloseProtocolError;
     }
-    Utf8Validator reason;
+    base::Utf8Validator reason;
     if (!reason.feed(payload + 2, size - 2) || !reason.complete()) {
         return kCloseInvalidText;
     }

@@ -82,7 +82,7 @@ class FrameReader {
     std::uint8_t messageOpcode_ = WSLAY_CONTINUATION_FRAME;
     MessageBuffer message_;
     bool messageDelivered_ = false;
-    Utf8Validator utf8_;
+    base::Utf8Validator utf8_;
 
     static constexpr std::size_t kControlMax = 125;
     std::array<std::uint8_t, kControlMax + 1> control_{};

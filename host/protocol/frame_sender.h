@@ -84,7 +84,7 @@ class FrameSender {
     void kill(End why);
     End ended();
     /// Readable once the connection is dead.
-    const WakeEvent& deadEvent() const { return dead_; }
+    const base::WakeEvent& deadEvent() const { return dead_; }
 
     /// `kill` if that has not been done, then ends the writer thread. Afterwards nobody writes.
     void stop();
@@ -121,7 +121,7 @@ class FrameSender {
 
     OutputPort& port_;
     const std::chrono::milliseconds timeout_;
-    WakeEvent dead_;
+    base::WakeEvent dead_;
     std::thread writer_;
 
     Mutex mutex_;

@@ -10,6 +10,8 @@
 #include "base/log.h"
 #include "krpbus/client/signals_blocked.h"
 
+namespace krpbus {
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -242,3 +244,5 @@ void BusConnection::wait(std::chrono::nanoseconds timeout) {
         wake_.lower();
     }
 }
+
+}  // namespace krpbus

@@ -16,6 +16,8 @@
 #include "krpbus/client/nats_connection.h"
 #include "krpbus/client/server_watch.h"
 
+namespace krpbus {
+
 /// What the owner is told. The calls come one at a time, from the reader thread or connect(), with
 /// a lock held: they must not call the connection and not wait.
 class BusListener {
@@ -80,7 +82,7 @@ class BusConnection {
     const std::string address_;
     BusListener& listener_;
 
-    WakeEvent wake_;  // raised when the reader has something to do
+    base::WakeEvent wake_;  // raised when the reader has something to do
     std::atomic<bool> connected_{false};
     std::atomic<bool> wasConnected_{false};
     std::atomic<bool> stop_{false};
@@ -98,3 +100,5 @@ class BusConnection {
 
     std::thread reader_;
 };
+
+}  // namespace krpbus

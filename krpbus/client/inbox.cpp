@@ -3,6 +3,8 @@
 #include <ctime>
 #include <utility>
 
+namespace krpbus {
+
 namespace {
 
 /// Milliseconds of the cheap clock: it is read for every message.
@@ -146,3 +148,5 @@ void Inbox::updateSignal() {
         event_.lower();
     }
 }
+
+}  // namespace krpbus

@@ -12,6 +12,8 @@
 #include "base/wake_event.h"
 #include "krpbus/client/live_data_skipping.h"
 
+namespace krpbus {
+
 /// The queue between the thread that receives and the consumer, and the descriptor that wakes the
 /// consumer. It also keeps whether the server is there, since the consumer learns that from the
 /// same descriptor. Every function takes the inbox's own lock and calls nobody while holding it.
@@ -53,7 +55,7 @@ class Inbox {
     void updateSignal() REQUIRES(mutex_);
 
     const std::size_t limit_;
-    WakeEvent event_;
+    base::WakeEvent event_;
 
     /// Of the consumer: what it has taken out, and from where on it has not been handed on.
     std::vector<Received> taken_;
@@ -71,3 +73,5 @@ class Inbox {
     std::atomic<std::uint32_t> connections_{0};
     std::vector<std::string> vanished_ GUARDED_BY(mutex_);
 };
+
+}  // namespace krpbus

@@ -14,8 +14,8 @@ KRPBusClient::KRPBusClient(const std::string& name, const std::string& host, uns
                            const KRPBusOptions& options) {
     MessageBase::registerMessages();
     try {
-        const std::string url = serverUrl(host, port);
-        server_ = withoutCredentials(url);
+        const std::string url = krpbus::serverUrl(host, port);
+        server_ = krpbus::withoutCredentials(url);
         impl_ = std::make_unique<Impl>(name, url, options);
     } catch (const std::system_error& error) {
         throw KRException(std::string("[ERROR] cannot create KRPBusClient: ") + error.what());
@@ -47,7 +47,7 @@ bool KRPBusClient::read() {
 std::unique_ptr<MessageBase> KRPBusClient::getMessage() {
     for (;;) {
         std::uint64_t skipped = 0;
-        Received received = impl_->inbox().pop(skipped);
+        krpbus::Received received = impl_->inbox().pop(skipped);
         if (skipped > 0) {
             LogUtil::log(LogLevel::Info, "getMessage",
                          "skipped " + std::to_string(skipped) +
@@ -83,20 +83,20 @@ void KRPBusClient::sendTo(const std::string& source, const std::string& destinat
     }
     const RouterMessage envelope(KSLUtil::createKslRouterMsgAddress(0, impl_->mac(), source),
                                  address->participant, std::move(owned));
-    impl_->send(source, participantSubject(address->mac, address->participant), envelope,
+    impl_->send(source, krpbus::participantSubject(address->mac, address->participant), envelope,
                 destination);
 }
 
 void KRPBusClient::sendToBus(const std::string& source, const std::string& bus,
                              std::unique_ptr<MessageBase>&& message) {
     if (const std::unique_ptr<MessageBase> owned = std::move(message)) {
-        impl_->send(source, busSubject(impl_->mac(), bus), *owned, "bus " + bus);
+        impl_->send(source, krpbus::busSubject(impl_->mac(), bus), *owned, "bus " + bus);
     }
 }
 
 void KRPBusClient::sendToAll(const std::string& source, std::unique_ptr<MessageBase>&& message) {
     if (const std::unique_ptr<MessageBase> owned = std::move(message)) {
-        impl_->send(source, everybodySubject(impl_->mac()), *owned, "everybody");
+        impl_->send(source, krpbus::everybodySubject(impl_->mac()), *owned, "everybody");
     }
 }
 
@@ -104,26 +104,26 @@ void KRPBusClient::sendToLogger(const std::string& source, const std::string& ma
                                 const std::string& destination,
                                 std::unique_ptr<MessageBase>&& message) {
     if (const std::unique_ptr<MessageBase> owned = std::move(message)) {
-        impl_->send(source, participantSubject(upperCaseMac(mac), destination), *owned,
+        impl_->send(source, krpbus::participantSubject(upperCaseMac(mac), destination), *owned,
                     destination + " on " + mac);
     }
 }
 
 void KRPBusClient::registerBus(const std::string& bus) {
-    impl_->listen(busSubject(impl_->mac(), bus), bus);
+    impl_->listen(krpbus::busSubject(impl_->mac(), bus), bus);
 }
 
 void KRPBusClient::registerNetworkBus(const std::string& bus) {
-    impl_->listen(busSubject("", bus), bus);
+    impl_->listen(krpbus::busSubject("", bus), bus);
 }
 
 void KRPBusClient::unRegisterBus(const std::string& bus) {
-    impl_->endListening(busSubject(impl_->mac(), bus));
-    impl_->endListening(busSubject("", bus));
+    impl_->endListening(krpbus::busSubject(impl_->mac(), bus));
+    impl_->endListening(krpbus::busSubject("", bus));
 }
 
 void KRPBusClient::addParticipant(const std::string& name) {
-    impl_->listen(participantSubject(impl_->mac(), name), name);
+    impl_->listen(krpbus::participantSubject(impl_->mac(), name), name);
 }
 
 void KRPBusClient::probe(const std::string& address) {

@@ -31,11 +31,12 @@ KRPBusClient::Impl::Impl(const std::string& name, const std::string& url,
                          const KRPBusOptions& options)
     : name_(name),
       mac_(ownMac(options)),
-      ownSubject_(participantSubject(mac_, name_)),
+      ownSubject_(krpbus::participantSubject(mac_, name_)),
       inbox_(options.queueLimit, options.skipAfter),
-      connection_(std::make_unique<BusConnection>(url, ownSubject_, *this, options.probeInterval)) {
+      connection_(
+          std::make_unique<krpbus::BusConnection>(url, ownSubject_, *this, options.probeInterval)) {
     listen(ownSubject_, name_);
-    listen(everybodySubject(mac_), "");
+    listen(krpbus::everybodySubject(mac_), "");
     connect();
 }
 
@@ -72,7 +73,7 @@ void KRPBusClient::Impl::sendHere(const std::string& source, const std::string& 
     const MutexLocker lock(sendMutex_);
     // Who receives live data receives a lot of it: the last subject is kept.
     if (participant != lastParticipant_ || lastSubject_.empty()) {
-        lastSubject_ = participantSubject(mac_, participant);
+        lastSubject_ = krpbus::participantSubject(mac_, participant);
         lastParticipant_ = participant;
     }
     publish(source, lastSubject_, message, participant);
@@ -89,28 +90,29 @@ void KRPBusClient::Impl::publish(const std::string& source, const std::string& s
     writer_.clear();
     message.encode(writer_);
     const auto result = connection_->publish(
-        subject, source == name_ ? ownSubject_ : participantSubject(mac_, source), writer_.bytes());
-    if (result != SendResult::Sent) {
+        subject, source == name_ ? ownSubject_ : krpbus::participantSubject(mac_, source),
+        writer_.bytes());
+    if (result != krpbus::SendResult::Sent) {
         logNotSent(result, whom);
     }
     writer_.shrink(kKeptBuffer);
 }
 
-void KRPBusClient::Impl::logNotSent(SendResult result, const std::string& whom) const {
+void KRPBusClient::Impl::logNotSent(krpbus::SendResult result, const std::string& whom) const {
     std::string text = "message to " + whom + " dropped: ";
     switch (result) {
-        case SendResult::NotConnected:
+        case krpbus::SendResult::NotConnected:
             text += "no connection to the bus server";
             break;
-        case SendResult::TooLarge:
+        case krpbus::SendResult::TooLarge:
             text += std::to_string(writer_.size()) + " bytes are more than the bus server's " +
                     std::to_string(connection_->maxPayload());
             break;
-        case SendResult::Stuck:
+        case krpbus::SendResult::Stuck:
             text += "the bus server does not take any more";
             break;
-        case SendResult::Sent:
-        case SendResult::Failed:
+        case krpbus::SendResult::Sent:
+        case krpbus::SendResult::Failed:
             text += "the bus client refused it";
             break;
     }
@@ -122,36 +124,36 @@ void KRPBusClient::Impl::logNotSent(SendResult result, const std::string& whom) 
 /// about this address.
 void KRPBusClient::Impl::probe(const std::string& mac, const std::string& participant,
                                const std::string& address) {
-    listen(probeWildcard(mac_, name_), "");
-    const std::string answer = probeSubject(mac_, name_, address);
+    listen(krpbus::probeWildcard(mac_, name_), "");
+    const std::string answer = krpbus::probeSubject(mac_, name_, address);
     const MutexLocker lock(sendMutex_);
-    connection_->publish(participantSubject(mac, participant), answer, {});
+    connection_->publish(krpbus::participantSubject(mac, participant), answer, {});
     connection_->publish(answer, ownSubject_, {});
 }
 
 /// Somebody's probe, or what we have sent behind one of ours.
-bool KRPBusClient::Impl::takeProbe(const Received& received) {
+bool KRPBusClient::Impl::takeProbe(const krpbus::Received& received) {
     natsMsg* const message = received.message.get();
     if (natsMsg_GetDataLength(message) != 0) {
         return false;
     }
     if (received.behindRefusal) {
-        if (auto address = parseProbeSubject(natsMsg_GetSubject(message))) {
+        if (auto address = krpbus::parseProbeSubject(natsMsg_GetSubject(message))) {
             inbox_.addVanished(std::move(*address));
         }
     }
     return true;
 }
 
-void KRPBusClient::Impl::onReceived(std::vector<Received>& received) {
-    std::erase_if(received, [this](const Received& one) { return takeProbe(one); });
+void KRPBusClient::Impl::onReceived(std::vector<krpbus::Received>& received) {
+    std::erase_if(received, [this](const krpbus::Received& one) { return takeProbe(one); });
     if (!received.empty() && inbox_.push(received)) {
         LogUtil::log(LogLevel::Error, "receive",
                      "too much is waiting to be read, dropped all of it");
     }
 }
 
-std::unique_ptr<MessageBase> KRPBusClient::Impl::unpack(const Received& received) {
+std::unique_ptr<MessageBase> KRPBusClient::Impl::unpack(const krpbus::Received& received) {
     const natsMsg* const payload = received.message.get();
     const auto size = static_cast<std::size_t>(natsMsg_GetDataLength(payload));
     auto message = MessageBase::decode(
@@ -168,7 +170,7 @@ std::unique_ptr<MessageBase> KRPBusClient::Impl::unpack(const Received& received
     return message;
 }
 
-void KRPBusClient::Impl::discard(Received&& received) {
+void KRPBusClient::Impl::discard(krpbus::Received&& received) {
     spentBytes_ += static_cast<std::size_t>(natsMsg_GetDataLength(received.message.get()));
     spent_.push_back(std::move(received));
     if (spent_.size() >= kMostSpent || spentBytes_ >= kMostSpentBytes) {
@@ -181,7 +183,7 @@ void KRPBusClient::Impl::discard(Received&& received) {
 const std::string& KRPBusClient::Impl::senderOf(std::string_view reply) {
     if (reply != lastReply_) {
         lastReply_ = reply;
-        const auto sender = parseParticipantSubject(reply);
+        const auto sender = krpbus::parseParticipantSubject(reply);
         if (!sender) {
             lastSender_.clear();
         } else if (sender->mac == mac_) {

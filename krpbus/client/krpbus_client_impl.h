@@ -18,7 +18,7 @@
 std::string upperCaseMac(const std::string& text);
 
 /// Puts subjects and addresses around a connection and an inbox. Thread rules as for KRPBusClient.
-class KRPBusClient::Impl final : public BusListener {
+class KRPBusClient::Impl final : public krpbus::BusListener {
   public:
     Impl(const std::string& name, const std::string& url, const KRPBusOptions& options);
     ~Impl() override;
@@ -27,8 +27,8 @@ class KRPBusClient::Impl final : public BusListener {
 
     bool connect();
     bool isConnected() const { return connection_->isConnected() && inbox_.isConnected(); }
-    Inbox& inbox() { return inbox_; }
-    const Inbox& inbox() const { return inbox_; }
+    krpbus::Inbox& inbox() { return inbox_; }
+    const krpbus::Inbox& inbox() const { return inbox_; }
     const std::string& name() const { return name_; }
     const std::string& mac() const { return mac_; }
 
@@ -47,25 +47,25 @@ class KRPBusClient::Impl final : public BusListener {
     void probe(const std::string& mac, const std::string& participant, const std::string& address);
 
     /// The message of a payload, with its sender and destination; null when the payload is none.
-    std::unique_ptr<MessageBase> unpack(const Received& received);
+    std::unique_ptr<MessageBase> unpack(const krpbus::Received& received);
     /// Destroys a payload, together with others: each destruction wakes a thread of the library.
-    void discard(Received&& received);
+    void discard(krpbus::Received&& received);
 
-    void onReceived(std::vector<Received>& received) override;
+    void onReceived(std::vector<krpbus::Received>& received) override;
     void onConnected() override { inbox_.connected(); }
     void onDisconnected() override { inbox_.disconnected(); }
 
   private:
-    bool takeProbe(const Received& received);
+    bool takeProbe(const krpbus::Received& received);
     void publish(const std::string& source, const std::string& subject, const MessageBase& message,
                  const std::string& whom) REQUIRES(sendMutex_);
-    void logNotSent(SendResult result, const std::string& whom) const REQUIRES(sendMutex_);
+    void logNotSent(krpbus::SendResult result, const std::string& whom) const REQUIRES(sendMutex_);
     const std::string& senderOf(std::string_view reply);
 
     const std::string name_;
     const std::string mac_;
     const std::string ownSubject_;
-    Inbox inbox_;
+    krpbus::Inbox inbox_;
 
     Mutex sendMutex_;
     ByteWriter writer_ GUARDED_BY(sendMutex_);
@@ -82,9 +82,9 @@ class KRPBusClient::Impl final : public BusListener {
     /// Of the consumer thread.
     std::string lastReply_;
     std::string lastSender_;
-    std::vector<Received> spent_;
+    std::vector<krpbus::Received> spent_;
     std::size_t spentBytes_ = 0;
 
     /// Goes first, since it calls the others.
-    std::unique_ptr<BusConnection> connection_;
+    std::unique_ptr<krpbus::BusConnection> connection_;
 };

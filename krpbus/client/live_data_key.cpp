@@ -6,6 +6,8 @@
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/signal_message.h"
 
+namespace krpbus {
+
 namespace {
 
 /// The parts of a key are kept apart by their lengths.
@@ -73,3 +75,5 @@ std::optional<std::string> liveDataKey(std::string_view sender,
     append(key, sender);
     return keyOf(std::move(key), reader, 0);
 }
+
+}  // namespace krpbus

@@ -4,6 +4,8 @@
 
 #include "krpbus/client/live_data_key.h"
 
+namespace krpbus {
+
 namespace {
 
 /// What a waiting message costs beside its payload, roughly.
@@ -118,3 +120,5 @@ void LiveDataSkipping::dropTombstones() {
         rememberNewest(firstPosition_ + i);
     }
 }
+
+}  // namespace krpbus

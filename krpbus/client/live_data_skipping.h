@@ -10,6 +10,8 @@
 
 #include "krpbus/client/received.h"
 
+namespace krpbus {
+
 /// The messages that wait for the consumer, in the order of their arrival. While the consumer keeps
 /// up every one is handed out. When the oldest that waits has waited for `skipAfter`, whether the
 /// consumer stands still or is merely too slow, only the newest signal value per signal and the
@@ -57,3 +59,5 @@ class LiveDataSkipping {
     std::uint64_t skipped_ = 0;
     std::unordered_map<std::string, std::uint64_t> newest_;  // live-data key to position
 };
+
+}  // namespace krpbus

@@ -10,6 +10,8 @@
 
 #include "base/file_descriptor.h"
 
+namespace krpbus {
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -51,7 +53,7 @@ void endLogin(std::uint16_t serverPort) {
         }
         // Another thread may close it and give the number to something else: we look at, and end,
         // what has our own name.
-        const FileDescriptor socket(fcntl(number, F_DUPFD_CLOEXEC, 0));
+        const base::FileDescriptor socket(fcntl(number, F_DUPFD_CLOEXEC, 0));
         if (socket.get() >= 0 && peerPort(socket.get()) == serverPort) {
             shutdown(socket.get(), SHUT_RDWR);
         }
@@ -85,3 +87,5 @@ void LoginDeadline::run() {
         }
     }
 }
+
+}  // namespace krpbus

@@ -8,6 +8,8 @@
 
 #include "base/mutex.h"
 
+namespace krpbus {
+
 /// While it lives, a login to the bus server that the calling thread makes is ended when the
 /// patience is at its end. The NATS client (3.4) has a time-out of its own, but overlooks it while
 /// it waits for the server's last word, PONG, and has none from the beginning of a TLS handshake
@@ -43,3 +45,5 @@ class LoginDeadline {
     bool over_ GUARDED_BY(mutex_) = false;
     std::thread watcher_;
 };
+
+}  // namespace krpbus

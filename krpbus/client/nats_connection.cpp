@@ -14,6 +14,8 @@
 #include "krpbus/client/signals_blocked.h"
 #include "krpbus/client/tls_record.h"
 
+namespace krpbus {
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -316,7 +318,7 @@ natsStatus NatsConnection::onAttach(void** user, void* loop, natsConnection*, na
     fcntl(fd, F_SETFD, FD_CLOEXEC);  // the library lets programs that we start inherit it
     // The library closes its descriptor when the connection ends, in whatever thread notices, and
     // the number may at once be somebody else's.
-    self->socket_ = FileDescriptor(fcntl(fd, F_DUPFD_CLOEXEC, 0));
+    self->socket_ = base::FileDescriptor(fcntl(fd, F_DUPFD_CLOEXEC, 0));
     return self->socket_.get() >= 0 ? NATS_OK : NATS_SYS_ERROR;
 }
 
@@ -342,3 +344,5 @@ natsStatus NatsConnection::onWriteInterest(void* user, bool add) {
 natsStatus NatsConnection::onDetach(void*) {
     return NATS_OK;
 }
+
+}  // namespace krpbus

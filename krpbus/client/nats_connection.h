@@ -15,6 +15,8 @@
 #include "krpbus/client/received.h"
 #include "krpbus/client/sender_order.h"
 
+namespace krpbus {
+
 /// Whether the bus server has been given a message, and if not why not.
 enum class SendResult { Sent, NotConnected, TooLarge, Stuck, Failed };
 
@@ -39,7 +41,7 @@ class NatsConnection {
     /// connections; the library sends it as it is, so it must hold no control characters. `wake` is
     /// the event of the reader, raised when it has something to do; it must outlive the connection.
     static std::shared_ptr<NatsConnection> open(const std::string& url, const std::string& name,
-                                                WakeEvent& wake, std::string& refusal);
+                                                base::WakeEvent& wake, std::string& refusal);
     /// The connection must be closed, or nobody may be in a call.
     ~NatsConnection();
     NatsConnection(const NatsConnection&) = delete;
@@ -95,7 +97,7 @@ class NatsConnection {
         bool refusal = false;  // the last that came was one
     };
 
-    explicit NatsConnection(WakeEvent& wake) : wake_(wake) {}
+    explicit NatsConnection(base::WakeEvent& wake) : wake_(wake) {}
 
     static natsStatus onAttach(void** user, void* loop, natsConnection* connection, natsSock fd);
     static natsStatus onReadInterest(void* user, bool add);
@@ -113,9 +115,9 @@ class NatsConnection {
     void takeReceived(std::vector<Received>& received);
     static void takeQueue(Subscription& subscription, std::vector<Received>& taken);
 
-    WakeEvent& wake_;
+    base::WakeEvent& wake_;
     natsConnection* connection_ = nullptr;
-    FileDescriptor socket_;  // our own name for the library's
+    base::FileDescriptor socket_;  // our own name for the library's
     std::atomic<bool> lost_{false};
     std::atomic<bool> writeWanted_{false};
     std::atomic<bool> flushRequested_{false};
@@ -141,3 +143,5 @@ class NatsConnection {
     Mutex subscriptionsMutex_;
     std::map<std::string, Subscription> subscriptions_ GUARDED_BY(subscriptionsMutex_);
 };
+
+}  // namespace krpbus

@@ -10,6 +10,8 @@
 #include "krpbus/client/server_url.h"
 #include "krpbus/client/signals_blocked.h"
 
+namespace krpbus {
+
 namespace {
 
 constexpr std::chrono::milliseconds kLoginTimeout{2000};
@@ -26,7 +28,7 @@ struct OptionsDeleter {
 }  // namespace
 
 std::shared_ptr<NatsConnection> NatsConnection::open(const std::string& url,
-                                                     const std::string& name, WakeEvent& wake,
+                                                     const std::string& name, base::WakeEvent& wake,
                                                      std::string& refusal) {
     const std::shared_ptr<NatsConnection> connection(new NatsConnection(wake));
     const natsStatus status = connection->connect(url, name);
@@ -74,3 +76,5 @@ natsStatus NatsConnection::connect(const std::string& url, const std::string& na
         return NATS_NO_MEMORY;
     }
 }
+
+}  // namespace krpbus

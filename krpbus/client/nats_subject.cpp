@@ -1,5 +1,7 @@
 #include "krpbus/client/nats_subject.h"
 
+namespace krpbus {
+
 namespace {
 
 constexpr std::string_view kRoot = "krp.";
@@ -126,3 +128,5 @@ std::optional<std::string> parseProbeSubject(std::string_view subject) {
     }
     return decodeToken(subject.substr(at + kProbe.size()));
 }
+
+}  // namespace krpbus

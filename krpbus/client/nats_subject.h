@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+namespace krpbus {
+
 /// A participant as a subject names it.
 struct SubjectAddress {
     std::string mac;
@@ -35,3 +37,5 @@ std::string probeWildcard(std::string_view mac, std::string_view participant);
 std::optional<SubjectAddress> parseParticipantSubject(std::string_view subject);
 /// The address probed that a subject of the form probeSubject() belongs to.
 std::optional<std::string> parseProbeSubject(std::string_view subject);
+
+}  // namespace krpbus

@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 
+namespace krpbus {
+
 struct NatsMsgDeleter {
     void operator()(natsMsg* message) const { natsMsg_Destroy(message); }
 };
@@ -21,3 +23,5 @@ struct Received {
     /// nobody whom a message of ours was for.
     bool behindRefusal = false;
 };
+
+}  // namespace krpbus

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <utility>
 
+namespace krpbus {
+
 namespace {
 
 struct Mark {
@@ -137,3 +139,5 @@ void mergeBySender(std::vector<std::vector<Received>>& lists, std::vector<Receiv
         list.clear();
     }
 }
+
+}  // namespace krpbus

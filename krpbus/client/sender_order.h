@@ -8,6 +8,8 @@
 
 #include "krpbus/client/received.h"
 
+namespace krpbus {
+
 /// The header that tells who has sent a message and as which one: "<sender> <number>".
 inline constexpr const char* kOrderHeader = "Krp-Order";
 
@@ -33,3 +35,5 @@ class SendCounter {
 /// its numbers; the rest is nobody's business. Such an order exists, since the lists are parts of
 /// what came one behind the other; numbers that allow of none are made up and do not count.
 void mergeBySender(std::vector<std::vector<Received>>& lists, std::vector<Received>& all);
+
+}  // namespace krpbus

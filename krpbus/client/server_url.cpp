@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cstdlib>
 
+namespace krpbus {
+
 namespace {
 
 constexpr std::uint16_t kNatsPort = 4222;
@@ -69,3 +71,5 @@ std::uint16_t serverPort(const std::string& url) {
     }
     return port == 0 ? kNatsPort : port;
 }
+
+}  // namespace krpbus

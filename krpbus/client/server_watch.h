@@ -3,6 +3,8 @@
 
 #include <chrono>
 
+namespace krpbus {
+
 /// Says when to probe a server that has been silent, and when to give it up. Has no thread and
 /// reads no clock; for one thread.
 ///
@@ -40,3 +42,5 @@ class ServerWatch {
     int unanswered_ = 0;
     Clock::time_point due_{};
 };
+
+}  // namespace krpbus

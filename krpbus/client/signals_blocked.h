@@ -3,6 +3,8 @@
 
 #include <csignal>
 
+namespace krpbus {
+
 /// Blocks all signals of the calling thread while it lives, for the threads that are started
 /// meanwhile: signals are the business of the process's own threads.
 class SignalsBlocked {
@@ -19,3 +21,5 @@ class SignalsBlocked {
   private:
     sigset_t before_{};
 };
+
+}  // namespace krpbus

@@ -5,6 +5,8 @@
 
 #include <array>
 
+namespace krpbus {
+
 namespace {
 
 constexpr int kHead = 5;  // type, version, length
@@ -58,3 +60,5 @@ bool awaitTlsRecord(int socket, int& awaited) {
     await(socket, needed, awaited);
     return false;
 }
+
+}  // namespace krpbus

@@ -1,6 +1,8 @@
 // What can be seen of a TLS connection from outside: where its records begin and end.
 #pragma once
 
+namespace krpbus {
+
 /// Whether the first bytes that wait in the socket are the head of a TLS record.
 bool startsTlsRecord(int socket);
 
@@ -9,3 +11,5 @@ bool startsTlsRecord(int socket);
 /// no room for more: `awaited` is how many bytes it waits for, 1 at first, kept by the caller from
 /// call to call. To be called when the socket shows as readable.
 bool awaitTlsRecord(int socket, int& awaited);
+
+}  // namespace krpbus

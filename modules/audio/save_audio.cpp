@@ -43,7 +43,7 @@ void save_audio(const unsigned char* data, unsigned int size, const UploadInfoAu
     LogUtil::log(LogLevel::Debug, "save_audio", "filename: " + path);
     // The directory is open to everybody: what somebody else has laid there is left alone.
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-    if (!writeWholeFile(path, bytes, ExistingFile::OwnAlone)) {
+    if (!base::writeWholeFile(path, bytes, base::ExistingFile::OwnAlone)) {
         createAndSendJSON_simple("upload_audio_file", KR_STATE_ERROR, KR_ERROR_OTHER_DATA_UPLOAD,
                                  "Unable to open file " + path);
         return;

@@ -45,7 +45,7 @@ WaResponseGetBusNames::WaResponseGetBusNames(const KRPResponseGetBusNames* answe
         sendResponse<WaResponseGetBusNames>();
     } else if (answer->isBusy()) {
         // Again without a limit: a logger that starts up is busy for as long as that takes.
-        waitBeforeAskingAgain();
+        klv::waitBeforeAskingAgain();
         getBusNames(source);
     } else {
         addFailure(*answer, source);

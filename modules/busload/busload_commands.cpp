@@ -37,7 +37,7 @@ void getBusNames(unsigned char activeOnly, int waitCount) {
         sendKslBroadcast(BusNamesRequest(activeOnly, "NotSet"), kHandheldServer);
         return;
     }
-    waitInSteps(waitCount, [] { return busInfo->state != KSL_MSG_STATE_UPDATE; });
+    klv::waitInSteps(waitCount, [] { return busInfo->state != KSL_MSG_STATE_UPDATE; });
 }
 
 void getBusNames(const Document& doc, int waitCount) {
@@ -66,7 +66,7 @@ void busload_start() {
     // only listed: their initial values follow the reply. But the loggers report as soon as they
     // are told to, and a figure counts only where its bus is known.
     const bool namesCameBefore = !alreadyRunning && busInfo->getBusnamesMapSize() > 0;
-    getBusNames(static_cast<unsigned char>(1), kCommandWaitSteps);
+    getBusNames(static_cast<unsigned char>(1), klv::kCommandWaitSteps);
     addCatalogueBuses();
     broadcastState("75-LVStartBusload");
     createAndSendJSON_simple("busload_start", KR_STATE_OK, KR_ERROR_TODO, "");

@@ -31,7 +31,7 @@ int wa_handle_message_busload(const std::string& cmd, const Document& doc) {
     } else if (cmd == "busload_stop") {
         busload_stop();
     } else if (cmd == "get_bus_names") {
-        getBusNames(doc, kCommandWaitSteps);
+        getBusNames(doc, klv::kCommandWaitSteps);
     } else {
         return 0;
     }

@@ -60,7 +60,7 @@ Value mostFigures(const BusLoadExtMessage::most_t& most, Document::AllocatorType
 /// Fixed by the protocol: the local logger's buses go without a logger name, except those of MOST.
 /// The web application shows a name where there is one.
 WaResponseBusload::WaResponseBusload(const BusKey& key, const BusloadData& data) {
-    thread_local BusloadText text;
+    thread_local klv::BusloadText text;
     std::optional<std::string> name;
     if (data.kslOffset != 0 || isMostBus(data.busId)) {
         const std::string& logger = std::get<std::string>(key);

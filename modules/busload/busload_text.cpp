@@ -5,6 +5,8 @@
 #include "json/json_pen.h"
 #include "modules/busload/bus_vocabulary.h"
 
+namespace klv {
+
 namespace {
 
 /// The fixed parts, the names of bus and unit, five numbers and the quotes, generously.
@@ -44,3 +46,5 @@ std::string_view BusloadText::write(const BusloadData& data,
     pen.raw("\n    },\n    \"status\": \"OK\"\n}");
     return pen.text();
 }
+
+}  // namespace klv

@@ -8,6 +8,8 @@
 
 #include "modules/busload/busload_data.h"
 
+namespace klv {
+
 /// Writes the message "busload_data" in the very layout of dom_to_json(). Loads are sent thousands
 /// of times a second, so the text is written straight from the record into a buffer that keeps its
 /// room. WaResponseBusload, which sends it, leaves its document empty. One thread at a time.
@@ -20,3 +22,5 @@ class BusloadText {
   private:
     std::vector<char> buffer_;
 };
+
+}  // namespace klv

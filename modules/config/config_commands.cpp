@@ -53,8 +53,8 @@ void save_configuration(const Document& doc) {
         refuse("save_configuration", doc, "config name must not be empty");
         return;
     }
-    const std::string path = configurationPath(name);
-    if (!writeWholeFile(path, config, ExistingFile::Any)) {
+    const std::string path = klv::configurationPath(name);
+    if (!base::writeWholeFile(path, config, base::ExistingFile::Any)) {
         // Fixed by the protocol: "unspecified" here and "illegal_config" for everything else. The
         // web application tells the two apart.
         LogUtil::log(LogLevel::Error, "save_configuration", "Unable to open file " + path);
@@ -73,7 +73,7 @@ void load_configuration(const Document& doc) {
     if (!readName("load_configuration", doc, name)) {
         return;
     }
-    const auto text = readWholeFile(configurationPath(name), kCopies);
+    const auto text = base::readWholeFile(klv::configurationPath(name), kCopies);
     if (!text) {
         LogUtil::log(LogLevel::Debug, "load_configuration", "Unable to open file");
         sendResponse<WaResponseLoadConfig>(name, nullptr, KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG);
@@ -95,7 +95,7 @@ void delete_configuration(const Document& doc) {
         refuse("delete_configuration", doc, "config name must not be empty");
         return;
     }
-    if (std::remove(configurationPath(name).c_str()) == 0) {
+    if (std::remove(klv::configurationPath(name).c_str()) == 0) {
         LogUtil::log(LogLevel::Debug, "delete_configuration", "File successfully deleted");
         sendResponse<WaResponseDeleteConfig>(KR_STATE_OK, KR_ERROR_UNSPECIFIED);
     } else {

@@ -31,10 +31,10 @@ WaResponseDeleteConfig::WaResponseDeleteConfig(kr_state state, kr_error_code cod
 }
 
 WaResponseGetConfigurations::WaResponseGetConfigurations() {
-    const auto entries = listConfigurations();
+    const auto entries = klv::listConfigurations();
     if (!entries) {
         LogUtil::log(LogLevel::Error, "WaResponseGetConfigurations",
-                     "Error opening " + configurationDirectory + ": " + std::strerror(errno));
+                     "Error opening " + klv::configurationDirectory + ": " + std::strerror(errno));
         createAndSendJSON_simple("get_configs", KR_STATE_ERROR, KR_ERROR_ILLEGAL_CONFIG, "");
         return;
     }

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <memory>
 
+namespace klv {
+
 /// Also on 32 bits, where an entry with a large inode number could not be read otherwise.
 static_assert(sizeof(ino_t) == 8, "to be built with _FILE_OFFSET_BITS=64");
 
@@ -33,3 +35,5 @@ std::optional<std::vector<std::string>> listConfigurations() {
     }
     return names;
 }
+
+}  // namespace klv

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+namespace klv {
+
 /// The directory, with the trailing slash. It is not created here: the installation makes it for
 /// the web server's user. Never destroyed. Connection thread.
 extern std::string& configurationDirectory;
@@ -18,3 +20,5 @@ std::string configurationPath(std::string_view name);
 /// The names of all entries of the directory, "." and ".." among them, in the order in which the
 /// system returns them. Nothing when it cannot be opened or read to its end; errno then tells why.
 std::optional<std::vector<std::string>> listConfigurations();
+
+}  // namespace klv

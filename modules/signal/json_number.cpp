@@ -11,6 +11,8 @@
 
 #include "json/document.h"
 
+namespace klv {
+
 namespace {
 
 bool isDigit(char c) {
@@ -108,3 +110,5 @@ bool isFiniteJsonNumber(std::string_view text) {
     const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
     return (result.ec == std::errc() || !isTooLarge(parts)) && isTakenByLibrary(text);
 }
+
+}  // namespace klv

@@ -54,7 +54,7 @@ bool SignalInfo::checkSignal(const SignalKey& key) const {
 
 SignalKey SignalInfo::findShown(const SignalKey& key) const {
     const auto isReplaced = [](const std::string& text) {
-        return text.find(kReplacementCharacter) != std::string::npos;
+        return text.find(base::kReplacementCharacter) != std::string::npos;
     };
     if (!isReplaced(key.first) && !isReplaced(key.second)) {
         return key;
@@ -64,8 +64,8 @@ SignalKey SignalInfo::findShown(const SignalKey& key) const {
         return key;
     }
     const auto shown = std::find_if(signals_.begin(), signals_.end(), [&key](const auto& entry) {
-        return replaceIllFormedUtf8(entry.first.first) == key.first &&
-               replaceIllFormedUtf8(entry.first.second) == key.second;
+        return base::replaceIllFormedUtf8(entry.first.first) == key.first &&
+               base::replaceIllFormedUtf8(entry.first.second) == key.second;
     });
     return shown == signals_.end() ? key : shown->first;
 }

@@ -38,7 +38,8 @@ bool isCatalogueComplete() {
 /// Whether every logger has answered, at the latest after two seconds; half as long steps as
 /// elsewhere, since the browser waits for its signal to start.
 bool waitForSignalConfigs() {
-    waitInSteps(2 * kCommandWaitSteps, isCatalogueComplete, kWaitStepMicroseconds / 2);
+    klv::waitInSteps(2 * klv::kCommandWaitSteps, isCatalogueComplete,
+                     klv::kWaitStepMicroseconds / 2);
     return isCatalogueComplete();
 }
 
@@ -85,7 +86,7 @@ bool takeSignalKey(const std::string& cmd, const Document& doc, SignalKey& key) 
             return false;
     }
     if (signalInfo->configState == KSL_MSG_STATE_EMPTY) {
-        getSignalNames(kCommandWaitSteps);
+        getSignalNames(klv::kCommandWaitSteps);
     }
     key = signalInfo->findShown(key);
     // While loggers are still to answer nobody can say that there is no such signal.
@@ -113,7 +114,7 @@ void getSignalNames(int waitCount) {
     // Fixed by the protocol: this normally ends at once, since the state was set just above, and
     // waits only when another thread has changed it. The browser is sent the catalogue as it
     // arrives; a command that needs it complete waits for that itself.
-    waitInSteps(waitCount, [] { return signalInfo->configState == KSL_MSG_STATE_UPDATE; });
+    klv::waitInSteps(waitCount, [] { return signalInfo->configState == KSL_MSG_STATE_UPDATE; });
 }
 
 void getSignalNames(const std::string& logger) {
@@ -131,7 +132,7 @@ bool checkSignal(const std::string& cmd, const SignalKey& key) {
 
 void signal_forwarding_start() {
     if (signalInfo->configState == KSL_MSG_STATE_EMPTY) {
-        getSignalNames(kCommandWaitSteps);
+        getSignalNames(klv::kCommandWaitSteps);
     }
     broadcastState("77-LVStartSignals");
     signalInfo->forwardingActive = true;
@@ -152,7 +153,7 @@ void signal_forwarding_stop() {
 
 void start_signal(const SignalKey& requested, [[maybe_unused]] int interval) {
     if (signalInfo->configState == KSL_MSG_STATE_EMPTY) {
-        getSignalNames(kCommandWaitSteps);
+        getSignalNames(klv::kCommandWaitSteps);
     }
     if (!waitForSignalConfigs()) {
         LogUtil::log(LogLevel::Error, "start_signal", "not all signal configs received");

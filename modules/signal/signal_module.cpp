@@ -36,7 +36,7 @@ int wa_handle_message_signal(const std::string& cmd, const Document& doc) {
     } else if (cmd == "signal_forwarding_stop") {
         signal_forwarding_stop();
     } else if (cmd == "get_signal_names") {
-        getSignalNames(kCommandWaitSteps);
+        getSignalNames(klv::kCommandWaitSteps);
     } else if (cmd.starts_with("generic_")) {
         return runGenericCommand(cmd, doc);
     } else {

@@ -72,8 +72,8 @@ Value catalogueEntry(const SignalKey& key, const SignalData& signal, const std::
 }
 
 /// The calling thread's own, for its room to be used again and again.
-SignalValueText& valueText() {
-    thread_local SignalValueText text;
+klv::SignalValueText& valueText() {
+    thread_local klv::SignalValueText text;
     return text;
 }
 
@@ -105,7 +105,7 @@ WaResponseGetSignalNames::WaResponseGetSignalNames(const KRPResponseGetLVSignalC
     LogUtil::log(LogLevel::Info, "WaResponseGetSignalNames",
                  "KRPResponseGetLVSignalConfig: " + answer->toString());
     if (answer->isBusy()) {
-        waitBeforeAskingAgain();
+        klv::waitBeforeAskingAgain();
         getSignalNames(source);
         return;
     }

@@ -5,6 +5,8 @@
 #include "json/json_pen.h"
 #include "modules/signal/json_number.h"
 
+namespace klv {
+
 namespace {
 
 /// What the message needs besides its texts, generously: the fixed parts, two numbers, and a word
@@ -51,3 +53,5 @@ std::string_view SignalValueText::write(const SignalData& signal) {
     writeMessage(pen, signal);
     return pen.text();
 }
+
+}  // namespace klv

@@ -6,6 +6,8 @@
 
 #include "modules/signal/signal_data.h"
 
+namespace klv {
+
 /// Writes the message "generic_sig_value" in the very layout of dom_to_json(). Values are what the
 /// product sends most of, so the text is written straight from the record, without a document in
 /// between, into a buffer that keeps its room from value to value. One thread at a time.
@@ -17,3 +19,5 @@ class SignalValueText {
   private:
     std::vector<char> buffer_;
 };
+
+}  // namespace klv

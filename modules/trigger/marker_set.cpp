@@ -4,6 +4,8 @@
 #include <functional>
 #include <utility>
 
+namespace klv {
+
 namespace {
 
 constexpr std::size_t kFewestSlots = 16;
@@ -70,3 +72,5 @@ void MarkerSet::grow(std::size_t slots) {
     }
     slots_ = std::move(grown);
 }
+
+}  // namespace klv

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+namespace klv {
+
 /// Keeps views: the texts must live as long as the set has them. One flat table, so that a look-up
 /// goes to one place of the memory, or two when the marker is there. One thread at a time.
 class MarkerSet {
@@ -31,3 +33,5 @@ class MarkerSet {
     std::vector<std::string_view> markers_;
     std::vector<Slot> slots_;  // a power of two of them, at most half of them used
 };
+
+}  // namespace klv

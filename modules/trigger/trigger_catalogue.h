@@ -94,7 +94,7 @@ class TriggerInfo {
     void forget() REQUIRES(mutex_);
 
     std::vector<Listed> events_ GUARDED_BY(mutex_);  // ascending by time, unsigned
-    MarkerSet markers_ GUARDED_BY(mutex_);           // of the list
+    klv::MarkerSet markers_ GUARDED_BY(mutex_);      // of the list
     std::map<std::string, Answer> triggerMap_ GUARDED_BY(mutex_);
     /// What the list refers to beside the stored answers.
     std::vector<Message> replaced_ GUARDED_BY(mutex_);

@@ -66,7 +66,7 @@ void getTrigger(int waitCount) {
         sendKslBroadcast(EventListRequest(kSelector), kEventHandler);
     }
     const int stepsLeft =
-        waitInSteps(waitCount, [] { return triggerInfo->state == KSL_MSG_STATE_COMPLETE; });
+        klv::waitInSteps(waitCount, [] { return triggerInfo->state == KSL_MSG_STATE_COMPLETE; });
     if (waitCount >= 1 && stepsLeft == 0) {
         createAndSendJSON_simple("get_trigger", KR_STATE_ERROR, KR_ERROR_CANNOT_START,
                                  "not all triggers received");

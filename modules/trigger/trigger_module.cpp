@@ -39,7 +39,7 @@ int wa_handle_message_trigger(const std::string& cmd, const Document& doc) {
     } else if (cmd == "get_trigger_count") {
         getTriggerCount();
     } else if (cmd == "get_trigger") {
-        getTrigger(kCommandWaitSteps);
+        getTrigger(klv::kCommandWaitSteps);
     } else {
         return 0;
     }

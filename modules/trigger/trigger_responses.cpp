@@ -87,7 +87,7 @@ WaResponseGetEventList::WaResponseGetEventList(const KRPResponseGetEventList* an
         sendResponse<WaResponseGetEventList>();
     } else if (answer->isBusy()) {
         // Again without a limit: a logger that starts up is busy for as long as that takes.
-        waitBeforeAskingAgain();
+        klv::waitBeforeAskingAgain();
         getTrigger(logger);
     } else {
         LogUtil::log(LogLevel::Error, "WaResponseGetEventList", answer->toString());

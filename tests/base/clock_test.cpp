@@ -121,17 +121,17 @@ class Pipe {
     Pipe() {
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe(ends.data()), 0);
-        read_ = FileDescriptor(ends[0]);
-        write_ = FileDescriptor(ends[1]);
+        read_ = base::FileDescriptor(ends[0]);
+        write_ = base::FileDescriptor(ends[1]);
     }
     int readEnd() const { return read_.get(); }
     int writeEnd() const { return write_.get(); }
     void fill() const { EXPECT_EQ(write(writeEnd(), "x", 1), 1); }
-    void closeWriteEnd() { write_ = FileDescriptor(); }
+    void closeWriteEnd() { write_ = base::FileDescriptor(); }
 
   private:
-    FileDescriptor read_;
-    FileDescriptor write_;
+    base::FileDescriptor read_;
+    base::FileDescriptor write_;
 };
 
 TEST(FdSet, HoldsDescriptors) {
@@ -222,7 +222,7 @@ TEST(Krselect, TakesDescriptorsBeyondTheSizeOfTheSystemsOwnSet) {
     const rlimit limit{4096, 4096};
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     const Pipe pipe;
-    const FileDescriptor high(dup2(pipe.readEnd(), 2000));
+    const base::FileDescriptor high(dup2(pipe.readEnd(), 2000));
     ASSERT_EQ(high.get(), 2000);
     pipe.fill();
     FdSet readSet;

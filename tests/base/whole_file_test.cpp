@@ -34,9 +34,11 @@ using testing::Optional;
 // A directory with the file that is written and read.
 class WholeFile : public testing::Test {
   protected:
-    bool write(std::string_view text) { return writeWholeFile(path_, text, ExistingFile::Any); }
+    bool write(std::string_view text) {
+        return base::writeWholeFile(path_, text, base::ExistingFile::Any);
+    }
     bool writeOwn(std::string_view text) {
-        return writeWholeFile(path_, text, ExistingFile::OwnAlone);
+        return base::writeWholeFile(path_, text, base::ExistingFile::OwnAlone);
     }
     void put(std::string_view text) const { std::ofstream(path_, std::ios::binary) << text; }
     std::string content() const { return contentOf(path_); }
@@ -53,8 +55,8 @@ class WholeFile : public testing::Test {
         ASSERT_EQ(::truncate(path_.c_str(), static_cast<off_t>(size)), 0);
     }
     // Has the file in use, as somebody who writes it.
-    FileDescriptor use() const {
-        FileDescriptor file(::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    base::FileDescriptor use() const {
+        base::FileDescriptor file(::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
         EXPECT_EQ(::flock(file.get(), LOCK_EX), 0);
         return file;
     }
@@ -114,13 +116,13 @@ class WholeFileWithoutReserving : public WholeFileOnADisk {
 
 TEST_F(WholeFile, IsMadeReplacedAndReadWhole) {
     EXPECT_TRUE(write("a longer text"));
-    EXPECT_THAT(readWholeFile(path_), Optional(std::string("a longer text")));
+    EXPECT_THAT(base::readWholeFile(path_), Optional(std::string("a longer text")));
     EXPECT_TRUE(write("x"));
     EXPECT_EQ(content(), "x");
     EXPECT_TRUE(write("xyz"));
     EXPECT_EQ(content(), "xyz");
     EXPECT_TRUE(write(""));
-    EXPECT_THAT(readWholeFile(path_), Optional(std::string()));
+    EXPECT_THAT(base::readWholeFile(path_), Optional(std::string()));
     EXPECT_THAT(names(), ElementsAre("file"));
 }
 
@@ -134,11 +136,11 @@ TEST_F(WholeFile, IsMadeAtTheEndOfALinkThatLedNowhere) {
 TEST_F(WholeFile, IsNotWhatIsNoRegularFile) {
     ASSERT_EQ(::mkfifo(path_.c_str(), 0600), 0);
     EXPECT_FALSE(write("x"));
-    EXPECT_EQ(readWholeFile(path_), std::nullopt);
+    EXPECT_EQ(base::readWholeFile(path_), std::nullopt);
     fs::remove(path_);
     fs::create_directory(path_);
     EXPECT_FALSE(write("x"));
-    EXPECT_EQ(readWholeFile(path_), std::nullopt);
+    EXPECT_EQ(base::readWholeFile(path_), std::nullopt);
 }
 
 TEST_F(WholeFile, KeepsItsContentWhereTheNewOneMayNotBeSoLarge) {
@@ -166,28 +168,28 @@ TEST_F(WholeFile, OfMoreThanTwoGigabytesIsReplaced) {
 
 TEST_F(WholeFile, IsNotReadWhenItIsTooLargeForMemory) {
     putHole(1ULL << 40);
-    EXPECT_EQ(readWholeFile(path_), std::nullopt);
+    EXPECT_EQ(base::readWholeFile(path_), std::nullopt);
 }
 
 TEST_F(WholeFile, IsNotReadWhenItsCopiesAreTooLargeForMemory) {
     putHole(1ULL << 20);
-    EXPECT_EQ(readWholeFile(path_)->size(), 1U << 20);
-    EXPECT_EQ(readWholeFile(path_, 1U << 31), std::nullopt);
+    EXPECT_EQ(base::readWholeFile(path_)->size(), 1U << 20);
+    EXPECT_EQ(base::readWholeFile(path_, 1U << 31), std::nullopt);
 }
 
 TEST_F(WholeFile, IsLeftAloneByAWriterWhoGetsNoTurn) {
     put("theirs");
-    const FileDescriptor user = use();
+    const base::FileDescriptor user = use();
     EXPECT_FALSE(write("mine"));
     EXPECT_EQ(content(), "theirs");
 }
 
 TEST_F(WholeFile, IsWrittenWhenTheOtherIsDone) {
     put("theirs");
-    FileDescriptor user = use();
+    base::FileDescriptor user = use();
     std::thread other([&] {
         waitForSecondUser();
-        user = FileDescriptor();
+        user = base::FileDescriptor();
     });
     EXPECT_TRUE(write("mine"));
     other.join();
@@ -196,11 +198,11 @@ TEST_F(WholeFile, IsWrittenWhenTheOtherIsDone) {
 
 TEST_F(WholeFile, IsMadeAnewWhenTheOtherHasRemovedIt) {
     put("theirs");
-    FileDescriptor user = use();
+    base::FileDescriptor user = use();
     std::thread other([&] {
         waitForSecondUser();
         fs::remove(path_);
-        user = FileDescriptor();
+        user = base::FileDescriptor();
     });
     EXPECT_TRUE(write("mine"));
     other.join();
@@ -208,21 +210,21 @@ TEST_F(WholeFile, IsMadeAnewWhenTheOtherHasRemovedIt) {
 }
 
 TEST_F(WholeFile, IsReadWhenItHasBeenWrittenToItsEnd) {
-    FileDescriptor user = use();
+    base::FileDescriptor user = use();
     std::thread writer([&] {
         waitForSecondUser();
         std::this_thread::sleep_for(100ms);  // who does not wait reads now
         put("whole");
-        user = FileDescriptor();
+        user = base::FileDescriptor();
     });
-    EXPECT_THAT(readWholeFile(path_), Optional(std::string("whole")));
+    EXPECT_THAT(base::readWholeFile(path_), Optional(std::string("whole")));
     writer.join();
 }
 
 TEST_F(WholeFile, IsReadAllTheSameWhenSomebodyKeepsItInUse) {
     put("text");
-    const FileDescriptor user = use();
-    EXPECT_THAT(readWholeFile(path_), Optional(std::string("text")));
+    const base::FileDescriptor user = use();
+    EXPECT_THAT(base::readWholeFile(path_), Optional(std::string("text")));
 }
 
 TEST_F(WholeFile, HoldsOneWholeTextWhenManyWriteAtOnce) {

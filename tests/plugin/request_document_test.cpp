@@ -243,8 +243,8 @@ TEST(ParseError, HasAnEnglishTextForEachCode) {
     };
     Lines actual;
     for (int code = 0; code <= 18; ++code) {
-        actual.emplace_back(parseErrorText(code));
+        actual.emplace_back(klv::parseErrorText(code));
     }
     EXPECT_EQ(actual, expected);
-    EXPECT_STREQ(parseErrorText(-1), "Unknown error.");
+    EXPECT_STREQ(klv::parseErrorText(-1), "Unknown error.");
 }

@@ -39,7 +39,7 @@ std::string encode(std::uint32_t code) {
 }
 
 bool isValid(const std::string& text) {
-    Utf8Validator validator;
+    base::Utf8Validator validator;
     return validator.feed(bytes(text), text.size()) && validator.complete();
 }
 
@@ -70,7 +70,7 @@ TEST(Utf8Validator, FindsTheFirstWrongByteWhereverTheTextIsCut) {
     const std::string text = "0123456789 \xE2\x82\xAC 0123456789\xED\xA0\x80";
     const std::size_t wrong = text.size() - 2;
     for (std::size_t cut = 0; cut <= wrong; ++cut) {
-        Utf8Validator validator;
+        base::Utf8Validator validator;
         EXPECT_TRUE(validator.feed(bytes(text), cut));
         EXPECT_TRUE(validator.feed(bytes(text) + cut, wrong - cut));
         EXPECT_FALSE(validator.feed(bytes(text) + wrong, 1));
@@ -79,7 +79,7 @@ TEST(Utf8Validator, FindsTheFirstWrongByteWhereverTheTextIsCut) {
 
 TEST(Utf8Validator, KnowsAWholeCharacterFromAHalfOne) {
     const std::string text = encode(0x1F600);
-    Utf8Validator validator;
+    base::Utf8Validator validator;
     EXPECT_TRUE(validator.complete());
     for (std::size_t i = 0; i < text.size(); ++i) {
         EXPECT_TRUE(validator.feed(bytes(text) + i, 1));
@@ -88,7 +88,7 @@ TEST(Utf8Validator, KnowsAWholeCharacterFromAHalfOne) {
 }
 
 TEST(Utf8Validator, StartsAnewAfterReset) {
-    Utf8Validator validator;
+    base::Utf8Validator validator;
     EXPECT_TRUE(validator.feed(bytes("\xF0"), 1));
     validator.reset();
     EXPECT_TRUE(validator.complete());

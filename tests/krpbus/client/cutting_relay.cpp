@@ -57,8 +57,9 @@ void CuttingRelay::run() {
         if (poll(&waiting, 1, kLookMilliseconds) != 1) {
             continue;
         }
-        const FileDescriptor client(accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-        const FileDescriptor server(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const base::FileDescriptor client(
+            accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        const base::FileDescriptor server(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
         const sockaddr_in address = loopback(serverPort_);
         if (connect(server.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
             0) {

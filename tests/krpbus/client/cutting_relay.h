@@ -42,7 +42,7 @@ class CuttingRelay {
     bool passOn(int from, int to, bool limited);
 
     const std::uint16_t serverPort_;
-    FileDescriptor listening_;
+    base::FileDescriptor listening_;
     std::uint16_t port_ = 0;
     std::atomic<Then> then_{Then::Pass};
     std::atomic<std::size_t> left_{0};

@@ -26,14 +26,14 @@ const std::string kOtherSender = "krp.N.to.HandheldServer";
 // Messages can be destroyed only while the library is open, which a connection sees to elsewhere.
 const natsStatus kOpened = nats_Open(-1);
 
-Received received(const MessageBase& message, const std::string& sender = kSender) {
+krpbus::Received received(const MessageBase& message, const std::string& sender = kSender) {
     ByteWriter writer;
     message.encode(writer);
     natsMsg* raw = nullptr;
     natsMsg_Create(&raw, "krp.M.to.me", sender.c_str(),
                    reinterpret_cast<const char*>(writer.bytes().data()),
                    static_cast<int>(writer.size()));
-    Received result;
+    krpbus::Received result;
     result.message.reset(raw);
     return result;
 }
@@ -73,12 +73,12 @@ std::string wordFor(const MessageBase& message) {
 }
 
 // What one pass of the consumer takes.
-std::vector<std::string> drain(Inbox& inbox, std::uint64_t& skipped) {
+std::vector<std::string> drain(krpbus::Inbox& inbox, std::uint64_t& skipped) {
     std::vector<std::string> words;
     inbox.look();
     for (;;) {
         std::uint64_t skippedNow = 0;
-        const Received next = inbox.pop(skippedNow);
+        const krpbus::Received next = inbox.pop(skippedNow);
         skipped += skippedNow;
         const natsMsg* const payload = next.message.get();
         if (payload == nullptr) {
@@ -91,12 +91,12 @@ std::vector<std::string> drain(Inbox& inbox, std::uint64_t& skipped) {
     }
 }
 
-std::vector<std::string> drain(Inbox& inbox) {
+std::vector<std::string> drain(krpbus::Inbox& inbox) {
     std::uint64_t skipped = 0;
     return drain(inbox, skipped);
 }
 
-bool isReadable(const Inbox& inbox) {
+bool isReadable(const krpbus::Inbox& inbox) {
     pollfd polled{inbox.fd(), POLLIN, 0};
     return poll(&polled, 1, 0) == 1;
 }
@@ -106,7 +106,7 @@ void standStill() {
 }
 
 TEST(Inbox, IsCompleteAndInOrderWhileTheConsumerKeepsUp) {
-    Inbox inbox(kPlenty, 1h);
+    krpbus::Inbox inbox(kPlenty, 1h);
     inbox.connected();
     std::vector<std::string> expected;
     for (int i = 0; i < 1000; ++i) {
@@ -119,7 +119,7 @@ TEST(Inbox, IsCompleteAndInOrderWhileTheConsumerKeepsUp) {
 }
 
 TEST(Inbox, KeepsTheNewestValuePerSignalOnceTheConsumerHasStoodStill) {
-    Inbox inbox(kPlenty, kStall);
+    krpbus::Inbox inbox(kPlenty, kStall);
     inbox.connected();
     inbox.push(received(value("a", "1")));
     inbox.push(received(value("b", "1")));
@@ -139,7 +139,7 @@ TEST(Inbox, KeepsTheNewestValuePerSignalOnceTheConsumerHasStoodStill) {
 }
 
 TEST(Inbox, KeepsTheNewestFigurePerBusAndChannel) {
-    Inbox inbox(kPlenty, kStall);
+    krpbus::Inbox inbox(kPlenty, kStall);
     inbox.connected();
     inbox.push(received(load(BUSID_CAN, 0, 1)));
     standStill();
@@ -150,7 +150,7 @@ TEST(Inbox, KeepsTheNewestFigurePerBusAndChannel) {
 }
 
 TEST(Inbox, KeepsSendersApart) {
-    Inbox inbox(kPlenty, kStall);
+    krpbus::Inbox inbox(kPlenty, kStall);
     inbox.connected();
     inbox.push(received(value("a", "1"), kSender));
     standStill();
@@ -163,7 +163,7 @@ TEST(Inbox, KeepsSendersApart) {
 }
 
 TEST(Inbox, KeepsTheNewestValuePerPlaceOnAMonitorScreen) {
-    Inbox inbox(kPlenty, kStall);
+    krpbus::Inbox inbox(kPlenty, kStall);
     inbox.connected();
     SignalMessage first = value("", "1");
     first.instanceName = "line 1";
@@ -177,7 +177,7 @@ TEST(Inbox, KeepsTheNewestValuePerPlaceOnAMonitorScreen) {
 }
 
 TEST(Inbox, SkipsNothingBeforeTheConsumerHasStoodStill) {
-    Inbox inbox(kPlenty, 1h);
+    krpbus::Inbox inbox(kPlenty, 1h);
     inbox.connected();
     inbox.push(received(value("a", "1")));
     standStill();
@@ -186,7 +186,7 @@ TEST(Inbox, SkipsNothingBeforeTheConsumerHasStoodStill) {
 }
 
 TEST(Inbox, IsCompleteAgainOnceDrained) {
-    Inbox inbox(kPlenty, kStall);
+    krpbus::Inbox inbox(kPlenty, kStall);
     inbox.connected();
     inbox.push(received(value("a", "1")));
     standStill();
@@ -203,7 +203,7 @@ TEST(Inbox, IsCompleteAgainOnceDrained) {
 }
 
 TEST(Inbox, CountsWhatWasSkippedWhenTheLastMessageIsTaken) {
-    Inbox inbox(kPlenty, kStall);
+    krpbus::Inbox inbox(kPlenty, kStall);
     inbox.connected();
     inbox.push(received(value("a", "1")));
     standStill();
@@ -218,7 +218,7 @@ TEST(Inbox, CountsWhatWasSkippedWhenTheLastMessageIsTaken) {
 }
 
 TEST(Inbox, HandsOutInOnePassWhatWaitedWhenTheConsumerLooked) {
-    Inbox inbox(kPlenty, 1h);
+    krpbus::Inbox inbox(kPlenty, 1h);
     inbox.connected();
     std::uint64_t skipped = 0;
     inbox.push(received(SystemMessage(4, "before any look")));
@@ -237,9 +237,9 @@ TEST(Inbox, HandsOutInOnePassWhatWaitedWhenTheConsumerLooked) {
 }
 
 TEST(Inbox, StaysReadableWhileTheConsumerHasNotTakenAll) {
-    Inbox inbox(kPlenty, 1h);
+    krpbus::Inbox inbox(kPlenty, 1h);
     inbox.connected();
-    std::vector<Received> batch;
+    std::vector<krpbus::Received> batch;
     for (int i = 0; i < 100; ++i) {
         batch.push_back(received(SystemMessage(4, std::to_string(i))));
     }
@@ -259,7 +259,7 @@ TEST(Inbox, StaysReadableWhileTheConsumerHasNotTakenAll) {
 }
 
 TEST(Inbox, SkipsNothingThatTheConsumerHasTakenOut) {
-    Inbox inbox(kPlenty, kStall);
+    krpbus::Inbox inbox(kPlenty, kStall);
     inbox.connected();
     for (int i = 0; i < 100; ++i) {
         inbox.push(received(value("a", std::to_string(i))));
@@ -279,7 +279,7 @@ TEST(Inbox, SkipsNothingThatTheConsumerHasTakenOut) {
 }
 
 TEST(Inbox, HoldsNoMoreThanTheNewestHoweverMuchComes) {
-    Inbox inbox(100'000, kStall);
+    krpbus::Inbox inbox(100'000, kStall);
     inbox.connected();
     inbox.push(received(SystemMessage(4, "first")));
     standStill();
@@ -296,12 +296,12 @@ TEST(Inbox, HoldsNoMoreThanTheNewestHoweverMuchComes) {
 }
 
 TEST(Inbox, KeepsMalformedLiveDataForTheDecoderToReport) {
-    Inbox inbox(kPlenty, kStall);
+    krpbus::Inbox inbox(kPlenty, kStall);
     inbox.connected();
     natsMsg* raw = nullptr;
     const char truncated[] = {'\x80', '\x10', 0, 0, 0};  // a SignalMessage that ends too early
     natsMsg_Create(&raw, "krp.M.to.me", nullptr, truncated, sizeof truncated);
-    Received malformed;
+    krpbus::Received malformed;
     malformed.message.reset(raw);
     inbox.push(received(value("a", "1")));
     standStill();
@@ -311,7 +311,7 @@ TEST(Inbox, KeepsMalformedLiveDataForTheDecoderToReport) {
 }
 
 TEST(Inbox, CountsAsDisconnectedPastItsBound) {
-    Inbox inbox(10'000, 1h);
+    krpbus::Inbox inbox(10'000, 1h);
     inbox.connected();
     const SystemMessage notice(4, std::string(1000, 'x'));
     int pushed = 1;
@@ -334,7 +334,7 @@ TEST(Inbox, CountsAsDisconnectedPastItsBound) {
 }
 
 TEST(Inbox, TakesASingleMessageThatIsLargerThanItsBound) {
-    Inbox inbox(10'000, 1h);
+    krpbus::Inbox inbox(10'000, 1h);
     inbox.connected();
     const std::string large(50'000, 'x');
     EXPECT_FALSE(inbox.push(received(SystemMessage(4, large))));
@@ -342,7 +342,7 @@ TEST(Inbox, TakesASingleMessageThatIsLargerThanItsBound) {
 }
 
 TEST(Inbox, WakesTheConsumerWhileSomethingWaitsOrTheServerIsGone) {
-    Inbox inbox(kPlenty, 1h);
+    krpbus::Inbox inbox(kPlenty, 1h);
     EXPECT_TRUE(isReadable(inbox)) << "never connected";
     EXPECT_FALSE(inbox.look());
     inbox.connected();

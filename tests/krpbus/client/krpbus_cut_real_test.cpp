@@ -56,7 +56,7 @@ class ClientProcess {
         if (pipe(ends.data()) != 0) {
             throw std::runtime_error("no pipe");
         }
-        output_ = FileDescriptor(ends[0]);
+        output_ = base::FileDescriptor(ends[0]);
         process_ = fork();
         if (process_ == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -108,7 +108,7 @@ class ClientProcess {
         }
     }
 
-    FileDescriptor output_;
+    base::FileDescriptor output_;
     pid_t process_ = -1;
 };
 

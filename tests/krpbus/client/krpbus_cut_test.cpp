@@ -268,9 +268,9 @@ TEST_P(KrpBusTlsCut, NoticesTheEndOfAConnectionThatTheLibraryOverlooks) {
 INSTANTIATE_TEST_SUITE_P(Tls, KrpBusTlsCut, testing::Values(true), plainOrTls);
 
 TEST(ServerWatch, AsksBeforeItJudges) {
-    using Action = ServerWatch::Action;
-    const ServerWatch::Clock::time_point begin{};
-    ServerWatch watch(5s, 2);
+    using Action = krpbus::ServerWatch::Action;
+    const krpbus::ServerWatch::Clock::time_point begin{};
+    krpbus::ServerWatch watch(5s, 2);
     watch.heard(begin);
     EXPECT_EQ(watch.act(begin + 4s), Action::Wait);
     EXPECT_EQ(watch.act(begin + 5s), Action::Probe);

@@ -18,31 +18,31 @@ using namespace std::chrono_literals;
 // Messages can be destroyed only while the library is open, which a connection sees to elsewhere.
 const natsStatus kOpened = nats_Open(-1);
 
-Received received(const MessageBase& message) {
+krpbus::Received received(const MessageBase& message) {
     ByteWriter writer;
     message.encode(writer);
     natsMsg* raw = nullptr;
     natsMsg_Create(&raw, "krp.M.to.me", "krp.M.to.HandheldServer",
                    reinterpret_cast<const char*>(writer.bytes().data()),
                    static_cast<int>(writer.size()));
-    Received result;
+    krpbus::Received result;
     result.message.reset(raw);
     return result;
 }
 
-Received value(const std::string& name, const std::string& text) {
+krpbus::Received value(const std::string& name, const std::string& text) {
     SignalMessage message;
     message.webappName = name;
     message.value = text;
     return received(message);
 }
 
-Received notice(const std::string& text) {
+krpbus::Received notice(const std::string& text) {
     return received(SystemMessage(SystemMessage::SM_STATE, text));
 }
 
 // What a message says; "" for none.
-std::string wordFor(const Received& taken) {
+std::string wordFor(const krpbus::Received& taken) {
     const natsMsg* const payload = taken.message.get();
     if (payload == nullptr) {
         return "";
@@ -56,7 +56,7 @@ std::string wordFor(const Received& taken) {
 }
 
 TEST(LiveDataSkipping, BeginsWhenTheOldestMessageHasWaitedLongEnough) {
-    LiveDataSkipping queue(1000ms);
+    krpbus::LiveDataSkipping queue(1000ms);
     queue.push(value("a", "1"), 0);
     queue.push(value("a", "2"), 999);
     EXPECT_EQ(queue.count(), 2U);
@@ -68,14 +68,14 @@ TEST(LiveDataSkipping, BeginsWhenTheOldestMessageHasWaitedLongEnough) {
 }
 
 TEST(LiveDataSkipping, BeginsForAConsumerThatIsMerelyTooSlow) {
-    LiveDataSkipping queue(1000ms);
+    krpbus::LiveDataSkipping queue(1000ms);
     // A value each millisecond; every third millisecond the consumer takes one.
     std::int64_t oldest = 0;
     int taken = 0;
     for (std::int64_t now = 0; now < 20'000; ++now) {
         queue.push(value(now % 2 == 0 ? "a" : "b", std::to_string(now)), now);
         if (now % 3 == 0) {
-            const Received received = queue.pop(now);
+            const krpbus::Received received = queue.pop(now);
             oldest = std::max(oldest, now - received.arrived);
             ++taken;
         }
@@ -85,7 +85,7 @@ TEST(LiveDataSkipping, BeginsForAConsumerThatIsMerelyTooSlow) {
 }
 
 TEST(LiveDataSkipping, KeepsEverythingElseThoughTheConsumerIsTooSlow) {
-    LiveDataSkipping queue(1000ms);
+    krpbus::LiveDataSkipping queue(1000ms);
     std::vector<std::string> notices;
     std::vector<std::string> seen;
     const auto take = [&](std::int64_t now) {
@@ -111,7 +111,7 @@ TEST(LiveDataSkipping, KeepsEverythingElseThoughTheConsumerIsTooSlow) {
 }
 
 TEST(LiveDataSkipping, BeginsThoughNothingComesAnyMore) {
-    LiveDataSkipping queue(1000ms);
+    krpbus::LiveDataSkipping queue(1000ms);
     for (int i = 0; i < 100; ++i) {
         queue.push(value("a", std::to_string(i)), i);
     }
@@ -121,7 +121,7 @@ TEST(LiveDataSkipping, BeginsThoughNothingComesAnyMore) {
 }
 
 TEST(LiveDataSkipping, HandsOutAnOldValueThatIsTheNewest) {
-    LiveDataSkipping queue(1000ms);
+    krpbus::LiveDataSkipping queue(1000ms);
     queue.push(value("a", "1"), 0);
     queue.push(value("b", "1"), 0);
     EXPECT_EQ(wordFor(queue.pop(5000)), "a=1");
@@ -130,7 +130,7 @@ TEST(LiveDataSkipping, HandsOutAnOldValueThatIsTheNewest) {
 }
 
 TEST(LiveDataSkipping, EndsWhenAllThatWaitedHasBeenTaken) {
-    LiveDataSkipping queue(1000ms);
+    krpbus::LiveDataSkipping queue(1000ms);
     queue.push(value("a", "1"), 0);
     queue.push(value("a", "2"), 1500);
     queue.pop(1500);
@@ -141,7 +141,7 @@ TEST(LiveDataSkipping, EndsWhenAllThatWaitedHasBeenTaken) {
 }
 
 TEST(LiveDataSkipping, KnowsWhatWaitsInBytes) {
-    LiveDataSkipping queue(1000ms);
+    krpbus::LiveDataSkipping queue(1000ms);
     queue.push(notice(std::string(10'000, 'x')), 0);
     EXPECT_GT(queue.bytes(), 10'000U);
     queue.pop(0);

@@ -38,8 +38,8 @@ class Listener {
     }
 
     std::uint16_t port() const { return port_; }
-    FileDescriptor connect(int flags = 0) {
-        FileDescriptor connected(socket(family_, SOCK_STREAM | flags, 0));
+    base::FileDescriptor connect(int flags = 0) {
+        base::FileDescriptor connected(socket(family_, SOCK_STREAM | flags, 0));
         EXPECT_EQ(::connect(connected.get(), generic(), sizeof address_), 0);
         return connected;
     }
@@ -48,29 +48,29 @@ class Listener {
     sockaddr* generic() { return reinterpret_cast<sockaddr*>(&address_); }
 
     const int family_;
-    const FileDescriptor socket_;
+    const base::FileDescriptor socket_;
     sockaddr_storage address_{};
     std::uint16_t port_ = 0;
 };
 
-bool isShutDown(const FileDescriptor& socket) {
+bool isShutDown(const base::FileDescriptor& socket) {
     pollfd looked{socket.get(), POLLRDHUP, 0};
     return poll(&looked, 1, 0) == 1;
 }
 
 TEST(LoginDeadline, EndsTheSocketOfALoginToTheServerWhenTheTimeIsOver) {
     Listener server(AF_INET);
-    const FileDescriptor login = server.connect();
-    const LoginDeadline deadline(50ms, server.port());
+    const base::FileDescriptor login = server.connect();
+    const krpbus::LoginDeadline deadline(50ms, server.port());
     EXPECT_TRUE(eventually([&] { return isShutDown(login); }));
     EXPECT_TRUE(deadline.hasPassed());
 }
 
 TEST(LoginDeadline, EndsOneThatBeginsWhenTheTimeIsOverAlready) {
     Listener server(AF_INET);
-    const LoginDeadline deadline(0ms, server.port());
+    const krpbus::LoginDeadline deadline(0ms, server.port());
     EXPECT_TRUE(eventually([&] { return deadline.hasPassed(); }));
-    const FileDescriptor login = server.connect();
+    const base::FileDescriptor login = server.connect();
     EXPECT_TRUE(eventually([&] { return isShutDown(login); }));
 }
 
@@ -81,18 +81,18 @@ TEST(LoginDeadline, EndsOneToAServerWithAnAddressOfTheNewKind) {
     } catch (const std::runtime_error&) {
         GTEST_SKIP() << "this machine has no IPv6";
     }
-    const FileDescriptor login = server->connect();
-    const LoginDeadline deadline(0ms, server->port());
+    const base::FileDescriptor login = server->connect();
+    const krpbus::LoginDeadline deadline(0ms, server->port());
     EXPECT_TRUE(eventually([&] { return isShutDown(login); }));
 }
 
 TEST(LoginDeadline, LeavesConnectionsThatAreLoggedInAndThoseToOthersAlone) {
     Listener server(AF_INET);
     Listener other(AF_INET);
-    const FileDescriptor loggedIn = server.connect(SOCK_CLOEXEC);
-    const FileDescriptor elsewhere = other.connect();
-    const FileDescriptor login = server.connect();  // looked at last
-    const LoginDeadline deadline(0ms, server.port());
+    const base::FileDescriptor loggedIn = server.connect(SOCK_CLOEXEC);
+    const base::FileDescriptor elsewhere = other.connect();
+    const base::FileDescriptor login = server.connect();  // looked at last
+    const krpbus::LoginDeadline deadline(0ms, server.port());
     EXPECT_TRUE(eventually([&] { return isShutDown(login); }));
     EXPECT_FALSE(isShutDown(loggedIn));
     EXPECT_FALSE(isShutDown(elsewhere));
@@ -100,9 +100,9 @@ TEST(LoginDeadline, LeavesConnectionsThatAreLoggedInAndThoseToOthersAlone) {
 
 TEST(LoginDeadline, DoesNothingWhenTheLoginIsOverInTime) {
     Listener server(AF_INET);
-    const FileDescriptor login = server.connect();
+    const base::FileDescriptor login = server.connect();
     {
-        const LoginDeadline deadline(1h, server.port());
+        const krpbus::LoginDeadline deadline(1h, server.port());
         EXPECT_FALSE(deadline.hasPassed());
     }
     EXPECT_FALSE(isShutDown(login));

@@ -48,7 +48,7 @@ class ServedClient {
     ssize_t write(const char* bytes, std::size_t size);
     ssize_t read(char* buffer, std::size_t size);
 
-    const FileDescriptor socket_;
+    const base::FileDescriptor socket_;
     SSL_CTX* const tls_;
     std::unique_ptr<SSL, SslDeleter> ssl_;  // after the handshake
     std::string received_;
@@ -81,7 +81,7 @@ class ScriptedServer {
 
     const Script script_;
     std::unique_ptr<SSL_CTX, ContextDeleter> tls_;
-    FileDescriptor listening_;
+    base::FileDescriptor listening_;
     std::uint16_t port_ = 0;
     std::atomic<int> clients_{0};
     std::atomic<int> serving_{-1};

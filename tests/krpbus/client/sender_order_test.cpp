@@ -12,31 +12,31 @@ namespace {
 // Messages can be destroyed only while the library is open, which a connection sees to elsewhere.
 const natsStatus kOpened = nats_Open(-1);
 
-using Lists = std::vector<std::vector<Received>>;
+using Lists = std::vector<std::vector<krpbus::Received>>;
 
 // A message whose payload is its text; without a header where that is empty.
-Received message(const std::string& header, const std::string& text) {
+krpbus::Received message(const std::string& header, const std::string& text) {
     natsMsg* raw = nullptr;
     natsMsg_Create(&raw, "krp.M.to.me", nullptr, text.data(), static_cast<int>(text.size()));
     if (!header.empty()) {
-        natsMsgHeader_Set(raw, kOrderHeader, header.c_str());
+        natsMsgHeader_Set(raw, krpbus::kOrderHeader, header.c_str());
     }
-    Received received;
+    krpbus::Received received;
     received.message.reset(raw);
     return received;
 }
 
 // One whose text is its header.
-Received numbered(const std::string& sender, std::uint64_t number) {
+krpbus::Received numbered(const std::string& sender, std::uint64_t number) {
     const std::string header = sender + " " + std::to_string(number);
     return message(header, header);
 }
 
 std::vector<std::string> merged(Lists& lists) {
-    std::vector<Received> all;
-    mergeBySender(lists, all);
+    std::vector<krpbus::Received> all;
+    krpbus::mergeBySender(lists, all);
     std::vector<std::string> texts;
-    for (const Received& received : all) {
+    for (const krpbus::Received& received : all) {
         texts.emplace_back(natsMsg_GetData(received.message.get()),
                            static_cast<std::size_t>(natsMsg_GetDataLength(received.message.get())));
     }
@@ -44,13 +44,13 @@ std::vector<std::string> merged(Lists& lists) {
 }
 
 template <class... Messages>
-std::vector<Received> list(Messages... messages) {
-    std::vector<Received> result;
+std::vector<krpbus::Received> list(Messages... messages) {
+    std::vector<krpbus::Received> result;
     (result.push_back(std::move(messages)), ...);
     return result;
 }
 
-Lists lists(std::vector<Received> first, std::vector<Received> second) {
+Lists lists(std::vector<krpbus::Received> first, std::vector<krpbus::Received> second) {
     Lists result;
     result.push_back(std::move(first));
     result.push_back(std::move(second));
@@ -108,8 +108,8 @@ TEST(SenderOrder, BringsBackWhatRandomSendersSent) {
 }
 
 TEST(SenderOrder, IsCountedByEachSender) {
-    SendCounter first;
-    SendCounter second;
+    krpbus::SendCounter first;
+    krpbus::SendCounter second;
     const std::string one = first.next();
     const std::string two = first.next();
     const std::string other = second.next();

@@ -27,10 +27,10 @@ using testing::UnorderedElementsAre;
 // A session with a configuration directory of its own.
 class ConfigModule : public testing::Test {
   protected:
-    ConfigModule() { configurationDirectory = directory_.path().string() + "/"; }
+    ConfigModule() { klv::configurationDirectory = directory_.path().string() + "/"; }
     ~ConfigModule() override {
         fs::permissions(directory_.path(), fs::perms::owner_all);
-        configurationDirectory = installed_;
+        klv::configurationDirectory = installed_;
     }
 
     // Runs the request and returns what the browser was sent for it, as compact JSON.
@@ -74,7 +74,7 @@ class ConfigModule : public testing::Test {
     }
 
     WorkerSession session_;
-    const std::string installed_ = configurationDirectory;
+    const std::string installed_ = klv::configurationDirectory;
     const TemporaryDirectory directory_;
 };
 
@@ -105,7 +105,7 @@ TEST_F(ConfigModule, LeavesOtherCommandsToOtherModules) {
 }
 
 TEST(ConfigStorage, KeepsConfigurationsWhereTheInstallationPutsTheDirectory) {
-    EXPECT_EQ("/var/opt/sandorvale/etc/webapp/config/a", configurationPath("a"));
+    EXPECT_EQ("/var/opt/sandorvale/etc/webapp/config/a", klv::configurationPath("a"));
 }
 
 TEST_F(ConfigModule, ListsWhatWasSavedBesidesOtherFilesAndDirectories) {
@@ -156,12 +156,12 @@ TEST_F(ConfigModule, ListsAnEmptyDirectoryAsAnEmptyArray) {
 }
 
 TEST_F(ConfigModule, AnswersAnErrorWhenTheDirectoryIsMissing) {
-    configurationDirectory += "missing/";
+    klv::configurationDirectory += "missing/";
     LogCapture log;
     EXPECT_THAT(run(R"({"command":"get_configs"})"), ElementsAre(kNotListed));
     EXPECT_THAT(log.logLines("WaResponseGetConfigurations"),
                 ElementsAre("[ERROR] KLV::WaResponseGetConfigurations() Error opening " +
-                            configurationDirectory + ": " + std::strerror(ENOENT)));
+                            klv::configurationDirectory + ": " + std::strerror(ENOENT)));
     EXPECT_THAT(save("a", "x"), notSaved("a"));
 }
 
@@ -175,7 +175,7 @@ TEST_F(ConfigModule, AnswersAnErrorWhenTheDirectoryCannotBeReadToItsEnd) {
     EXPECT_THAT(answer, ElementsAre(kNotListed));
     EXPECT_THAT(log.logLines("WaResponseGetConfigurations"),
                 ElementsAre("[ERROR] KLV::WaResponseGetConfigurations() Error opening " +
-                            configurationDirectory + ": " + std::strerror(EIO)));
+                            klv::configurationDirectory + ": " + std::strerror(EIO)));
 }
 
 TEST_F(ConfigModule, KeepsOnlyTheSecondTextSavedUnderOneName) {
@@ -297,7 +297,7 @@ TEST_F(ConfigModule, AnswersUnspecifiedWhenTheFileCannotBeMade) {
     EXPECT_THAT(save("missing/a", "x"), notSaved("missing/a"));
     EXPECT_THAT(log.logLines("save_configuration"),
                 Contains("[ERROR] KLV::save_configuration() Unable to open file " +
-                         configurationDirectory + "directory"));
+                         klv::configurationDirectory + "directory"));
 }
 
 TEST_F(ConfigModule, NeverSaysThatATextWasSavedWhenTheDiskIsFull) {

@@ -20,7 +20,7 @@ SignalData doubleSignal(const std::string& value = "12.5") {
 }
 
 std::string textOf(const SignalData& signal) {
-    return std::string(SignalValueText().write(signal));
+    return std::string(klv::SignalValueText().write(signal));
 }
 
 // The same message by way of a document.
@@ -79,7 +79,7 @@ TEST(SignalValueTextTest, WritesADescriptionBeforeTheValueWhenThereIsOne) {
 }
 
 TEST(SignalValueTextTest, CanBeUsedAgainAfterHugeValues) {
-    SignalValueText text;
+    klv::SignalValueText text;
     const std::string small = textOf(doubleSignal());
     EXPECT_EQ(text.write(doubleSignal()), small);
     SignalData huge = doubleSignal(std::string(1000000, '\x01'));
