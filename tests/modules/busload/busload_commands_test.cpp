@@ -113,14 +113,12 @@ TEST_F(BusloadCommands, HaveTheBusesReadyBeforeTheLoggersAreTold) {
     completeCatalogue();
     sendInitialValues();
     std::thread start;
-    {
-        // The values are held while they are sent: the start can make its own ready only then.
-        const AfterFirstSend whileTheyAreSent(network_.session.host, [&] {
-            start = std::thread([&] { run(R"({"command": "busload_start"})"); });
-            EXPECT_TRUE(network_.isLeftAlone("HandheldServer", 300ms));
-        });
-        sendBusValues();
-    }
+    // The values are held while they are sent: the start can make its own ready only then.
+    const AfterFirstSend whileTheyAreSent(network_.session.host, [&] {
+        start = std::thread([&] { run(R"({"command": "busload_start"})"); });
+        EXPECT_TRUE(network_.isLeftAlone("HandheldServer", 300ms));
+    });
+    sendBusValues();
     start.join();
     expectBroadcast(kStart);
 }
