@@ -97,8 +97,9 @@ export class Machine {
     );
   }
 
+  // Without asking it to end: servers with routes have been seen to take no notice of it.
   async replaceBus(joint) {
-    await this.bus.stop();
+    await this.bus.kill();
     await this.startBus(joint);
   }
 
@@ -128,12 +129,15 @@ export class Machine {
   }
 
   async stop() {
-    await this.web?.stop({ signal: "SIGWINCH", timeout: 60_000 });
-    await this.logger?.stop();
-    await this.bus?.stop();
-    // The kernel takes its time to do away with a namespace, and the next machine of that number has a cable of this name.
-    if (this.#hasCable) ip("link", "delete", `cable${this.number}`);
-    this.#holder.kill("SIGKILL");
+    try {
+      await this.web?.stop({ signal: "SIGWINCH", timeout: 60_000 });
+      await this.logger?.stop();
+      await this.bus?.kill();
+    } finally {
+      // The kernel takes its time to do away with a namespace, and the next machine of that number has a cable of this name.
+      if (this.#hasCable) ip("link", "delete", `cable${this.number}`);
+      this.#holder.kill("SIGKILL");
+    }
   }
 
   get #inside() {
