@@ -2,18 +2,17 @@
 // the memory each minute, and the processor time of page and worker.
 //
 //   tests/kit/js/isolated node bench/page_load.mjs [minutes]     (default 10)
-import { execFileSync } from "node:child_process";
-import { readFileSync, readdirSync, writeFileSync } from "node:fs";
+import { writeFileSync } from "node:fs";
 import path from "node:path";
 import { setTimeout as sleep } from "node:timers/promises";
 import { launchBrowser } from "../tests/kit/js/browser.mjs";
 import { state } from "../tests/kit/js/live_page.mjs";
 import { kLoggers, Network } from "../tests/kit/js/network.mjs";
+import { kLong, longTasks, rendererOf, residentMb, threadSeconds } from "./page_costs.mjs";
 
 const kSignals = 200;
 const kRate = 20; // values a second and signal
 const kPerChart = 10;
-const kLong = 100; // ms
 const kTraced = 5; // s of each minute
 const minutes = Number(process.argv[2] ?? 10);
 
@@ -36,41 +35,6 @@ function arrangement(names, mac) {
   }
   return JSON.stringify({ format: "live-view-setup", version: 1, name: "", panels });
 }
-
-// The tasks of the page's thread in a trace that took longer than kLong, in ms: by the clock, and by what the processor
-// gave them, since on a busy machine a task also waits.
-function longTasks(trace) {
-  const { traceEvents } = JSON.parse(trace.toString("utf8"));
-  const main = new Set(
-    traceEvents
-      .filter(({ name, args }) => name === "thread_name" && args?.name === "CrRendererMain")
-      .map(({ pid, tid }) => `${pid} ${tid}`),
-  );
-  const tasks = traceEvents.filter(({ name, ph, pid, tid }) => ph === "X" && /RunTask$/.test(name) && main.has(`${pid} ${tid}`));
-  const above = (member) => tasks.map((task) => Math.round(task[member] / 1000)).filter((ms) => ms > kLong);
-  return { clock: above("dur"), processor: above("tdur") };
-}
-
-async function rendererOf(session) {
-  const { processInfo } = await session.send("SystemInfo.getProcessInfo");
-  return processInfo.filter(({ type }) => type === "renderer").reduce((most, one) => (one.cpuTime > most.cpuTime ? one : most));
-}
-
-const kTicks = Number(execFileSync("getconf", ["CLK_TCK"]));
-
-// Processor seconds so far of the page's thread, of its worker's, and of all others of the process.
-function threadSeconds(pid) {
-  const seconds = { page: 0, worker: 0, others: 0 };
-  for (const tid of readdirSync(`/proc/${pid}/task`)) {
-    const stat = readFileSync(`/proc/${pid}/task/${tid}/stat`, "utf8");
-    const fields = stat.replace(/^.*\) /, "").split(" ");
-    const kind = Number(tid) === pid ? "page" : stat.includes("(DedicatedWorker") ? "worker" : "others";
-    seconds[kind] += (Number(fields[11]) + Number(fields[12])) / kTicks;
-  }
-  return seconds;
-}
-
-const residentMb = (pid) => Number(/VmRSS:\s+(\d+)/.exec(readFileSync(`/proc/${pid}/status`, "utf8"))[1]) / 1024;
 
 const network = await Network.start({ loggers: [] });
 let browser;
