@@ -83,6 +83,17 @@ export class Machine {
     ip("link", "set", `cable${this.number}`, plugged ? "up" : "down");
   }
 
+  // Takes its cable from the switch: only the browser's machine reaches it from now on, and is reached, at the address
+  // that this answers with.
+  moveAway() {
+    const cable = `cable${this.number}`;
+    const address = "10.77.0.253";
+    ip("link", "set", cable, "nomaster");
+    ip("address", "add", `${address}/32`, "dev", cable);
+    ip("route", "add", `${this.address}/32`, "dev", cable, "src", address);
+    return address;
+  }
+
   // joint: what joins its bus server with those of others.
   async startBus(joint) {
     const file = path.join(this.#dir, "nats-server.conf");
