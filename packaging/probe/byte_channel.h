@@ -35,3 +35,8 @@ class ByteChannel {
 /// it has signed, for 127.0.0.1. Throws std::runtime_error.
 std::unique_ptr<ByteChannel> openChannel(std::uint16_t port, std::chrono::seconds patience,
                                          const std::string& certificate = {});
+
+/// A TCP connection to this machine; the caller closes it. Throws std::runtime_error.
+int connectToLoopback(std::uint16_t port);
+/// Sends all of it. Throws std::runtime_error.
+void sendAll(int socket, std::string_view bytes);

@@ -1,12 +1,7 @@
 #include "packaging/probe/websocket_stream.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <openssl/evp.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -37,31 +32,6 @@ std::string base64(std::string_view text) {
 }
 
 }  // namespace
-
-int connectToLoopback(std::uint16_t port) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    if (connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        close(socket);
-        throw std::runtime_error("nobody listens on port " + std::to_string(port));
-    }
-    const int on = 1;
-    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    return socket;
-}
-
-void sendAll(int socket, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0) {
-            throw std::runtime_error("the connection has ended");
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
-}
 
 WebSocketStream::WebSocketStream(std::uint16_t port, const std::string& path,
                                  const std::string& protocol, std::size_t readSize,

@@ -72,8 +72,3 @@ class WebSocketStream {
     std::vector<char> buffer_;
     std::size_t filled_ = 0;
 };
-
-/// A TCP connection to this machine; the caller closes it. Throws std::runtime_error.
-int connectToLoopback(std::uint16_t port);
-/// Sends all of it. Throws std::runtime_error.
-void sendAll(int socket, std::string_view bytes);
