@@ -142,3 +142,21 @@ describe("a process of the web server that is killed", () => {
     });
   });
 });
+
+describe("a logger with the hardware address of another one", () => {
+  test("does not join, and browsers see nothing of it", async () => {
+    const [front, rear] = kLoggers;
+    await withNetwork({ loggers: [front, rear] }, async (network) => {
+      const client = await network.connectReady();
+      await assert.rejects(
+        network.addLogger({ ...rear, name: "Twin" }),
+        /another logger has the MAC address 02:00:00:00:00:02 already; give this one another with --mac/,
+      );
+      assert.equal((await client.ask("get_logger_status")).logger_status.length, 2);
+      assert.deepEqual(
+        (await completeInfo(client)).configs.map(({ name, logger_name }) => logger_name ?? name),
+        [front.name, rear.name],
+      );
+    });
+  });
+});

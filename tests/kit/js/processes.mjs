@@ -1,5 +1,4 @@
 // The processes of a server, from outside.
-import { execFileSync } from "node:child_process";
 import { readdirSync, readFileSync } from "node:fs";
 
 // The ids of a process's children.
@@ -25,10 +24,4 @@ export function memoryOf(pid) {
   } catch {
     return 0;
   }
-}
-
-// Lets a process, and what it starts from now on, have no more of something: {nofile: 20}, {nproc: 5}, ...
-export function limit(pid, limits) {
-  const options = Object.entries(limits).map(([what, most]) => `--${what}=${most}:`);
-  execFileSync("prlimit", ["--pid", String(pid), ...options]);
 }
