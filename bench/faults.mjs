@@ -5,7 +5,7 @@
 // A browser that is sent away or cut off comes again as the page does: at once, then after pauses that double up to 2 s.
 import { readFileSync, writeFileSync } from "node:fs";
 import { parseArgs } from "node:util";
-import { kLoggers, Network } from "../tests/kit/js/network.mjs";
+import { completeCatalogue, kLoggers, Network } from "../tests/kit/js/network.mjs";
 import { sessionsOf } from "../tests/kit/js/processes.mjs";
 import { sleep } from "../tests/kit/js/wait.mjs";
 
@@ -16,7 +16,7 @@ const kPatience = 60_000; // ms
 // A client with values of a signal of the local logger.
 async function watching(network) {
   const client = await network.connectReady();
-  const { Streams: signals } = await client.ask("get_signal_names", {}, kPatience);
+  const signals = await completeCatalogue(client, kPatience);
   const { signal_key } = signals.find(({ signal_key: [, mac] }) => mac === kLoggers[0].mac);
   client.send({ command: "generic_start_sig", signal_key, interval: 50 });
   await client.answerTo("generic_sig_value", kPatience);

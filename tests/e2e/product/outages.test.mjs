@@ -5,7 +5,7 @@ import { appendFileSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from
 import os from "node:os";
 import path from "node:path";
 import { describe, test } from "node:test";
-import { kLoggers, Network } from "../../kit/js/network.mjs";
+import { completeCatalogue, kLoggers, Network } from "../../kit/js/network.mjs";
 import { memoryOf, sessionsOf } from "../../kit/js/processes.mjs";
 import * as paths from "../../kit/js/paths.mjs";
 import { patience, sleep, until } from "../../kit/js/wait.mjs";
@@ -26,8 +26,7 @@ async function withNetwork(options, body) {
 // A client that is sent values of some signal of the local logger.
 async function watching(network) {
   const client = await network.connectReady();
-  const { Streams: signals } = await client.ask("get_signal_names");
-  const { signal_key } = signals.find(({ signal_key: [, mac] }) => mac === kLoggers[0].mac);
+  const { signal_key } = (await completeCatalogue(client)).find(({ signal_key: [, mac] }) => mac === kLoggers[0].mac);
   client.send({ command: "generic_start_sig", signal_key, interval: 100 });
   await client.answerTo("generic_sig_value");
   return client;
@@ -126,8 +125,7 @@ describe("an outage", { concurrency: 4 }, () => {
         const [others] = sessionsOf(network.apache);
         const stuck = await network.connectReady();
         const stuckPid = sessionsOf(network.apache).find((pid) => pid !== others);
-        const { Streams: signals } = await stuck.ask("get_signal_names");
-        for (const { signal_key } of signals) stuck.send({ command: "generic_start_sig", signal_key, interval: 20 });
+        for (const { signal_key } of await completeCatalogue(stuck)) stuck.send({ command: "generic_start_sig", signal_key, interval: 20 });
         await stuck.answerTo("generic_sig_value");
         const parts = [network.bus.part.pid, network.loggers[0].part.pid, others, stuckPid];
         const before = parts.map(memoryOf);

@@ -71,6 +71,13 @@ export async function completeInfo(client) {
   }
 }
 
+// All signals of the network: each logger's answer brings those of all that have answered by then.
+export async function completeCatalogue(client, timeout) {
+  let catalogue = await client.ask("get_signal_names", {}, timeout);
+  while (catalogue.status !== "OK") catalogue = await client.answerTo("get_signal_names", timeout);
+  return catalogue.Streams;
+}
+
 const kGoingAway = 1001;
 
 export class Network {
