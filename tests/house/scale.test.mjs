@@ -40,14 +40,14 @@ test("figures have two digits that count", () => {
 
 describe("the document on scale", () => {
   test("has the tables and plots that its measurements make", () => {
-    execFileSync(process.execPath, [path.join(sourceDir, "bench/scale_report.mjs"), "--check"], { stdio: "pipe" });
+    execFileSync(process.execPath, [path.join(sourceDir, "bench/scale/report.mjs"), "--check"], { stdio: "pipe" });
   });
 
   test("names the commands that made them", () => {
     const { axes } = JSON.parse(readFileSync(path.join(sourceDir, "docs/scale/measured.json"), "utf8"));
     const text = readFileSync(path.join(sourceDir, "docs/scale.md"), "utf8");
     const sizesOf = (axis) =>
-      [...text.matchAll(new RegExp(`bench/scale\\.mjs ${axis}((?: \\d+)+)`, "g"))].flatMap(([, sizes]) =>
+      [...text.matchAll(new RegExp(`bench/scale/scale\\.mjs ${axis}((?: \\d+)+)`, "g"))].flatMap(([, sizes]) =>
         sizes.trim().split(" ").map(Number),
       );
     for (const axis of ["loggers", "signals", "values", "browsers", "rare"]) {

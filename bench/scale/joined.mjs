@@ -1,17 +1,17 @@
 // What bus servers take that are joined as leaf nodes of one, each with one logger, the network being at rest: the
-// heartbeats of all loggers go through the one in the middle. Kept beside what bench/scale.mjs measures.
+// heartbeats of all loggers go through the one in the middle. Kept beside what bench/scale/scale.mjs measures.
 //
-//   tests/kit/js/isolated node bench/scale_joined.mjs loggers...
+//   tests/kit/js/isolated node bench/scale/joined.mjs loggers...
 import { mkdtempSync, rmSync } from "node:fs";
 import os from "node:os";
 import path from "node:path";
-import { BusServer } from "../tests/kit/js/bus_server.mjs";
-import { DeskLogger } from "../tests/kit/js/desk_logger.mjs";
-import { freePort } from "../tests/kit/js/ports.mjs";
-import { sleep } from "../tests/kit/js/wait.mjs";
-import { keep } from "./scale/kept.mjs";
-import { loggerOf } from "./scale/point.mjs";
-import { Watch } from "./scale/watch.mjs";
+import { BusServer } from "../../tests/kit/js/bus_server.mjs";
+import { DeskLogger } from "../../tests/kit/js/desk_logger.mjs";
+import { freePort } from "../../tests/kit/js/ports.mjs";
+import { sleep } from "../../tests/kit/js/wait.mjs";
+import { keep } from "./kept.mjs";
+import { loggerOf } from "./point.mjs";
+import { Watch } from "./watch.mjs";
 
 const kSettle = 5000; // ms
 

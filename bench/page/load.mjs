@@ -1,14 +1,14 @@
 // What the page costs a browser: 200 signals at 20 values a second each. Prints tasks above 100 ms in the steady state,
 // the memory each minute, and the processor time of page and worker.
 //
-//   tests/kit/js/isolated node bench/page_load.mjs [minutes]     (default 10)
+//   tests/kit/js/isolated node bench/page/load.mjs [minutes]     (default 10)
 import { writeFileSync } from "node:fs";
 import path from "node:path";
 import { setTimeout as sleep } from "node:timers/promises";
-import { launchBrowser } from "../tests/kit/js/browser.mjs";
-import { state } from "../tests/kit/js/live_page.mjs";
-import { kLoggers, Network } from "../tests/kit/js/network.mjs";
-import { kLong, longTasks, rendererOf, residentMb, threadSeconds } from "./page_costs.mjs";
+import { launchBrowser } from "../../tests/kit/js/browser.mjs";
+import { state } from "../../tests/kit/js/live_page.mjs";
+import { kLoggers, Network } from "../../tests/kit/js/network.mjs";
+import { kLong, longTasks, rendererOf, residentMb, threadSeconds } from "./costs.mjs";
 
 const kSignals = 200;
 const kRate = 20; // values a second and signal

@@ -1,15 +1,15 @@
-// Makes the tables, the model and the plots of docs/scale.md of what bench/scale.mjs and bench/scale_joined.mjs have
+// Makes the tables, the model and the plots of docs/scale.md of what bench/scale/scale.mjs and bench/scale/joined.mjs have
 // measured. With --check it only tells whether they are as the measurements say.
 //
-//   node bench/scale_report.mjs [--check]
+//   node bench/scale/report.mjs [--check]
 import { existsSync, readFileSync, writeFileSync } from "node:fs";
 import path from "node:path";
-import { sourceDir } from "../tests/kit/js/paths.mjs";
-import { kept } from "./scale/kept.mjs";
-import { kCosts, modelOf } from "./scale/model.mjs";
-import { planOf } from "./scale/plan.mjs";
-import { svgOf } from "./scale/plot.mjs";
-import { number, table } from "./scale/text.mjs";
+import { sourceDir } from "../../tests/kit/js/paths.mjs";
+import { kept } from "./kept.mjs";
+import { kCosts, modelOf } from "./model.mjs";
+import { planOf } from "./plan.mjs";
+import { svgOf } from "./plot.mjs";
+import { number, table } from "./text.mjs";
 
 const { machine, axes } = kept();
 const model = modelOf(axes);
@@ -117,7 +117,7 @@ const made = { "scale.md": documentOf(readFileSync(file("scale.md"), "utf8")) };
 for (const axis of Object.keys(kAxes)) made[`scale/${axis}.svg`] = plotOf(axis);
 const others = Object.keys(made).filter((name) => !existsSync(file(name)) || readFileSync(file(name), "utf8") !== made[name]);
 if (process.argv.includes("--check")) {
-  if (others.length > 0) throw new Error(`not as bench/scale_report.mjs makes them: ${others.join(", ")}`);
+  if (others.length > 0) throw new Error(`not as bench/scale/report.mjs makes them: ${others.join(", ")}`);
 } else {
   for (const name of others) writeFileSync(file(name), made[name]);
 }

@@ -1,14 +1,14 @@
 // What a large network costs the page: loggers with many signals each. Prints the time until the page lists them all, tasks
 // of its thread above 100 ms while that happens and while somebody filters and scrolls the list, and the memory.
 //
-//   tests/kit/js/isolated node bench/page_network.mjs [loggers] [signals]     (default 50 loggers, 20000 signals in all)
+//   tests/kit/js/isolated node bench/page/network.mjs [loggers] [signals]     (default 50 loggers, 20000 signals in all)
 import { writeFileSync } from "node:fs";
 import path from "node:path";
 import { setTimeout as sleep } from "node:timers/promises";
-import { launchBrowser } from "../tests/kit/js/browser.mjs";
-import { byId, state } from "../tests/kit/js/live_page.mjs";
-import { Network } from "../tests/kit/js/network.mjs";
-import { kLong, longTasks, rendererOf, residentMb } from "./page_costs.mjs";
+import { launchBrowser } from "../../tests/kit/js/browser.mjs";
+import { byId, state } from "../../tests/kit/js/live_page.mjs";
+import { Network } from "../../tests/kit/js/network.mjs";
+import { kLong, longTasks, rendererOf, residentMb } from "./costs.mjs";
 
 const loggers = Number(process.argv[2] ?? 50);
 const signals = Number(process.argv[3] ?? 20_000);

@@ -1,18 +1,18 @@
 // Browsers that come, use every command, and go, for a long time; does anything of any process grow for ever?
 //
-//   tests/kit/js/isolated node bench/soak.mjs [--minutes 30] [--browsers 50] [--events 300]
+//   tests/kit/js/isolated node bench/soak/soak.mjs [--minutes 30] [--browsers 50] [--events 300]
 //
 // Ends with 1 when something has not levelled off, or a visit failed for another reason than its own.
 import { mkdtempSync, readdirSync, rmSync } from "node:fs";
 import os from "node:os";
 import path from "node:path";
 import { parseArgs } from "node:util";
-import { makeConfigurations } from "../tests/kit/js/configurations.mjs";
-import { kLoggers, Network } from "../tests/kit/js/network.mjs";
-import { childrenOf } from "../tests/kit/js/processes.mjs";
-import { sleep } from "../tests/kit/js/wait.mjs";
-import { visit } from "./soak/browser.mjs";
-import { course, holdings } from "./soak/samples.mjs";
+import { makeConfigurations } from "../../tests/kit/js/configurations.mjs";
+import { kLoggers, Network } from "../../tests/kit/js/network.mjs";
+import { childrenOf } from "../../tests/kit/js/processes.mjs";
+import { sleep } from "../../tests/kit/js/wait.mjs";
+import { visit } from "./browser.mjs";
+import { course, holdings } from "./samples.mjs";
 
 const kBetweenSamples = 5000; // ms
 const { values: options } = parseArgs({

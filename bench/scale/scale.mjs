@@ -1,18 +1,18 @@
 // What a logger network costs on this machine as it grows: with the number of loggers, of signals on each, of values a
 // second that each has, or of browsers, the others staying as they are. Each size that is measured takes the place of
-// the former measurement of the same size in docs/scale/measured.json, of which bench/scale_report.mjs makes the tables
+// the former measurement of the same size in docs/scale/measured.json, of which bench/scale/report.mjs makes the tables
 // and plots of docs/scale.md.
 //
-//   tests/kit/js/isolated node bench/scale.mjs loggers|signals|values|browsers size...
-//   tests/kit/js/isolated node bench/scale.mjs rare loggers...     at rest, with a tenth of the heartbeats
-import { keep } from "./scale/kept.mjs";
-import { kRare, kRate, kStarted, measurePoint } from "./scale/point.mjs";
+//   tests/kit/js/isolated node bench/scale/scale.mjs loggers|signals|values|browsers size...
+//   tests/kit/js/isolated node bench/scale/scale.mjs rare loggers...     at rest, with a tenth of the heartbeats
+import { keep } from "./kept.mjs";
+import { kRare, kRate, kStarted, measurePoint } from "./point.mjs";
 
 const kUsual = { loggers: 4, signals: 100, values: 20, browsers: 4 };
 
 const [axis, ...sizes] = process.argv.slice(2);
 if ((axis !== "rare" && !(axis in kUsual)) || sizes.length === 0) {
-  console.error("usage: bench/scale.mjs loggers|signals|values|browsers|rare size...");
+  console.error("usage: bench/scale/scale.mjs loggers|signals|values|browsers|rare size...");
   process.exit(2);
 }
 
