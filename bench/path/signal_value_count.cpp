@@ -2,7 +2,7 @@
 // instructions that this takes.
 #include <cstdlib>
 
-#include "bench/signal_value_path.h"
+#include "bench/path/signal_value_path.h"
 
 int main() {
     constexpr int kWarmUp = 2000;

@@ -1,4 +1,4 @@
-#include "bench/counting_session.h"
+#include "bench/path/counting_session.h"
 
 CountingSession::CountingSession() {
     server_.size = sizeof server_;

@@ -1,4 +1,4 @@
-#include "bench/turns.h"
+#include "bench/path/turns.h"
 
 #include <benchmark/benchmark.h>
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/counting_session.h"
+#include "bench/path/counting_session.h"
 
 /// A session whose browser counts what it is sent, a catalogue of 64 buses on each of four loggers,
 /// and figures of them. No figure equals the one before it of the same bus. One at a time.

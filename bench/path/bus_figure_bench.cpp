@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "bench/bus_figure_path.h"
-#include "bench/turns.h"
+#include "bench/path/bus_figure_path.h"
+#include "bench/path/turns.h"
 
 namespace {
 

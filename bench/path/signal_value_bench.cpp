@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "bench/signal_value_path.h"
-#include "bench/turns.h"
+#include "bench/path/signal_value_path.h"
+#include "bench/path/turns.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "bench/bus_figure_path.h"
+#include "bench/path/bus_figure_path.h"
 
 #include <span>
 
-#include "bench/hand_pen.h"
+#include "bench/path/hand_pen.h"
 #include "krpbus/messages/byte_writer.h"
 #include "krpbus/messages/message_base.h"
 #include "modules/busload/bus_names_responses.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/counting_session.h"
+#include "bench/path/counting_session.h"
 
 /// A session whose browser counts what it is sent, a catalogue of started signals of two loggers
 /// (numbers and texts, half of them with a description and a value-description table), and values

@@ -1,8 +1,8 @@
-#include "bench/signal_value_path.h"
+#include "bench/path/signal_value_path.h"
 
 #include <span>
 
-#include "bench/hand_pen.h"
+#include "bench/path/hand_pen.h"
 #include "krpbus/messages/byte_writer.h"
 #include "krpbus/messages/message_base.h"
 #include "modules/signal/signal_catalogue.h"
