@@ -24,6 +24,11 @@ const { values: options } = parseArgs({
 });
 const minutes = Number(options.minutes);
 const browsers = Number(options.browsers);
+// Each quarter of the time needs samples.
+if (!(minutes >= 1) || !(browsers >= 1)) {
+  console.error("usage: bench/soak/soak.mjs [--minutes M] [--browsers N] [--events E], M and N at least 1");
+  process.exit(2);
+}
 
 // By how much the last quarter of the time may be above the third one, beside 3 %: what a few browsers more or less make.
 const kSlack = { memory: 4, descriptors: 40, threads: 20, processes: 10, files: 3 };
