@@ -156,7 +156,7 @@ void ThreadKrpbusData::handleKRPBusServer(timespec* timeout) {
     noticeReconnect();
     FdSet fdset;
     fdset.set(krpBusClient_->getFd());
-    const int ready = krselect(&fdset, nullptr, nullptr, timeout, nullptr);
+    const int ready = wait(fdset, timeout);
     if (ready == -1) {
         if (errno != EINTR) {
             logSelectError(errno);
@@ -176,6 +176,11 @@ void ThreadKrpbusData::handleKRPBusServer(timespec* timeout) {
     } else {
         handleServerGone();
     }
+}
+
+int ThreadKrpbusData::wait(FdSet& fdset, const timespec* timeout) {
+    const KRPBusClient::Waiting waiting(*krpBusClient_);
+    return krselect(&fdset, nullptr, nullptr, timeout, nullptr);
 }
 
 void ThreadKrpbusData::noticeReconnect() {

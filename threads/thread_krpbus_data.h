@@ -8,6 +8,7 @@
 
 #include "threads/thread_data.h"
 
+class FdSet;
 class KRPBusClient;
 
 /// A worker thread that owns a bus client. The client is created and connected by the constructor,
@@ -52,6 +53,7 @@ class ThreadKrpbusData : public ThreadData {
     void connectClient();
     void announceClient();
     void deleteClient(const char* function);
+    int wait(FdSet& fdset, const timespec* timeout);
     void noticeReconnect();
     void handleReceived();
     void handleServerGone();
