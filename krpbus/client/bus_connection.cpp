@@ -55,9 +55,7 @@ BusConnection::BusConnection(std::string url, std::string address, int consumerE
 BusConnection::~BusConnection() {
     if (const auto connection = current(); connection && !connection->isLost()) {
         // Until the server has answered, it may not have read what we wrote; closing earlier could
-        // make it throw that away. The reader takes in the answer.
-        turns_.takeBack();
-        wake_.raise();
+        // make it throw that away. The consumer waits no longer, so the reader takes in the answer.
         connection->flush();
     }
     stop_ = true;

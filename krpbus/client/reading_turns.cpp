@@ -126,13 +126,6 @@ void ReadingTurns::takeBackWhenLate() {
     }
 }
 
-void ReadingTurns::takeBack() {
-    const MutexLocker lock(mutex_);
-    if (consumers_) {
-        giveBack();
-    }
-}
-
 void ReadingTurns::giveBack() {
     ::epoll_ctl(set_.get(), EPOLL_CTL_DEL, consumers_->socket(), nullptr);
     consumers_.reset();

@@ -46,8 +46,6 @@ class ReadingTurns {
     bool readAsReader(NatsConnection& connection, short ready);
     void takeBackWhenLate();
 
-    /// From now on it is the reader's turn. Any thread; the reader has to be woken.
-    void takeBack();
     /// Ends the connection. Reader.
     void close(NatsConnection& connection);
 
