@@ -1,6 +1,8 @@
 #include "base/log.h"
 
+#include <initializer_list>
 #include <iostream>
+#include <new>
 #include <string>
 
 constinit Mutex LogUtil::logMutex;
@@ -21,12 +23,28 @@ std::string_view levelTag(LogLevel level) {
     return "";
 }
 
+/// For a line that there is no memory to put together for. Whoever logs must not fail for the sake
+/// of the log: sessions log while they end.
+void writeInPieces(std::initializer_list<std::string_view> pieces) {
+    const MutexLocker lock(LogUtil::logMutex);
+    for (const std::string_view piece : pieces) {
+        std::cout.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+    }
+    std::cout.flush();
+    std::cout.clear();
+}
+
 }  // namespace
 
 void LogUtil::log(LogLevel level, std::string_view function, std::string_view text) {
     const std::string_view tag = levelTag(level);
     std::string line;
-    line.reserve(tag.size() + function.size() + text.size() + 9);
+    try {
+        line.reserve(tag.size() + function.size() + text.size() + 9);
+    } catch (const std::bad_alloc&) {
+        writeInPieces({tag, "KLV::", function, "() ", text, "\n"});
+        return;
+    }
     line.append(tag).append("KLV::").append(function).append("() ").append(text).append("\n");
 
     const MutexLocker lock(logMutex);

@@ -31,13 +31,13 @@ for ((i = 1; i <= loggers; i++)); do
   start "$tree/desk/desklogger" --mac "02:00:00:00:00:0$i" --name "Desk $i" --type Stratolog2
 done
 
-mkdir "$runtime/httpd" "$runtime/page"
+mkdir "$runtime/httpd" "$runtime/page" "$runtime/access"
 user=www-data group=www-data
 ((EUID == 0)) || { user="#$EUID" group="#$(id -g)"; }
 sed -e "s|@PORT@|$port|g" -e "s|@SERVER_ROOT@|$runtime/httpd|g" -e "s|@MODULE_DIR@|/usr/lib/apache2/modules|g" \
   -e "s|@MOD_WEBSOCKET@|$tree/host/mod_websocket.so|g" -e "s|@KRWEBSOCKET@|$tree/plugin/krwebsocket.so|g" \
   -e "s|@DOCUMENT_ROOT@|$runtime/page|g" -e "s|@USER@|$user|g" -e "s|@GROUP@|$group|g" -e "s|@NAMES@||g" -e "s|@BUS_PORT@|$bus_port|g" \
-  -e "s|@NETWORK_DIR@|$runtime|g" -e "s|@PLUGIN_LOG@|$runtime/error.log|g" -e "s|@ACCESS_LOG@|$runtime/access.log|g" \
+  -e "s|@ACCESS_DIR@|$runtime/access|g" -e "s|@NETWORK_DIR@|$runtime|g" -e "s|@PLUGIN_LOG@|$runtime/error.log|g" -e "s|@ACCESS_LOG@|$runtime/access.log|g" \
   -e "s|@ERROR_LOG@|$runtime/error.log|g" "$top/host/apache/httpd.conf.in" >"$runtime/httpd.conf"
 cat >>"$runtime/httpd.conf" <<END
 <Location "/echo">

@@ -1,7 +1,9 @@
 #include "modules/module_table.h"
 
+#include <exception>
 #include <initializer_list>
 
+#include "base/log.h"
 #include "modules/audio/audio_module.h"
 #include "modules/busload/busload_module.h"
 #include "modules/busload/busload_values.h"
@@ -89,15 +91,30 @@ void setUpModules(ThreadKrpbusData* busThread) {
     }
 }
 
+namespace {
+
+/// The end of a session is not allowed to fail: one module that lacks memory for its last words
+/// must not keep the others from their end.
+template <class End>
+void endOne(const End& end) noexcept {
+    try {
+        end();
+    } catch (const std::exception& exception) {
+        LogUtil::log(LogLevel::Error, "tearDownModules", exception.what());
+    }
+}
+
+}  // namespace
+
 void tearDownModules(void (*log)(std::string_view line)) {
     for (const auto& module : moduleTable->further) {
         if (module.destroy != nullptr) {
-            module.destroy();
+            endOne(module.destroy);
         }
     }
     for (const auto& [logged, destroy] : moduleTable->tearDown) {
         log(logged);
-        std::visit([](const auto function) { function(); }, destroy);
+        std::visit([](const auto function) { endOne(function); }, destroy);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <apr_pools.h>
 #include <sys/time.h>
 
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <mutex>
@@ -30,6 +31,15 @@ constexpr const char* kDestructor = "~LvWebsocket";
 
 void logStep(std::string_view text) {
     LogUtil::log(LogLevel::Debug, kDestructor, text);
+}
+
+template <class Step>
+void attempt(const Step& step) noexcept {
+    try {
+        step();
+    } catch (const std::exception& exception) {
+        LogUtil::log(LogLevel::Error, kDestructor, exception.what());
+    }
 }
 
 std::string utcNow() {
@@ -108,16 +118,17 @@ unsigned LvWebsocket::start_modules() {
     return static_cast<unsigned>(pingResult) | static_cast<unsigned>(busResult);
 }
 
+/// Each step is taken whatever the one before it lacked, memory for instance.
 LvWebsocket::~LvWebsocket() {
     timeval start{};
     gettimeofday(&start, nullptr);
-    LogUtil::log(LogLevel::Info, kDestructor, utcNow() + ": delete websocket");
-    stopThreads();
-    endModules();
-    releaseSharedRecords();
-    closeBus();
-    logStep("TIME: " + millisecondsSince(start));
-    destroyPool();
+    attempt([] { LogUtil::log(LogLevel::Info, kDestructor, utcNow() + ": delete websocket"); });
+    attempt([this] { stopThreads(); });
+    attempt([this] { endModules(); });
+    attempt([this] { releaseSharedRecords(); });
+    attempt([this] { closeBus(); });
+    attempt([&start] { logStep("TIME: " + millisecondsSince(start)); });
+    attempt([this] { destroyPool(); });
     logStep("LvWebsocket destroyed");
 }
 

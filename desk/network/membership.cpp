@@ -16,6 +16,10 @@ namespace {
 
 /// How long the members may take to show themselves to a newcomer.
 constexpr Milliseconds kWelcome{300};
+/// Several newcomers within this time get one answer, each of which goes to everybody: with many
+/// loggers that start together it would otherwise be as many as there are loggers, cubed. A third
+/// of the time that a newcomer waits.
+constexpr Milliseconds kGather{100};
 /// Several changes within this time are told as one: a browser starts anew for each.
 constexpr Milliseconds kSettle{50};
 
@@ -152,9 +156,7 @@ void Membership::takeOfOther(const std::string& mac, const Heartbeat& heartbeat)
     }
     switch (heartbeat.kind) {
         case Heartbeat::Kind::Join:
-            if (state_ == State::Member) {
-                send(Heartbeat::Kind::Alive);
-            }
+            answerNewcomers();
             break;
         case Heartbeat::Kind::Alive:
             if (neighbours_.heard(mac, heartbeat.instance, Clock::now())) {
@@ -166,6 +168,18 @@ void Membership::takeOfOther(const std::string& mac, const Heartbeat& heartbeat)
                 neighboursChanged();
             }
             break;
+    }
+}
+
+void Membership::answerNewcomers() {
+    if (!answerDue_ && state_ == State::Member) {
+        answerDue_ = true;
+        agenda_.after(kGather, [this] {
+            answerDue_ = false;
+            if (state_ == State::Member) {
+                send(Heartbeat::Kind::Alive);
+            }
+        });
     }
 }
 

@@ -61,6 +61,7 @@ class Membership : public Service {
     void waitForMembers();
     void open();
     void refuse();
+    void answerNewcomers();
     void neighboursChanged();
     void announceNeighbours();
 
@@ -71,6 +72,7 @@ class Membership : public Service {
     const std::string instance_ = Heartbeat::newInstance();
     State state_ = State::Outside;
     bool waitsForMembers_ = false;
+    bool answerDue_ = false;
     bool announcementDue_ = false;
     Neighbours neighbours_;
     std::set<std::string> sameMac_;  // other instances with this logger's MAC address

@@ -152,23 +152,6 @@ void CanFeed::listInterface(std::size_t place) {
     }
 }
 
-std::optional<std::size_t> CanFeed::add(SignalConfig config, const dbc::Signal* signal) {
-    if (!names_.insert(config.webappName).second) {
-        LogUtil::log(LogLevel::Warning, "add",
-                     "a second signal has the name " + config.webappName + " and is left out");
-        return std::nullopt;
-    }
-    for (std::size_t i = 0; i < watchers_.size(); ++i) {
-        if (watchers_[i].first == config.webappName) {
-            watched_[configs_.size()].push_back(i);
-        }
-    }
-    configs_.push_back(std::move(config));
-    states_.emplace_back();
-    states_.back().signal = signal;
-    return configs_.size() - 1;
-}
-
 void CanFeed::listMessage(const dbc::Message& message, std::size_t place) {
     Interface& interface = interfaces_[place];
     Known known{&message, dbc::Decoder(message), {}, {}};
@@ -186,7 +169,7 @@ void CanFeed::listMessage(const dbc::Message& message, std::size_t place) {
         config.scale = signal.scaling.factor();
         config.offset = signal.scaling.offset();
         config.valueDescriptionTable = signal.texts;
-        known.places.push_back(add(std::move(config), &signal).value_or(kNotListed));
+        known.places.push_back(values_.add(std::move(config), &signal).value_or(kNotListed));
         if (signal.length > 64 && known.places.back() != kNotListed) {
             known.longSignals.push_back(i);
         }
@@ -208,7 +191,7 @@ void CanFeed::listFrame(std::uint32_t id, std::size_t place) {
     config.channel = static_cast<unsigned char>(place);
     config.valueType = SIGNALVALUE_BYTES;
     config.scale = 1.0;
-    interface.wholeFrames[id] = add(std::move(config), nullptr).value_or(kNotListed);
+    interface.wholeFrames[id] = values_.add(std::move(config), nullptr).value_or(kNotListed);
 }
 
 void CanFeed::poll() {
@@ -229,7 +212,7 @@ void CanFeed::poll() {
 
 void CanFeed::handle(const can::Frame& frame) {
     Interface& interface = interfaceAt(frame.interface);
-    if (!interface.isListed && !watchers_.empty()) {
+    if (!interface.isListed && values_.isWatched()) {
         list();  // conditions do not wait for somebody who looks
         return handle(frame);
     }
@@ -263,83 +246,23 @@ void CanFeed::handleWhole(const can::Frame& frame, Interface& interface) {
             interface.newFrames.insert(key);
         }
     } else if (listed->second != kNotListed) {
-        setText(listed->second, hexText(frame.bytes()), frame.time);
+        values_.setText(listed->second, hexText(frame.bytes()), frame.time);
     }
 }
 
 void CanFeed::decode(const can::Frame& frame, const Known& known) {
-    values_.clear();
-    known.decoder.decode(frame.bytes(), values_);
-    for (const dbc::RawValue& value : values_) {
+    decoded_.clear();
+    known.decoder.decode(frame.bytes(), decoded_);
+    for (const dbc::RawValue& value : decoded_) {
         if (known.places[value.signal] != kNotListed) {
-            set(known.places[value.signal], value.raw, frame.time);
+            values_.set(known.places[value.signal], value.raw, frame.time);
         }
     }
     for (const std::size_t signal : known.longSignals) {
         if (auto text = dbc::longValueText(known.message->signals[signal], frame.bytes())) {
-            setText(known.places[signal], std::move(*text), frame.time);
+            values_.setText(known.places[signal], std::move(*text), frame.time);
         }
     }
-}
-
-void CanFeed::set(std::size_t signal, std::uint64_t raw, std::uint64_t time) {
-    State& state = states_[signal];
-    state.changes += state.frames == 0 || state.raw != raw ? 1U : 0U;
-    state.raw = raw;
-    state.time = time;
-    ++state.frames;
-    if (!watched_.empty()) {
-        tellWatchers(signal);
-    }
-}
-
-void CanFeed::setText(std::size_t signal, std::string text, std::uint64_t time) {
-    State& state = states_[signal];
-    state.changes += state.frames == 0 || state.text != text ? 1U : 0U;
-    state.text = std::move(text);
-    state.time = time;
-    ++state.frames;
-}
-
-void CanFeed::tellWatchers(std::size_t signal) {
-    const auto watchers = watched_.find(signal);
-    if (watchers == watched_.end()) {
-        return;
-    }
-    const State& state = states_[signal];
-    const auto text = state.signal->texts.find(state.raw);
-    for (const std::size_t watcher : watchers->second) {
-        watchers_[watcher].second(dbc::physicalValue(*state.signal, state.raw),
-                                  text == state.signal->texts.end() ? "" : text->second,
-                                  state.time);
-    }
-}
-
-void CanFeed::watch(const std::string& signal, Watcher watcher) {
-    watchers_.emplace_back(signal, std::move(watcher));
-    for (std::size_t i = 0; i < configs_.size(); ++i) {
-        if (configs_[i].webappName == signal) {
-            watched_[i].push_back(watchers_.size() - 1);
-        }
-    }
-}
-
-SignalReading CanFeed::reading(std::size_t signal) const {
-    const State& state = states_[signal];
-    SignalReading reading;
-    reading.signal = signal;
-    reading.time = state.time;
-    if (state.signal == nullptr || state.signal->length > 64) {
-        reading.value = state.text;
-        return reading;
-    }
-    reading.raw = state.raw;
-    reading.phys = dbc::physicalValue(*state.signal, state.raw);
-    reading.value = dbc::physicalText(*state.signal, state.raw);
-    if (const auto text = state.signal->texts.find(state.raw); text != state.signal->texts.end()) {
-        reading.descr = text->second;
-    }
-    return reading;
 }
 
 /// The window ends where the frames' clock is now, which runs on between frames.

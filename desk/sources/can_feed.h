@@ -3,13 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "desk/can/frame_input.h"
@@ -17,7 +17,7 @@
 #include "desk/can/text_input.h"
 #include "desk/dbc/database.h"
 #include "desk/dbc/decoder.h"
-#include "desk/sources/signal_source.h"
+#include "desk/sources/can_values.h"
 
 namespace desk {
 
@@ -43,18 +43,6 @@ struct CanSetup {
 /// nothing that has been listed is named anew. One thread.
 class CanFeed {
   public:
-    /// The newest value of a signal.
-    struct State {
-        std::uint64_t raw = 0;
-        std::uint64_t time = 0;               // of its frame, microseconds since 1970
-        std::uint32_t frames = 0;             // how many have brought a value
-        std::uint32_t changes = 0;            // how many of them brought another one
-        const dbc::Signal* signal = nullptr;  // null: a whole frame
-        std::string text;                     // where it is no number
-    };
-    /// Is told of each value: as a number, as a text, and when its frame was.
-    using Watcher = std::function<void(double value, const std::string& text, std::uint64_t time)>;
-
     /// Throws std::invalid_argument where there is no such input.
     explicit CanFeed(CanSetup setup);
 
@@ -65,13 +53,12 @@ class CanFeed {
 
     /// Lists what is known by now.
     void list();
-    const std::vector<SignalConfig>& signals() const { return configs_; }
-    const State& state(std::size_t signal) const { return states_[signal]; }
-    /// The value of a signal, as it is sent.
-    SignalReading reading(std::size_t signal) const;
-
+    /// What is listed, with its newest values.
+    const CanValues& values() const { return values_; }
     /// Watches a signal by its name. It is listed as soon as its interface is known.
-    void watch(const std::string& signal, Watcher watcher);
+    void watch(const std::string& signal, CanValues::Watcher watcher) {
+        values_.watch(signal, std::move(watcher));
+    }
 
     /// The interfaces; a place is a bus's channel.
     std::vector<std::string> interfaces() const { return input_->interfaces().list(); }
@@ -102,13 +89,9 @@ class CanFeed {
     void listMessage(const dbc::Message& message, std::size_t place);
     void listFrame(std::uint32_t id, std::size_t place);
     std::string prefix(const Interface& interface) const;
-    std::optional<std::size_t> add(SignalConfig config, const dbc::Signal* signal);
     void handle(const can::Frame& frame);
     void handleWhole(const can::Frame& frame, Interface& interface);
     void decode(const can::Frame& frame, const Known& known);
-    void set(std::size_t signal, std::uint64_t raw, std::uint64_t time);
-    void setText(std::size_t signal, std::string text, std::uint64_t time);
-    void tellWatchers(std::size_t signal);
     void updateFilters();
     void tellOfLosses();
 
@@ -116,15 +99,11 @@ class CanFeed {
     std::unique_ptr<can::FrameInput> input_;
     std::vector<Interface> interfaces_;
     std::vector<Known> known_;
-    std::vector<SignalConfig> configs_;
-    std::vector<State> states_;
-    std::set<std::string> names_;
+    CanValues values_;
     std::optional<bool> hasPrefixes_;   // settled by the first listing
     bool hasUnnamedInterface_ = false;  // listed before any frame has come
-    std::vector<std::pair<std::string, Watcher>> watchers_;
-    std::unordered_map<std::size_t, std::vector<std::size_t>> watched_;  // by signal
     std::vector<can::Frame> frames_;
-    std::vector<dbc::RawValue> values_;
+    std::vector<dbc::RawValue> decoded_;  // of one frame
     std::int64_t ahead_ = 0;  // of the frames' times before this machine's clock, microseconds
     std::uint64_t toldLost_ = 0;
     std::uint64_t loadAsked_ = 0;  // when a load was asked for last

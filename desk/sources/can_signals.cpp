@@ -30,7 +30,7 @@ void CanSignals::begin() {
     allowance_ = kMostAtOnce;
 }
 
-bool CanSignals::isDue(const CanFeed::State& state, const Sent& sent, Duration now) const {
+bool CanSignals::isDue(const CanValues::State& state, const Sent& sent, Duration now) const {
     if (state.frames == sent.frames) {
         return false;
     }
@@ -42,11 +42,11 @@ bool CanSignals::isDue(const CanFeed::State& state, const Sent& sent, Duration n
 
 std::optional<Duration> CanSignals::read(Duration time, std::vector<SignalReading>& readings) {
     feed_->poll();
-    const std::size_t count = feed_->signals().size();
+    const std::size_t count = feed_->values().signals().size();
     if (sent_.size() < count) {
         // What came before anybody listened is old: only frames from now on bring values.
         for (std::size_t i = sent_.size(); i < count; ++i) {
-            const CanFeed::State& state = feed_->state(i);
+            const CanValues::State& state = feed_->values().state(i);
             sent_.push_back({state.frames, state.changes, Duration::min()});
         }
     }
@@ -56,10 +56,10 @@ std::optional<Duration> CanSignals::read(Duration time, std::vector<SignalReadin
     for (std::size_t looked = 0; looked < count && allowance_ >= 1.0; ++looked) {
         const std::size_t signal = next_ < count ? next_ : 0;
         next_ = signal + 1;
-        const CanFeed::State& state = feed_->state(signal);
+        const CanValues::State& state = feed_->values().state(signal);
         if (isDue(state, sent_[signal], time)) {
             sent_[signal] = {state.frames, state.changes, time};
-            readings.push_back(feed_->reading(signal));
+            readings.push_back(feed_->values().reading(signal));
             allowance_ -= 1.0;
         }
     }

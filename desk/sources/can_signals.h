@@ -21,7 +21,7 @@ class CanSignals : public SignalSource {
     /// `rate`: values per second of a signal that changes.
     CanSignals(std::shared_ptr<CanFeed> feed, double rate);
 
-    const std::vector<SignalConfig>& signals() const override { return feed_->signals(); }
+    const std::vector<SignalConfig>& signals() const override { return feed_->values().signals(); }
     void list() override { feed_->list(); }
     void begin() override;
     std::optional<Duration> read(Duration time, std::vector<SignalReading>& readings) override;
@@ -33,7 +33,7 @@ class CanSignals : public SignalSource {
         std::uint32_t changes = 0;
         Duration time = Duration::min();  // long ago
     };
-    bool isDue(const CanFeed::State& state, const Sent& sent, Duration now) const;
+    bool isDue(const CanValues::State& state, const Sent& sent, Duration now) const;
 
     const std::shared_ptr<CanFeed> feed_;
     const Duration interval_;  // between values of a signal that changes

@@ -58,9 +58,10 @@ void restrictSystemCalls() {
         }
     }
     for (const unsigned flag : kNamespaces) {
-        check(seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(EPERM), SCMP_SYS(clone), 1,
-                               SCMP_A0_32(SCMP_CMP_MASKED_EQ, flag, flag)),
-              "clone");
+        const scmp_arg_cmp isSet{0, SCMP_CMP_MASKED_EQ, flag, flag};
+        check(
+            seccomp_rule_add_array(filter.get(), SCMP_ACT_ERRNO(EPERM), SCMP_SYS(clone), 1, &isSet),
+            "clone");
     }
     // Its arguments are in memory, where the filter cannot look. Not being there at all makes the C
     // library start threads with clone(); not being permitted would leave it without threads.

@@ -32,6 +32,8 @@ Value textReference(const std::string& text) {
 
 /// Lists of a hundred thousand events are usual. An object that grows member by member takes the
 /// room of sixteen, a copied one the room of those it has: so each entry is a copy of the first.
+/// The library's own copying works on memory that does not throw when there is none, hence the
+/// document.
 Value markerEntries(const TriggerInfo::EventList& events, Document::AllocatorType& allocator) {
     Value pattern(rapidjson::kObjectType);
     pattern.AddMember("number", 0, allocator);
@@ -39,10 +41,15 @@ Value markerEntries(const TriggerInfo::EventList& events, Document::AllocatorTyp
     pattern.AddMember("time_zone", "", allocator);
     pattern.AddMember("marker_id", "", allocator);
 
+    Document copy(&allocator);
     Value entries(rapidjson::kArrayType);
     entries.Reserve(static_cast<rapidjson::SizeType>(events.size()), allocator);
     for (const TriggerInfo::event_t& event : events) {
-        Value entry(pattern, allocator);
+        const auto writePattern = [&pattern](Document& document) {
+            return pattern.Accept(document);
+        };
+        Value entry;
+        entry.Swap(copy.Populate(writePattern));
         auto member = entry.MemberBegin();
         (member++)->value.SetInt(event.number);
         (member++)->value.SetInt64(static_cast<std::int64_t>(event.timestamp));

@@ -1,6 +1,9 @@
 // Waits until a browser that came now would get complete information about a number of loggers.
 //
-//   live_view_probe <web port> <loggers> <seconds>
+//   live_view_probe <web port> <loggers> <seconds> [certificate]
+//
+// With the file of its certificate a server is spoken to over TLS. LIVE_VIEW_PROBE_LOGIN is the
+// "name:password" for one that asks for it; no list of processes shows it there.
 //
 // Answers 0 then, and 1 with the last thing that went wrong when that takes longer.
 
@@ -8,6 +11,7 @@
 
 #include <rapidjson/document.h>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -30,8 +34,8 @@ bool isLoggerInfo(const rapidjson::Document& answer) {
 }
 
 /// One browser's beginning: connect, ask for the logger info, look whether every logger is in it.
-void tryOnce(std::uint16_t port, unsigned loggers) {
-    WebSocketClient client(port, "/live", "kr-webapp-v1", Clock::now() + kPatience);
+void tryOnce(std::uint16_t port, unsigned loggers, const WebSocketAccess& access) {
+    WebSocketClient client(port, "/live", "kr-webapp-v1", Clock::now() + kPatience, access);
     client.send(R"({"command":"get_logger_info"})");
     rapidjson::Document answer;
     while (!isLoggerInfo(answer)) {  // the list of the neighbours comes first
@@ -52,10 +56,11 @@ unsigned long number(const char* text, unsigned long most) {
     return value;
 }
 
-int waitUntilReady(std::uint16_t port, unsigned loggers, Clock::time_point deadline) {
+int waitUntilReady(std::uint16_t port, unsigned loggers, Clock::time_point deadline,
+                   const WebSocketAccess& access) {
     while (true) {
         try {
-            tryOnce(port, loggers);
+            tryOnce(port, loggers, access);
             return 0;
         } catch (const std::runtime_error& error) {
             if (Clock::now() + kPause > deadline) {
@@ -70,14 +75,18 @@ int waitUntilReady(std::uint16_t port, unsigned loggers, Clock::time_point deadl
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN);  // what is written below TLS may meet an end
     try {
-        if (argc != 4) {
-            throw std::runtime_error("usage: live_view_probe <web port> <loggers> <seconds>");
+        if (argc != 4 && argc != 5) {
+            throw std::runtime_error(
+                "usage: live_view_probe <web port> <loggers> <seconds> [certificate]");
         }
         const auto port = static_cast<std::uint16_t>(number(argv[1], 65535));
         const auto loggers = static_cast<unsigned>(number(argv[2], 1000));
         const std::chrono::seconds patience(static_cast<long>(number(argv[3], 86400)));
-        return waitUntilReady(port, loggers, Clock::now() + patience);
+        const char* login = std::getenv("LIVE_VIEW_PROBE_LOGIN");
+        const WebSocketAccess access{argc == 5 ? argv[4] : "", login != nullptr ? login : ""};
+        return waitUntilReady(port, loggers, Clock::now() + patience, access);
     } catch (const std::exception& error) {
         std::cerr << error.what() << "\n";
         return 2;

@@ -15,11 +15,13 @@ std::chrono::milliseconds leftUntil(WebSocketClient::Clock::time_point deadline)
 }  // namespace
 
 WebSocketClient::WebSocketClient(std::uint16_t port, const std::string& path,
-                                 const std::string& protocol, Clock::time_point deadline)
+                                 const std::string& protocol, Clock::time_point deadline,
+                                 const WebSocketAccess& access)
     : deadline_(deadline),
       stream_(port, path, protocol, kReadBytes,
               std::max(std::chrono::ceil<std::chrono::seconds>(leftUntil(deadline)),
-                       std::chrono::seconds(1))) {}
+                       std::chrono::seconds(1)),
+              access) {}
 
 WebSocketClient::~WebSocketClient() {
     // A polite end lets the server's side finish at once; nobody waits for its answer.

@@ -14,10 +14,10 @@ class WebSocketClient {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// Connects to ws://127.0.0.1:<port><path> and offers one sub-protocol, which the server has to
-    /// choose. Whatever is waited for has to come before the deadline.
+    /// Connects to ws[s]://127.0.0.1:<port><path> and offers one sub-protocol, which the server has
+    /// to choose. Whatever is waited for has to come before the deadline.
     WebSocketClient(std::uint16_t port, const std::string& path, const std::string& protocol,
-                    Clock::time_point deadline);
+                    Clock::time_point deadline, const WebSocketAccess& access = {});
     ~WebSocketClient();
     WebSocketClient(const WebSocketClient&) = delete;
     WebSocketClient& operator=(const WebSocketClient&) = delete;

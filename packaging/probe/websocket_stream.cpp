@@ -1,12 +1,7 @@
 #include "packaging/probe/websocket_stream.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
+#include <openssl/evp.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -29,56 +24,32 @@ void append(std::string& out, std::uint64_t value, int count) {
     }
 }
 
+std::string base64(std::string_view text) {
+    std::vector<unsigned char> out(4 * ((text.size() + 2) / 3) + 1);
+    EVP_EncodeBlock(out.data(), reinterpret_cast<const unsigned char*>(text.data()),
+                    static_cast<int>(text.size()));
+    return reinterpret_cast<const char*>(out.data());
+}
+
 }  // namespace
-
-int connectToLoopback(std::uint16_t port) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    if (connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        close(socket);
-        throw std::runtime_error("nobody listens on port " + std::to_string(port));
-    }
-    const int on = 1;
-    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    return socket;
-}
-
-void sendAll(int socket, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0) {
-            throw std::runtime_error("the connection has ended");
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
-}
 
 WebSocketStream::WebSocketStream(std::uint16_t port, const std::string& path,
                                  const std::string& protocol, std::size_t readSize,
-                                 std::chrono::seconds patience)
-    : socket_(connectToLoopback(port)), buffer_(readSize) {
-    const timeval longest{static_cast<time_t>(patience.count()), 0};
-    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest);
-    try {
-        shakeHands(port, path, protocol);
-    } catch (...) {
-        close(socket_);
-        throw;
-    }
+                                 std::chrono::seconds patience, const WebSocketAccess& access)
+    : channel_(openChannel(port, patience, access.certificate)), buffer_(readSize) {
+    shakeHands(port, path, protocol, access.login);
 }
 
 void WebSocketStream::shakeHands(std::uint16_t port, const std::string& path,
-                                 const std::string& protocol) {
+                                 const std::string& protocol, const std::string& login) {
     // The key only has to be well-formed: whether a cache stands in between is no question on
     // loopback.
-    sendAll(socket_, "GET " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
-                         "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: "
-                         "13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n" +
-                         (protocol.empty() ? "" : "Sec-WebSocket-Protocol: " + protocol + "\r\n") +
-                         "\r\n");
+    channel_->send("GET " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
+                   "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: "
+                   "13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n" +
+                   (protocol.empty() ? "" : "Sec-WebSocket-Protocol: " + protocol + "\r\n") +
+                   (login.empty() ? "" : "Authorization: Basic " + base64(login) + "\r\n") +
+                   "\r\n");
     const std::string head = readAnswer();
     if (!head.starts_with("HTTP/1.1 101 ")) {
         throw std::runtime_error("the web server answered the handshake with \"" +
@@ -96,7 +67,7 @@ std::string WebSocketStream::readAnswer() const {
     std::string head;
     while (!head.ends_with("\r\n\r\n")) {
         char c = 0;
-        const ssize_t got = recv(socket_, &c, 1, 0);
+        const ssize_t got = channel_->receive(&c, 1);
         if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
             throw std::runtime_error("no answer in time");
         }
@@ -106,10 +77,6 @@ std::string WebSocketStream::readAnswer() const {
         head += c;
     }
     return head;
-}
-
-WebSocketStream::~WebSocketStream() {
-    close(socket_);
 }
 
 std::string WebSocketStream::makeFrame(unsigned int type, std::string_view payload) {
@@ -129,23 +96,22 @@ std::string WebSocketStream::makeFrame(unsigned int type, std::string_view paylo
 }
 
 void WebSocketStream::sendFrame(std::string_view frame) {
-    sendAll(socket_, frame);
+    channel_->send(frame);
 }
 
 bool WebSocketStream::hasAnswer(int milliseconds) const {
-    pollfd waiting{socket_, POLLIN, 0};
-    return poll(&waiting, 1, milliseconds) > 0;
+    pollfd waiting{channel_->descriptor(), POLLIN, 0};
+    return channel_->hasBuffered() || poll(&waiting, 1, milliseconds) > 0;
 }
 
 bool WebSocketStream::read(int milliseconds, const OnFrame& onFrame) {
-    pollfd waiting{socket_, POLLIN, 0};
-    if (poll(&waiting, 1, milliseconds) <= 0) {
+    if (!hasAnswer(milliseconds)) {
         return true;
     }
     if (filled_ == buffer_.size()) {
         buffer_.resize(2 * buffer_.size());
     }
-    const ssize_t got = recv(socket_, buffer_.data() + filled_, buffer_.size() - filled_, 0);
+    const ssize_t got = channel_->receive(buffer_.data() + filled_, buffer_.size() - filled_);
     if (got <= 0) {
         return false;
     }

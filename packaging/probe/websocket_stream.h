@@ -6,9 +6,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "packaging/probe/byte_channel.h"
+
+/// How a server lets a client in that does not simply take everybody.
+struct WebSocketAccess {
+    std::string
+        certificate;    ///< file of the certificate that it shows; without one there is no TLS
+    std::string login;  ///< "name:password", or nothing
+};
 
 /// One connection to this machine; owns its socket. Frames are read whole but not checked; pings
 /// are not answered. Not for two threads at once, except that one may send while another reads.
@@ -30,8 +40,8 @@ class WebSocketStream {
     /// bytes at once from the system, more only for a larger frame.
     WebSocketStream(std::uint16_t port, const std::string& path, const std::string& protocol,
                     std::size_t readSize = std::size_t{1} << 20,
-                    std::chrono::seconds patience = std::chrono::seconds(30));
-    ~WebSocketStream();
+                    std::chrono::seconds patience = std::chrono::seconds(30),
+                    const WebSocketAccess& access = {});
     WebSocketStream(const WebSocketStream&) = delete;
     WebSocketStream& operator=(const WebSocketStream&) = delete;
 
@@ -46,23 +56,19 @@ class WebSocketStream {
     bool hasAnswer(int milliseconds) const;
 
     /// For waiting for many connections at once.
-    int descriptor() const { return socket_; }
+    int descriptor() const { return channel_->descriptor(); }
 
     /// Waits up to `milliseconds` for bytes and hands on the frames that are complete. False when
     /// the connection has ended.
     bool read(int milliseconds, const OnFrame& onFrame);
 
   private:
-    void shakeHands(std::uint16_t port, const std::string& path, const std::string& protocol);
+    void shakeHands(std::uint16_t port, const std::string& path, const std::string& protocol,
+                    const std::string& login);
     std::string readAnswer() const;
     std::size_t handOn(const OnFrame& onFrame) const;
 
-    int socket_ = -1;
+    std::unique_ptr<ByteChannel> channel_;
     std::vector<char> buffer_;
     std::size_t filled_ = 0;
 };
-
-/// A TCP connection to this machine; the caller closes it. Throws std::runtime_error.
-int connectToLoopback(std::uint16_t port);
-/// Sends all of it. Throws std::runtime_error.
-void sendAll(int socket, std::string_view bytes);

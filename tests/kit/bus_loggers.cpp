@@ -115,14 +115,16 @@ void BusLogger::serve() {
 }
 
 void BusLogger::take(MessageBase& message) {
+    const auto* system = dynamic_cast<const SystemMessage*>(&message);
+    if (system != nullptr && system->getType() == kSettled) {
+        sendDue();  // what came before has been answered by then
+        const std::lock_guard lock(mutex_);
+        settled_ = std::stoi(system->getText());
+        changed_.notify_all();
+        return;
+    }
     {
         const std::lock_guard lock(mutex_);
-        const auto* system = dynamic_cast<const SystemMessage*>(&message);
-        if (system != nullptr && system->getType() == kSettled) {
-            settled_ = std::stoi(system->getText());
-            changed_.notify_all();
-            return;
-        }
         received_.push_back(message.getDestination() + " from " + message.getSource() + ": " +
                             message.toString());
         if (const auto* request = dynamic_cast<const KRPMessageRequest*>(&message)) {

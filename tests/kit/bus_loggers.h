@@ -46,8 +46,9 @@ class BusLogger {
     BusLogger(const BusLogger&) = delete;
     BusLogger& operator=(const BusLogger&) = delete;
 
-    /// Waits until the bus server knows what this logger wants to receive. The constructor does; a
-    /// test does after the server was away.
+    /// Waits until the bus server knows what this logger wants to receive, and the logger has
+    /// answered what reached it before, but for what it answers late. The constructor does; a test
+    /// does after the server was away.
     void settle();
 
     void setFacts(LoggerFacts facts);

@@ -63,8 +63,15 @@ class NetworkSession : public testing::Test {
         return wa_handle_message_common(cmd, doc);
     }
 
-    // All frames so far, those that are still on their way included.
+    // All frames so far, those that are still on their way included. The message that marks the end
+    // is sent when all of them have gone through the bus server: a first round for what this logger
+    // passes on, a second for the others' answers, a third for these to reach the server.
     std::vector<std::string> sentInTheEnd() {
+        for (int round = 0; round < 3; ++round) {
+            for (const auto& each : loggers_) {
+                each->settle();
+            }
+        }
         const std::size_t before = session_.host.frames().size();
         logger(0).client().sendTo("HandheldServer", thread_->getBusName(),
                                   std::make_unique<StringVectorMessageResponse<88>>());

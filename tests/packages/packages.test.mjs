@@ -21,6 +21,7 @@ const packages = () =>
   readdirSync(at("/packages"))
     .filter((name) => name.endsWith(".deb"))
     .map((name) => `/packages/${name}`);
+const documentOf = (name) => readFileSync(path.join(sourceDir, "docs", name), "utf8");
 const install = (...files) => run("apt-get", "install", "-y", "-qq", "--no-install-recommends", ...files);
 const look = (...args) => JSON.parse(run("node", "/src/tests/packages/look.mjs", "8080", ...args));
 
@@ -143,6 +144,31 @@ describe("the packages", () => {
     } finally {
       await browser.close();
     }
+  });
+
+  test("have another logger with what their document says, but for starting it, which takes systemd", async () => {
+    const [, lines] = /Another logger on this machine:\n\n((?: {4}.*\n)+)/.exec(documentOf("packages.md"));
+    const commands = lines.split("\n").filter((line) => line !== "" && !line.includes("systemctl"));
+    assert.equal(commands.length, 2);
+    for (const command of commands) run("sh", "-c", command);
+    const rear = new Service(kUnits[2], "rear").start();
+    try {
+      await until(
+        () => `two loggers; the second one says ${rear.output}`,
+        () => rear.output.includes("ready") && look().loggers.length === 2,
+        60_000,
+      );
+      assert.deepEqual(look().loggers[1], { mac: "06:00:00:00:00:02", name: "Rear" });
+    } finally {
+      await rear.stop();
+      remove("/etc/default/desklogger@rear");
+    }
+    await until("one logger again", () => look().loggers.length === 1, 60_000);
+  });
+
+  test("have a log that the document on troubles can look through", () => {
+    const [, command] = /\n {4}(grep .*)\n/.exec(documentOf("troubleshooting.md"));
+    run("sh", "-c", command);
   });
 
   test("let nobody on the bus who does not know its password", () => {

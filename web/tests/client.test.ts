@@ -279,3 +279,13 @@ test("of large lists that come quickly only the newest is parsed, once a second"
   await world.pass(5_000);
   assert.equal(parsed(), 2);
 });
+
+test("a large list is not left out because a list of another kind comes behind it", async () => {
+  const { world, frames } = await ready([], "OK");
+  world.socket.say(catalogue(many(1_000), "PROGRESS"));
+  world.socket.say(catalogue(many(1_001), "OK"));
+  world.socket.say({ response: "get_trigger", markers: [], status: "OK" });
+  await world.pass(1_000);
+  const last = frames.at(-1)!;
+  assert.ok(last.response === "get_signal_names" && last.streams?.length === 1_001);
+});

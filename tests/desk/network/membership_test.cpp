@@ -215,4 +215,36 @@ TEST_F(MembershipTest, TakesNoNameThatIsNoMacForALogger) {
     EXPECT_EQ(nextChange(*onA), "neighbours: 02:00:00:00:00:0C");
 }
 
+TEST_F(MembershipTest, GivesNewcomersThatComeTogetherOneAnswer) {
+    constexpr int kNewcomers = 100;
+    const Process a = startLogger(kMacA, {"--heartbeat", "1min", "--neighbours-timeout", "10min"});
+    const auto onA = client(kMacA);
+    const auto listener = client(kMacB, "listener");
+    listener->registerNetworkBus("KSLHeartbeat");
+    synchronise(*listener, *listener);
+    const auto newcomers = client(kMacC, "newcomers");
+    for (int i = 0; i < kNewcomers; ++i) {
+        newcomers->sendToBus(
+            "newcomers", "KSLHeartbeat",
+            std::make_unique<SystemMessage>(SystemMessage::SM_KSL_HEARTBEAT, "join x"));
+    }
+    int answers = 0;
+    // Until the logger says so; counts its answers.
+    const auto waitUntil = [&](const std::string& word) {
+        return waitFor(*listener, [&](const FromLogger& received) {
+            const auto* const system = received.as<SystemMessage>();
+            const std::string text = system == nullptr ? "" : system->getText();
+            answers += text.starts_with("alive ") ? 1 : 0;
+            return text.starts_with(word);
+        });
+    };
+    EXPECT_TRUE(waitUntil("alive ").message);
+    synchronise(*newcomers, *newcomers);
+    neighboursOf(*onA);  // it has taken what all newcomers said
+    a->signal(SIGINT);
+    EXPECT_TRUE(waitUntil("leave ").message);
+    EXPECT_GE(answers, 1);
+    EXPECT_LT(answers, kNewcomers / 10);
+}
+
 }  // namespace

@@ -49,15 +49,16 @@ class CanSignalsTest : public testing::Test {
     }
     static std::vector<std::string> names(const CanFeed& feed) {
         std::vector<std::string> names;
-        for (const auto& config : feed.signals()) {
+        for (const auto& config : feed.values().signals()) {
             names.push_back(config.webappName);
         }
         return names;
     }
     static std::vector<std::string> values(const CanFeed& feed) {
         std::vector<std::string> values;
-        for (std::size_t i = 0; i < feed.signals().size(); ++i) {
-            values.push_back(feed.state(i).frames == 0 ? "-" : feed.reading(i).value);
+        for (std::size_t i = 0; i < feed.values().signals().size(); ++i) {
+            values.push_back(feed.values().state(i).frames == 0 ? "-"
+                                                                : feed.values().reading(i).value);
         }
         return values;
     }
@@ -74,13 +75,13 @@ TEST_F(CanSignalsTest, NamesDescribesAndScalesSignals) {
     feed->list();
     play(*feed);
     ASSERT_THAT(names(*feed), ElementsAre("A.s", "A.t"));
-    const auto& config = feed->signals()[0];
+    const auto& config = feed->values().signals()[0];
     EXPECT_EQ(config.instanceName, "can0.A.s");
     EXPECT_EQ(config.unit, "u");
     EXPECT_EQ(config.busId, BUSID_CAN);
     EXPECT_EQ(config.valueType, SIGNALVALUE_SIGNED);
     EXPECT_EQ(config.scale, 0.5);
-    const SignalReading reading = feed->reading(0);
+    const SignalReading reading = feed->values().reading(0);
     EXPECT_EQ(reading.value, "-2.0");
     EXPECT_EQ(reading.descr, "low");
     EXPECT_EQ(reading.raw, static_cast<std::uint64_t>(-2));
@@ -94,7 +95,7 @@ TEST_F(CanSignalsTest, TellsSeveralInterfacesApart) {
     play(*feed);
     EXPECT_THAT(names(*feed), ElementsAre("can1:A.s", "can1:A.t", "can0:A.s", "can0:A.t"));
     EXPECT_THAT(values(*feed), ElementsAre("-0.5", "-", "0.5", "-"));
-    EXPECT_EQ(feed->signals()[2].channel, 1);
+    EXPECT_EQ(feed->values().signals()[2].channel, 1);
 }
 
 TEST_F(CanSignalsTest, LetsTheFirstDatabaseWinWhereTwoKnowAnIdentifier) {

@@ -109,7 +109,7 @@ describe("a network that changes", () => {
 
   test("a message bus that goes is told, and everything goes on when it is back", async () => {
     await start({ loggers: [kFront, kRear] });
-    network.expectOfLoggers(/the bus server has gone/);
+    network.expectOfLoggers(/the bus server has gone/, /dropped: no connection to the bus server/);
     const page = await openPage(browser, network.apache.page, problems);
     await state(page, "live");
     await changes(page, byId(page, "grid"));

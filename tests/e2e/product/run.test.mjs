@@ -1,6 +1,7 @@
 // ./run itself: what it prints, what it serves, and that nothing stays behind however it ends.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
+import { X509Certificate } from "node:crypto";
 import { chmodSync, mkdtempSync, readdirSync, readFileSync, rmSync, statSync, writeFileSync } from "node:fs";
 import http from "node:http";
 import net from "node:net";
@@ -147,6 +148,38 @@ describe("./run", () => {
       [],
     );
     await part.stop({ timeout: 40_000 });
+  });
+
+  test("lets only its user in, over TLS with the certificate that it names, also at another address", async () => {
+    // Any address but the usual one, so that nothing but this machine can get there.
+    const part = await ready(await run("--loggers", 1, "--tls", "--user", "alice", "--listen", "127.0.0.2"));
+    await until("the line about the message bus", () => /^Message bus: .*\n/m.test(part.output));
+    assert.match(part.output, new RegExp(`^Live view ready: https://127\\.0\\.0\\.1:${part.port}/$`, "m"));
+    assert.match(part.output, new RegExp(`^Also at: https://127\\.0\\.0\\.2:${part.port}/$`, "m"));
+    const [, fingerprint] = /^Certificate: SHA-256 ([0-9A-F:]{95})$/m.exec(part.output);
+    const [, password] = /^User: alice, password: ([0-9a-f]{24})$/m.exec(part.output);
+    const [runtime] = readdirSync(temporary).map((name) => path.join(temporary, name));
+    const ca = readFileSync(path.join(runtime, "certificate.pem"));
+    assert.equal(new X509Certificate(ca).fingerprint256, fingerprint);
+    assert.equal(statSync(path.join(runtime, "certificate.key")).mode & 0o777, 0o600);
+    assert.equal(statSync(path.join(runtime, "users")).mode & 0o777, 0o600);
+    const headers = { Authorization: `Basic ${Buffer.from(`alice:${password}`).toString("base64")}` };
+    for (const address of ["127.0.0.1", "127.0.0.2"]) {
+      const url = `wss://${address}:${part.port}/live`;
+      await assert.rejects(Client.connect(url, { ca }), /answered with 401/);
+      const client = await Client.connect(url, { ca, headers, origin: `https://${address}:${part.port}` });
+      assert.equal((await completeInfo(client)).configs.length, 1);
+      await client.close();
+    }
+    // Nobody sees the password in the list of processes, nor what it was given by.
+    assert.deepEqual(
+      processes()
+        .map(commandOf)
+        .filter((command) => command.includes(password)),
+      [],
+    );
+    await part.stop({ timeout: 40_000 });
+    assertNothingLeft();
   });
 
   test("has logs for its own user alone, and nothing but the web server and its logs runs as root", async () => {
@@ -300,6 +333,11 @@ describe("./run that cannot start", () => {
     [["--name", "two words"], '--name takes the name of a host, not "two words"'],
     [["--name", "-x"], '--name takes the name of a host, not "-x"'],
     [["--name", ""], '--name takes the name of a host, not ""'],
+    [["--user", "a:b"], '--user takes a user\'s name of letters, digits and ._@-, not "a:b"'],
+    [["--listen", "1.2.3"], '--listen takes an IP address of this machine, or 0.0.0.0 for all of them, not "1.2.3"'],
+    [["--listen", "0.0.0.0"], "--listen opens Live View to other machines; it needs --tls and --user NAME"],
+    [["--listen=0.0.0.0", "--tls"], "--listen opens Live View to other machines; it needs --tls and --user NAME"],
+    [["--listen=::", "--user", "alice"], "--listen opens Live View to other machines; it needs --tls and --user NAME"],
     [["--color"], 'unknown option "--color"; see ./run --help'],
     [["--port", "7777", "--bus-port", "7777"], "the page and the message bus need different ports, not both 7777"],
   ]) {
@@ -319,6 +357,7 @@ describe("./run that cannot start", () => {
   test("--help tells the options", async () => {
     const part = runWith("--help");
     assert.deepEqual(await part.exited(), { code: 0, signal: null });
-    for (const option of ["--port N", "--bus-port N", "--loggers N", "--name NAME", "--help"]) assert.ok(part.output.includes(option));
+    for (const option of ["--port N", "--bus-port N", "--loggers N", "--name NAME", "--tls", "--user NAME", "--listen ADDRESS", "--help"])
+      assert.ok(part.output.includes(option));
   });
 });

@@ -336,7 +336,7 @@ describe("the bus server", () => {
       await start(client, key);
       await waitForValues(client, key, 5);
       away.expectInLog(/krpbus/i, /bus server/i, /not connected/i, /sendTo/);
-      away.expectOfLoggers(/the bus server has gone/);
+      away.expectOfLoggers(/the bus server has gone/, /dropped: no connection to the bus server/);
       await away.bus.stop();
       await away.bus.start();
       const before = values(client, key).length;

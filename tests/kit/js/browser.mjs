@@ -19,9 +19,9 @@ export function launchBrowser({ args = [] } = {}) {
   });
 }
 
-// A page that fails the test on whatever its console complains of; `problems` takes it.
-export async function openPage(browser, address, problems) {
-  const page = await browser.newPage({ viewport: { width: 1200, height: 900 } });
+// A page that fails the test on whatever its console complains of; `problems` takes it. `options`: further ones of the page.
+export async function openPage(browser, address, problems, options = {}) {
+  const page = await browser.newPage({ viewport: { width: 1200, height: 900 }, ...options });
   page.setDefaultTimeout(60_000); // machines may be busy
   page.on("pageerror", (error) => problems.push(String(error)));
   page.on("console", (message) => {

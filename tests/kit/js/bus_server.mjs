@@ -8,17 +8,18 @@ import { fillTemplate } from "./template.mjs";
 import { until } from "./wait.mjs";
 
 export class BusServer {
-  constructor(runtimeDir, port) {
+  // more: further text of its configuration.
+  constructor(runtimeDir, port, more = "") {
     this.port = port;
     this.file = path.join(runtimeDir, `nats-${port}.conf`);
     // Without a password: the tests' own participants have none.
     const template = readFileSync(paths.natsTemplate, "utf8").replace("@AUTHORIZATION@\n", "");
-    writeFileSync(this.file, fillTemplate(template, { BUS_PORT: port }));
+    writeFileSync(this.file, fillTemplate(template, { BUS_PORT: port }) + more);
   }
 
   // On a port of its own.
-  static async start(runtimeDir) {
-    const server = new BusServer(runtimeDir, await freePort());
+  static async start(runtimeDir, more) {
+    const server = new BusServer(runtimeDir, await freePort(), more);
     await server.start();
     return server;
   }

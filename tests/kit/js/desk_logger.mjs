@@ -27,6 +27,7 @@ export class DeskLogger {
         source: "drive",
         // Long: a logger that a busy machine has no time for has not left, and a change of the network ends sessions.
         neighboursTimeout: "30s",
+        heartbeat: "100ms",
         args: [],
       },
       description,
@@ -43,7 +44,7 @@ export class DeskLogger {
       ["--software-version", this.softwareVersion],
       ["--status", this.status],
       ["--time-offset", this.timeOffset],
-      ["--heartbeat", "100ms"],
+      ["--heartbeat", this.heartbeat],
       ["--neighbours-timeout", this.neighboursTimeout],
       // Where root runs the tests the web server's children are somebody else.
       ["--upload-user", process.getuid() === 0 ? "www-data" : process.getuid()],

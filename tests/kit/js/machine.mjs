@@ -83,6 +83,17 @@ export class Machine {
     ip("link", "set", `cable${this.number}`, plugged ? "up" : "down");
   }
 
+  // Takes its cable from the switch: only the browser's machine reaches it from now on, and is reached, at the address
+  // that this answers with.
+  moveAway() {
+    const cable = `cable${this.number}`;
+    const address = "10.77.0.253";
+    ip("link", "set", cable, "nomaster");
+    ip("address", "add", `${address}/32`, "dev", cable);
+    ip("route", "add", `${this.address}/32`, "dev", cable, "src", address);
+    return address;
+  }
+
   // joint: what joins its bus server with those of others.
   async startBus(joint) {
     const file = path.join(this.#dir, "nats-server.conf");
@@ -97,8 +108,9 @@ export class Machine {
     );
   }
 
+  // Without asking it to end: servers with routes have been seen to take no notice of it.
   async replaceBus(joint) {
-    await this.bus.stop();
+    await this.bus.kill();
     await this.startBus(joint);
   }
 
@@ -128,12 +140,15 @@ export class Machine {
   }
 
   async stop() {
-    await this.web?.stop({ signal: "SIGWINCH", timeout: 60_000 });
-    await this.logger?.stop();
-    await this.bus?.stop();
-    // The kernel takes its time to do away with a namespace, and the next machine of that number has a cable of this name.
-    if (this.#hasCable) ip("link", "delete", `cable${this.number}`);
-    this.#holder.kill("SIGKILL");
+    try {
+      await this.web?.stop({ signal: "SIGWINCH", timeout: 60_000 });
+      await this.logger?.stop();
+      await this.bus?.kill();
+    } finally {
+      // The kernel takes its time to do away with a namespace, and the next machine of that number has a cable of this name.
+      if (this.#hasCable) ip("link", "delete", `cable${this.number}`);
+      this.#holder.kill("SIGKILL");
+    }
   }
 
   get #inside() {

@@ -71,6 +71,13 @@ export async function completeInfo(client) {
   }
 }
 
+// All signals of the network: each logger's answer brings those of all that have answered by then.
+export async function completeCatalogue(client, timeout) {
+  let catalogue = await client.ask("get_signal_names", {}, timeout);
+  while (catalogue.status !== "OK") catalogue = await client.answerTo("get_signal_names", timeout);
+  return catalogue.Streams;
+}
+
 const kGoingAway = 1001;
 
 export class Network {
@@ -78,13 +85,14 @@ export class Network {
   #clients = [];
 
   // options: `loggers`, descriptions as kLoggers, further members as in DeskLogger; `bus: false` leaves the
-  // bus server away (its port is chosen all the same); `networkName`; `apache`, options of LiveViewApache.start.
-  static async start({ loggers = kLoggers, bus = true, networkName = "Test network", apache = {} } = {}) {
+  // bus server away (its port is chosen all the same); `busText`, more of its configuration; `networkName`; `apache`,
+  // options of LiveViewApache.start.
+  static async start({ loggers = kLoggers, bus = true, busText = "", networkName = "Test network", apache = {} } = {}) {
     const network = new Network();
     network.dir = mkdtempSync(path.join(os.tmpdir(), "live-view-e2e-"));
     chmodSync(network.dir, 0o755); // the web server's children are somebody else
     try {
-      await network.#startParts(loggers, bus, networkName, apache);
+      await network.#startParts(loggers, bus, busText, networkName, apache);
     } catch (error) {
       await network.#endAll().catch(() => {});
       throw error;
@@ -92,10 +100,10 @@ export class Network {
     return network;
   }
 
-  async #startParts(loggers, bus, networkName, apache) {
+  async #startParts(loggers, bus, busText, networkName, apache) {
     this.configFile = path.join(this.dir, "network.xml");
     writeFileSync(this.configFile, networkConfiguration(networkName));
-    this.bus = bus ? await BusServer.start(this.dir) : new BusServer(this.dir, await freePort());
+    this.bus = bus ? await BusServer.start(this.dir, busText) : new BusServer(this.dir, await freePort());
     await Promise.all(loggers.map((description) => this.addLogger(description)));
     const localMac = loggers[0]?.mac ?? kLoggers[0].mac;
     this.apache = await LiveViewApache.start({

@@ -14,6 +14,8 @@ import { WantedSignals } from "./wanted_signals";
 
 const kOpenTimeout = 15_000; // ms; a logger without its bus takes some seconds
 const kPingInterval = 10_000; // ms
+/// The answers that can be large lists and come more than once.
+const kLists = ["get_signal_names", "get_trigger"];
 const kSilence = 30_000; // ms without any frame, in spite of pings: the connection counts as gone
 
 export class LiveViewClient {
@@ -24,7 +26,8 @@ export class LiveViewClient {
   #state: ClientState = { type: "closed" };
   #backoff: Backoff;
   #queue: RequestQueue;
-  #lists: ListThrottle;
+  /// One for each kind: a list may only be left out for a newer one of its own kind.
+  #lists: ReadonlyMap<string, ListThrottle>;
   #signals: WantedSignals;
   #info: LoggerInfoGathering | null = null;
   #timers: (() => void)[] = [];
@@ -46,7 +49,8 @@ export class LiveViewClient {
     this.#backoff = new Backoff(() => environment.random());
     this.#signals = new WantedSignals(() => this.#signalsChanged());
     this.#queue = new RequestQueue(environment, (request) => this.#sendRequest(request), this.#signals);
-    this.#lists = new ListThrottle(environment, (text) => this.#parse(text));
+    const throttle = () => new ListThrottle(environment, (text) => this.#parse(text));
+    this.#lists = new Map(kLists.map((response) => [response, throttle()]));
     this.commands = new Commands(this.#asker(Priority.Person));
   }
 
@@ -165,7 +169,7 @@ export class LiveViewClient {
     this.#heardAt = this.environment.now();
     this.events.text("received", text);
     const response = responseName(text);
-    if ((response === "get_signal_names" || response === "get_trigger") && this.#lists.take(text)) {
+    if (this.#lists.get(response)?.take(text)) {
       this.#queue.received(listSummary(response, text), null);
       return;
     }
@@ -251,7 +255,7 @@ export class LiveViewClient {
     this.#timers = [];
     this.#info?.stop();
     this.#info = null;
-    this.#lists.drop();
+    for (const lists of this.#lists.values()) lists.drop();
     this.#pingWaits = false;
     this.#catalogueAsked = false;
     const socket = this.#socket;

@@ -1,0 +1,83 @@
+// What the page costs a browser: 200 signals at 20 values a second each. Prints tasks above 100 ms in the steady state,
+// the memory each minute, and the processor time of page and worker.
+//
+//   tests/kit/js/isolated node bench/page/load.mjs [minutes]     (default 10)
+import { writeFileSync } from "node:fs";
+import path from "node:path";
+import { setTimeout as sleep } from "node:timers/promises";
+import { launchBrowser } from "../../tests/kit/js/browser.mjs";
+import { state } from "../../tests/kit/js/live_page.mjs";
+import { kLoggers, Network } from "../../tests/kit/js/network.mjs";
+import { kLong, longTasks, rendererOf, residentMb, threadSeconds } from "./costs.mjs";
+
+const kSignals = 200;
+const kRate = 20; // values a second and signal
+const kPerChart = 10;
+const kTraced = 5; // s of each minute
+const minutes = Number(process.argv[2] ?? 10);
+
+// A recording of curves that all differ.
+function recording(dir) {
+  const names = Array.from({ length: kSignals }, (_, index) => `Signal.${String(index).padStart(3, "0")}`);
+  const rows = [`time,${names.map((name) => `${name} [V]`).join(",")}`];
+  for (let row = 0; row < 400; row++)
+    rows.push(`${(row / kRate).toFixed(2)},${names.map((_, index) => (Math.sin((row + index) / 20) * (1 + index)).toFixed(3)).join(",")}`);
+  const file = path.join(dir, "curves.csv");
+  writeFileSync(file, `${rows.join("\n")}\n`);
+  return { file, names };
+}
+
+function arrangement(names, mac) {
+  const panels = [];
+  for (let first = 0; first < names.length; first += kPerChart) {
+    const signals = names.slice(first, first + kPerChart).map((name) => ({ name, mac, logger: "Front" }));
+    panels.push({ id: `chart-${first}`, kind: "chart", title: "", signals, options: {} });
+  }
+  return JSON.stringify({ format: "live-view-setup", version: 1, name: "", panels });
+}
+
+const network = await Network.start({ loggers: [] });
+let browser;
+try {
+  network.expectInLog(/./);
+  const { file, names } = recording(network.dir);
+  await network.addLogger({ ...kLoggers[0], source: file, args: [["--rate", String(kRate)]] });
+  browser = await launchBrowser();
+  const page = await browser.newPage({ viewport: { width: 1440, height: 900 } });
+  await page.addInitScript((text) => localStorage.setItem("live-view.arrangement", text), arrangement(names, kLoggers[0].mac));
+  await page.goto(network.apache.page);
+  await state(page, "live", 120_000);
+  await sleep(20_000); // until everything runs
+  const session = await browser.newBrowserCDPSession();
+  const metrics = await page.context().newCDPSession(page);
+  await metrics.send("Performance.enable");
+  const value = async (name) => (await metrics.send("Performance.getMetrics")).metrics.find((one) => one.name === name).value;
+  const renderer = await rendererOf(session);
+  const started = { at: Date.now(), ...threadSeconds(renderer.id) };
+  const long = { clock: [], processor: [] };
+  for (let minute = 1; minute <= minutes; minute++) {
+    await browser.startTracing(page, { categories: ["disabled-by-default-devtools.timeline"] });
+    await sleep(kTraced * 1000);
+    const found = longTasks(await browser.stopTracing());
+    for (const kind of ["clock", "processor"]) long[kind].push(...found[kind]);
+    await sleep(Math.max(0, started.at + minute * 60_000 - Date.now()));
+    await metrics.send("HeapProfiler.collectGarbage");
+    const heap = (await value("JSHeapUsedSize")) / 1e6;
+    console.log(`minute ${minute}: page's heap ${heap.toFixed(1)} MB, process ${residentMb(renderer.id).toFixed(0)} MB`);
+  }
+  const seconds = (Date.now() - started.at) / 1000;
+  const ended = threadSeconds(renderer.id);
+  const share = (kind) => `${((100 * (ended[kind] - started[kind])) / seconds).toFixed(1)} %`;
+  const counted = await page.evaluate(() => document.querySelectorAll("[data-testid=plot]").length);
+  console.log(`${kSignals} signals at ${kRate} values/s for ${seconds.toFixed(0)} s, ${counted} charts`);
+  const told = (tasks) => `${tasks.length}${tasks.length > 0 ? ` (longest ${Math.max(...tasks)} ms)` : ""}`;
+  console.log(
+    `tasks of the page's thread above ${kLong} ms in ${minutes * kTraced} s of tracing: ${told(long.clock)} by the clock, ${told(long.processor)} of processor time`,
+  );
+  console.log(
+    `processor, of one core: page's thread ${share("page")}, worker ${share("worker")}, painting and the rest ${share("others")}`,
+  );
+} finally {
+  await browser?.close();
+  await network.stop();
+}
