@@ -23,12 +23,14 @@ bool activeOnly(const KRPMessageRequest& request) {
 }  // namespace
 
 BusloadService::BusloadService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<BusSource> source,
-                               std::optional<double> rate, std::uint8_t networkOffset)
+                               std::optional<double> rate, std::uint8_t networkOffset,
+                               const Stagger& stagger)
     : bus_(bus),
       agenda_(agenda),
       source_(std::move(source)),
       period_(periodOf(rate.value_or(kUsualRate))),
       networkOffset_(networkOffset),
+      stagger_(stagger),
       audience_(bus, agenda) {}
 
 /// To its own clients a logger is the local one; to those of other loggers it has its offset.
@@ -74,7 +76,7 @@ void BusloadService::start(const std::string& client) {
     runs_ = true;
     source_->begin();
     begin_ = Clock::now();
-    agenda_.after(period_, [this] { sendDue(); });
+    agenda_.after(period_ - stagger_.of(period_), [this] { sendDue(); });
 }
 
 /// A logger that has fallen behind leaves figures out: the newest ones are what counts.

@@ -10,6 +10,7 @@
 #include "desk/loop/agenda.h"
 #include "desk/services/audience.h"
 #include "desk/services/service.h"
+#include "desk/services/stagger.h"
 #include "desk/sources/bus_source.h"
 #include "krpbus/client/krpbus_client.h"
 
@@ -24,7 +25,8 @@ class BusloadService : public Service {
 
     /// The client and the agenda must outlive this object, and the agenda must not run afterwards.
     BusloadService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<BusSource> source,
-                   std::optional<double> rate, std::uint8_t networkOffset);
+                   std::optional<double> rate, std::uint8_t networkOffset,
+                   const Stagger& stagger = {});
 
     std::string_view participant() const override { return kHandheldServer; }
     std::unique_ptr<KRPMessageResponse> answer(const KRPMessageRequest& request) override;
@@ -43,6 +45,7 @@ class BusloadService : public Service {
     const std::unique_ptr<BusSource> source_;
     const Clock::duration period_;
     const std::uint8_t networkOffset_;
+    const Stagger stagger_;
     Audience audience_;
     Clock::time_point begin_;  // when loads began to be wanted
     bool runs_ = false;        // sendDue() is on the agenda

@@ -10,12 +10,12 @@ namespace desk {
 
 SignalService::SignalService(KRPBusClient& bus, Agenda& agenda,
                              std::unique_ptr<SignalSource> source, std::optional<double> rate,
-                             std::uint8_t networkOffset)
+                             std::uint8_t networkOffset, const Stagger& stagger)
     : bus_(bus),
       networkOffset_(networkOffset),
       audience_(bus, agenda),
       playback_(
-          agenda, std::move(source), rate, [this] { return !audience_.empty(); },
+          agenda, std::move(source), rate, stagger, [this] { return !audience_.empty(); },
           [this](const std::vector<SignalReading>& readings, std::uint64_t timestamp) {
               send(readings, timestamp);
           }) {}

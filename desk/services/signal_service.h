@@ -23,7 +23,8 @@ class SignalService : public Service {
     /// values come as the source has them. The client and the agenda must outlive this object, and
     /// the agenda must not run afterwards.
     SignalService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<SignalSource> source,
-                  std::optional<double> rate, std::uint8_t networkOffset);
+                  std::optional<double> rate, std::uint8_t networkOffset,
+                  const Stagger& stagger = {});
 
     std::string_view participant() const override { return kHandheldServer; }
     std::unique_ptr<KRPMessageResponse> answer(const KRPMessageRequest& request) override;

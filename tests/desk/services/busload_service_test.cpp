@@ -10,6 +10,7 @@
 using desk::BusloadService;
 using desk::BusReading;
 using desk::Clock;
+using desk::Stagger;
 using testing::ElementsAre;
 using namespace std::chrono_literals;
 
@@ -70,6 +71,15 @@ TEST_F(BusloadServiceTest, LeavesOtherRequestsAndNoticesAlone) {
     EXPECT_FALSE(notice("77-LVStartSignals"));
     EXPECT_FALSE(service->takeNotice(SystemMessage(25, "75-LVStartBusload")));
     EXPECT_FALSE(runs());
+}
+
+TEST_F(BusloadServiceTest, BeginsEarlierThanAPeriodByItsStagger) {
+    const Stagger stagger(kMac);
+    service.emplace(*bus, agenda, std::make_unique<CountingBuses>(), 20.0, std::uint8_t{8},
+                    stagger);
+    notice("75-LVStartBusload");
+    EXPECT_LE(*agenda.next() - Clock::now(), 50ms - stagger.of(50ms));
+    EXPECT_FALSE(messages(*client, 1).empty());
 }
 
 TEST_F(BusloadServiceTest, SendsLoadsAndGpsStatesFromStartToStop) {
