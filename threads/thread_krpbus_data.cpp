@@ -81,7 +81,8 @@ void logSelectError(int error) {
 
 ThreadKrpbusData::ThreadKrpbusData(LvSetup* setup, unsigned int id, const std::string& name,
                                    apr_thread_start_t function)
-    : ThreadData(setup, id, name, function) {
+    : ThreadData(setup, id, name, function),
+      localMac_(KSLUtil::findLowestMAC().toString(std::ios::uppercase)) {
     BaseSignal::debug = 1;
     kslEnabled_ = readKslEnabled();
     LogUtil::log(LogLevel::Debug, "ThreadKrpbusData",
@@ -223,7 +224,8 @@ void ThreadKrpbusData::handleServerGone() {
 void ThreadKrpbusData::getMacAddress(const std::string& source, std::string& mac) {
     unsigned char link = 0;
     if (!KSLUtil::parseForwardMsgAddr(source, link, mac)) {
-        mac = KSLUtil::findLowestMAC().toString(std::ios::uppercase);
+        mac = localMac_;
+        return;
     }
     std::transform(mac.begin(), mac.end(), mac.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });

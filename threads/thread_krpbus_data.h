@@ -61,6 +61,7 @@ class ThreadKrpbusData : public ThreadData {
     std::unique_ptr<KRPBusClient> krpBusClient_;
     std::uint32_t connections_ = 0;  // how often the client had been connected at the last pass
     bool kslEnabled_ = false;
+    const std::string localMac_;  // in upper case
 };
 
 /// The bus thread's start-up check: 0, or -1 after telling the browser that there is no connection.
