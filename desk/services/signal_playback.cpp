@@ -33,7 +33,7 @@ void SignalPlayback::start() {
     }
     runs_ = true;
     source_->begin();
-    begin_ = Clock::now() + stagger_.of(usualPeriod());
+    begin_ = stagger_.begin(Clock::now(), usualPeriod());
     due_ = begin_;
     agenda_.at(due_, [this] { playDue(); });
 }

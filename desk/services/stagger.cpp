@@ -1,6 +1,5 @@
 #include "desk/services/stagger.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <numeric>
@@ -19,8 +18,14 @@ Stagger::Stagger(std::string_view mac) {
     part_ = std::fmod(number * kGoldenSection, 1.0);
 }
 
-Clock::duration Stagger::of(Clock::duration period) const {
-    return std::chrono::duration_cast<Clock::duration>(part_ * std::min(period, kLongest));
+Clock::time_point Stagger::begin(Clock::time_point now, Clock::duration period) const {
+    if (!part_) {
+        return now;
+    }
+    const auto step = period / ((period - Clock::duration(1)) / kLongest + 1);
+    const auto offset = std::chrono::duration_cast<Clock::duration>(*part_ * step);
+    const auto late = (now.time_since_epoch() - offset) % step;
+    return late == Clock::duration(0) ? now : now + step - late;
 }
 
 }  // namespace desk
