@@ -99,8 +99,11 @@ std::unique_ptr<MessageBase> next(KRPBusClient& receiver) {
         if (auto message = receiver.getMessage()) {
             return message;
         }
-        pollfd readable{receiver.getFd(), POLLIN, 0};
-        poll(&readable, 1, -1);
+        {
+            const KRPBusClient::Waiting waiting(receiver);
+            pollfd readable{receiver.getFd(), POLLIN, 0};
+            poll(&readable, 1, -1);
+        }
         receiver.read();
     }
 }

@@ -20,6 +20,7 @@
 #include "desk/services/event_store.h"
 #include "desk/services/logger_info_service.h"
 #include "desk/services/monitor_service.h"
+#include "desk/services/outbox.h"
 #include "desk/services/signal_service.h"
 #include "desk/services/vehicle_triggers.h"
 #include "krpbus/client/krpbus_client.h"
@@ -63,6 +64,7 @@ class DeskLogger {
     Membership membership_;
     Forwarder forwarder_;
     LoggerInfoService loggerInfo_;
+    Outbox outbox_;
     SignalService signalService_;
     BusloadService busloadService_;
     EventStore eventStore_;

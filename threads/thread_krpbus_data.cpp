@@ -81,7 +81,8 @@ void logSelectError(int error) {
 
 ThreadKrpbusData::ThreadKrpbusData(LvSetup* setup, unsigned int id, const std::string& name,
                                    apr_thread_start_t function)
-    : ThreadData(setup, id, name, function) {
+    : ThreadData(setup, id, name, function),
+      localMac_(KSLUtil::findLowestMAC().toString(std::ios::uppercase)) {
     BaseSignal::debug = 1;
     kslEnabled_ = readKslEnabled();
     LogUtil::log(LogLevel::Debug, "ThreadKrpbusData",
@@ -156,7 +157,7 @@ void ThreadKrpbusData::handleKRPBusServer(timespec* timeout) {
     noticeReconnect();
     FdSet fdset;
     fdset.set(krpBusClient_->getFd());
-    const int ready = krselect(&fdset, nullptr, nullptr, timeout, nullptr);
+    const int ready = wait(fdset, timeout);
     if (ready == -1) {
         if (errno != EINTR) {
             logSelectError(errno);
@@ -176,6 +177,11 @@ void ThreadKrpbusData::handleKRPBusServer(timespec* timeout) {
     } else {
         handleServerGone();
     }
+}
+
+int ThreadKrpbusData::wait(FdSet& fdset, const timespec* timeout) {
+    const KRPBusClient::Waiting waiting(*krpBusClient_);
+    return krselect(&fdset, nullptr, nullptr, timeout, nullptr);
 }
 
 void ThreadKrpbusData::noticeReconnect() {
@@ -218,7 +224,8 @@ void ThreadKrpbusData::handleServerGone() {
 void ThreadKrpbusData::getMacAddress(const std::string& source, std::string& mac) {
     unsigned char link = 0;
     if (!KSLUtil::parseForwardMsgAddr(source, link, mac)) {
-        mac = KSLUtil::findLowestMAC().toString(std::ios::uppercase);
+        mac = localMac_;
+        return;
     }
     std::transform(mac.begin(), mac.end(), mac.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });

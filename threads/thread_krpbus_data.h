@@ -8,6 +8,7 @@
 
 #include "threads/thread_data.h"
 
+class FdSet;
 class KRPBusClient;
 
 /// A worker thread that owns a bus client. The client is created and connected by the constructor,
@@ -52,6 +53,7 @@ class ThreadKrpbusData : public ThreadData {
     void connectClient();
     void announceClient();
     void deleteClient(const char* function);
+    int wait(FdSet& fdset, const timespec* timeout);
     void noticeReconnect();
     void handleReceived();
     void handleServerGone();
@@ -59,6 +61,7 @@ class ThreadKrpbusData : public ThreadData {
     std::unique_ptr<KRPBusClient> krpBusClient_;
     std::uint32_t connections_ = 0;  // how often the client had been connected at the last pass
     bool kslEnabled_ = false;
+    const std::string localMac_;  // in upper case
 };
 
 /// The bus thread's start-up check: 0, or -1 after telling the browser that there is no connection.

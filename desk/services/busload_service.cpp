@@ -22,13 +22,16 @@ bool activeOnly(const KRPMessageRequest& request) {
 
 }  // namespace
 
-BusloadService::BusloadService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<BusSource> source,
-                               std::optional<double> rate, std::uint8_t networkOffset)
+BusloadService::BusloadService(KRPBusClient& bus, Agenda& agenda, Outbox& outbox,
+                               std::unique_ptr<BusSource> source, std::optional<double> rate,
+                               std::uint8_t networkOffset, const Stagger& stagger)
     : bus_(bus),
       agenda_(agenda),
+      outbox_(outbox),
       source_(std::move(source)),
       period_(periodOf(rate.value_or(kUsualRate))),
       networkOffset_(networkOffset),
+      stagger_(stagger),
       audience_(bus, agenda) {}
 
 /// To its own clients a logger is the local one; to those of other loggers it has its offset.
@@ -74,7 +77,11 @@ void BusloadService::start(const std::string& client) {
     runs_ = true;
     source_->begin();
     begin_ = Clock::now();
-    agenda_.after(period_, [this] { sendDue(); });
+    due_ = stagger_.begin(begin_, period_);
+    if (due_ == begin_) {
+        due_ += period_;
+    }
+    agenda_.at(due_, [this] { sendDue(); });
 }
 
 /// A logger that has fallen behind leaves figures out: the newest ones are what counts.
@@ -86,7 +93,6 @@ void BusloadService::sendDue() {
     source_->read(time, readings_);
     const auto gps = source_->readGps(time);
     if (bus_.isConnected()) {  // else each figure would be one more line in the log
-        // One client after the other: what goes to the same one follows each other.
         for (const std::string& client : audience_.addresses()) {
             for (const BusReading& reading : readings_) {
                 send(reading, timestamp, client);
@@ -98,7 +104,8 @@ void BusloadService::sendDue() {
     }
     runs_ = !audience_.empty();
     if (runs_) {
-        agenda_.at(now + period_, [this] { sendDue(); });
+        due_ += (now - due_) / period_ * period_ + period_;
+        agenda_.at(due_, [this] { sendDue(); });
     }
 }
 
@@ -113,7 +120,7 @@ void BusloadService::send(const BusReading& reading, std::uint64_t timestamp,
     message->unit = reading.unit;
     message->most = reading.most;
     message->kslOffset = offsetFor(client);
-    bus_.sendTo(std::string(kHandheldServer), client, std::move(message));
+    outbox_.add(client, std::move(message));
 }
 
 void BusloadService::send(const GpsReading& reading, std::uint64_t timestamp,
@@ -123,7 +130,7 @@ void BusloadService::send(const GpsReading& reading, std::uint64_t timestamp,
     message->gprmcStatus.assign(1, reading.hasFix ? 'A' : 'V');
     message->latitude = reading.latitude;
     message->longitude = reading.longitude;
-    bus_.sendTo(std::string(kHandheldServer), client, std::move(message));
+    outbox_.add(client, std::move(message));
 }
 
 }  // namespace desk

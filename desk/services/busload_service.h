@@ -9,7 +9,9 @@
 
 #include "desk/loop/agenda.h"
 #include "desk/services/audience.h"
+#include "desk/services/outbox.h"
 #include "desk/services/service.h"
+#include "desk/services/stagger.h"
 #include "desk/sources/bus_source.h"
 #include "krpbus/client/krpbus_client.h"
 
@@ -22,9 +24,11 @@ class BusloadService : public Service {
     /// Figures per second and bus where nobody asks for a certain number.
     static constexpr double kUsualRate = 2.0;
 
-    /// The client and the agenda must outlive this object, and the agenda must not run afterwards.
-    BusloadService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<BusSource> source,
-                   std::optional<double> rate, std::uint8_t networkOffset);
+    /// The client, the agenda and the outbox must outlive this object, and the agenda must not run
+    /// afterwards.
+    BusloadService(KRPBusClient& bus, Agenda& agenda, Outbox& outbox,
+                   std::unique_ptr<BusSource> source, std::optional<double> rate,
+                   std::uint8_t networkOffset, const Stagger& stagger = {});
 
     std::string_view participant() const override { return kHandheldServer; }
     std::unique_ptr<KRPMessageResponse> answer(const KRPMessageRequest& request) override;
@@ -40,11 +44,14 @@ class BusloadService : public Service {
 
     KRPBusClient& bus_;
     Agenda& agenda_;
+    Outbox& outbox_;
     const std::unique_ptr<BusSource> source_;
     const Clock::duration period_;
     const std::uint8_t networkOffset_;
+    const Stagger stagger_;
     Audience audience_;
     Clock::time_point begin_;  // when loads began to be wanted
+    Clock::time_point due_;    // when the next ones are
     bool runs_ = false;        // sendDue() is on the agenda
     std::vector<BusReading> readings_;
 };

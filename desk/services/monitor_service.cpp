@@ -10,11 +10,12 @@
 namespace desk {
 
 MonitorService::MonitorService(KRPBusClient& bus, Agenda& agenda,
-                               std::unique_ptr<SignalSource> source, std::optional<double> rate)
+                               std::unique_ptr<SignalSource> source, std::optional<double> rate,
+                               const Stagger& stagger)
     : bus_(bus),
       audience_(bus, agenda),
       playback_(
-          agenda, std::move(source), rate, [this] { return !audience_.empty(); },
+          agenda, std::move(source), rate, stagger, [this] { return !audience_.empty(); },
           [this](const std::vector<SignalReading>& readings, std::uint64_t timestamp) {
               for (const SignalReading& reading : readings) {
                   take(reading, reading.time.value_or(timestamp));

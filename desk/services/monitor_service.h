@@ -25,7 +25,7 @@ class MonitorService : public Service {
   public:
     /// As SignalService's. The source is this service's own.
     MonitorService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<SignalSource> source,
-                   std::optional<double> rate);
+                   std::optional<double> rate, const Stagger& stagger = {});
 
     std::string_view participant() const override { return kHandheldServer; }
     std::unique_ptr<KRPMessageResponse> answer(const KRPMessageRequest& request) override;

@@ -18,10 +18,12 @@ Clock::duration period(double rate) {
 }  // namespace
 
 SignalPlayback::SignalPlayback(Agenda& agenda, std::unique_ptr<SignalSource> source,
-                               std::optional<double> rate, IsWanted isWanted, Take take)
+                               std::optional<double> rate, const Stagger& stagger,
+                               IsWanted isWanted, Take take)
     : agenda_(agenda),
       source_(std::move(source)),
       rate_(rate),
+      stagger_(stagger),
       isWanted_(std::move(isWanted)),
       take_(std::move(take)) {}
 
@@ -31,9 +33,14 @@ void SignalPlayback::start() {
     }
     runs_ = true;
     source_->begin();
-    begin_ = Clock::now();
+    begin_ = stagger_.begin(Clock::now(), usualPeriod());
     due_ = begin_;
     agenda_.at(due_, [this] { playDue(); });
+}
+
+/// Where the source itself does not say when its next values are due.
+Clock::duration SignalPlayback::usualPeriod() const {
+    return period(rate_.value_or(source_->usualRate()));
 }
 
 void SignalPlayback::playDue() {
@@ -47,7 +54,7 @@ void SignalPlayback::playDue() {
         const auto untilNext = source_->read(
             std::chrono::duration_cast<SignalSource::Duration>(due_ - begin_), readings_);
         take_(readings_, getTimeOfDay());
-        due_ += rate_ || !untilNext ? period(rate_.value_or(source_->usualRate())) : *untilNext;
+        due_ += rate_ || !untilNext ? usualPeriod() : *untilNext;
     }
     runs_ = isWanted_();
     if (runs_) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "desk/loop/agenda.h"
+#include "desk/services/stagger.h"
 #include "desk/sources/signal_source.h"
 
 namespace desk {
@@ -24,7 +25,7 @@ class SignalPlayback {
     /// values come as the source has them. The agenda must outlive this object, and must not run
     /// afterwards.
     SignalPlayback(Agenda& agenda, std::unique_ptr<SignalSource> source, std::optional<double> rate,
-                   IsWanted isWanted, Take take);
+                   const Stagger& stagger, IsWanted isWanted, Take take);
 
     const std::vector<SignalConfig>& signals() const { return source_->signals(); }
     /// The signals, for somebody to whom they are named now.
@@ -32,16 +33,18 @@ class SignalPlayback {
         source_->list();
         return source_->signals();
     }
-    /// Begins with the first values, soon; changes nothing while it runs. It ends when a value is
-    /// due that nobody wants.
+    /// Begins with the first values, as soon as the stagger allows; changes nothing while it runs.
+    /// It ends when a value is due that nobody wants.
     void start();
 
   private:
     void playDue();
+    Clock::duration usualPeriod() const;
 
     Agenda& agenda_;
     const std::unique_ptr<SignalSource> source_;
     const std::optional<double> rate_;
+    const Stagger stagger_;
     const IsWanted isWanted_;
     const Take take_;
     Clock::time_point begin_;  // when values began to be wanted

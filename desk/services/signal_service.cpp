@@ -8,14 +8,15 @@
 
 namespace desk {
 
-SignalService::SignalService(KRPBusClient& bus, Agenda& agenda,
+SignalService::SignalService(KRPBusClient& bus, Agenda& agenda, Outbox& outbox,
                              std::unique_ptr<SignalSource> source, std::optional<double> rate,
-                             std::uint8_t networkOffset)
+                             std::uint8_t networkOffset, const Stagger& stagger)
     : bus_(bus),
+      outbox_(outbox),
       networkOffset_(networkOffset),
       audience_(bus, agenda),
       playback_(
-          agenda, std::move(source), rate, [this] { return !audience_.empty(); },
+          agenda, std::move(source), rate, stagger, [this] { return !audience_.empty(); },
           [this](const std::vector<SignalReading>& readings, std::uint64_t timestamp) {
               send(readings, timestamp);
           }) {}
@@ -49,8 +50,6 @@ bool SignalService::takeNotice(const SystemMessage& notice) {
     return false;
 }
 
-/// One client after the other: what goes to the same one follows each other, so that the bus server
-/// hands it on at once and its receiver wakes up once.
 void SignalService::send(const std::vector<SignalReading>& readings, std::uint64_t timestamp) {
     if (!bus_.isConnected()) {
         return;  // each value would be one more line in the log
@@ -62,7 +61,7 @@ void SignalService::send(const std::vector<SignalReading>& readings, std::uint64
     }
     for (const std::string& client : audience_.addresses()) {
         for (const SignalMessage& message : messages) {
-            bus_.sendTo(std::string(kHandheldServer), client, message.clone());
+            outbox_.add(client, message.clone());
         }
     }
 }

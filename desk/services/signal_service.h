@@ -8,6 +8,7 @@
 
 #include "desk/loop/agenda.h"
 #include "desk/services/audience.h"
+#include "desk/services/outbox.h"
 #include "desk/services/service.h"
 #include "desk/services/signal_playback.h"
 #include "krpbus/client/krpbus_client.h"
@@ -20,10 +21,11 @@ namespace desk {
 class SignalService : public Service {
   public:
     /// `rate` is in values per second and signal, of a recording in rows per second; without it
-    /// values come as the source has them. The client and the agenda must outlive this object, and
-    /// the agenda must not run afterwards.
-    SignalService(KRPBusClient& bus, Agenda& agenda, std::unique_ptr<SignalSource> source,
-                  std::optional<double> rate, std::uint8_t networkOffset);
+    /// values come as the source has them. The client, the agenda and the outbox must outlive this
+    /// object, and the agenda must not run afterwards.
+    SignalService(KRPBusClient& bus, Agenda& agenda, Outbox& outbox,
+                  std::unique_ptr<SignalSource> source, std::optional<double> rate,
+                  std::uint8_t networkOffset, const Stagger& stagger = {});
 
     std::string_view participant() const override { return kHandheldServer; }
     std::unique_ptr<KRPMessageResponse> answer(const KRPMessageRequest& request) override;
@@ -35,6 +37,7 @@ class SignalService : public Service {
     SignalMessage messageOf(const SignalReading& reading, std::uint64_t timestamp) const;
 
     KRPBusClient& bus_;
+    Outbox& outbox_;
     const std::uint8_t networkOffset_;
     Audience audience_;
     SignalPlayback playback_;

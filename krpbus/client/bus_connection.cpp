@@ -21,9 +21,6 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds kPause{200};
 constexpr std::chrono::milliseconds kPauseSpread{50};
 
-/// After so many probes and no answer for one more interval a server is given up.
-constexpr int kProbesAllowed = 2;
-
 /// What a burst of messages leaves unwritten is written after this time.
 constexpr std::chrono::microseconds kGatherTime{100};
 /// When the library cannot read yet, though something has come.
@@ -45,12 +42,12 @@ timespec toTimespec(std::chrono::nanoseconds time) {
 
 }  // namespace
 
-BusConnection::BusConnection(std::string url, std::string address, BusListener& listener,
-                             std::chrono::milliseconds probeInterval)
+BusConnection::BusConnection(std::string url, std::string address, int consumerEvent,
+                             BusListener& listener, std::chrono::milliseconds probeInterval)
     : url_(std::move(url)),
       address_(std::move(address)),
       listener_(listener),
-      watch_(probeInterval, kProbesAllowed) {
+      turns_(consumerEvent, listener, probeInterval) {
     const SignalsBlocked blocked;
     reader_ = std::thread([this] { run(); });
 }
@@ -58,7 +55,7 @@ BusConnection::BusConnection(std::string url, std::string address, BusListener& 
 BusConnection::~BusConnection() {
     if (const auto connection = current(); connection && !connection->isLost()) {
         // Until the server has answered, it may not have read what we wrote; closing earlier could
-        // make it throw that away.
+        // make it throw that away. The consumer waits no longer, so the reader takes in the answer.
         connection->flush();
     }
     stop_ = true;
@@ -70,6 +67,12 @@ BusConnection::~BusConnection() {
 void BusConnection::connect() {
     if (!wasConnected_) {
         open();
+    }
+}
+
+void BusConnection::beginWait() {
+    if (turns_.beginWait(current())) {
+        wake_.raise();
     }
 }
 
@@ -140,7 +143,7 @@ void BusConnection::begin(std::shared_ptr<NatsConnection> connection) {
 }
 
 void BusConnection::end(NatsConnection& connection) {
-    connection.close();
+    turns_.close(connection);
     const MutexLocker lock(changeMutex_);
     {
         const MutexLocker currentLock(currentMutex_);
@@ -156,7 +159,7 @@ void BusConnection::run() {
         // Looked at first: where there was no connection yet, the first one may begin meanwhile.
         const bool wasConnected = wasConnected_;
         if (const auto connection = current()) {
-            watch_.heard(ServerWatch::Clock::now());
+            turns_.beginWatch();
             while (!stop_ && !connection->isLost()) {
                 serve(*connection);
             }
@@ -184,12 +187,12 @@ void BusConnection::connectAgain() {
 /// Waits for the socket or a wake-up, and does what is due.
 void BusConnection::serve(NatsConnection& connection) {
     if (connection.isFlushRequested()) {
-        waitAndRead(connection, POLLIN, kGatherTime);
+        waitAndRead(connection, 0, kGatherTime);
         // Before the interest is looked at: who asks later wakes us again.
         connection.forgetFlushRequest();
     }
-    const int interest = connection.wantsWrite() ? POLLIN | POLLOUT : POLLIN;
-    const auto untilDue = watch_.due() - ServerWatch::Clock::now();
+    const short interest = connection.wantsWrite() ? POLLOUT : 0;
+    const auto untilDue = turns_.watchDue() - ServerWatch::Clock::now();
     if ((waitAndRead(connection, interest, std::max<std::chrono::nanoseconds>(untilDue, 0ns)) &
          POLLOUT) != 0) {
         connection.write();
@@ -197,33 +200,33 @@ void BusConnection::serve(NatsConnection& connection) {
     watchServer(connection);
 }
 
-/// Waits for the socket, with this interest, or a wake-up, and reads what there is. Returns what
-/// the socket is ready for.
-short BusConnection::waitAndRead(NatsConnection& connection, int interest,
+/// Waits for the socket, with this interest and in its turn for what comes in, or a wake-up, and
+/// reads what there is. Returns what the socket is ready for.
+short BusConnection::waitAndRead(NatsConnection& connection, short interest,
                                  std::chrono::nanoseconds timeout) {
-    std::array<pollfd, 2> polled{
-        {{wake_.descriptor(), POLLIN, 0},
-         {connection.socket(), static_cast<short>(interest | POLLRDHUP), 0}}};
+    if (turns_.isReadersTurn()) {
+        interest = static_cast<short>(interest | POLLIN | POLLRDHUP);
+    }
+    std::array<pollfd, 3> polled{{{wake_.descriptor(), POLLIN, 0},
+                                  {turns_.clock(), POLLIN, 0},
+                                  {interest != 0 ? connection.socket() : -1, interest, 0}}};
     const timespec longest = toTimespec(timeout);
     ppoll(polled.data(), polled.size(), &longest, nullptr);
     if (polled[0].revents != 0) {
         wake_.lower();
     }
-    const short ready = polled[1].revents;
-    if ((ready & ~POLLOUT) != 0 && !connection.isLost()) {
-        if (connection.read(ready, received_)) {
-            watch_.heard(ServerWatch::Clock::now());
-            listener_.onReceived(received_);
-            received_.clear();
-        } else {
-            wait(kReadAgain);
-        }
+    if (polled[1].revents != 0) {
+        turns_.takeBackWhenLate();
+    }
+    const short ready = polled[2].revents;
+    if ((ready & ~POLLOUT) != 0 && !turns_.readAsReader(connection, ready)) {
+        wait(kReadAgain);
     }
     return ready;
 }
 
 void BusConnection::watchServer(NatsConnection& connection) {
-    switch (watch_.act(ServerWatch::Clock::now())) {
+    switch (turns_.watch()) {
         case ServerWatch::Action::Wait:
             break;
         case ServerWatch::Action::Probe:

@@ -9,40 +9,26 @@
 #include <span>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "base/mutex.h"
 #include "base/wake_event.h"
+#include "krpbus/client/bus_listener.h"
 #include "krpbus/client/nats_connection.h"
-#include "krpbus/client/server_watch.h"
+#include "krpbus/client/reading_turns.h"
 
 namespace krpbus {
 
-/// What the owner is told. The calls come one at a time, from the reader thread or connect(), with
-/// a lock held: they must not call the connection and not wait.
-class BusListener {
-  public:
-    virtual ~BusListener() = default;
-    /// Connected, first or again; what was wanted is subscribed to.
-    virtual void onConnected() = 0;
-    /// The connection is lost, and everything that came over it has been handed on.
-    virtual void onDisconnected() = 0;
-    /// What has come in, which may be taken out of the list. Without the lock, from the reader
-    /// thread; must not wait.
-    virtual void onReceived(std::vector<Received>& received) = 0;
-};
-
 /// Keeps a bus client connected. The first connection is made by connect(). From then on the reader
-/// thread empties the connection's socket, probes a silent server, gives up one that stays silent
-/// for three times the interval of probes, and after each loss makes a new connection, without end,
-/// and renews the subscriptions on it.
+/// thread empties the connection's socket where the consumer does not do it itself, probes a silent
+/// server, gives up one that stays silent for three times the interval of probes, and after each
+/// loss makes a new connection, without end, and renews the subscriptions on it.
 class BusConnection {
   public:
     /// `address` is the client's own subject: what is published to it comes back, which is how the
     /// server is probed, every `probeInterval` while it is silent, and it names the client in the
-    /// server's list of connections. Throws
+    /// server's list of connections. For `consumerEvent` see ReadingTurns. Throws
     /// std::system_error where the process has no thread or descriptor left.
-    BusConnection(std::string url, std::string address, BusListener& listener,
+    BusConnection(std::string url, std::string address, int consumerEvent, BusListener& listener,
                   std::chrono::milliseconds probeInterval);
     /// Writes what is still to be written and disconnects. No other thread may be in a call.
     ~BusConnection();
@@ -52,6 +38,15 @@ class BusConnection {
     void connect();
     /// Any thread.
     bool isConnected() const { return connected_.load(); }
+
+    /// What the consumer waits for, the same for the connection's life: its event, and what has
+    /// come in while it is the one to take that in.
+    int consumerFd() const { return turns_.fd(); }
+    /// The consumer goes to wait for that, and nothing is left for it; it has stopped waiting; it
+    /// takes in what has come in if that is up to it. Consumer.
+    void beginWait();
+    void endWait() { turns_.endWait(); }
+    void takeIn() { turns_.readAsConsumer(); }
 
     /// Publishes a payload: see NatsConnection::publish(). One thread at a time.
     SendResult publish(const std::string& subject, const std::string& reply,
@@ -74,13 +69,14 @@ class BusConnection {
     void run();
     void connectAgain();
     void serve(NatsConnection& connection);
-    short waitAndRead(NatsConnection& connection, int interest, std::chrono::nanoseconds timeout);
+    short waitAndRead(NatsConnection& connection, short interest, std::chrono::nanoseconds timeout);
     void watchServer(NatsConnection& connection);
     void wait(std::chrono::nanoseconds timeout);
 
     const std::string url_;
     const std::string address_;
     BusListener& listener_;
+    ReadingTurns turns_;
 
     base::WakeEvent wake_;  // raised when the reader has something to do
     std::atomic<bool> connected_{false};
@@ -94,9 +90,7 @@ class BusConnection {
     mutable Mutex currentMutex_;  // the innermost
     std::shared_ptr<NatsConnection> current_ GUARDED_BY(currentMutex_);
 
-    std::string refusal_;             // logged last; of who opens connections
-    ServerWatch watch_;               // of the reader
-    std::vector<Received> received_;  // of the reader; empty between two reads
+    std::string refusal_;  // logged last; of who opens connections
 
     std::thread reader_;
 };

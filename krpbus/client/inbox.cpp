@@ -24,6 +24,11 @@ Inbox::Inbox(std::size_t limit, std::chrono::milliseconds skipAfter)
     updateSignal();
 }
 
+bool Inbox::isQuiet() const {
+    const MutexLocker lock(mutex_);
+    return !signalled_;
+}
+
 bool Inbox::push(Received&& received) {
     const MutexLocker lock(mutex_);
     const bool overran = append(std::move(received));

@@ -25,6 +25,8 @@ class Inbox {
 
     /// Readable while something waits or the server is gone.
     int fd() const { return event_.descriptor(); }
+    /// Whether that is not readable now.
+    bool isQuiet() const;
 
     /// Appends a message. Drops it while the inbox has overrun; the message that makes it overrun
     /// throws away all others, and then true is returned.

@@ -36,12 +36,20 @@ std::uint32_t KRPBusClient::getConnectionCount() const {
     return impl_->inbox().connectionCount();
 }
 
+KRPBusClient::Waiting::Waiting(KRPBusClient& client) : client_(client) {
+    client_.impl_->beginWait();
+}
+
+KRPBusClient::Waiting::~Waiting() {
+    client_.impl_->endWait();
+}
+
 int KRPBusClient::getFd() const {
-    return impl_->inbox().fd();
+    return impl_->fd();
 }
 
 bool KRPBusClient::read() {
-    return impl_->inbox().look();
+    return impl_->read();
 }
 
 std::unique_ptr<MessageBase> KRPBusClient::getMessage() {

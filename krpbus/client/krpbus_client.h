@@ -25,7 +25,8 @@ struct KRPBusOptions {
 };
 
 /// A client of the bus server under one participant's name. Its own reader thread empties the
-/// socket into a queue at all times, so that a consumer that stands still slows nobody else down.
+/// socket into a queue at all times, so that a consumer that stands still slows nobody else down;
+/// a consumer that waits with Waiting does that itself while it keeps up.
 ///
 /// While the consumer keeps up the queue is complete and in order. When the oldest message that
 /// waits is about a second old, since the consumer stands still or is merely too slow, only the
@@ -61,8 +62,23 @@ class KRPBusClient : public Mutex {
     std::uint32_t getConnectionCount() const;
 
     /// One descriptor for the client's life, only for waiting: readable while messages wait, while
-    /// the server is gone and while participants have vanished.
+    /// the server is gone and while participants have vanished. After a Waiting it may also be
+    /// readable when something has come that makes no message, until read() has been called.
     int getFd() const;
+    /// While it lives the consumer thread does nothing but wait on getFd(), to call read() as soon
+    /// as that is readable. Its own thread then takes in what the server sends, and no other one
+    /// has to be woken; where it does not come back for some ten milliseconds, the reader thread
+    /// takes over. Without it the reader takes in everything.
+    class Waiting {
+      public:
+        explicit Waiting(KRPBusClient& client);
+        ~Waiting();
+        Waiting(const Waiting&) = delete;
+        Waiting& operator=(const Waiting&) = delete;
+
+      private:
+        KRPBusClient& client_;
+    };
     /// Whether the server is there, or messages that came before it went still wait; false, again
     /// and again, while it has gone. Does not wait. Fixes how many messages getMessage() hands out
     /// until the next read(): as many as wait now, so that a consumer that takes them all comes

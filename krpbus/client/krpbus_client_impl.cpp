@@ -33,8 +33,8 @@ KRPBusClient::Impl::Impl(const std::string& name, const std::string& url,
       mac_(ownMac(options)),
       ownSubject_(krpbus::participantSubject(mac_, name_)),
       inbox_(options.queueLimit, options.skipAfter),
-      connection_(
-          std::make_unique<krpbus::BusConnection>(url, ownSubject_, *this, options.probeInterval)) {
+      connection_(std::make_unique<krpbus::BusConnection>(url, ownSubject_, inbox_.fd(), *this,
+                                                          options.probeInterval)) {
     listen(ownSubject_, name_);
     listen(krpbus::everybodySubject(mac_), "");
     connect();
@@ -48,6 +48,21 @@ KRPBusClient::Impl::~Impl() {
 bool KRPBusClient::Impl::connect() {
     connection_->connect();
     return isConnected();
+}
+
+void KRPBusClient::Impl::beginWait() {
+    if (inbox_.isQuiet()) {
+        connection_->beginWait();
+    }
+}
+
+void KRPBusClient::Impl::endWait() {
+    connection_->endWait();
+}
+
+bool KRPBusClient::Impl::read() {
+    connection_->takeIn();
+    return inbox_.look();
 }
 
 void KRPBusClient::Impl::listen(const std::string& subject, const std::string& destination) {

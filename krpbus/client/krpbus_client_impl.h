@@ -27,6 +27,10 @@ class KRPBusClient::Impl final : public krpbus::BusListener {
 
     bool connect();
     bool isConnected() const { return connection_->isConnected() && inbox_.isConnected(); }
+    int fd() const { return connection_->consumerFd(); }
+    void beginWait();
+    void endWait();
+    bool read();
     krpbus::Inbox& inbox() { return inbox_; }
     const krpbus::Inbox& inbox() const { return inbox_; }
     const std::string& name() const { return name_; }

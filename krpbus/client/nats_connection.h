@@ -26,9 +26,9 @@ enum class SendResult { Sent, NotConnected, TooLarge, Stuck, Failed };
 /// nothing, or nonsense, would come in any more. Once lost it is closed and thrown away whole; of a
 /// large message that it broke off in, the library keeps the buffer for ever.
 ///
-/// The library does no input or output by itself and no thread of it watches the connection. One
-/// thread, the reader, owns the socket: it waits for it and calls read(), write(), probe() and
-/// close(). Who sends writes, too, but never reads.
+/// The library does no input or output by itself and no thread of it watches the connection. The
+/// reader thread waits for the socket and calls write(), probe() and close(). It also calls read(),
+/// in turns with the consumer; see ReadingTurns. Who sends writes, too, but never reads.
 ///
 /// The library has a queue for each subscription, and no thread of it delivers: read() takes out
 /// what has come. The order of messages that came by different subscriptions is lost by that; a
@@ -47,6 +47,8 @@ class NatsConnection {
     NatsConnection(const NatsConnection&) = delete;
     NatsConnection& operator=(const NatsConnection&) = delete;
 
+    /// Whether something has come over it, and not over TLS. Any thread.
+    bool isPlain() const { return transport_ == Transport::Plain; }
     /// Whether the connection has ended, for whatever reason. Any thread.
     bool isLost() const { return lost_.load(); }
 
@@ -76,7 +78,8 @@ class NatsConnection {
     void forgetFlushRequest() { flushRequested_ = false; }
     /// Takes in what has arrived, once, and appends it to `received`; `ready` is what the socket is
     /// ready for. What came from one sender has the order in which it was sent. False when it could
-    /// take in nothing yet: more has to arrive, or a sender is stuck in a write. Reader.
+    /// take in nothing yet: more has to arrive, or a sender is stuck in a write. One thread at a
+    /// time.
     bool read(short ready, std::vector<Received>& received);
     /// Writes what waits, as far as the socket takes it. Reader and senders.
     void write();
@@ -131,7 +134,7 @@ class NatsConnection {
     std::vector<NatsMessage> spent_;
     std::size_t spentBytes_ = 0;
 
-    /// Of the reader.
+    /// Of who reads.
     int awaited_ = 1;  // bytes that have to arrive before the socket shows as readable
     std::vector<std::vector<Received>> taken_;  // of each subscription; empty between two reads
 

@@ -10,6 +10,7 @@
 using desk::BusloadService;
 using desk::BusReading;
 using desk::Clock;
+using desk::Stagger;
 using testing::ElementsAre;
 using namespace std::chrono_literals;
 
@@ -41,7 +42,8 @@ class CountingBuses : public desk::BusSource {
 class BusloadServiceTest : public LiveService<BusloadService> {
   protected:
     BusloadServiceTest() {
-        service.emplace(*bus, agenda, std::make_unique<CountingBuses>(), 200.0, std::uint8_t{8});
+        service.emplace(*bus, agenda, outbox, std::make_unique<CountingBuses>(), 200.0,
+                        std::uint8_t{8});
     }
     std::vector<KRPResponseGetBusNames::busName_t> names(unsigned char activeOnly,
                                                          const std::string& from = "17_KLV1") {
@@ -70,6 +72,16 @@ TEST_F(BusloadServiceTest, LeavesOtherRequestsAndNoticesAlone) {
     EXPECT_FALSE(notice("77-LVStartSignals"));
     EXPECT_FALSE(service->takeNotice(SystemMessage(25, "75-LVStartBusload")));
     EXPECT_FALSE(runs());
+}
+
+TEST_F(BusloadServiceTest, BeginsWhenItsStaggerAllows) {
+    const Stagger stagger(kMac);
+    service.emplace(*bus, agenda, outbox, std::make_unique<CountingBuses>(), 20.0, std::uint8_t{8},
+                    stagger);
+    const auto before = stagger.begin(Clock::now(), 50ms);
+    notice("75-LVStartBusload");
+    EXPECT_EQ((*agenda.next() - before) % 50ms, 0ms);
+    EXPECT_FALSE(messages(*client, 1).empty());
 }
 
 TEST_F(BusloadServiceTest, SendsLoadsAndGpsStatesFromStartToStop) {

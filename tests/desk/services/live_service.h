@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "desk/loop/agenda.h"
+#include "desk/services/outbox.h"
 #include "krpbus/messages/system_message.h"
 #include "tests/krpbus/client/bus_test_client.h"
 
@@ -80,6 +81,7 @@ class LiveService : public testing::Test {
     NatsServer server;
     desk::Agenda agenda;
     std::unique_ptr<KRPBusClient> bus = makeClient(server, "desk", kMac);
+    desk::Outbox outbox{*bus, agenda};
     std::unique_ptr<KRPBusClient> client;
     std::optional<Service> service;
 };

@@ -11,6 +11,7 @@ using desk::Clock;
 using desk::Recording;
 using desk::RecordingSignals;
 using desk::SignalService;
+using desk::Stagger;
 using testing::ElementsAre;
 using namespace std::chrono_literals;
 
@@ -19,9 +20,9 @@ namespace {
 class SignalServiceTest : public LiveService<SignalService> {
   protected:
     SignalServiceTest() { use(std::nullopt); }
-    void use(std::optional<double> rate) {
-        service.emplace(*bus, agenda, std::make_unique<RecordingSignals>(recording()), rate,
-                        std::uint8_t{8});
+    void use(std::optional<double> rate, const Stagger& stagger = {}) {
+        service.emplace(*bus, agenda, outbox, std::make_unique<RecordingSignals>(recording()), rate,
+                        std::uint8_t{8}, stagger);
     }
     static std::shared_ptr<const Recording> recording() {
         auto recording = std::make_shared<Recording>();
@@ -95,6 +96,15 @@ TEST_F(SignalServiceTest, PlaysAtTheRateAskedFor) {
     notice("77-LVStartSignals");
     EXPECT_THAT(shown(5), ElementsAre("Speed=1.50", "Gear=R", "Speed=2", "Gear=1", "Speed=1.50"));
     EXPECT_GE(Clock::now() - begin, 150ms);
+}
+
+TEST_F(SignalServiceTest, BeginsWhenItsStaggerAllows) {
+    const Stagger stagger(kMac);
+    use(20.0, stagger);
+    const auto before = stagger.begin(Clock::now(), 50ms);
+    notice("77-LVStartSignals");
+    EXPECT_EQ((*agenda.next() - before) % 50ms, 0ms);
+    EXPECT_THAT(shown(3), ElementsAre("Speed=1.50", "Gear=R", "Speed=2"));
 }
 
 TEST_F(SignalServiceTest, SendsTwiceToNobodyThatStartsTwice) {

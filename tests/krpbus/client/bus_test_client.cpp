@@ -32,6 +32,11 @@ bool readable(const KRPBusClient& client, std::chrono::milliseconds patience) {
     return poll(&polled, 1, static_cast<int>(patience.count())) == 1;
 }
 
+bool waitFor(KRPBusClient& client, std::chrono::milliseconds patience) {
+    const KRPBusClient::Waiting waiting(client);
+    return readable(client, patience);
+}
+
 std::unique_ptr<MessageBase> nextMessage(KRPBusClient& client, std::chrono::milliseconds patience) {
     const auto deadline = Clock::now() + patience;
     for (;;) {
@@ -43,7 +48,7 @@ std::unique_ptr<MessageBase> nextMessage(KRPBusClient& client, std::chrono::mill
         if (left <= 0ms) {
             return nullptr;
         }
-        if (readable(client, left) && !client.read()) {
+        if (waitFor(client, left) && !client.read()) {
             std::this_thread::sleep_for(5ms);  // gone: the descriptor stays readable
         }
     }

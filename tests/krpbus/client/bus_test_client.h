@@ -41,4 +41,7 @@ void restart(NatsServer& server, const std::vector<KRPBusClient*>& clients);
 // Waits on the client's descriptor; whether it became readable.
 bool readable(const KRPBusClient& client, std::chrono::milliseconds patience);
 
+// The same as a consumer that then takes in what has come itself.
+bool waitFor(KRPBusClient& client, std::chrono::milliseconds patience);
+
 std::unique_ptr<SignalMessage> signal(const std::string& name, const std::string& value);
