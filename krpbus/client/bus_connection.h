@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <map>
 #include <memory>
 #include <span>
@@ -72,6 +73,8 @@ class BusConnection {
     void end(NatsConnection& connection);
 
     void run();
+    void keepConnected();
+    void recover(const std::exception& error);
     void connectAgain();
     void serve(NatsConnection& connection);
     short waitAndRead(NatsConnection& connection, int interest, std::chrono::nanoseconds timeout);

@@ -7,6 +7,7 @@
 #include <array>
 #include <chrono>
 #include <limits>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -59,6 +60,11 @@ bool isDrained(int socket) {
 }
 
 }  // namespace
+
+/// Later nothing may fail between a message's sending and its end.
+NatsConnection::NatsConnection(base::WakeEvent& wake) : wake_(wake) {
+    spent_.reserve(kMostSpent);
+}
 
 NatsConnection::~NatsConnection() {
     if (connection_ != nullptr) {
@@ -205,17 +211,33 @@ bool NatsConnection::lockIo() NO_THREAD_SAFETY_ANALYSIS {
     return true;
 }
 
+/// A place for a subscription, before the library is asked for it; the end where there is no
+/// memory.
+NatsConnection::Subscriptions::iterator NatsConnection::addSubscription(
+    const std::string& subject) {
+    try {
+        return subscriptions_.try_emplace(subject).first;
+    } catch (const std::bad_alloc&) {
+        return subscriptions_.end();
+    }
+}
+
 bool NatsConnection::subscribe(const std::string& subject, const std::string& destination) {
     natsSubscription* subscription = nullptr;
     const SignalsBlocked blocked;
     // All the while: the reader may take in the first message before the library has returned, and
     // would not come back to a queue that it does not know.
     const MutexLocker lock(subscriptionsMutex_);
+    const auto entry = addSubscription(subject);
+    if (entry == subscriptions_.end()) {
+        return false;
+    }
     if (natsConnection_SubscribeSync(&subscription, connection_, subject.c_str()) != NATS_OK) {
+        subscriptions_.erase(entry);
         return false;
     }
     natsSubscription_SetPendingLimits(subscription, -1, -1);
-    subscriptions_.emplace(subject, Subscription{subscription, &destination});
+    entry->second = {subscription, &destination};
     return true;
 }
 
@@ -242,9 +264,11 @@ bool NatsConnection::read(short ready, std::vector<Received>& received) {
     if (!canRead(ready) || !lockIo()) {
         return false;
     }
-    natsConnection_ProcessReadEvent(connection_);
-    takeReceived(received);
-    ioMutex_.unlock();
+    {
+        const MutexLocker lock(ioMutex_, std::adopt_lock);
+        natsConnection_ProcessReadEvent(connection_);
+        takeReceived(received);
+    }
     if ((ready & kEnding) != 0 && !lost_ && isDrained(socket_.get())) {
         natsConnection_Close(connection_);
     }
@@ -254,6 +278,9 @@ bool NatsConnection::read(short ready, std::vector<Received>& received) {
 void NatsConnection::takeReceived(std::vector<Received>& received) {
     const MutexLocker lock(subscriptionsMutex_);
     taken_.resize(subscriptions_.size());
+    for (auto& list : taken_) {
+        list.clear();  // where the last time was broken off
+    }
     auto taken = taken_.begin();
     for (auto& [subject, subscription] : subscriptions_) {
         takeQueue(subscription, *taken++);
