@@ -2,7 +2,7 @@
 // connection's, the keep-alive thread, the bus thread, or the bus client's reader. Values must go
 // on to come and the session must end, with all its threads.
 //
-//   fuzz_fail_thread_allocations [most failures of a thread]
+//   fuzz_fail_thread_allocations [most failures of a thread [word of the thread's name]]
 //
 // Each failure has a process of its own, on a real bus server. What C++ and the JSON library ask
 // for fails; other libraries get what they ask for.
@@ -286,6 +286,7 @@ class Failures {
 
 int main(int argc, char** argv) {
     const long most = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 1'000'000;
+    const std::string_view word = argc > 2 ? argv[2] : "";
     FILE* const report = fdopen(dup(STDERR_FILENO), "w");
     if (most < 1 || report == nullptr || std::freopen("/dev/null", "w", stdout) == nullptr ||
         std::freopen("/dev/null", "w", stderr) == nullptr) {
@@ -295,6 +296,9 @@ int main(int argc, char** argv) {
     int bad = 0;
     for (const FailingThread thread : {FailingThread::KeepAlive, FailingThread::Reader,
                                        FailingThread::Bus, FailingThread::Connection}) {
+        if (std::string_view(nameOf(thread)).find(word) == std::string_view::npos) {
+            continue;
+        }
         const long count = countAllocations(thread, nats.port());
         const long step = count / most + 1;
         Failures failures(thread, nats.port(), report);
