@@ -1,4 +1,4 @@
-// Processes of the web server that have no descriptor or no thread left: the browser that meets one is refused
+// Processes of the web server that have no descriptor, no thread or no memory left: the browser that meets one is refused
 // or sent away, nothing crashes or hangs, the others go on, and whoever comes when there is room again is served.
 import assert from "node:assert/strict";
 import { execFileSync, spawnSync } from "node:child_process";
@@ -6,6 +6,7 @@ import { readdirSync, readFileSync } from "node:fs";
 import { describe, test } from "node:test";
 import { Client } from "../../kit/js/client.mjs";
 import { completeCatalogue, kLoggers, Network } from "../../kit/js/network.mjs";
+import * as paths from "../../kit/js/paths.mjs";
 import { childrenOf, sessionsOf } from "../../kit/js/processes.mjs";
 import { until } from "../../kit/js/wait.mjs";
 
@@ -65,10 +66,20 @@ function idleChildren({ apache }) {
   return childrenOf(apache.part.pid).filter((pid) => !busy.includes(pid));
 }
 
+// What the system says of a process; undefined when it has ended.
+function statusOf(pid) {
+  try {
+    return readFileSync(`/proc/${pid}/status`, "latin1");
+  } catch {
+    return undefined;
+  }
+}
+
 // A limit of those. "5:" is a soft one, which any user may raise again.
 function limitIdle(network, name, value) {
   for (const pid of idleChildren(network)) {
-    const status = readFileSync(`/proc/${pid}/status`, "latin1");
+    const status = statusOf(pid);
+    if (status === undefined) continue;
     const [uid, gid] = ["Uid", "Gid"].map((id) => new RegExp(`^${id}:\\s+(\\d+)`, "m").exec(status)[1]);
     // As their user: not every root may change another one's limits.
     const user = process.getuid() === 0 ? ["setpriv", `--reuid=${uid}`, `--regid=${gid}`, "--clear-groups"] : ["env"];
@@ -95,18 +106,14 @@ async function squeeze(network, other, name, limits) {
   return fates;
 }
 
-const descriptorsOf = (pid) => readdirSync(`/proc/${pid}/fd`).length;
+const descriptorsOf = (pid) => (statusOf(pid) === undefined ? 0 : readdirSync(`/proc/${pid}/fd`).length);
 
 // How many threads the user with this number has, the other users of the machine not counted.
 function threadsOf(uid) {
   let threads = 0;
   for (const pid of readdirSync("/proc").filter((name) => /^\d+$/.test(name))) {
-    try {
-      const status = readFileSync(`/proc/${pid}/status`, "latin1");
-      if (Number(/^Uid:\s+(\d+)/m.exec(status)[1]) === uid) threads += Number(/^Threads:\s+(\d+)/m.exec(status)[1]);
-    } catch {
-      // it has just ended
-    }
+    const status = statusOf(pid);
+    if (status !== undefined && Number(/^Uid:\s+(\d+)/m.exec(status)[1]) === uid) threads += Number(/^Threads:\s+(\d+)/m.exec(status)[1]);
   }
   return threads;
 }
@@ -154,6 +161,27 @@ describe("processes of the web server", { concurrency: 3 }, () => {
         fates.some((fate) => fate !== "served"),
         fates.join(),
       );
+    });
+  });
+
+  // The websocket module sets this limit itself, so the one that its processes come with has to be a hard one.
+  const noLimit = paths.sanitizers.length > 0 && "a sanitizer takes memory by the terabyte";
+  test("with little memory refuse browsers, or send them away", { skip: noLimit }, async () => {
+    await withBrowser({}, async (network, other) => {
+      // The server's own pools end their process when they are given nothing.
+      network.expectInLog(/^\[crit\] Memory allocation failed, aborting process\.$/, / AH00052: child pid \d+ exit signal Abort/);
+      const fates = [];
+      for (const mb of [60, 52, 44, 36, 30, 26, 22, 18, 14, 10, 8, 6, 4, 2]) {
+        limitIdle(network, "data", mb * 1024 * 1024);
+        fates.push(await fateOf(network));
+        await valuesCome(other);
+      }
+      console.log(`data: ${fates.join(", ")}`);
+      assert.notEqual(fates.at(-1), "served");
+      // The server has others in their place, without the limit.
+      const limited = idleChildren(network);
+      for (const pid of limited) process.kill(pid, "SIGUSR1");
+      await until("new processes", () => !idleChildren(network).some((pid) => limited.includes(pid)));
     });
   });
 
