@@ -122,6 +122,9 @@ void ThreadKrpbusData::setupKrpClient() {
         // process. The keep-alive thread may be running: what it uses has no destructor that runs
         // at exit.
         exit(1);
+    } catch (...) {
+        setup()->krpbus = nullptr;  // the client goes with this object, which there will not be
+        throw;
     }
 }
 
