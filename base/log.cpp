@@ -23,34 +23,60 @@ std::string_view levelTag(LogLevel level) {
     return "";
 }
 
+void write(std::string_view piece) REQUIRES(LogUtil::logMutex) {
+    std::cout.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+}
+
+void finishWriting() REQUIRES(LogUtil::logMutex) {
+    std::cout.flush();
+    std::cout.clear();  // one line that could not be written must not silence all later ones
+}
+
 /// For a line that there is no memory to put together for. Whoever logs must not fail for the sake
 /// of the log: sessions log while they end.
-void writeInPieces(std::initializer_list<std::string_view> pieces) {
+void writeInPieces(std::string_view tag, std::string_view function,
+                   std::initializer_list<std::string_view> text) {
     const MutexLocker lock(LogUtil::logMutex);
-    for (const std::string_view piece : pieces) {
-        std::cout.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+    for (const std::string_view piece :
+         {tag, std::string_view("KLV::"), function, std::string_view("() ")}) {
+        write(piece);
     }
-    std::cout.flush();
-    std::cout.clear();
+    for (const std::string_view piece : text) {
+        write(piece);
+    }
+    write("\n");
+    finishWriting();
 }
 
 }  // namespace
 
 void LogUtil::log(LogLevel level, std::string_view function, std::string_view text) {
+    logPieces(level, function, {text});
+}
+
+void LogUtil::logPieces(LogLevel level, std::string_view function,
+                        std::initializer_list<std::string_view> text) {
     const std::string_view tag = levelTag(level);
+    std::size_t size = tag.size() + function.size() + 9;
+    for (const std::string_view piece : text) {
+        size += piece.size();
+    }
     std::string line;
     try {
-        line.reserve(tag.size() + function.size() + text.size() + 9);
+        line.reserve(size);
     } catch (const std::bad_alloc&) {
-        writeInPieces({tag, "KLV::", function, "() ", text, "\n"});
+        writeInPieces(tag, function, text);
         return;
     }
-    line.append(tag).append("KLV::").append(function).append("() ").append(text).append("\n");
+    line.append(tag).append("KLV::").append(function).append("() ");
+    for (const std::string_view piece : text) {
+        line.append(piece);
+    }
+    line.append("\n");
 
     const MutexLocker lock(logMutex);
-    std::cout.write(line.data(), static_cast<std::streamsize>(line.size()));
-    std::cout.flush();
-    std::cout.clear();  // one line that could not be written must not silence all later ones
+    write(line);
+    finishWriting();
 }
 
 void LogUtil::redirectOutputToError() {

@@ -31,6 +31,8 @@ class CAPABILITY("mutex") Mutex {
 class SCOPED_CAPABILITY MutexLocker {
   public:
     explicit MutexLocker(Mutex& mutex) ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+    /// For one that the caller holds already.
+    MutexLocker(Mutex& mutex, std::adopt_lock_t) REQUIRES(mutex) : mutex_(mutex) {}
     ~MutexLocker() RELEASE() {
         if (held_) {
             mutex_.unlock();

@@ -7,15 +7,13 @@ import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import os from "node:os";
 import path from "node:path";
 import { parseArgs, promisify } from "node:util";
-import { kLoggers, Network } from "../tests/kit/js/network.mjs";
 import { Part } from "../tests/kit/js/part.mjs";
 import * as paths from "../tests/kit/js/paths.mjs";
 import { freePort, listens } from "../tests/kit/js/ports.mjs";
 import { until } from "../tests/kit/js/wait.mjs";
+import { startCrowdNetwork } from "./crowd_network.mjs";
 
 const kProgram = path.join(paths.buildDir, "bench/crowd");
-const kSignals = 20;
-const kRate = 9.5;
 
 const { values: options, positionals } = parseArgs({
   allowPositionals: true,
@@ -55,26 +53,8 @@ function figuresOf({ seconds, values, parts, slowest, usual, ...figures }) {
   };
 }
 
-// The signals of one logger: every third one, and the loads of two buses.
-function recording(dir, logger) {
-  const names = Array.from({ length: kSignals }, (_, i) => `Powertrain.Signal_${i}`).filter((_, i) => i % kLoggers.length === logger);
-  const buses = ["BUSID_CAN 1 Powertrain [UNIT_PERCENT]", "BUSID_CAN 2 Body [UNIT_PERCENT]"];
-  const rows = Array.from({ length: 100 }, (_, row) => [row / 10, ...names.map((_, i) => row * 10 + i), row % 90, (row + 45) % 90]);
-  const file = path.join(dir, `signals-${logger}.csv`);
-  writeFileSync(file, [["time", ...names, ...buses], ...rows].map((row) => row.join(",")).join("\n"));
-  return file;
-}
-
 async function product(dir, clients) {
-  const loggers = kLoggers.map((logger, i) => ({
-    ...logger,
-    timeOffset: 0,
-    source: recording(dir, i),
-    args: [["--rate", kRate]],
-  }));
-  const network = await Network.start({ loggers });
-  network.expectInLog(/./);
-  network.expectOfLoggers(/./);
+  const network = await startCrowdNetwork(dir);
   try {
     const { bus, apache } = network;
     return await measure("product", bus.port, apache.port, clients, {

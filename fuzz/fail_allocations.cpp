@@ -14,64 +14,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <memory>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "fuzz/session.h"
+#include "fuzz/thread_allocations.h"
 #include "krpbus/messages/byte_writer.h"
 #include "tests/krpbus/messages/message_samples.h"
-
-namespace {
-
-/// How many allocations of this thread still succeed before one fails; less than 0: all do.
-thread_local long left = -1;
-thread_local long made = 0;
-
-bool fails() {
-    ++made;
-    return left >= 0 && left-- == 0;
-}
-
-}  // namespace
-
-extern "C" void* __real_malloc(std::size_t size);
-extern "C" void* __real_realloc(void* memory, std::size_t size);
-
-/// What the project's own code asks for, the JSON library in it among it; the linker leads here.
-extern "C" void* __wrap_malloc(std::size_t size) {
-    return fails() ? nullptr : __real_malloc(size);
-}
-
-extern "C" void* __wrap_realloc(void* memory, std::size_t size) {
-    return fails() ? nullptr : __real_realloc(memory, size);
-}
-
-void* operator new(std::size_t size) {
-    void* const memory = fails() ? nullptr : __real_malloc(size != 0 ? size : 1);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return fails() ? nullptr : __real_malloc(size != 0 ? size : 1);
-}
-
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -124,14 +74,15 @@ void attempt(const Step& step) {
 
 /// A session from its begin to its end. The number of its allocations.
 long runSession(FuzzSession& session, const std::vector<Bytes>& messages, long failing) {
-    made = 0;
-    left = failing;
+    const Counted counted;
+    failIn(FailingThread::Connection, failing);
     try {
         session.begin(true);
     } catch (const std::exception&) {
-        left = -1;  // refused; what ends it is the plug-in's constructor
-        session.end();
-        return made;
+        const long count = allocationsMade();
+        failIn(FailingThread::Connection, -1);  // refused; what ends it is the plug-in's
+        session.end();                          // constructor
+        return count;
     }
     for (const std::string_view command : kCommands) {
         attempt([&] { session.text(command); });
@@ -145,8 +96,8 @@ long runSession(FuzzSession& session, const std::vector<Bytes>& messages, long f
     }
     // Called by a destructor: nothing may come out of it.
     [&]() noexcept { session.end(); }();
-    const long count = made;
-    left = -1;
+    const long count = allocationsMade();
+    failIn(FailingThread::Connection, -1);
     session.begin(true);  // and the next one begins
     session.text(R"({"command":"ping"})");
     session.end();

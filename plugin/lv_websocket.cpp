@@ -83,15 +83,15 @@ LvWebsocket::LvWebsocket(const _WebSocketServer* server) : KrWebsocket(server) {
     }
     setThreadName("live_view", server);
     try {
-        start_modules();
+        lacksThreads_ = start_modules() != 0;
     } catch (...) {
         // No destructor will run for this session, but its threads use its set-up record. The
         // modules' ends must not send: a host may take nothing before on_connect has returned.
-        stopThreads();
+        attempt([this] { stopThreads(); });
         setup.socket->server = nullptr;
-        endModules();
-        closeBus();
-        destroyPool();
+        attempt([this] { endModules(); });
+        attempt([this] { closeBus(); });
+        attempt([this] { destroyPool(); });
         throw;
     }
 }

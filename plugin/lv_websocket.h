@@ -31,6 +31,8 @@ class LvWebsocket : public KrWebsocket {
 
     /// Whether the keep-alive thread is meant to run (1 or 0); 0 where there is none.
     std::uint32_t isKeepAliveActive() const;
+    /// Whether one of the threads that it needs could not be started: it answers next to nothing.
+    bool lacksThreads() const { return lacksThreads_; }
 
   private:
     void stopThreads();
@@ -39,6 +41,7 @@ class LvWebsocket : public KrWebsocket {
     void closeBus();
     void destroyPool();
 
+    bool lacksThreads_ = false;
     ThreadKrpbusLvData* threadKrpbusData = nullptr;  // outlives the session
     ThreadData* thread_ping_run = nullptr;           // owned by the keep-alive module
 };

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "base/log.h"
+#include "json/websocket_send.h"
 #include "plugin/diagnostics.h"
 #include "plugin/lv_websocket.h"
 
@@ -24,15 +25,32 @@ void writeBanner(const char* text) {
     std::fflush(stderr);
 }
 
+/// Sends the browser away from a session that would leave it waiting: it comes again, to another
+/// process, when there may be threads to be had. Not earlier than at its first frame: a host may
+/// take nothing before on_connect has returned. Whether that was so.
+bool sendAwayWithoutThreads() {
+    if (lvWebsocket == nullptr || !lvWebsocket->lacksThreads()) {
+        return false;
+    }
+    LogUtil::log(LogLevel::Error, "krwebsocket_on_message",
+                 "the session has no threads, so the browser is sent away");
+    closeWebwsocket();
+    return true;
+}
+
 void dispatchMessage(const _WebSocketServer* server, int type, const unsigned char* buffer,
                      unsigned size) {
     switch (type) {
         case WEBSOCKET_MESSAGE_TEXT:
-            lv_handle_message(buffer, size);
+            if (!sendAwayWithoutThreads()) {
+                lv_handle_message(buffer, size);
+            }
             break;
         case WEBSOCKET_MESSAGE_BINARY:
             writeBanner("MESSAGE_TYPE_BINARY received\n");
-            binary_handle_message(reinterpret_cast<const char*>(buffer), size);
+            if (!sendAwayWithoutThreads()) {
+                binary_handle_message(reinterpret_cast<const char*>(buffer), size);
+            }
             break;
         case WEBSOCKET_MESSAGE_CLOSE:
             writeBanner("\nMESSAGE_TYPE_CLOSE received\n\n");
@@ -54,14 +72,9 @@ void dispatchMessage(const _WebSocketServer* server, int type, const unsigned ch
     }
 }
 
-/// The log itself needs memory; the exception may have come from a lack of it.
-void logException(const char* what) noexcept {
-    try {
-        LogUtil::log(LogLevel::Error, "krwebsocket_on_message",
-                     std::string("exception while handling a message: ") + what);
-    } catch (...) {
-        std::fputs("exception while handling a message\n", stderr);
-    }
+void logException(const char* what) {
+    LogUtil::logPieces(LogLevel::Error, "krwebsocket_on_message",
+                       {"exception while handling a message: ", what});
 }
 
 }  // namespace
@@ -120,8 +133,8 @@ void binary_handle_message(const char* data, unsigned size) {
 void lv_destroy() {
     LogUtil::log(LogLevel::Info, "lv_destroy", "destroy LvWebsocket");
     const unsigned active = lvWebsocket != nullptr ? lvWebsocket->isKeepAliveActive() : 0;
-    LogUtil::log(LogLevel::Debug, "lv_destroy",
-                 "thread_ping_run->isActive()=" + std::to_string(active));
+    LogUtil::logPieces(LogLevel::Debug, "lv_destroy",
+                       {"thread_ping_run->isActive()=", std::to_string(active)});
     delete lvWebsocket;
     lvWebsocket = nullptr;
     LogUtil::log(LogLevel::Debug, "lv_destroy", "LvWebsocket destroyed");

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <new>
 #include <string>
 
 #include "base/clock.h"
@@ -41,9 +42,18 @@ bool waitingPeriodPassed(const ThreadData& thread) {
     return !pingReceived;
 }
 
+/// Empty where there is no memory for it.
+std::string utcNow() {
+    try {
+        return KRSystem::uint64ToUTCTimeString(KRSystem::getTimeOfDay(), true);
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
+}
+
 void closeConnection(ThreadData& thread) {
-    const std::string now = KRSystem::uint64ToUTCTimeString(KRSystem::getTimeOfDay(), true);
-    LogUtil::log(LogLevel::Info, "ping_run", now + ": no ping received, so stop websocket");
+    LogUtil::logPieces(LogLevel::Info, "ping_run",
+                       {utcNow(), ": no ping received, so stop websocket"});
     LogUtil::log(LogLevel::Debug, "ping_run", "pingRunData->setActive(0)");
     thread.setActive(0);
     LogUtil::log(LogLevel::Debug, "ping_run",
@@ -54,8 +64,7 @@ void closeConnection(ThreadData& thread) {
 void watch(ThreadData& thread) {
     if (thread.getId() == 0) {
         // Fixed by the protocol: without any time for a ping the connection is closed at once.
-        LogUtil::log(LogLevel::Error, "ping_run",
-                     "ping timeout not valid " + std::to_string(thread.getId()));
+        LogUtil::log(LogLevel::Error, "ping_run", "ping timeout not valid 0");
     }
     while (thread.isActive() != 0) {
         if (waitingPeriodPassed(thread)) {
@@ -76,6 +85,7 @@ void ping_module_own(ThreadData* thread) {
     pingThread = thread;
 }
 
+/// A lack of memory changes nothing in it: it needs none but for the time in its log.
 void* ping_run(apr_thread_t*, void* data) {
     LogUtil::redirectOutputToError();
     LogUtil::log(LogLevel::Debug, "ping_run", "starting ping thread");
@@ -105,7 +115,7 @@ int ping_module_destroy() {
     if (thread == nullptr) {
         return 0;
     }
-    LogUtil::log(LogLevel::Debug, "ping_module_destroy", "stop ping " + thread->getName());
+    LogUtil::logPieces(LogLevel::Debug, "ping_module_destroy", {"stop ping ", thread->getName()});
     thread->stop_thread();
     pingThread = nullptr;
     delete thread;

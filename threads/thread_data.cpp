@@ -7,9 +7,9 @@
 #include <sys/time.h>
 
 #include <array>
+#include <charconv>
 #include <cstdlib>
 #include <ctime>
-#include <sstream>
 
 #include "base/kr_exception.h"
 #include "base/log.h"
@@ -26,14 +26,16 @@ class Stopwatch {
   public:
     Stopwatch() { gettimeofday(&start_, nullptr); }
 
-    std::string text() const {
+    void logTime(const char* function) const {
         timeval now{};
         gettimeofday(&now, nullptr);
         const double microseconds = static_cast<double>(now.tv_sec - start_.tv_sec) * 1e6 +
                                     static_cast<double>(now.tv_usec - start_.tv_usec);
-        std::ostringstream out;
-        out << "TIME: " << microseconds / 1000.0;
-        return out.str();
+        std::array<char, 64> text{};
+        const char* const end = std::to_chars(text.data(), text.data() + text.size(),
+                                              microseconds / 1000.0, std::chars_format::general, 6)
+                                    .ptr;
+        LogUtil::logPieces(LogLevel::Debug, function, {"TIME: ", {text.data(), end}});
     }
 
   private:
@@ -51,7 +53,7 @@ ThreadData::ThreadData(LvSetup* setup, unsigned int id, const std::string& name,
 
 ThreadData::~ThreadData() {
     stop_thread();
-    LogUtil::log(LogLevel::Debug, "~ThreadData", "ThreadData " + name_ + " deleted.");
+    LogUtil::logPieces(LogLevel::Debug, "~ThreadData", {"ThreadData ", name_, " deleted."});
 }
 
 /// The request's allocator serves the connection thread alone and has no lock. A thread library
@@ -94,18 +96,18 @@ int ThreadData::start_thread() {
     const Stopwatch stopwatch;
     try {
         if (createThread() != 0) {
-            LogUtil::log(LogLevel::Error, "start_thread",
-                         "cannot start thread for command: " + name_);
+            LogUtil::logPieces(LogLevel::Error, "start_thread",
+                               {"cannot start thread for command: ", name_});
             return -1;
         }
     } catch (const KRException& e) {
         setActive(0);
         // Fixed text: nothing stands between the two.
-        LogUtil::log(LogLevel::Debug, "start_thread",
-                     std::string("thread could not be started") + e.what());
+        LogUtil::logPieces(LogLevel::Debug, "start_thread",
+                           {"thread could not be started", e.what()});
         return -1;
     }
-    LogUtil::log(LogLevel::Debug, "start_thread", stopwatch.text());
+    stopwatch.logTime("start_thread");
     return 0;
 }
 
@@ -126,11 +128,13 @@ int ThreadData::createThread() {
     return 0;
 }
 
+/// Nothing of it needs memory: a thread that was not waited for would go on in a session that has
+/// ended.
 void ThreadData::stop_thread() {
     const Stopwatch stopwatch;
     const std::string caller = getThreadName();
-    LogUtil::log(LogLevel::Debug, "stop_thread", "stop thread: " + name_);
-    LogUtil::log(LogLevel::Debug, "stop_thread", "runningThread: " + caller);
+    LogUtil::logPieces(LogLevel::Debug, "stop_thread", {"stop thread: ", name_});
+    LogUtil::logPieces(LogLevel::Debug, "stop_thread", {"runningThread: ", caller});
 
     const bool wasRunning = running_.exchange(0) != 0;
     if (thread_ == nullptr) {
@@ -150,8 +154,9 @@ void ThreadData::stop_thread() {
     // What the thread returned is shown here, not whether the join went well.
     std::array<char, 256> text{};
     apr_strerror(status, text.data(), text.size());
-    LogUtil::log(LogLevel::Debug, "stop_thread", "stopped thread " + name_ + " " + text.data());
-    LogUtil::log(LogLevel::Debug, "stop_thread", stopwatch.text());
+    LogUtil::logPieces(LogLevel::Debug, "stop_thread",
+                       {"stopped thread ", name_, " ", text.data()});
+    stopwatch.logTime("stop_thread");
 }
 
 const _WebSocketServer* ThreadData::getServer() const {

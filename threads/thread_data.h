@@ -33,7 +33,7 @@ class ThreadData {
     int start_thread();
     /// Tells the thread to stop and waits until its function has returned. Does nothing for a
     /// thread that was never started or has been joined already; a thread that ended by itself is
-    /// joined.
+    /// joined. Throws nothing.
     void stop_thread();
 
     const std::string& getName() const { return name_; }

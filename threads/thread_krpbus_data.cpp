@@ -44,6 +44,9 @@ constexpr std::uint16_t kBusPort = 20010;
 constexpr std::uint32_t kSecondMicroseconds = 1000000;
 constexpr long kSelectNanoseconds = 800000000;  // a stop is seen this late at most
 
+/// Before the bus loop tries again what it had no memory for.
+constexpr std::uint32_t kPauseAfterFailure = 100000;  // microseconds
+
 /// So many live values may wait for each other on their way to the browser.
 constexpr int kHeldAtOnce = 64;
 
@@ -120,6 +123,9 @@ void ThreadKrpbusData::setupKrpClient() {
         // process. The keep-alive thread may be running: what it uses has no destructor that runs
         // at exit.
         exit(1);
+    } catch (...) {
+        setup()->krpbus = nullptr;  // the client goes with this object, which there will not be
+        throw;
     }
 }
 
@@ -187,8 +193,8 @@ int ThreadKrpbusData::wait(FdSet& fdset, const timespec* timeout) {
 void ThreadKrpbusData::noticeReconnect() {
     const std::uint32_t connections = krpBusClient_->getConnectionCount();
     if (connections != connections_) {
-        connections_ = connections;
         handleReconnect();
+        connections_ = connections;  // where that fails the next pass tells it again
     }
 }
 
@@ -197,18 +203,22 @@ void ThreadKrpbusData::noticeReconnect() {
 void ThreadKrpbusData::handleReceived() {
     std::optional<HeldFrames> held;
     int count = 0;
-    while (const std::unique_ptr<MessageBase> message = krpBusClient_->getMessage()) {
-        if (!isLiveData(*message) || ++count % kHeldAtOnce == 0) {
-            held.reset();
-        }
-        if (!held && isLiveData(*message)) {
-            held.emplace();
-        }
+    for (bool more = true; more;) {
         try {
-            handleMessages(message.get());
+            const std::unique_ptr<MessageBase> message = krpBusClient_->getMessage();
+            more = message != nullptr;
+            if (!more || !isLiveData(*message) || ++count % kHeldAtOnce == 0) {
+                held.reset();
+            }
+            if (more && !held && isLiveData(*message)) {
+                held.emplace();
+            }
+            if (more) {
+                handleMessages(message.get());
+            }
         } catch (const std::exception& e) {
-            LogUtil::log(LogLevel::Error, "handleKRPBusServer",
-                         std::string("message dropped: ") + e.what());
+            LogUtil::logPieces(LogLevel::Error, "handleKRPBusServer",
+                               {"message dropped: ", e.what()});
         }
     }
 }
@@ -257,21 +267,45 @@ int initalize_thread(void*, ThreadKrpbusData* thread) {
     return 0;
 }
 
+namespace {
+
+/// Without memory for the browser's answer it hears nothing, and the thread ends all the same.
+bool mayBegin(void* data, ThreadKrpbusData* thread) {
+    try {
+        return initalize_thread(data, thread) == 0;
+    } catch (const std::exception& e) {
+        LogUtil::logPieces(LogLevel::Error, "krpbus_run", {"not started: ", e.what()});
+        return false;
+    }
+}
+
+/// What one pass lacks, memory for instance, the next one may have: the thread goes on.
+void runPass(ThreadKrpbusData& thread) {
+    try {
+        timespec timeout{0, kSelectNanoseconds};
+        thread.handleKRPBusServer(&timeout);
+    } catch (const std::exception& e) {
+        LogUtil::logPieces(LogLevel::Error, "krpbus_run", {"pass broken off: ", e.what()});
+        microsleep(kPauseAfterFailure, false);
+    }
+}
+
+}  // namespace
+
 void* krpbus_run(apr_thread_t*, void* data) {
     auto* thread = dynamic_cast<ThreadKrpbusData*>(static_cast<ThreadData*>(data));
     if (thread == nullptr) {
         return nullptr;
     }
     setThreadName(thread->getName(), thread->getServer());
-    if (initalize_thread(data, thread) != 0) {
+    if (!mayBegin(data, thread)) {
         return nullptr;
     }
     while (thread->isActive() != 0) {
-        timespec timeout{0, kSelectNanoseconds};
-        thread->handleKRPBusServer(&timeout);
+        runPass(*thread);
     }
-    LogUtil::log(
+    LogUtil::logPieces(
         LogLevel::Debug, "krpbus_run",
-        getThreadName() + " thread stopped [TID=" + std::to_string(syscall(SYS_gettid)) + "]");
+        {getThreadName(), " thread stopped [TID=", std::to_string(syscall(SYS_gettid)), "]"});
     return nullptr;
 }

@@ -3,12 +3,14 @@
 #include <sys/prctl.h>
 
 #include <array>
+#include <cstdio>
 
 #include "threads/connection_id.h"
 
 void setThreadName(const std::string& name, const _WebSocketServer* server) {
-    const std::string full = name + "_" + std::to_string(klv::connectionId(server));
-    prctl(PR_SET_NAME, full.c_str(), 0, 0, 0);
+    std::array<char, 64> full{};  // the kernel keeps less
+    std::snprintf(full.data(), full.size(), "%s_%ld", name.c_str(), klv::connectionId(server));
+    prctl(PR_SET_NAME, full.data(), 0, 0, 0);
 }
 
 std::string getThreadName() {

@@ -6,6 +6,7 @@
 struct _WebSocketServer;
 
 /// Names the calling thread "<name>_<connection number>". The kernel keeps the first 15 characters.
+/// Throws nothing: threads begin with it.
 void setThreadName(const std::string& name, const _WebSocketServer* server);
 
 /// The operating-system name of the calling thread, at most 15 characters.

@@ -70,9 +70,9 @@ int Connection::run() {
         transport_.release();
         return HTTP_INTERNAL_SERVER_ERROR;
     }
-    answerHandshake();
     nextPing_ = Clock::now() + pingInterval_;
     try {
+        answerHandshake();
         serve();
     } catch (const std::exception& e) {
         // The plug-in has to hear of the end in any case: its threads use this connection.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <random>
 #include <utility>
 
@@ -90,8 +91,9 @@ std::int64_t BusConnection::maxPayload() const {
 void BusConnection::subscribe(const std::string& subject, const std::string& destination) {
     const MutexLocker lock(changeMutex_);
     wanted_[subject] = &destination;
-    if (const auto connection = current()) {
-        connection->subscribe(subject, destination);
+    if (const auto connection = current();
+        connection && !connection->subscribe(subject, destination)) {
+        connection->giveUp();  // the next one may be complete
     }
 }
 
@@ -115,7 +117,8 @@ bool BusConnection::open() {
     if (!connection) {
         // It is asked five times a second: the same answer is worth one line.
         if (!refusal.empty() && refusal != refusal_) {
-            LogUtil::log(LogLevel::Error, "BusConnection", "the bus server refuses: " + refusal);
+            LogUtil::logPieces(LogLevel::Error, "BusConnection",
+                               {"the bus server refuses: ", refusal});
         }
         refusal_ = std::move(refusal);
         return false;
@@ -156,22 +159,40 @@ void BusConnection::end(NatsConnection& connection) {
 void BusConnection::run() {
     pthread_setname_np(pthread_self(), "krpbus-reader");
     while (!stop_) {
-        // Looked at first: where there was no connection yet, the first one may begin meanwhile.
-        const bool wasConnected = wasConnected_;
-        if (const auto connection = current()) {
-            turns_.beginWatch();
-            while (!stop_ && !connection->isLost()) {
-                serve(*connection);
-            }
-            if (connection->isLost()) {
-                end(*connection);
-            }
-        } else if (wasConnected) {
-            connectAgain();
-        } else {
-            wait(1h);  // the first connection is connect()'s
+        try {
+            keepConnected();
+        } catch (const std::exception& error) {
+            recover(error);
         }
     }
+}
+
+void BusConnection::keepConnected() {
+    // Looked at first: where there was no connection yet, the first one may begin meanwhile.
+    const bool wasConnected = wasConnected_;
+    if (const auto connection = current()) {
+        turns_.beginWatch();
+        while (!stop_ && !connection->isLost()) {
+            serve(*connection);
+        }
+        if (connection->isLost()) {
+            end(*connection);
+        }
+    } else if (wasConnected) {
+        connectAgain();
+    } else {
+        wait(1h);  // the first connection is connect()'s
+    }
+}
+
+/// There may be half of a change then: the connection ends, and there is another one.
+void BusConnection::recover(const std::exception& error) {
+    LogUtil::logPieces(LogLevel::Error, "BusConnection",
+                       {"the bus client cannot go on, connecting again: ", error.what()});
+    if (const auto connection = current()) {
+        connection->giveUp();
+    }
+    wait(kPause);
 }
 
 void BusConnection::connectAgain() {

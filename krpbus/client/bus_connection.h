@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <map>
 #include <memory>
 #include <span>
@@ -67,6 +68,8 @@ class BusConnection {
     void end(NatsConnection& connection);
 
     void run();
+    void keepConnected();
+    void recover(const std::exception& error);
     void connectAgain();
     void serve(NatsConnection& connection);
     short waitAndRead(NatsConnection& connection, short interest, std::chrono::nanoseconds timeout);

@@ -21,6 +21,7 @@ constexpr std::size_t kAtOnce = 64;
 
 Inbox::Inbox(std::size_t limit, std::chrono::milliseconds skipAfter)
     : limit_(limit), waiting_(skipAfter) {
+    taken_.reserve(kAtOnce);
     updateSignal();
 }
 

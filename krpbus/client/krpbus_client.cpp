@@ -57,9 +57,9 @@ std::unique_ptr<MessageBase> KRPBusClient::getMessage() {
         std::uint64_t skipped = 0;
         krpbus::Received received = impl_->inbox().pop(skipped);
         if (skipped > 0) {
-            LogUtil::log(LogLevel::Info, "getMessage",
-                         "skipped " + std::to_string(skipped) +
-                             " older values of live data, since nobody read them");
+            LogUtil::logPieces(LogLevel::Info, "getMessage",
+                               {"skipped ", std::to_string(skipped),
+                                " older values of live data, since nobody read them"});
         }
         if (!received.message) {
             return nullptr;

@@ -35,6 +35,7 @@ KRPBusClient::Impl::Impl(const std::string& name, const std::string& url,
       inbox_(options.queueLimit, options.skipAfter),
       connection_(std::make_unique<krpbus::BusConnection>(url, ownSubject_, inbox_.fd(), *this,
                                                           options.probeInterval)) {
+    spent_.reserve(kMostSpent);
     listen(ownSubject_, name_);
     listen(krpbus::everybodySubject(mac_), "");
     connect();
@@ -67,20 +68,29 @@ bool KRPBusClient::Impl::read() {
 
 void KRPBusClient::Impl::listen(const std::string& subject, const std::string& destination) {
     const MutexLocker lock(entrancesMutex_);
-    const auto [entry, isNew] = entrances_.try_emplace(subject);
-    if (isNew) {
-        entry->second = std::make_unique<const std::string>(destination);
+    if (entrances_.contains(subject)) {
+        return;
+    }
+    const auto entry =
+        entrances_.emplace(subject, std::make_unique<const std::string>(destination)).first;
+    try {
         connection_->subscribe(subject, *entry->second);
+    } catch (...) {
+        entrances_.erase(entry);  // who tries again is to be heard
+        throw;
     }
 }
 
 void KRPBusClient::Impl::endListening(const std::string& subject) {
     const MutexLocker lock(entrancesMutex_);
-    auto entry = entrances_.extract(subject);
-    if (!entry.empty()) {
-        connection_->unsubscribe(subject);
-        closed_.push_back(std::move(entry.mapped()));
+    const auto entry = entrances_.find(subject);
+    if (entry == entrances_.end()) {
+        return;
     }
+    auto& kept = closed_.emplace_back();  // what may fail comes first
+    connection_->unsubscribe(subject);
+    kept = std::move(entry->second);
+    entrances_.erase(entry);
 }
 
 void KRPBusClient::Impl::sendHere(const std::string& source, const std::string& participant,
@@ -88,8 +98,9 @@ void KRPBusClient::Impl::sendHere(const std::string& source, const std::string& 
     const MutexLocker lock(sendMutex_);
     // Who receives live data receives a lot of it: the last subject is kept.
     if (participant != lastParticipant_ || lastSubject_.empty()) {
-        lastSubject_ = krpbus::participantSubject(mac_, participant);
+        lastSubject_.clear();  // a failure must not leave the one with the other's name
         lastParticipant_ = participant;
+        lastSubject_ = krpbus::participantSubject(mac_, participant);
     }
     publish(source, lastSubject_, message, participant);
 }
@@ -197,7 +208,8 @@ void KRPBusClient::Impl::discard(krpbus::Received&& received) {
 /// The address that answers to a reply subject go to. Senders repeat, so the last one is kept.
 const std::string& KRPBusClient::Impl::senderOf(std::string_view reply) {
     if (reply != lastReply_) {
-        lastReply_ = reply;
+        // A failure must not leave the one with the other's name.
+        std::string known(reply);
         const auto sender = krpbus::parseParticipantSubject(reply);
         if (!sender) {
             lastSender_.clear();
@@ -206,6 +218,7 @@ const std::string& KRPBusClient::Impl::senderOf(std::string_view reply) {
         } else {
             lastSender_ = KSLUtil::createKslRouterMsgAddress(0, sender->mac, sender->participant);
         }
+        lastReply_ = std::move(known);
     }
     return lastSender_;
 }

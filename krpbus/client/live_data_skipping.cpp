@@ -30,8 +30,9 @@ std::optional<std::string> keyOf(const Received& received) {
 void LiveDataSkipping::push(Received&& received, std::int64_t now) {
     skipWhenOld(now);
     received.arrived = now;
-    bytes_ += sizeOf(received);
+    const std::size_t size = sizeOf(received);
     queue_.push_back(std::move(received));
+    bytes_ += size;
     if (skipping_) {
         rememberNewest(firstPosition_ + queue_.size() - 1);
         if (tombstones_ > kFewTombstones && tombstones_ > queue_.size() / 2) {

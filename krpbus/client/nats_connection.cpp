@@ -7,6 +7,7 @@
 #include <array>
 #include <chrono>
 #include <limits>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -49,6 +50,11 @@ std::int64_t microseconds() {
 }
 
 }  // namespace
+
+/// Later nothing may fail between a message's sending and its end.
+NatsConnection::NatsConnection(base::WakeEvent& wake) : wake_(wake) {
+    spent_.reserve(kMostSpent);
+}
 
 NatsConnection::~NatsConnection() {
     if (connection_ != nullptr) {
@@ -195,17 +201,33 @@ bool NatsConnection::lockIo() NO_THREAD_SAFETY_ANALYSIS {
     return true;
 }
 
+/// A place for a subscription, before the library is asked for it; the end where there is no
+/// memory.
+NatsConnection::Subscriptions::iterator NatsConnection::addSubscription(
+    const std::string& subject) {
+    try {
+        return subscriptions_.try_emplace(subject).first;
+    } catch (const std::bad_alloc&) {
+        return subscriptions_.end();
+    }
+}
+
 bool NatsConnection::subscribe(const std::string& subject, const std::string& destination) {
     natsSubscription* subscription = nullptr;
     const SignalsBlocked blocked;
     // All the while: the reader may take in the first message before the library has returned, and
     // would not come back to a queue that it does not know.
     const MutexLocker lock(subscriptionsMutex_);
+    const auto entry = addSubscription(subject);
+    if (entry == subscriptions_.end()) {
+        return false;
+    }
     if (natsConnection_SubscribeSync(&subscription, connection_, subject.c_str()) != NATS_OK) {
+        subscriptions_.erase(entry);
         return false;
     }
     natsSubscription_SetPendingLimits(subscription, -1, -1);
-    subscriptions_.emplace(subject, Subscription{subscription, &destination});
+    entry->second = {subscription, &destination};
     return true;
 }
 

@@ -100,7 +100,9 @@ class NatsConnection {
         bool refusal = false;  // the last that came was one
     };
 
-    explicit NatsConnection(base::WakeEvent& wake) : wake_(wake) {}
+    using Subscriptions = std::map<std::string, Subscription>;
+
+    explicit NatsConnection(base::WakeEvent& wake);
 
     static natsStatus onAttach(void** user, void* loop, natsConnection* connection, natsSock fd);
     static natsStatus onReadInterest(void* user, bool add);
@@ -115,6 +117,8 @@ class NatsConnection {
     natsStatus publishNumbered(const std::string& subject, const std::string& reply,
                                std::span<const std::uint8_t> payload);
     void destroyLater(NatsMessage message, std::size_t size);
+    Subscriptions::iterator addSubscription(const std::string& subject)
+        REQUIRES(subscriptionsMutex_);
     void takeReceived(std::vector<Received>& received);
     static void takeQueue(Subscription& subscription, std::vector<Received>& taken);
 
@@ -144,7 +148,7 @@ class NatsConnection {
     Mutex ioMutex_;
 
     Mutex subscriptionsMutex_;
-    std::map<std::string, Subscription> subscriptions_ GUARDED_BY(subscriptionsMutex_);
+    Subscriptions subscriptions_ GUARDED_BY(subscriptionsMutex_);
 };
 
 }  // namespace krpbus

@@ -1,6 +1,6 @@
 // How a connection to the bus server is made.
 #include <chrono>
-#include <system_error>
+#include <exception>
 #include <utility>
 
 #include "base/log.h"
@@ -17,8 +17,8 @@ namespace {
 constexpr std::chrono::milliseconds kLoginTimeout{2000};
 
 void onError(natsConnection*, natsSubscription*, natsStatus status, void*) {
-    LogUtil::log(LogLevel::Error, "BusConnection",
-                 std::string("bus server: ") + natsStatus_GetText(status));
+    LogUtil::logPieces(LogLevel::Error, "BusConnection",
+                       {"bus server: ", natsStatus_GetText(status)});
 }
 
 struct OptionsDeleter {
@@ -72,7 +72,7 @@ natsStatus NatsConnection::connect(const std::string& url, const std::string& na
         const LoginDeadline deadline(kLoginTimeout, serverPort(url));
         const natsStatus status = natsConnection_Connect(&connection_, raw);
         return deadline.hasPassed() ? NATS_TIMEOUT : status;
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {  // no thread, or no memory for one
         return NATS_NO_MEMORY;
     }
 }

@@ -27,9 +27,11 @@ bool NatsConnection::read(short ready, std::vector<Received>& received) {
     if (!canRead(ready) || !lockIo()) {
         return false;
     }
-    natsConnection_ProcessReadEvent(connection_);
-    takeReceived(received);
-    ioMutex_.unlock();
+    {
+        const MutexLocker lock(ioMutex_, std::adopt_lock);
+        natsConnection_ProcessReadEvent(connection_);
+        takeReceived(received);
+    }
     if ((ready & kEnding) != 0 && !lost_ && isDrained(socket_.get())) {
         natsConnection_Close(connection_);
     }
@@ -39,6 +41,9 @@ bool NatsConnection::read(short ready, std::vector<Received>& received) {
 void NatsConnection::takeReceived(std::vector<Received>& received) {
     const MutexLocker lock(subscriptionsMutex_);
     taken_.resize(subscriptions_.size());
+    for (auto& list : taken_) {
+        list.clear();  // where the last time was broken off
+    }
     auto taken = taken_.begin();
     for (auto& [subject, subscription] : subscriptions_) {
         takeQueue(subscription, *taken++);

@@ -107,12 +107,20 @@ bool ReadingTurns::readAsReader(NatsConnection& connection, short ready) {
     return connection.isLost() || read(connection, ready);
 }
 
+/// Where memory is short, messages may be lost in the middle of it. Who waits for them learns that
+/// as always: the connection ends, and there is another one.
 bool ReadingTurns::read(NatsConnection& connection, short ready) {
-    if (!connection.read(ready, received_)) {
-        return false;
+    received_.clear();
+    try {
+        if (!connection.read(ready, received_)) {
+            return false;
+        }
+        watch_.heard(ServerWatch::Clock::now());
+        listener_.onReceived(received_);
+    } catch (...) {
+        connection.giveUp();
+        throw;
     }
-    watch_.heard(ServerWatch::Clock::now());
-    listener_.onReceived(received_);
     received_.clear();
     return true;
 }

@@ -7,9 +7,11 @@
 #include <iostream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/kit/log_capture.h"
+#include "tests/plugin/allocation_fault.h"
 
 TEST(LogUtil, BeginsALineWithItsLevelAndFunction) {
     const LogCapture capture;
@@ -21,6 +23,26 @@ TEST(LogUtil, BeginsALineWithItsLevelAndFunction) {
               "[DEBUG] KLV::f() a\n[INFO] KLV::f() b\n[WARNING] KLV::f() c\n"
               "[ERROR] KLV::~Class() \n");
     EXPECT_EQ(capture.standardError(), "");
+}
+
+TEST(LogUtil, PutsPiecesOneBehindTheOther) {
+    const LogCapture capture;
+    LogUtil::logPieces(LogLevel::Info, "f", {"a", "", "b c", "d"});
+    LogUtil::logPieces(LogLevel::Info, "f", {});
+    EXPECT_EQ(capture.standardOutput(), "[INFO] KLV::f() ab cd\n[INFO] KLV::f() \n");
+}
+
+TEST(LogUtil, WritesALineThatThereIsNoMemoryFor) {
+    const LogCapture capture;
+    const std::string text(100, 'x');
+    const std::string line = "[ERROR] KLV::f() " + text + "y\n";
+    failingAllocationSize = line.size() + 1;
+    LogUtil::logPieces(LogLevel::Error, "f", {text, "y"});
+    EXPECT_EQ(std::exchange(failingAllocationSize, 0), 0U) << "no allocation has failed";
+    failingAllocationSize = line.size() + 1;
+    LogUtil::log(LogLevel::Error, "f", text + "y");
+    EXPECT_EQ(std::exchange(failingAllocationSize, 0), 0U) << "no allocation has failed";
+    EXPECT_EQ(capture.standardOutput(), line + line);
 }
 
 TEST(LogUtil, WritesNothingWhileTheMutexIsHeld) {

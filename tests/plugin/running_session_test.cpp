@@ -255,6 +255,25 @@ TEST_F(RunningSession, GoesOnWithoutThreadsThatCouldNotBeStarted) {
               "[DEBUG] KLV::lv_destroy() thread_ping_run->isActive()=0");
 }
 
+class SessionWithoutAThread : public RunningSession, public testing::WithParamInterface<int> {};
+
+TEST_P(SessionWithoutAThread, SendsItsBrowserAwayAtItsFirstFrame) {
+    RoughHost host(krwebsocket_init());
+    aprFaults.failThreadNumber = GetParam();
+    host.connect();
+    host.deliverText(R"({"command":"get_logger_info"})");
+    ASSERT_FALSE(host.frames().empty());
+    EXPECT_EQ(host.frames().back().type, WEBSOCKET_MESSAGE_CLOSE);
+    EXPECT_EQ(host.frames().back().payload, "\x03\xE9");
+    EXPECT_THAT(host.texts(), testing::IsEmpty());
+    EXPECT_THAT(linesOf(capture_, {"krwebsocket_on_message"}),
+                ElementsAre("[ERROR] KLV::krwebsocket_on_message() the session has no threads, so "
+                            "the browser is sent away"));
+    host.disconnect();
+    EXPECT_THAT(workerThreads(), testing::IsEmpty());
+}
+INSTANTIATE_TEST_SUITE_P(, SessionWithoutAThread, testing::Values(1, 2));
+
 TEST_F(RunningSession, NeedsNoZeroByteAndNoRepliesDuringTheHandshake) {
     nats_.stop();
     RoughHost host(krwebsocket_init());
