@@ -78,7 +78,13 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
       now,
       zone: networkClock(store),
       data: curves.map(({ history }) =>
-        history === null ? null : { samples: samplesOf(history, span), style: history.discrete ? ("step" as const) : ("slope" as const) },
+        history === null
+          ? null
+          : {
+              samples: samplesOf(history, span),
+              style: history.discrete ? ("step" as const) : ("slope" as const),
+              version: history.rebuilt,
+            },
       ),
       marks,
       cursors: workspace.cursors.value,

@@ -25,6 +25,17 @@ export function useSize(ref: RefObject<HTMLElement | null>): Size {
   return size;
 }
 
+/// Whether the element is on the screen.
+export function useSeen(ref: RefObject<Element | null>): boolean {
+  const [seen, setSeen] = useState(true);
+  useEffect(() => {
+    const observer = new IntersectionObserver((entries) => setSeen(entries[entries.length - 1]!.isIntersecting));
+    observer.observe(ref.current!);
+    return () => observer.disconnect();
+  }, []);
+  return seen;
+}
+
 /// Calls `draw` once in a frame after a signal that `read` looks at has changed, while the element is on the screen.
 export function useDrawing(
   ref: RefObject<Element | null>,
