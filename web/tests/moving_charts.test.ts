@@ -14,7 +14,6 @@ function scene(now: number, change: Partial<Scene> = {}): Scene {
     curves: [{ samples: { x, y: x, gaps: [] }, style: "slope", version: 0 }],
     scales: [{ min: 0, max: 100 }],
     box: { left: 0, top: 0, width: 100, height: 50 },
-    restless: [],
     edge: 10,
     margin: 2,
     look: ["light"],
@@ -41,8 +40,13 @@ describe("of a chart that moves", () => {
     assert.equal(plan?.strip, 90);
     assert.equal(next({ edge: 0, margin: 2.5 })?.strip, 94);
   });
-  test("the strip reaches back as far as something still changes", () => {
-    assert.equal(next({ restless: [15], margin: 2.5 })?.strip, 44);
+  test("the strip reaches back to where a gap has begun or ended", () => {
+    const x = kTimes.subarray(0, 151);
+    const known = (to: number) => ({ curves: [{ samples: { x, y: x, gaps: [{ from: 15, to }] }, style: "slope", version: 0 } as const] });
+    const scrolling = new Scrolling();
+    scrolling.plan(scene(20, known(Infinity)), 0);
+    assert.equal(scrolling.plan(scene(20.3, known(Infinity)), 300)?.strip, 90);
+    assert.equal(scrolling.plan(scene(20.6, { ...known(20.5), margin: 2.5 }), 600)?.strip, 41);
   });
   test("nothing is drawn while it has not moved by a pixel, but soon what has come", () => {
     const scrolling = new Scrolling();

@@ -21,8 +21,6 @@ export interface Scene {
   readonly scales: readonly { readonly min: number; readonly max: number }[];
   /// The plotting area in canvas pixels.
   readonly box: { readonly left: number; readonly top: number; readonly width: number; readonly height: number };
-  /// Times near which the strip has to begin, since what is drawn there still changes.
-  readonly restless: readonly number[];
   /// Pixels at the right edge that are always drawn anew.
   readonly edge: number;
   /// Pixels by which a line is wider than its points.
@@ -102,7 +100,7 @@ export class Scrolling {
     const known = same && !scene.eager && equal(scene.look, before.look) && clock - before.wholeAt < kWhole;
     if (known && shift === 0 && (clock - before.at < kStill || nothingNew(before, drawn))) return null;
     if (known && !scene.whole && shift >= 0) {
-      const strip = Math.floor((firstChange(before, curves, scene) - span.from) / pixel - scene.margin);
+      const strip = Math.floor((firstChange(before, curves) - span.from) / pixel - scene.margin);
       const begin = Math.min(strip, width - scene.edge);
       if (begin > 0 && shift < width / 2) {
         this.#drawn = { ...drawn, wholeAt: before.wholeAt };
@@ -153,8 +151,8 @@ function grown(before: DrawnCurve, now: DrawnCurve): boolean {
 }
 
 /// The earliest time at which something looks different now.
-function firstChange(before: Drawn, curves: readonly (DrawnCurve | null)[], scene: Scene): number {
-  let first = Math.min(before.span.to, ...scene.restless);
+function firstChange(before: Drawn, curves: readonly (DrawnCurve | null)[]): number {
+  let first = before.span.to;
   for (const [index, curve] of curves.entries()) {
     const old = before.curves[index];
     if (!old || !curve) continue;

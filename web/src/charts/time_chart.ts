@@ -41,11 +41,10 @@ export function allowedDivisions(most: number): number[] {
 }
 
 const kUtc = new ZoneClock("UTC");
-/// CSS pixels at the right edge that are always drawn anew: the label of a time that has just found room there.
+/// CSS pixels at the right edge that are always drawn anew: the label of a time that has just found room there, the end of a
+/// marker's name.
 const kEdge = 48;
 const kMargin = 4;
-/// CSS pixels right of a marker up to which its name may still grow.
-const kLabelRoom = 184;
 
 export class TimeChart {
   readonly #host: HTMLElement;
@@ -229,14 +228,12 @@ export class TimeChart {
     const ratio = uPlot.pxRatio;
     const seen = (x: number | null) => x !== null && x >= span.from && x <= span.to;
     const measured = seen(cursors.a) || seen(cursors.b) || between(span, cursors);
-    const near = ((span.to - span.from) / plot.bbox.width) * kLabelRoom * ratio;
     return {
       span,
       now,
       curves: view.data,
       scales: this.#borders(),
       box: { ...plot.bbox },
-      restless: marks.map(({ x }) => x).filter((x) => x <= span.to && x > span.to - near),
       edge: kEdge * ratio,
       margin: kMargin * ratio,
       look: [zone.zone, this.#colours(), marks, marks.find(({ x }) => seen(x)), cursors, ...this.#traces.map(({ colour }) => colour())],

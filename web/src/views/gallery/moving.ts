@@ -97,10 +97,10 @@ const kRuns: Record<string, Run> = {
   },
   markers: {
     courses: [{ style: "slope", dash: [], interval: 0.05, value: wave(6, 0) }],
-    marks: [10, 31, 32, 38, 47],
+    marks: [10, 31, 38, 47, 48, 56],
     seconds: 30,
     step: 0.13,
-    frames: 250,
+    frames: 230,
   },
   "a lone value": {
     courses: [{ style: "slope", dash: [], interval: 1000, value: () => 1 }],
