@@ -11,7 +11,7 @@ const kVersion = readFileSync(path.join(here, "../VERSION"), "utf8").trim();
 /// Entry points by the name of what they become. The worker has a file of its own: a strict policy allows no other.
 const kPage = { app: "src/main.tsx", worker: "src/worker/feed_worker.ts", style: "src/styles/main.css" };
 /// Shown by developers and photographed by tests, not by the package.
-const kStates = { states: "src/views/gallery/main.tsx" };
+const kStates = { states: "src/views/gallery/main.tsx", moving: "src/views/gallery/moving.ts" };
 
 export function options(outdir, entries) {
   return {

@@ -2,30 +2,15 @@
 // the memory each minute, and the processor time of page and worker.
 //
 //   tests/kit/js/isolated node bench/page/load.mjs [minutes]     (default 10)
-import { writeFileSync } from "node:fs";
-import path from "node:path";
 import { setTimeout as sleep } from "node:timers/promises";
 import { launchBrowser } from "../../tests/kit/js/browser.mjs";
 import { state } from "../../tests/kit/js/live_page.mjs";
-import { kLoggers, Network } from "../../tests/kit/js/network.mjs";
 import { kLong, longTasks, rendererOf, residentMb, threadSeconds } from "./costs.mjs";
+import { kRate, kSignals, loadedNetwork } from "./loaded_network.mjs";
 
-const kSignals = 200;
-const kRate = 20; // values a second and signal
 const kPerChart = 10;
 const kTraced = 5; // s of each minute
 const minutes = Number(process.argv[2] ?? 10);
-
-// A recording of curves that all differ.
-function recording(dir) {
-  const names = Array.from({ length: kSignals }, (_, index) => `Signal.${String(index).padStart(3, "0")}`);
-  const rows = [`time,${names.map((name) => `${name} [V]`).join(",")}`];
-  for (let row = 0; row < 400; row++)
-    rows.push(`${(row / kRate).toFixed(2)},${names.map((_, index) => (Math.sin((row + index) / 20) * (1 + index)).toFixed(3)).join(",")}`);
-  const file = path.join(dir, "curves.csv");
-  writeFileSync(file, `${rows.join("\n")}\n`);
-  return { file, names };
-}
 
 function arrangement(names, mac) {
   const panels = [];
@@ -36,15 +21,12 @@ function arrangement(names, mac) {
   return JSON.stringify({ format: "live-view-setup", version: 1, name: "", panels });
 }
 
-const network = await Network.start({ loggers: [] });
+const { network, names, mac } = await loadedNetwork();
 let browser;
 try {
-  network.expectInLog(/./);
-  const { file, names } = recording(network.dir);
-  await network.addLogger({ ...kLoggers[0], source: file, args: [["--rate", String(kRate)]] });
   browser = await launchBrowser();
   const page = await browser.newPage({ viewport: { width: 1440, height: 900 } });
-  await page.addInitScript((text) => localStorage.setItem("live-view.arrangement", text), arrangement(names, kLoggers[0].mac));
+  await page.addInitScript((text) => localStorage.setItem("live-view.arrangement", text), arrangement(names, mac));
   await page.goto(network.apache.page);
   await state(page, "live", 120_000);
   await sleep(20_000); // until everything runs

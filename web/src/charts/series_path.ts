@@ -21,21 +21,63 @@ export interface Pen {
 /// How a line is drawn between two samples.
 export type LineStyle = "slope" | "step";
 
-/// Writes the samples that are seen to the pen. Where there are more than two samples a pixel, each pixel column gets one
-/// stroke from its least to its greatest value; columns are anchored in time, so that a moving view does not shimmer.
-/// A step holds its value until `holdUntil` (seconds) unless a gap ends it before.
-export function drawSamples(pen: Pen, samples: Samples, frame: Frame, style: LineStyle, holdUntil: number): void {
-  const { x: times, y: values } = samples;
-  const first = Math.max(0, indexAtOrBefore(times, frame.span.from));
+/// Which of the samples are drawn, and whether as one stroke for each pixel column.
+export interface Part {
+  readonly first: number;
+  readonly last: number;
+  readonly dense: boolean;
+}
+
+/// Whether there are too many samples to draw a line between each two. `was`: the answer for the picture before, so that it
+/// does not change to and fro.
+export function isDense(samples: Samples, frame: Frame, was = false): boolean {
+  const { from, to } = frame.span;
+  return indexAtOrBefore(samples.x, to) - Math.max(0, indexAtOrBefore(samples.x, from)) > (was ? 1.5 : 2) * frame.width;
+}
+
+/// What has to be drawn of the samples to have all that is seen from the time `from` on; null for nothing.
+export function partOf(samples: Samples, frame: Frame, dense = isDense(samples, frame), from = frame.span.from): Part | null {
+  const { x: times } = samples;
+  const column = (frame.span.to - frame.span.from) / frame.width;
+  const start = dense ? frame.span.from + Math.floor((from - frame.span.from) / column) * column : from;
+  const first = Math.max(0, indexAtOrBefore(times, start));
   const last = Math.min(times.length - 1, indexAtOrBefore(times, frame.span.to) + 1);
-  if (last < first) return;
+  return last < first ? null : { first, last, dense };
+}
+
+/// Writes samples to the pen. Dense ones get one stroke a pixel column, from its least to its greatest value; as long as a
+/// moving view moves by whole pixels, that does not shimmer. A step holds its value until `holdUntil` (seconds) unless a
+/// gap ends it before.
+export function drawSamples(
+  pen: Pen,
+  samples: Samples,
+  frame: Frame,
+  style: LineStyle,
+  holdUntil: number,
+  part: Part | null = partOf(samples, frame),
+): void {
+  if (part === null) return;
   const strokes = new Strokes(pen, frame, style);
-  const dense = last - first > 2 * frame.width;
-  let gap = firstGapAfter(samples.gaps, times[first]!);
+  const gap = writeSamples(strokes, samples, part);
+  const open = samples.gaps[gap];
+  strokes.finish(Math.min(holdUntil, open !== undefined && part.last === samples.x.length - 1 ? open.from : Infinity));
+}
+
+/// Writes the line as far as the part's last sample, for instance to measure it.
+export function drawUpTo(pen: Pen, samples: Samples, frame: Frame, style: LineStyle, part: Part): void {
+  const strokes = new Strokes(pen, frame, style);
+  writeSamples(strokes, samples, part);
+  strokes.flush();
+}
+
+/// Returns the index of the first gap behind the samples.
+function writeSamples(strokes: Strokes, samples: Samples, { first, last, dense }: Part): number {
+  const { x: times, y: values, gaps } = samples;
+  let gap = firstGapAfter(gaps, times[first]!);
   for (let index = first; index <= last; ++index) {
     const time = times[index]!;
-    while (gap < samples.gaps.length && samples.gaps[gap]!.to <= time) {
-      strokes.lift(samples.gaps[gap]!.from);
+    while (gap < gaps.length && gaps[gap]!.to <= time) {
+      strokes.lift(gaps[gap]!.from);
       ++gap;
     }
     const value = values[index]!;
@@ -43,8 +85,7 @@ export function drawSamples(pen: Pen, samples: Samples, frame: Frame, style: Lin
     else if (dense) strokes.gather(time, value);
     else strokes.point(time, value);
   }
-  const open = samples.gaps[gap];
-  strokes.finish(Math.min(holdUntil, open !== undefined && last === times.length - 1 ? open.from : Infinity));
+  return gap;
 }
 
 class Strokes {
@@ -53,7 +94,6 @@ class Strokes {
   readonly #stepped: boolean;
   readonly #scaleX: number;
   readonly #scaleY: number;
-  readonly #columnSeconds: number;
   #down = false;
   #lastY = 0;
   #lastTime = 0;
@@ -67,7 +107,6 @@ class Strokes {
     this.#stepped = style === "step";
     this.#scaleX = frame.width / (frame.span.to - frame.span.from);
     this.#scaleY = frame.height / (frame.max - frame.min);
-    this.#columnSeconds = 1 / this.#scaleX;
   }
 
   #x(time: number): number {
@@ -94,13 +133,13 @@ class Strokes {
   }
 
   gather(time: number, value: number): void {
-    const column = Math.floor(time / this.#columnSeconds);
+    const column = Math.floor((time - this.#frame.span.from) * this.#scaleX);
     const y = this.#y(value);
     if (column !== this.#column) {
-      this.#flush();
+      this.flush();
       this.#column = column;
       this.#low = this.#high = y;
-      this.#to(this.#x((column + 0.5) * this.#columnSeconds), y);
+      this.#to(this.#frame.left + column + 0.5, y);
     } else {
       this.#low = Math.min(this.#low, y);
       this.#high = Math.max(this.#high, y);
@@ -109,9 +148,10 @@ class Strokes {
     this.#lastTime = time;
   }
 
-  #flush(): void {
+  /// Ends the stroke of the last column.
+  flush(): void {
     if (Number.isNaN(this.#column) || this.#low === this.#high) return;
-    const x = this.#x((this.#column + 0.5) * this.#columnSeconds);
+    const x = this.#frame.left + this.#column + 0.5;
     this.#pen.lineTo(x, this.#low);
     this.#pen.lineTo(x, this.#high);
     this.#pen.lineTo(x, this.#lastY);
@@ -119,14 +159,14 @@ class Strokes {
 
   /// Ends the line where a gap begins.
   lift(heldUntil: number): void {
-    this.#flush();
+    this.flush();
     this.#column = NaN;
     this.#hold(heldUntil);
     this.#down = false;
   }
 
   finish(holdUntil: number): void {
-    this.#flush();
+    this.flush();
     this.#hold(holdUntil);
   }
 

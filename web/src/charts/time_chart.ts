@@ -3,8 +3,10 @@ import uPlot from "uplot";
 import { timeAxis, valueAxis, type ValueAxis } from "./axes.ts";
 import { drawAnnotations, type Annotations } from "./annotations.ts";
 import type { ChartColours } from "./palette.ts";
-import { extent, type Samples, type Span } from "./samples.ts";
-import { drawSamples, type LineStyle } from "./series_path.ts";
+import { DashPhases } from "./dashes.ts";
+import { extent, type Span } from "./samples.ts";
+import { drawStrip, frameOf, Scrolling, type Curve, type Plan, type Scene } from "./scrolling.ts";
+import { drawSamples, partOf } from "./series_path.ts";
 import { SteadyScale } from "./steady_scale.ts";
 import { ZoneClock } from "./zone_clock.ts";
 
@@ -16,12 +18,6 @@ export interface Trace {
   readonly dash: readonly number[];
 }
 
-/// What is drawn of a trace in one frame.
-export interface TraceData {
-  readonly samples: Samples;
-  readonly style: LineStyle;
-}
-
 /// One frame.
 export interface View extends Annotations {
   readonly span: Span;
@@ -29,7 +25,7 @@ export interface View extends Annotations {
   readonly now: number;
   readonly zone: ZoneClock;
   /// In the order of the traces; null for those without samples.
-  readonly data: readonly (TraceData | null)[];
+  readonly data: readonly (Curve | null)[];
   /// Take scales that fit best at once: the user changed what is seen.
   readonly eager: boolean;
 }
@@ -45,6 +41,10 @@ export function allowedDivisions(most: number): number[] {
 }
 
 const kUtc = new ZoneClock("UTC");
+/// CSS pixels at the right edge that are always drawn anew: the label of a time that has just found room there, the end of a
+/// marker's name.
+const kEdge = 48;
+const kMargin = 4;
 
 export class TimeChart {
   readonly #host: HTMLElement;
@@ -53,6 +53,10 @@ export class TimeChart {
   #traces: readonly Trace[] = [];
   #scales = new Map<string, SteadyScale>();
   #view: View | null = null;
+  #scrolling = new Scrolling();
+  #dashes = new DashPhases();
+  /// What is being drawn.
+  #plan: Plan | null = null;
   #width = 0;
   #height = 0;
 
@@ -84,8 +88,10 @@ export class TimeChart {
     return this.#scales.get(key);
   }
 
+  /// The next view is of these; until then nothing is seen.
   setTraces(traces: readonly Trace[]): void {
     this.#traces = traces;
+    this.#view = null;
     const kept = this.#scales;
     this.#scales = new Map(traces.map(({ scale }) => [scale, kept.get(scale) ?? new SteadyScale()]));
     this.#rebuild();
@@ -96,39 +102,51 @@ export class TimeChart {
     const fewer = this.#axisCount(width) !== this.#axisCount(this.#width);
     this.#width = width;
     this.#height = height;
+    this.#scrolling.forget();
     if (this.#plot === null || fewer) this.#rebuild();
     else this.#plot.setSize({ width, height });
   }
 
+  /// Draws what has changed since the last time.
   draw(view: View): void {
+    this.#draw(view, view.eager);
+  }
+
+  /// Draws all of the view that was drawn last once more.
+  redraw(): void {
+    if (this.#view !== null) this.#draw(this.#view, true);
+  }
+
+  #draw(view: View, eager: boolean): void {
     this.#view = view;
     const plot = this.#plot;
     if (plot === null) return;
     this.#fitScales(view);
-    plot.batch(() => {
-      for (const [key, scale] of this.#scales) plot.setScale(key, { min: scale.min, max: scale.max });
-      // Setting the time scale draws everything anew, whether it changed or not.
-      plot.setScale("x", { min: view.span.from, max: view.span.to });
-    });
-  }
-
-  /// Draws the view that was drawn last once more, in new colours for instance.
-  redraw(): void {
-    if (this.#view !== null) this.draw(this.#view);
+    const plan = this.#scrolling.plan({ ...this.#scene(plot, view), eager }, performance.now());
+    if (plan === null) return;
+    this.#plan = plan;
+    if (!plan.same) this.#dashes.forget();
+    const draw = () =>
+      plot.batch(() => {
+        for (const [key, scale] of this.#scales) plot.setScale(key, { min: scale.min, max: scale.max });
+        // Setting the time scale draws everything anew, whether it changed or not.
+        plot.setScale("x", { min: plan.span.from, max: plan.span.to });
+      });
+    const { shift, strip } = plan;
+    if (strip === null) draw();
+    else drawStrip(plot.ctx, plot.bbox, { shift, strip, reach: Math.ceil(uPlot.pxRatio) + 1 }, draw);
+    // Whatever uPlot draws by itself from now on is everything.
+    this.#plan = { ...plan, strip: null };
   }
 
   /// Moves the hair line to a time, or hides it.
   setHair(x: number | null): void {
     const plot = this.#plot;
     if (plot === null) return;
-    const left = x === null ? -10 : plot.valToPos(x, "x");
+    const { from, to } = this.#view?.span ?? { from: NaN, to: NaN };
+    const left = x === null ? -10 : ((x - from) / (to - from)) * plot.over.clientWidth;
     const seen = left >= 0 && left <= plot.over.clientWidth;
     plot.setCursor({ left: seen ? left : -10, top: seen ? 0 : -10 }, false);
-  }
-
-  /// The time at a place `left` CSS pixels right of the plotting area's edge.
-  timeAt(left: number): number {
-    return this.#plot?.posToVal(left, "x") ?? NaN;
   }
 
   destroy(): void {
@@ -168,6 +186,7 @@ export class TimeChart {
     for (const key of this.#scales.keys()) options.scales![key] = { auto: false };
     // uPlot draws a series only where it has data; the real samples are drawn by each series' own path.
     const stub = Float64Array.of(0, 1);
+    this.#scrolling.forget();
     this.#plot = new uPlot(options, [stub, ...this.#traces.map(() => stub)], this.#host);
     this.redraw();
   }
@@ -177,22 +196,49 @@ export class TimeChart {
       scale: trace.scale,
       stroke: trace.colour,
       width: 1.5,
-      dash: [...trace.dash],
       points: { show: false },
       paths: (u, index) => this.#path(u, index - 1),
     };
   }
 
   #path(plot: uPlot, index: number): uPlot.Series.Paths | null {
+    const plan = this.#plan;
     const view = this.#view;
-    const data = view?.data[index];
+    const curve = view?.data[index];
     const trace = this.#traces[index];
-    if (!view || !data || !trace) return null;
-    const scale = this.#scales.get(trace.scale)!;
-    const { left, top, width, height } = plot.bbox;
+    if (!plan || !view || !curve || !trace) return null;
+    const { samples, style } = curve;
+    const frame = frameOf({ box: plot.bbox, scales: this.#borders() }, index, plan.span);
+    const pixel = (plan.span.to - plan.span.from) / frame.width;
+    const from = plan.strip === null ? plan.span.from : plan.span.from + (plan.strip - kMargin * uPlot.pxRatio) * pixel;
+    const part = partOf(samples, frame, plan.dense[index], from);
     const stroke = new Path2D();
-    drawSamples(stroke, data.samples, { span: view.span, left, top, width, height, min: scale.min, max: scale.max }, data.style, view.now);
+    const pattern = trace.dash.map((length) => length * uPlot.pxRatio);
+    const pen = pattern.length > 0 && part !== null ? this.#dashes.pen(stroke, trace.id, pattern, samples, frame, style, part) : stroke;
+    drawSamples(pen, samples, frame, style, view.now, part);
     return { stroke, flags: 1 };
+  }
+
+  #borders(): Scene["scales"] {
+    return this.#traces.map(({ scale }) => this.#scales.get(scale)!);
+  }
+
+  #scene(plot: uPlot, view: View): Omit<Scene, "eager"> {
+    const { span, now, marks, cursors, zone } = view;
+    const ratio = uPlot.pxRatio;
+    const seen = (x: number | null) => x !== null && x >= span.from && x <= span.to;
+    const measured = seen(cursors.a) || seen(cursors.b) || between(span, cursors);
+    return {
+      span,
+      now,
+      curves: view.data,
+      scales: this.#borders(),
+      box: { ...plot.bbox },
+      edge: kEdge * ratio,
+      margin: kMargin * ratio,
+      look: [zone.zone, this.#colours(), marks, marks.find(({ x }) => seen(x)), cursors, ...this.#traces.map(({ colour }) => colour())],
+      whole: measured,
+    };
   }
 
   #fitScales(view: View): void {
@@ -216,8 +262,13 @@ export class TimeChart {
 
   #annotate(plot: uPlot): void {
     if (this.#view === null) return;
-    drawAnnotations(plot.ctx, plot.bbox, uPlot.pxRatio, this.#view, this.#colours());
+    drawAnnotations(plot.ctx, plot.bbox, uPlot.pxRatio, { ...this.#view, span: this.#plan?.span ?? this.#view.span }, this.#colours());
   }
+}
+
+/// Whether the span lies between the two cursors.
+function between({ from, to }: Span, { a, b }: Annotations["cursors"]): boolean {
+  return a !== null && b !== null && Math.min(a, b) < to && Math.max(a, b) > from;
 }
 
 // Gestures are handled by `Gestures`, the same for all kinds of charts.

@@ -167,8 +167,9 @@ export class LiveViewClient {
 
   #received(text: string): void {
     this.#heardAt = this.environment.now();
-    this.events.text("received", text);
     const response = responseName(text);
+    this.events.text("received", text, response);
+    if (response === "generic_sig_value") return this.#parse(text);
     if (this.#lists.get(response)?.take(text)) {
       this.#queue.received(listSummary(response, text), null);
       return;
@@ -189,6 +190,12 @@ export class LiveViewClient {
   }
 
   #take(frame: Frame): void {
+    // By far the most frames are values, and no request waits for one.
+    if (frame.response === "generic_sig_value") {
+      this.#signals.valueCame(frame.key);
+      this.events.frame(frame);
+      return;
+    }
     this.#heed(frame);
     this.events.frame(frame);
     this.#queue.received(summaryOf(frame), frame);
@@ -197,9 +204,7 @@ export class LiveViewClient {
 
   /// What frames mean for the signals that are wanted.
   #heed(frame: Frame): void {
-    if (frame.response === "generic_sig_value") {
-      this.#signals.valueCame(frame.key);
-    } else if (frame.response === "get_signal_names" && frame.streams) {
+    if (frame.response === "get_signal_names" && frame.streams) {
       const restarted = this.#catalogueAsked;
       this.#catalogueAsked = false;
       this.#signals.offered(

@@ -18,8 +18,8 @@ export interface ClientEvents {
   state(state: ClientState): void;
   /// Every frame that came, in its order, but for large lists of which a newer one is there already.
   frame(frame: Frame): void;
-  /// Text that went either way, as it was.
-  text(direction: "sent" | "received", text: string): void;
+  /// Text that went either way, as it was. `response`: of what has come, the name in its first member.
+  text(direction: "sent" | "received", text: string, response?: string): void;
   /// A frame that is none of this protocol; the connection stays.
   bad(reason: string, text: string): void;
   signals(states: readonly (readonly [Key, SignalState])[]): void;

@@ -10,6 +10,7 @@ export class BadFrame extends Error {
 type Members = Readonly<Record<string, unknown>>;
 
 const kStatuses: ReadonlySet<unknown> = new Set<Status>(["OK", "ERROR", "PROGRESS", "WAITING_FOR_DATA"]);
+const kBusMembers = ["krp_status", "krp_error_code", "krp_error_description"];
 const kOutcomeOnly: ReadonlySet<string> = new Set<OutcomeOnly>([
   "ping",
   "krpbus",
@@ -35,8 +36,12 @@ const kMostFigures = [
   "streaming_ch_size",
 ] as const;
 
+/// How values begin, which are by far the most frames.
+const kValueHead = '{\n    "response": "generic_sig_value",';
+
 /// The name in a frame's first member, without parsing the rest; "" where the frame does not begin with it.
 export function responseName(text: string): string {
+  if (text.startsWith(kValueHead)) return "generic_sig_value";
   return /^\s*\{\s*"response"\s*:\s*"([^"\\]*)"/.exec(text.slice(0, 200))?.[1] ?? "";
 }
 
@@ -118,7 +123,7 @@ export function parseFrame(text: string): Frame {
 function outcomeOf(members: Members): Outcome {
   const status = members["status"];
   if (status !== undefined && !kStatuses.has(status)) throw new BadFrame('"status" is none that is known');
-  const bus = ["krp_status", "krp_error_code", "krp_error_description"].map((name) => optionalText(members, name));
+  const bus = kBusMembers.some((name) => name in members) ? kBusMembers.map((name) => optionalText(members, name)) : [];
   return {
     status: (status as Status | undefined) ?? "",
     errorCode: optionalText(members, "error_code"),

@@ -2,9 +2,7 @@
 import { signal, type ReadonlySignal } from "@preact/signals";
 
 const kCurves = 40; // ms
-const kTexts = 200; // ms
-/// A frame that comes a little early still counts: screens refresh every 16.7 ms.
-const kTolerance = 4; // ms
+const kTextsEvery = 5; // ticks of curves
 
 export interface Ticks {
   readonly curves: ReadonlySignal<number>;
@@ -12,22 +10,26 @@ export interface Ticks {
 }
 
 /// `running` tells whether curves move.
+///
+/// Ticks come between the browser's frames, and what they change is drawn in the next one, curves and texts together: each
+/// frame in which anything changes costs the browser some milliseconds, and so does asking for frames in which nothing does.
 export function startTicks(running: () => boolean): Ticks {
   const curves = signal(0);
   const texts = signal(0);
-  let curvesAt = 0;
-  let textsAt = 0;
-  const frame = (now: number) => {
-    requestAnimationFrame(frame);
-    if (now - textsAt >= kTexts - kTolerance) {
-      textsAt = now;
-      texts.value++;
-    }
-    if (now - curvesAt >= kCurves - kTolerance && running()) {
-      curvesAt = now;
-      curves.value++;
-    }
+  let count = 0;
+  let due = performance.now();
+  const tick = () => {
+    const now = performance.now();
+    // Ticks that were missed are not made up for.
+    due = Math.max(due + kCurves, now);
+    setTimeout(tick, due - now);
+    if (document.hidden) return;
+    if (running()) curves.value++;
+    if (count++ % kTextsEvery === 0) texts.value++;
   };
-  requestAnimationFrame(frame);
+  document.addEventListener("visibilitychange", () => {
+    if (!document.hidden) count = 0;
+  });
+  setTimeout(tick, kCurves);
   return { curves, texts };
 }

@@ -99,7 +99,7 @@ export class Feed {
         this.post({ op: "state", state });
       },
       frame: (frame) => this.#frame(frame, this.environment.now()),
-      text: (direction, text) => this.#text(direction, text, this.environment.now()),
+      text: (direction, text, response) => this.#text(direction, text, response),
       bad: () => {}, // it is in the log of frames
       signals: (states) => this.post({ op: "signals", states }),
     });
@@ -128,9 +128,11 @@ export class Feed {
     if (batch) this.post(batch.message, batch.transfer);
   }
 
-  #text(direction: "sent" | "received", text: string, at: number): void {
-    this.#log.add(direction, text, at);
+  #text(direction: "sent" | "received", text: string, response?: string): void {
     const recorder = this.#recorder;
+    if (!recorder && response !== undefined && this.#log.skips(response)) return;
+    const at = this.environment.now();
+    this.#log.add(direction, text, at, response);
     if (!recorder) return;
     recorder.add(direction, text, at);
     if (at - this.#recordingToldAt > kRecordingPause) this.#tellRecording(recorder, at);

@@ -20,9 +20,14 @@ export class FrameLog {
     private readonly hand: (records: LogRecord[]) => void,
   ) {}
 
-  add(direction: "sent" | "received", text: string, at: number): void {
-    const name = direction === "received" ? responseName(text) : commandName(text);
-    if (!this.keepValues && kLiveData.has(name)) return;
+  /// Whether frames of that name are left out.
+  skips(response: string): boolean {
+    return !this.keepValues && kLiveData.has(response);
+  }
+
+  add(direction: "sent" | "received", text: string, at: number, response?: string): void {
+    const name = direction === "received" ? (response ?? responseName(text)) : commandName(text);
+    if (this.skips(name)) return;
     const status = direction === "received" ? statusIn(text) : "";
     const took = this.#took(direction, name, status, at);
     const shown = text.length > kMostText ? text.slice(0, kMostText) : text;

@@ -9,7 +9,7 @@ import { texts } from "../../i18n/texts.ts";
 import { networkClock, useStore, useWorkspace } from "../context.ts";
 import { markerName } from "../marker_name.ts";
 import { optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
-import { useDrawing, useSize } from "../ui/hooks.ts";
+import { useDrawing, useHiddenAfar, useSize } from "../ui/hooks.ts";
 import { Nothing } from "../ui/states.tsx";
 import { Legend } from "./legend.tsx";
 import { MeasureTable } from "./measure_table.tsx";
@@ -33,6 +33,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   const colours = useRef<ChartColours | null>(null);
   const drawn = useRef({ traces: "", revision: -1 });
   const { width, height } = useSize(host);
+  useHiddenAfar(host);
   const [laneKeys, setLaneKeys] = useState("");
   const [anyData, setAnyData] = useState(false);
   const theme = workspace.theme.value;
@@ -78,7 +79,13 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
       now,
       zone: networkClock(store),
       data: curves.map(({ history }) =>
-        history === null ? null : { samples: samplesOf(history, span), style: history.discrete ? ("step" as const) : ("slope" as const) },
+        history === null
+          ? null
+          : {
+              samples: samplesOf(history, span),
+              style: history.discrete ? ("step" as const) : ("slope" as const),
+              version: history.rebuilt,
+            },
       ),
       marks,
       cursors: workspace.cursors.value,

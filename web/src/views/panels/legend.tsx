@@ -1,28 +1,38 @@
 // The signals of a chart with the value under the pointer, or the newest one.
+import { computed, type ReadonlySignal } from "@preact/signals";
+import { useMemo, useRef } from "preact/hooks";
 import { curveColour, curveDash } from "../../charts/palette.ts";
 import { gapsWithin } from "../../charts/samples.ts";
 import { texts } from "../../i18n/texts.ts";
 import type { Panel } from "../../store/model.ts";
 import { useStore, useWorkspace } from "../context.ts";
 import type { PanelSignal } from "../panel_signals.ts";
+import { useSeen } from "../ui/hooks.ts";
 import { Icon } from "../ui/icons.tsx";
 import { historyOf, shownText } from "./signal_data.ts";
 
+/// Ticks of texts between two rewritings of what only a screen reader may come upon.
+const kUnseen = 5;
+
 export function Legend({ panel, signals }: { panel: Panel; signals: readonly PanelSignal[] }) {
+  const store = useStore();
+  const root = useRef<HTMLUListElement>(null);
+  const seen = useSeen(root);
+  const slow = useMemo(() => computed(() => Math.floor(store.ticks.texts.value / kUnseen)), [store]);
   return (
-    <ul class="legend">
+    <ul class="legend" ref={root}>
       {signals.map((signal) => (
-        <Entry key={signal.key} panel={panel} signal={signal} />
+        <Entry key={signal.key} panel={panel} signal={signal} tick={seen ? store.ticks.texts : slow} />
       ))}
     </ul>
   );
 }
 
-function Entry({ panel, signal }: { panel: Panel; signal: PanelSignal }) {
+function Entry({ panel, signal, tick }: { panel: Panel; signal: PanelSignal; tick: ReadonlySignal<number> }) {
   const store = useStore();
   const workspace = useWorkspace();
   const t = texts();
-  store.ticks.texts.value;
+  tick.value;
   const history = historyOf(store, signal);
   const hover = workspace.hoverX();
   const shown = history === null ? null : hover === null ? history.latest : history.valueAt(hover);

@@ -25,6 +25,34 @@ export function useSize(ref: RefObject<HTMLElement | null>): Size {
   return size;
 }
 
+/// Whether the element is on the screen.
+export function useSeen(ref: RefObject<Element | null>): boolean {
+  const [seen, setSeen] = useState(true);
+  useEffect(() => {
+    const observer = new IntersectionObserver((entries) => setSeen(entries[entries.length - 1]!.isIntersecting));
+    observer.observe(ref.current!);
+    return () => observer.disconnect();
+  }, []);
+  return seen;
+}
+
+/// CSS pixels from the screen's edge at which an element is shown again.
+const kNear = 200;
+
+/// Hides the element while it is far outside of what can be seen: each canvas that could be seen costs the browser some time
+/// in each frame, whether it has been drawn on or not.
+export function useHiddenAfar(ref: RefObject<HTMLElement | null>): void {
+  useEffect(() => {
+    const element = ref.current!;
+    const show = (entries: IntersectionObserverEntry[]) => {
+      element.style.visibility = entries[entries.length - 1]!.isIntersecting ? "" : "hidden";
+    };
+    const observer = new IntersectionObserver(show, { root: element.closest("main"), rootMargin: `${kNear}px` });
+    observer.observe(element);
+    return () => observer.disconnect();
+  }, []);
+}
+
 /// Calls `draw` once in a frame after a signal that `read` looks at has changed, while the element is on the screen.
 export function useDrawing(
   ref: RefObject<Element | null>,
