@@ -60,6 +60,7 @@ constexpr std::chrono::milliseconds kStandStill{1200};
 /// How a process ended; 0 for well.
 enum class Outcome {
     Good,
+    NoBusClient,  // and so no session: the plug-in ends the process, with 1 and as it should
     NoFirstValue,
     NoValueAfterStandStill,
     NoNewConnection,
@@ -212,7 +213,7 @@ pid_t beginApart(FailingThread thread, long failing, std::uint16_t port, int pip
             thread == FailingThread::KeepAlive ? runKeepAlive() : runSession(port);
         const long count = allocationsMade();
         if (pipe >= 0 && write(pipe, &count, sizeof count) != sizeof count) {
-            _exit(1);
+            _exit(127);
         }
         _exit(static_cast<int>(outcome));
     }
@@ -265,13 +266,18 @@ class Failures {
         if (entry == running_.end()) {
             return;
         }
-        if (status != 0) {
+        if (!isGood(status)) {
             std::fprintf(report_, "%s, allocation %ld: %s %d\n", nameOf(thread_), entry->second,
                          WIFSIGNALED(status) ? "ended by signal" : "outcome",
                          WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status));
             ++bad_;
         }
         running_.erase(entry);
+    }
+
+    bool isGood(int status) const {
+        return status == 0 || (thread_ == FailingThread::Connection && WIFEXITED(status) &&
+                               WEXITSTATUS(status) == static_cast<int>(Outcome::NoBusClient));
     }
 
     const FailingThread thread_;
