@@ -68,6 +68,18 @@ async function prepareUpload(client, frames) {
   if (isAnnounced) await client.ask("upload_audio_file", kNote);
 }
 
+// Loggers on a busy machine may need longer than their information is waited for: the document says to ask again then.
+function asksAgain(client) {
+  const isUnfinished = ({ response, status }) => response === "get_logger_info" && status === "PROGRESS";
+  const count = () => client.answers.filter(isUnfinished).length;
+  let unfinished = count();
+  return () => {
+    if (count() === unfinished) return;
+    unfinished = count();
+    client.send(JSON.stringify({ command: "get_logger_info" }));
+  };
+}
+
 // Plays the steps; every documented frame has to come, each one only once.
 async function play(client, steps) {
   const taken = new Set();
@@ -75,12 +87,16 @@ async function play(client, steps) {
   for (const { request, frames } of steps) {
     await prepareUpload(client, frames);
     const before = new Set(client.answers);
+    const askAgainIfUnfinished = asksAgain(client);
     if (request !== undefined) send(client, request, audioFile());
     for (const frame of frames) {
       const isIt = conditionOf(frame);
       const found = await until(
         () => `${frame}\nafter ${request}; came: ${client.frames.slice(-5).join("\n")}`,
-        () => client.answers.find((answer) => !taken.has(answer) && (request === undefined || !before.has(answer)) && isIt(answer)),
+        () => {
+          askAgainIfUnfinished();
+          return client.answers.find((answer) => !taken.has(answer) && (request === undefined || !before.has(answer)) && isIt(answer));
+        },
       );
       taken.add(found);
     }
