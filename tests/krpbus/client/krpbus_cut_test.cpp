@@ -121,7 +121,7 @@ TEST_P(KrpBusCut, RenewsWhatIsRegisteredOnEachConnection) {
     const auto server = serve([](int number, ServedClient& client) {
         client.greet();
         if (number == 0) {
-            client.subscription(kSubject);
+            client.waitFor("UNSUB ");  // the last that the test wants
             return;
         }
         std::string all;
