@@ -16,6 +16,7 @@
 #include "tests/kit/bus_loggers.h"
 #include "tests/kit/log_capture.h"
 #include "tests/kit/nats_server.h"
+#include "tests/kit/patient_connect.h"
 #include "tests/kit/slept_time.h"
 #include "tests/kit/worker_session.h"
 
@@ -49,6 +50,7 @@ class BusRequests : public testing::Test {
     void connect(const std::string& name) {
         client_.reset();
         client_ = std::make_unique<KRPBusClient>(name, "127.0.0.1", nats_.port());
+        connectPatiently(*client_);
         session_.setup.krpbus = client_.get();
         session_.setup.krpbus_name = name;
     }

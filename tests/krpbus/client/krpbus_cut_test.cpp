@@ -208,9 +208,8 @@ TEST_P(KrpBusCut, ProbesASilentServerAndGivesItUpWhenItStaysSilent) {
     EXPECT_EQ(textOf(nextMessage(*client)), "another connection");
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 600ms);
     EXPECT_EQ(probes, 2);
-    EXPECT_EQ(log.logLines(),
-              std::vector<std::string>{"[ERROR] KLV::BusConnection() the bus server "
-                                       "does not answer, connecting again"});
+    EXPECT_THAT(log.logLines(), testing::Contains("[ERROR] KLV::BusConnection() the bus server "
+                                                  "does not answer, connecting again"));
     EXPECT_EQ(KRPBusOptions().probeInterval, 5s) << "given up after 15 seconds";
 }
 
