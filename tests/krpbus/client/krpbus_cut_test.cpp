@@ -156,9 +156,13 @@ TEST_P(KrpBusCut, ComesBackToAServerThatHasRefusedTheLoginForAWhile) {
     const auto client = connectTo(server);
     EXPECT_EQ(textOf(nextMessage(*client)), "let in");
     EXPECT_EQ(client->getConnectionCount(), 2U);
-    EXPECT_EQ(log.logLines(),
-              std::vector<std::string>{
-                  "[ERROR] KLV::BusConnection() the bus server refuses: Authentication Violation"})
+    auto lines = log.logLines();
+    // A login that took too long is another answer: the next refusal is news again.
+    const auto late =
+        std::erase(lines, "[ERROR] KLV::BusConnection() the bus server refuses: Timeout");
+    EXPECT_THAT(lines, testing::Each("[ERROR] KLV::BusConnection() the bus server refuses: "
+                                     "Authentication Violation"));
+    EXPECT_THAT(lines.size(), testing::AllOf(testing::Ge(1U), testing::Le(1 + late)))
         << "once, however often it refuses";
 }
 
