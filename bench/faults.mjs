@@ -28,9 +28,16 @@ async function valuesGoOn(client) {
   await client.answerTo("generic_sig_value", kPatience);
 }
 
+// While the server restarts, it may meet a process that is to end as well, and be sent away once more.
 async function comeAgain(network, client) {
   await client.closed(kPatience);
-  await watching(network);
+  for (const deadline = Date.now() + kPatience; ; ) {
+    try {
+      return await watching(network);
+    } catch (error) {
+      if (!error.message.startsWith("closed with 1001") || Date.now() > deadline) throw error;
+    }
+  }
 }
 
 async function restartBus(network, down) {

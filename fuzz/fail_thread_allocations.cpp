@@ -61,6 +61,7 @@ constexpr std::chrono::milliseconds kStandStill{1200};
 enum class Outcome {
     Good,
     NoBusClient,  // and so no session: the plug-in ends the process, with 1 and as it should
+    NotConnected,
     NoFirstValue,
     NoValueAfterStandStill,
     NoNewConnection,
@@ -138,7 +139,14 @@ bool noThreadLeft() {
     });
 }
 
-/// A bus thread that meets no connection says so and ends; the client may have to connect again.
+/// A bus thread that meets no connection says so and ends: the client may have to connect again
+/// where it lacked memory. That was on the connection's thread before the bus thread began, or on
+/// the reader; what the bus thread itself lacks cannot make its connection.
+bool mayLackBus(FailingThread thread, bool failedInConnect) {
+    return thread == FailingThread::Reader ? hasFailed()
+                                           : thread == FailingThread::Connection && failedInConnect;
+}
+
 bool valuesComeOrNoBus(const CountingHost& host) {
     return waitFor([&] {
         sendValue();
@@ -147,7 +155,9 @@ bool valuesComeOrNoBus(const CountingHost& host) {
 }
 
 /// Values come, the browser stands still for a while, the connection to the bus is lost.
-Outcome useSession(CountingHost& host, const WebSocketPlugin& plugin, CuttingRelay& relay) {
+Outcome useSession(CountingHost& host, const WebSocketPlugin& plugin, CuttingRelay& relay,
+                   FailingThread thread) {
+    const bool failedInConnect = hasFailed();
     std::string text = R"({"command":"ping"})";
     {
         const Counted counted;
@@ -161,7 +171,7 @@ Outcome useSession(CountingHost& host, const WebSocketPlugin& plugin, CuttingRel
         return Outcome::NoFirstValue;
     }
     if (host.hasNoBus) {
-        return Outcome::Good;
+        return mayLackBus(thread, failedInConnect) ? Outcome::Good : Outcome::NotConnected;
     }
     host.standStill = true;
     for (const auto end = Clock::now() + kStandStill; Clock::now() < end;) {
@@ -182,7 +192,7 @@ Outcome useSession(CountingHost& host, const WebSocketPlugin& plugin, CuttingRel
     return valuesCome(host) ? Outcome::Good : Outcome::NoValueAgain;
 }
 
-Outcome runSession(std::uint16_t port) {
+Outcome runSession(FailingThread thread, std::uint16_t port) {
     CuttingRelay relay(port);
     setenv("KRPBUS_SERVER", ("127.0.0.1:" + std::to_string(relay.port())).c_str(), 1);
     setenv("KRPBUS_MAC", "02:00:00:00:00:01", 1);
@@ -195,7 +205,7 @@ Outcome runSession(std::uint16_t port) {
     } catch (const std::exception&) {
         return noThreadLeft() ? Outcome::Good : Outcome::ThreadsLeft;  // refused
     }
-    const Outcome outcome = useSession(host, *plugin, relay);
+    const Outcome outcome = useSession(host, *plugin, relay, thread);
     // Nothing may come out of it: the host's connection is about to end.
     [&]() noexcept {
         const Counted counted;
@@ -227,7 +237,7 @@ pid_t beginApart(FailingThread thread, long failing, std::uint16_t port, int pip
         alarm(kLongest);
         failIn(thread, failing);
         const Outcome outcome =
-            thread == FailingThread::KeepAlive ? runKeepAlive() : runSession(port);
+            thread == FailingThread::KeepAlive ? runKeepAlive() : runSession(thread, port);
         const long count = allocationsMade();
         if (pipe >= 0 && write(pipe, &count, sizeof count) != sizeof count) {
             _exit(127);

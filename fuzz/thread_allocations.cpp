@@ -14,6 +14,7 @@ namespace {
 constinit std::atomic<FailingThread> failingThread{FailingThread::Connection};
 constinit std::atomic<long> left{-1};
 constinit std::atomic<long> made{0};
+constinit std::atomic<bool> failed{false};
 constinit thread_local bool counted = false;
 
 /// The beginning of its name.
@@ -46,7 +47,11 @@ bool fails() {
         return false;
     }
     ++made;
-    return left >= 0 && left-- == 0;
+    if (left < 0 || left-- != 0) {
+        return false;
+    }
+    failed = true;
+    return true;
 }
 
 }  // namespace
@@ -68,11 +73,16 @@ const char* nameOf(FailingThread thread) {
 void failIn(FailingThread thread, long failing) {
     failingThread = thread;
     made = 0;
+    failed = false;
     left = failing;
 }
 
 long allocationsMade() {
     return made;
+}
+
+bool hasFailed() {
+    return failed;
 }
 
 Counted::Counted() {

@@ -13,6 +13,9 @@ void failIn(FailingThread thread, long failing);
 /// How many there have been.
 long allocationsMade();
 
+/// Whether the one that fails has failed.
+bool hasFailed();
+
 /// While it lives, the calling thread is the connection's, in the plug-in. What a test does besides
 /// in its thread does not count.
 class Counted {

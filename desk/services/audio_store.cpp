@@ -45,6 +45,14 @@ fs::path makeTemporary() {
     return name;
 }
 
+std::size_t textOf(const std::vector<AudioStore::File>& files) {
+    std::size_t text = 0;
+    for (const AudioStore::File& file : files) {
+        text += file.name.size() + file.marker_id.size();
+    }
+    return text;
+}
+
 template <class Files>
 auto findByName(Files& files, const std::string& name) {
     return std::find_if(files.begin(), files.end(),
@@ -102,9 +110,6 @@ void AudioStore::takeOver(const fs::path& upload, std::uint32_t startTime, std::
                           const std::string& markerId) {
     makeDirectory();
     const std::string name = upload.filename().string();
-    const fs::path fresh = directory_ / "upload.new";
-    copy(upload, fresh);
-    fs::rename(fresh, pathOf(name));
     std::vector<File> files = files_;
     const File file{startTime, endTime, name, markerId};
     if (const auto known = findByName(files, name); known != files.end()) {
@@ -112,6 +117,10 @@ void AudioStore::takeOver(const fs::path& upload, std::uint32_t startTime, std::
     } else {
         files.push_back(file);
     }
+    refuseTooMuchText(files);
+    const fs::path fresh = directory_ / "upload.new";
+    copy(upload, fresh);
+    fs::rename(fresh, pathOf(name));
     save(std::move(files));
     std::error_code error;
     if (!fs::remove(upload, error)) {
@@ -128,8 +137,18 @@ bool AudioStore::assign(const std::string& name, std::uint32_t startTime, std::u
         return false;
     }
     *file = {startTime, endTime, name, markerId};
+    refuseTooMuchText(files);
     save(std::move(files));
     return true;
+}
+
+/// A list that has too much already, from an earlier time, may still become shorter.
+void AudioStore::refuseTooMuchText(const std::vector<File>& files) const {
+    const std::size_t text = textOf(files);
+    if (text > kMostText && text > textOf(files_)) {
+        throw std::runtime_error("the audio files' names and markers would be more than " +
+                                 std::to_string(kMostText) + " bytes together");
+    }
 }
 
 /// The upload's directory may be open to other programs: what lies there could be a pipe.

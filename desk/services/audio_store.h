@@ -4,6 +4,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <stdexcept>
@@ -32,6 +33,9 @@ class AudioStore {
   public:
     using File = KRPResponseGetAudioList::audioFile_t;
 
+    /// Bytes of all names and markers together, which go into one answer.
+    static constexpr std::size_t kMostText = std::size_t{8} * 1024 * 1024;
+
     /// Uses the directory, which is made where there is none, and reads what is in it. An empty one
     /// stands for a temporary directory that is made with the first file and goes with this object.
     /// Throws std::runtime_error that says what is wrong.
@@ -51,17 +55,18 @@ class AudioStore {
     /// already. Links are not followed, and only a file of the uploader's that has no other name is
     /// taken: in a directory that is open to everybody anybody's file can be given a name.
     /// Throws AudioError, and std::runtime_error when it cannot be
-    /// kept; the upload stays where it is then.
+    /// kept or the list would have too much text; the upload stays where it is then.
     void takeOver(const std::filesystem::path& upload, std::uint32_t startTime,
                   std::uint32_t endTime, const std::string& markerId);
     /// Gives the file of that name another time span and marker; false when there is none. Throws
-    /// std::runtime_error when that cannot be kept.
+    /// std::runtime_error when that cannot be kept or the list would have too much text.
     bool assign(const std::string& name, std::uint32_t startTime, std::uint32_t endTime,
                 const std::string& markerId);
 
   private:
     void makeDirectory();
     void load();
+    void refuseTooMuchText(const std::vector<File>& files) const;
     void save(std::vector<File> files);
     void copy(const std::filesystem::path& upload, const std::filesystem::path& target) const;
 

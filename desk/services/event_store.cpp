@@ -23,6 +23,10 @@ std::string toLine(const EventStore::Event& event) {
            escapeText(event.time_zone) + " " + escapeText(event.marker_id) + "\n";
 }
 
+std::size_t textOf(const EventStore::Event& event) {
+    return event.time_zone.size() + event.marker_id.size();
+}
+
 bool fromLine(const std::string& line, EventStore::Event& event) {
     std::istringstream fields(line);
     std::string timeZone;
@@ -55,6 +59,7 @@ void EventStore::load() {
             throw std::runtime_error("line " + std::to_string(lines_) + " of the event file \"" +
                                      file_.string() + "\" is no event");
         }
+        textThere_ += textOf(event);
         take(std::move(event));
     }
     if (start != content.size()) {
@@ -74,7 +79,7 @@ const EventStore::Event& EventStore::add(std::uint64_t timestamp, const std::str
         append(event);
     }
     take(std::move(event));
-    if (!file_.empty() && lines_ > 2 * cap_ + 100) {
+    if (!file_.empty() && (lines_ > 2 * cap_ + 100 || textThere_ > 2 * kMostText)) {
         rewrite();
     }
     return events_.back();
@@ -82,6 +87,7 @@ const EventStore::Event& EventStore::add(std::uint64_t timestamp, const std::str
 
 void EventStore::clear() {
     events_.clear();
+    text_ = 0;
     lastNumber_ = 0;
     if (!file_.empty()) {
         rewrite();
@@ -90,10 +96,16 @@ void EventStore::clear() {
 
 void EventStore::take(Event event) {
     lastNumber_ = event.number;
+    text_ += textOf(event);
     events_.push_back(std::move(event));
-    if (events_.size() > cap_) {
+    while (isTooMuch()) {
+        text_ -= textOf(events_.front());
         events_.pop_front();
     }
+}
+
+bool EventStore::isTooMuch() const {
+    return events_.size() > cap_ || (events_.size() > 1 && text_ > kMostText);
 }
 
 void EventStore::append(const Event& event) {
@@ -101,6 +113,7 @@ void EventStore::append(const Event& event) {
     file.write(toLine(event));
     file.sync();
     ++lines_;
+    textThere_ += textOf(event);
 }
 
 void EventStore::rewrite() {
@@ -110,6 +123,7 @@ void EventStore::rewrite() {
     }
     replaceFile(kWhat, file_, content);
     lines_ = events_.size();
+    textThere_ = text_;
 }
 
 }  // namespace desk

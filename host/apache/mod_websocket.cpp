@@ -74,6 +74,23 @@ bool takePlace(request_rec* request, const websocket::Directives& directives, Pl
     return place.taken();
 }
 
+/// Ends the process however its websocket came out, also where it failed for want of memory or
+/// threads: what the process may do is now what a session needs, and the plug-in may have had its
+/// one session in it. The next request gets a fresh one.
+class Retirement {
+  public:
+    explicit Retirement(TerminationSignals& signals) : signals_(signals) {}
+    ~Retirement() {
+        signals_.retireProcess();
+        signals_.release();
+    }
+    Retirement(const Retirement&) = delete;
+    Retirement& operator=(const Retirement&) = delete;
+
+  private:
+    TerminationSignals& signals_;
+};
+
 int handle(request_rec* request) {
     const websocket::Directives& directives = websocket::directivesOf(request);
     // Whatever becomes of it: nothing follows on this connection.
@@ -93,6 +110,7 @@ int handle(request_rec* request) {
         return HTTP_SERVICE_UNAVAILABLE;
     }
     TerminationSignals signals;
+    const Retirement retirement(signals);
     status = websocket::confineProcess(request, directives)
                  ? serve(request, directives, std::move(handshake), signals)
                  : HTTP_INTERNAL_SERVER_ERROR;
@@ -103,9 +121,6 @@ int handle(request_rec* request) {
         // The server would wait for the peer to close as well; there is no time for that.
         request->connection->aborted = 1;
     }
-    // The plug-in has had its session in this process; the next one gets a fresh process.
-    signals.retireProcess();
-    signals.release();
     return status;
 }
 

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "host/websocket_plugin.h"
+#include "tests/kit/hoarded_memory.h"
 #include "tests/kit/probe_attempts.h"
 
 namespace {
@@ -38,6 +39,7 @@ struct Session {
     std::vector<std::thread> threads;
     std::string seen;  // control frames, as "<type>:<payload> "
     std::mutex held;
+    HoardedMemory hoard;
 
     std::size_t say(const std::string& text) {
         return server->send(server, WEBSOCKET_MESSAGE_TEXT, bytes(text), text.size());
@@ -223,6 +225,7 @@ std::size_t onMessage(void* state, const WebSocketServer*, int type, unsigned ch
 
 void onDisconnect(void* state, const WebSocketServer*) {
     auto* session = static_cast<Session*>(state);
+    session->hoard.giveBack();
     session->ended = true;
     for (std::thread& thread : session->threads) {
         thread.join();
@@ -249,6 +252,14 @@ void* onConnectVerbose(const WebSocketServer* server) {
     for (int i = 0; i < 10; ++i) {
         session->say(block);
     }
+    return session;
+}
+
+/// Has a large answer to the handshake, and leaves no memory to put it together.
+void* onConnectHoarding(const WebSocketServer* server) {
+    auto* session = static_cast<Session*>(onConnect(server));
+    server->header_set(server, "X-Large", std::string(1'000'000, 'x').c_str());
+    session->hoard.takeAll();
     return session;
 }
 
@@ -279,6 +290,7 @@ constexpr WebSocketPlugin makePlugin(void* (*connect)(const WebSocketServer*)) {
 WebSocketPlugin probe = makePlugin(onConnect);
 WebSocketPlugin greeting = makePlugin(onConnectGreeting);
 WebSocketPlugin verbose = makePlugin(onConnectVerbose);
+WebSocketPlugin hoarding = makePlugin(onConnectHoarding);
 WebSocketPlugin throwing = makePlugin(onConnectThrowing);
 WebSocketPlugin refusing = makePlugin(onConnectRefusing);
 WebSocketPlugin meddling = makePlugin(onConnectMeddling);
@@ -298,6 +310,9 @@ PLUGIN_EXPORT greeting_init() {
 }
 PLUGIN_EXPORT verbose_init() {
     return &verbose;
+}
+PLUGIN_EXPORT hoarding_init() {
+    return &hoarding;
 }
 PLUGIN_EXPORT throwing_init() {
     return &throwing;

@@ -7,7 +7,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <new>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/log.h"
@@ -151,6 +154,31 @@ TEST(ModuleOrder, OfASession) {
             "[DEBUG] KLV::~LvWebsocket() TIME: <ms>",
             "[DEBUG] KLV::~LvWebsocket() destroy memory pool",
             "[DEBUG] KLV::~LvWebsocket() LvWebsocket destroyed"));
+}
+
+TEST(ModuleOrder, GoesOnBehindAnEndThatFails) {
+    const std::array<ModuleTable::Further, 2> further = {{
+        {.destroy = [] { throw std::runtime_error("no last words"); }},
+        {.destroy = [] { called("further destroyed"); }},
+    }};
+    ModuleTable failing = kRecordingModules;
+    failing.tearDown[1].destroy = +[]() -> int { throw std::bad_alloc(); };
+    failing.tearDown[4].destroy = +[] { throw std::runtime_error("nothing to send with"); };
+    failing.further = further;
+    moduleTable = &failing;
+    const LogCapture capture;
+    tearDownModules([](std::string_view line) { LogUtil::log(LogLevel::Debug, "end", line); });
+    moduleTable = &kRecordingModules;
+    EXPECT_THAT(
+        capture.logLines(),
+        ElementsAre("[ERROR] KLV::tearDownModules() no last words",
+                    "[DEBUG] KLV::called() further destroyed", "[DEBUG] KLV::end() stop first",
+                    "[DEBUG] KLV::called() first destroyed", "[DEBUG] KLV::end() stop second",
+                    "[ERROR] KLV::tearDownModules() std::bad_alloc",
+                    "[DEBUG] KLV::end() stop third", "[DEBUG] KLV::called() third destroyed",
+                    "[DEBUG] KLV::end() stop fourth", "[DEBUG] KLV::called() fourth destroyed",
+                    "[DEBUG] KLV::end() stop fifth",
+                    "[ERROR] KLV::tearDownModules() nothing to send with"));
 }
 
 class OfferOrder : public FrameSession {

@@ -7,13 +7,16 @@
 #include <algorithm>
 
 #include <memory>
+#include <utility>
 
+#include "base/clock.h"
 #include "modules/audio/upload_info.h"
 #include "network/ksl_info.h"
 #include "plugin/lv_websocket.h"
 #include "setup/lv_setup.h"
 #include "tests/kit/log_capture.h"
 #include "tests/kit/recording_host.h"
+#include "tests/plugin/allocation_fault.h"
 #include "tests/plugin/apr_memory_fault.h"
 #include "tests/plugin/without_times.h"
 #include "tests/threads/apr_faults.h"
@@ -289,6 +292,21 @@ TEST(SessionEnd, SaysThatTheUploadIsDeletedAlsoWhereThereWasNone) {
     EXPECT_EQ(std::count(lines.begin(), lines.end(),
                          "[DEBUG] KLV::~LvWebsocket() uploadfileInfo deleted"),
               1);
+}
+
+TEST(SessionEnd, TakesAllOtherStepsWhereOneLacksMemory) {
+    // As the first step puts its line together.
+    const std::string first =
+        KRSystem::uint64ToUTCTimeString(KRSystem::getTimeOfDay(), true) + ": delete websocket";
+    const LogCapture capture;
+    {
+        const LvWebsocket session;
+        failingAllocationSize = first.capacity() + 1;
+    }
+    EXPECT_EQ(std::exchange(failingAllocationSize, 0), 0U) << "no allocation has failed";
+    Lines lines = kTeardownOfAFailedSession;
+    lines.front() = "[ERROR] KLV::~LvWebsocket() std::bad_alloc";
+    EXPECT_EQ(destructorLines(capture), lines);
 }
 
 TEST(SessionEnd, LeavesTheSetupRecordOfAnotherSessionAlone) {

@@ -84,6 +84,31 @@ TEST_F(AudioStoreTest, AssignsAFileItHasAnotherSpanAndMarker) {
     EXPECT_THAT(AudioStore(home()).files(), ElementsAre(AudioStore::File{5, 6, "1", "b"}));
 }
 
+TEST_F(AudioStoreTest, RefusesMoreTextThanAnAnswerShouldHave) {
+    const std::string half(AudioStore::kMostText / 2, 'm');
+    const auto isRefused = ThrowsMessage<std::runtime_error>(
+        "the audio files' names and markers would be more than 8388608 bytes together");
+    AudioStore store(home());
+    store.takeOver(upload("1", "one"), 1, 2, half);
+    const std::string second = upload("2", "two");
+    EXPECT_THAT([&] { store.takeOver(second, 1, 2, half); }, isRefused);
+    EXPECT_EQ(store.files().size(), 1U);
+    EXPECT_TRUE(fs::exists(second));
+    EXPECT_FALSE(fs::exists(store.pathOf("2")));
+    store.takeOver(second, 1, 2, "m");
+    EXPECT_THAT([&] { store.assign("2", 1, 2, half); }, isRefused);
+    EXPECT_EQ(store.files()[1], (AudioStore::File{1, 2, "2", "m"}));
+}
+
+TEST_F(AudioStoreTest, LetsAListThatHasTooMuchTextBecomeShorter) {
+    const std::string most(AudioStore::kMostText, 'm');
+    directory.write("kept/files/1", "one");
+    directory.write("kept/list", "1 2 1 " + most + "\n");
+    AudioStore store(home());
+    EXPECT_TRUE(store.assign("1", 1, 2, most.substr(1) + "x"));
+    EXPECT_TRUE(store.assign("1", 1, 2, "m"));
+}
+
 TEST_F(AudioStoreTest, RefusesWhatIsNoRegularFile) {
     AudioStore store(home());
     const fs::path uploads = fs::path(upload("real", "x")).parent_path();

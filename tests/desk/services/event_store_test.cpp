@@ -116,6 +116,38 @@ TEST_F(EventStoreTest, DoesNotLetTheFileGrowWithoutBound) {
     EXPECT_EQ(contentOf(file()), "104 104 UTC m\n105 105 UTC m\n106 106 UTC m\n");
 }
 
+TEST_F(EventStoreTest, KeepsTheNewestOfEventsWithALotOfText) {
+    const std::string half(EventStore::kMostText / 2, 'm');
+    EventStore store("", 10);
+    for (std::uint64_t time = 1; time <= 4; ++time) {
+        store.add(time, "", half);
+    }
+    EXPECT_EQ(store.events().size(), 2U);
+    EXPECT_EQ(store.events().front().number, 3);
+    store.add(5, "UTC", "m");
+    EXPECT_EQ(store.events().size(), 2U);
+    EXPECT_EQ(store.events().front().number, 4);
+    store.add(6, "UTC", std::string(EventStore::kMostText + 1, 'm'));
+    EXPECT_EQ(store.events().size(), 1U);
+    store.clear();
+    store.add(7, "", half);
+    store.add(8, "", half);
+    EXPECT_EQ(store.events().size(), 2U);
+}
+
+TEST_F(EventStoreTest, DoesNotLetALotOfTextMakeTheFileGrowWithoutBound) {
+    const std::string most(EventStore::kMostText, 'm');
+    for (std::uint64_t time = 1; time <= 2; ++time) {
+        EventStore(file(), 10).add(time, "", most);
+    }
+    EXPECT_GT(contentOf(file()).size(), 2 * most.size());
+    EventStore store(file(), 10);
+    store.add(3, "UTC", "m");
+    EXPECT_EQ(contentOf(file()), "3 3 UTC m\n");
+    store.add(4, "", most);
+    EXPECT_EQ(contentOf(file()), "3 3 UTC m\n4 4 % " + most + "\n");
+}
+
 TEST_F(EventStoreTest, BeginsAnewWhenItIsCleared) {
     EventStore store(file(), 10);
     store.add(1, "UTC", "a");

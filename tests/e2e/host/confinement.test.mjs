@@ -1,5 +1,6 @@
 // What a process can still do once it has a websocket, tried by a plug-in in it.
 import assert from "node:assert/strict";
+import { spawnSync } from "node:child_process";
 import { chmodSync, linkSync, mkdirSync, mkdtempSync, readFileSync, rmSync, symlinkSync, writeFileSync } from "node:fs";
 import net from "node:net";
 import os from "node:os";
@@ -9,6 +10,7 @@ import { after, before, describe, test } from "node:test";
 import { HostApache, location, probePlugin } from "../../kit/js/host_apache.mjs";
 import * as paths from "../../kit/js/paths.mjs";
 import { Peer } from "../../kit/js/peer.mjs";
+import { until } from "../../kit/js/wait.mjs";
 
 let server;
 let dir;
@@ -46,7 +48,8 @@ before(async () => {
         WebSocketConnectPort ${listener.address().port}`,
       ) +
       location("/calls", probePlugin, "probe_init", "WebSocketSystemCalls Restricted") +
-      location("/memory", probePlugin, "probe_init", "WebSocketMemoryLimit 134217728"),
+      location("/memory", probePlugin, "probe_init", "WebSocketMemoryLimit 134217728") +
+      location("/hoarding", probePlugin, "hoarding_init", "WebSocketMemoryLimit 67108864"),
   });
 });
 
@@ -223,4 +226,53 @@ test("there is no more memory than the limit", unsanitized, async () => {
 test("processes that serve pages are not confined", async () => {
   for (let i = 0; i < 5; i++)
     assert.equal((await Peer.ask(server, "/index.html", { headers: { "Sec-WebSocket-Key": "none" } })).status, 200);
+});
+
+// The numbers of the server's processes, and what the system tells of each: empty of one that has ended.
+function childrenOf(pid) {
+  return readFileSync(`/proc/${pid}/task/${pid}/children`, "latin1").trim().split(" ");
+}
+
+function statusOf(pid) {
+  try {
+    return readFileSync(`/proc/${pid}/status`, "latin1");
+  } catch (error) {
+    if (error.code !== "ENOENT" && error.code !== "ESRCH") throw error;
+    return "";
+  }
+}
+
+const confined = () => childrenOf(server.part.pid).filter((pid) => /^Seccomp:\s+2$/m.test(statusOf(pid)));
+const dataOf = (pid) => 1024 * Number(/^VmData:\s+(\d+)/m.exec(statusOf(pid))?.[1] ?? 0);
+
+// Leaves each process enough for a request, and not for what a connection queues. As their user: not every root may
+// change another one's limits.
+function limitData() {
+  for (const pid of childrenOf(server.part.pid)) {
+    const user = process.getuid() === 0 ? ["setpriv", "--reuid", server.user, "--regid", server.group, "--clear-groups"] : ["env"];
+    spawnSync(user[0], [...user.slice(1), "prlimit", "--pid", pid, `--data=${dataOf(pid) + 512 * 1024}:`]);
+  }
+}
+
+test("a process that lacks the memory for its websocket is not kept for pages", unsanitized, async () => {
+  server.log.expect(/WS002: websocket not served: std::bad_alloc/);
+  // One may meet a process that the server has only just added, without the limit.
+  await until("a process to lack memory", async () => {
+    limitData();
+    const peer = await Peer.ask(server, "/calls");
+    if (peer.status === 101) await peer.bye();
+    return peer.status === 500;
+  });
+  assert.equal(server.log.count(/WS002: /), 1);
+  await until("the confined processes to end", () => confined().length === 0);
+});
+
+test("a session that there is no memory to accept is ended in order", unsanitized, async () => {
+  server.log.expect(/WS306: websocket ended: std::bad_alloc/);
+  const before = server.log.count(/probe: disconnected/);
+  const peer = await Peer.dial(server);
+  peer.send(peer.request("/hoarding"));
+  await peer.expectEnd();
+  await until("on_disconnect", () => server.log.count(/probe: disconnected/) > before);
+  assert.equal(server.log.count(/WS306: /), 1);
 });
