@@ -2,7 +2,7 @@
 import assert from "node:assert/strict";
 import { after, afterEach, before, beforeEach, describe, test } from "node:test";
 import { launchBrowser, openPage } from "../../kit/js/browser.mjs";
-import { byId, isDrawing, state, texts } from "../../kit/js/live_page.mjs";
+import { byId, isDrawing, standsStill, state, texts } from "../../kit/js/live_page.mjs";
 import { kLoggers, Network } from "../../kit/js/network.mjs";
 import { until } from "../../kit/js/wait.mjs";
 
@@ -88,17 +88,7 @@ describe("fingers", () => {
   test("one of which moves along go back in time, until somebody wants to see now", async () => {
     await open({ hasTouch: true });
     await touch([[0.3, 0.7]]);
-    const picture = () =>
-      byId(page, "plot")
-        .first()
-        .locator("canvas")
-        .first()
-        .evaluate((canvas) => canvas.toDataURL());
-    await until("the curves stand still", async () => {
-      const before = await picture();
-      await page.evaluate(() => new Promise((resolve) => setTimeout(resolve, 400)));
-      return (await picture()) === before;
-    });
+    await standsStill(page, byId(page, "plot").first());
     await page.keyboard.press("End");
     await isDrawing(page, byId(page, "plot").first());
   });
