@@ -34,6 +34,31 @@ afterEach(async () => {
   assert.deepEqual(problems, []);
 });
 
+// Seconds that are seen.
+const seconds = () => page.evaluate(() => JSON.parse(localStorage.getItem("live-view.workspace")).seconds);
+
+// Places cursor A at 0.3 and B at 0.6 of a chart's width, while the view stands still. `at` tells where such a part is,
+// `span` the seconds between the cursors.
+async function placeCursors() {
+  await byId(page, "pause").click();
+  const plot = byId(page, "plot").first();
+  const place = async () => {
+    const { x, y, width, height } = await plot.boundingBox();
+    return (part) => ({ x: x + width * part, y: y + height / 2 });
+  };
+  for (const [key, part] of [
+    ["a", 0.3],
+    ["b", 0.6],
+  ]) {
+    const { x, y } = (await place())(part);
+    await page.mouse.move(x, y);
+    await page.keyboard.press(key);
+  }
+  const span = async () => Number(/([\d.]+) s$/.exec(await page.locator(".measure-span").first().textContent())[1]);
+  await until("both cursors", async () => /\d s$/.test(await page.locator(".measure-span").first().textContent()));
+  return { at: await place(), span };
+}
+
 describe("a mouse", () => {
   test("drags a signal from the list into a chart, which draws it", async () => {
     await open();
@@ -51,12 +76,21 @@ describe("a mouse", () => {
     const value = chart.locator("[data-testid=legend-entry]", { hasText: name }).locator(".legend-value");
     await until("its value", async () => /\d/.test(await value.textContent()));
   });
+
+  test("drags a cursor to another time, and the measured values with it", async () => {
+    await open();
+    const { at, span } = await placeCursors();
+    const before = await span();
+    await page.mouse.move(at(0.3).x, at(0.3).y);
+    await page.mouse.down();
+    await page.mouse.move(at(0.5).x, at(0.5).y, { steps: 5 });
+    await page.mouse.up();
+    await until("a third of the time", async () => Math.abs((await span()) - before / 3) < before / 20);
+    assert.equal(await seconds(), 30); // nothing was zoomed
+  });
 });
 
 describe("fingers", () => {
-  // Seconds that are seen.
-  const seconds = () => page.evaluate(() => JSON.parse(localStorage.getItem("live-view.workspace")).seconds);
-
   // Each finger goes from its first place to its last; places are parts of the plot's width.
   async function touch(fingers) {
     const box = await byId(page, "plot").first().boundingBox();
@@ -83,6 +117,15 @@ describe("fingers", () => {
       [0.7, 0.6],
     ]);
     await until("more time", async () => (await seconds()) > zoomed * 1.5);
+  });
+
+  test("drag a cursor, which they need not hit exactly", async () => {
+    await open({ hasTouch: true });
+    const { span } = await placeCursors();
+    const before = await span();
+    await touch([[0.31, 0.51]]);
+    await until("a third of the time", async () => Math.abs((await span()) - before / 3) < before / 8);
+    assert.equal(await seconds(), 30);
   });
 
   test("one of which moves along go back in time, until somebody wants to see now", async () => {
