@@ -57,8 +57,12 @@ describe("a logger that is silent about its signals", () => {
     const page = await openWith(wanted);
     await state(page, "live");
     await until("a first value", async () => (await texts(byId(page, "signal-row").locator(".signal-value"))).length > 0, 30_000);
+    const view = await openView(page, "protocol");
+    await byId(view, "frame-filter").fill("sent");
     const markers = new Set();
+    const took = [];
     while (markers.size < 3) {
+      await view.getByRole("button", { name: "Clear" }).click();
       const asked = Date.now();
       await page.keyboard.press("m");
       const pending = page.locator("[data-testid=marker-pending]").first();
@@ -66,10 +70,15 @@ describe("a logger that is silent about its signals", () => {
         const [name, sent] = [await pending.getAttribute("title"), await pending.getAttribute("data-state")];
         return sent === "confirmed" && !markers.has(name) && markers.add(name);
       });
-      // A request in front of it may hold the logger up for two seconds, but never two of them.
-      const took = Date.now() - asked;
-      assert.ok(took < 3_900, `a marker took ${took} ms`);
+      took.push(Date.now() - asked);
+      // It passes all that waits; one other may have been handed over while the list was cleared.
+      const sent = await texts(view.locator("[data-testid=frame][data-direction=sent] .frame-name"));
+      assert.ok([0, 1].includes(sent.indexOf("set_trigger")), `sent: ${sent.join(", ")}`);
     }
+    // A request in front of it may hold the logger up for two seconds, but never two of them. One of three may have met a
+    // machine that was busy.
+    const [, middle] = took.sort((a, b) => a - b);
+    assert.ok(middle < 3_900, `markers took ${took.join(", ")} ms`);
     // What came is shown, and who is missing is named.
     await page.getByText(kRear.name).first().waitFor();
   });
