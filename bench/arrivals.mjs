@@ -27,7 +27,7 @@ async function arrive(url) {
 const seconds = (milliseconds) => (milliseconds / 1000).toFixed(2);
 
 for (const count of crowds.length > 0 ? crowds : [100, 200]) {
-  const network = await Network.start({ loggers: kLoggers });
+  const network = await Network.start({ loggers: kLoggers, apache: { crowd: true } });
   network.expectInLog(/./);
   network.expectOfLoggers(/./);
   const arrivals = await Promise.all(

@@ -24,7 +24,7 @@ export async function startCrowdNetwork(dir, further = []) {
     source: recording(dir, i),
     args: [["--rate", kRate]],
   }));
-  const network = await Network.start({ loggers: [...loggers, ...further] });
+  const network = await Network.start({ loggers: [...loggers, ...further], apache: { crowd: true } });
   network.expectInLog(/./);
   network.expectOfLoggers(/./);
   return network;

@@ -88,7 +88,7 @@ const kFaults = {
 
 async function measure({ fault, again }) {
   const loggers = kLoggers.map((logger) => ({ ...logger, neighboursTimeout: "3s" }));
-  const network = await Network.start({ loggers });
+  const network = await Network.start({ loggers, apache: { crowd: true } });
   network.expectInLog(/./);
   network.expectOfLoggers(/./);
   try {

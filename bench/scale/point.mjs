@@ -78,6 +78,7 @@ export async function measurePoint(size, say, heartbeat = kShipped) {
   const network = await Network.start({
     loggers: Array.from({ length: size.loggers }, (_, i) => loggerOf(i, source, heartbeat)),
     busText: `http: "127.0.0.1:${monitorPort}"\n`,
+    apache: { crowd: true },
   });
   network.expectInLog(/./);
   network.expectOfLoggers(/./);

@@ -101,7 +101,7 @@ const loggers = kLoggers.map((logger, i) => ({
   args: [["--events-cap", options.events], ...(i === 0 ? [["--audio", home]] : [])],
 }));
 makeConfigurations();
-const network = await Network.start({ loggers, apache: { change: withoutPluginLog } });
+const network = await Network.start({ loggers, apache: { crowd: true, change: withoutPluginLog } });
 network.expectInLog(/./);
 network.expectOfLoggers(/./);
 let growing;

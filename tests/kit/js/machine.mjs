@@ -3,7 +3,7 @@
 import { execFileSync, spawn } from "node:child_process";
 import { chmodSync, mkdirSync, readFileSync, writeFileSync } from "node:fs";
 import path from "node:path";
-import { configurationOf } from "./live_view_apache.mjs";
+import { configurationOf, withFewChildren } from "./live_view_apache.mjs";
 import { Part } from "./part.mjs";
 import * as paths from "./paths.mjs";
 import { fillTemplate } from "./template.mjs";
@@ -127,10 +127,8 @@ export class Machine {
   async startWeb() {
     const user = process.getuid() === 0 ? "www-data" : `#${process.getuid()}`;
     const apache = { dir: this.#dir, port: kWebPort, user, group: user, errorLog: this.errorLog };
-    const text = configurationOf(apache, { plugin: paths.plugin, names: this.address, env: this.#environment }).replace(
-      "Listen 127.0.0.1:",
-      `Listen ${this.address}:`,
-    );
+    const shipped = configurationOf(apache, { plugin: paths.plugin, names: this.address, env: this.#environment });
+    const text = withFewChildren(shipped).replace("Listen 127.0.0.1:", `Listen ${this.address}:`);
     const file = path.join(this.#dir, "httpd.conf");
     writeFileSync(file, text);
     writeFileSync(path.join(this.#dir, "page/index.html"), "");

@@ -30,7 +30,8 @@ bool ServedClient::secure() {
 
 void ServedClient::greet() {
     send(info());
-    if (secure() && takeLogin()) {
+    givenUp_ = !secure() || !takeLogin();
+    if (!givenUp_) {
         send("PONG\r\n");
     }
 }
@@ -56,7 +57,7 @@ bool ServedClient::waitFor(const std::string& text) {
 }
 
 std::string ServedClient::subscription(const std::string& subject) {
-    waitFor("SUB " + subject + "  ");
+    givenUp_ = !waitFor("SUB " + subject + "  ");
     while (received_.find("\r\n") == std::string::npos && receive()) {
     }
     return received_.substr(0, received_.find("\r\n"));
@@ -137,6 +138,7 @@ ScriptedServer::~ScriptedServer() {
 }
 
 void ScriptedServer::run() {
+    int number = 0;
     while (!stop_) {
         const int accepted = accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC);
         if (accepted < 0) {
@@ -145,7 +147,8 @@ void ScriptedServer::run() {
         serving_ = accepted;
         ServedClient client(accepted, tls_.get());
         if (!stop_) {
-            script_(clients_++, client);
+            script_(number, client);
+            number += client.hasGivenUp() ? 0 : 1;
         }
         serving_ = -1;
     }

@@ -38,6 +38,9 @@ class ServedClient {
     void standStill();
     /// Answers its pings until the client goes.
     void stayAlive();
+    /// Whether it has gone before its login was over. On a busy machine that may take longer than
+    /// the client waits.
+    bool hasGivenUp() const { return givenUp_; }
 
   private:
     struct SslDeleter {
@@ -52,11 +55,13 @@ class ServedClient {
     SSL_CTX* const tls_;
     std::unique_ptr<SSL, SslDeleter> ssl_;  // after the handshake
     std::string received_;
+    bool givenUp_ = false;
 };
 
 /// Listens on a free port of the loopback interface and serves one client after the other with the
 /// script, which is given the number of the connection, from 0; a connection ends with its script.
-/// The script runs on the server's thread.
+/// One whose client has given up during its login does not count. The script runs on the server's
+/// thread.
 class ScriptedServer {
   public:
     using Script = std::function<void(int number, ServedClient& client)>;
@@ -69,8 +74,6 @@ class ScriptedServer {
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
     std::uint16_t port() const { return port_; }
-    /// How many clients have come.
-    int clients() const { return clients_.load(); }
 
   private:
     struct ContextDeleter {
@@ -83,7 +86,6 @@ class ScriptedServer {
     std::unique_ptr<SSL_CTX, ContextDeleter> tls_;
     base::FileDescriptor listening_;
     std::uint16_t port_ = 0;
-    std::atomic<int> clients_{0};
     std::atomic<int> serving_{-1};
     std::atomic<bool> stop_{false};
     std::thread thread_;
