@@ -37,26 +37,31 @@ afterEach(async () => {
 // Seconds that are seen.
 const seconds = () => page.evaluate(() => JSON.parse(localStorage.getItem("live-view.workspace")).seconds);
 
-// Places cursor A at 0.3 and B at 0.6 of a chart's width, while the view stands still. `at` tells where such a part is,
-// `span` the seconds between the cursors.
+// Where a part of the first chart's width is on the screen.
+async function placeOf(part) {
+  const { x, y, width, height } = await byId(page, "plot").first().boundingBox();
+  return { x: x + width * part, y: y + height / 2 };
+}
+
+// Places a cursor, "a" or "b", at a part of a chart's width.
+async function placeCursor(which, part) {
+  const { x, y } = await placeOf(part);
+  await page.mouse.move(x, y);
+  await page.keyboard.press(which);
+}
+
+// The seconds between the cursors.
+async function span() {
+  const shown = page.locator(".measure-span").first();
+  await until("both cursors", async () => /\d s$/.test(await shown.textContent()));
+  return Number(/([\d.]+) s$/.exec(await shown.textContent())[1]);
+}
+
+// Cursors at 0.3 and 0.6 of a chart's width, while the view stands still.
 async function placeCursors() {
   await byId(page, "pause").click();
-  const plot = byId(page, "plot").first();
-  const place = async () => {
-    const { x, y, width, height } = await plot.boundingBox();
-    return (part) => ({ x: x + width * part, y: y + height / 2 });
-  };
-  for (const [key, part] of [
-    ["a", 0.3],
-    ["b", 0.6],
-  ]) {
-    const { x, y } = (await place())(part);
-    await page.mouse.move(x, y);
-    await page.keyboard.press(key);
-  }
-  const span = async () => Number(/([\d.]+) s$/.exec(await page.locator(".measure-span").first().textContent())[1]);
-  await until("both cursors", async () => /\d s$/.test(await page.locator(".measure-span").first().textContent()));
-  return { at: await place(), span };
+  await placeCursor("a", 0.3);
+  await placeCursor("b", 0.6);
 }
 
 describe("a mouse", () => {
@@ -79,11 +84,12 @@ describe("a mouse", () => {
 
   test("drags a cursor to another time, and the measured values with it", async () => {
     await open();
-    const { at, span } = await placeCursors();
+    await placeCursors();
     const before = await span();
-    await page.mouse.move(at(0.3).x, at(0.3).y);
+    const [from, to] = [await placeOf(0.3), await placeOf(0.5)];
+    await page.mouse.move(from.x, from.y);
     await page.mouse.down();
-    await page.mouse.move(at(0.5).x, at(0.5).y, { steps: 5 });
+    await page.mouse.move(to.x, to.y, { steps: 5 });
     await page.mouse.up();
     await until("a third of the time", async () => Math.abs((await span()) - before / 3) < before / 20);
     assert.equal(await seconds(), 30); // nothing was zoomed
@@ -121,11 +127,21 @@ describe("fingers", () => {
 
   test("drag a cursor, which they need not hit exactly", async () => {
     await open({ hasTouch: true });
-    const { span } = await placeCursors();
+    await placeCursors();
     const before = await span();
     await touch([[0.31, 0.51]]);
     await until("a third of the time", async () => Math.abs((await span()) - before / 3) < before / 8);
     assert.equal(await seconds(), 30);
+  });
+
+  test("one of which moves along take the time axis with them", async () => {
+    await open({ hasTouch: true });
+    await byId(page, "pause").click();
+    await placeCursor("a", 0.9);
+    await touch([[0.3, 0.7]]);
+    await placeCursor("b", 0.9);
+    const moved = await span();
+    assert.ok(moved > 0.35 * 30 && moved < 0.55 * 30, `it moved by ${moved} s`); // the plot has axes at its sides
   });
 
   test("one of which moves along go back in time, until somebody wants to see now", async () => {
