@@ -12,6 +12,7 @@ import type { PanelSignal } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Swatch } from "./legend.tsx";
 import type { PanelProps } from "./panel_props.ts";
+import { csvEntry, pngEntry } from "./saving.ts";
 import { historyOf, laneOf, samplesOf, shownText } from "./signal_data.ts";
 import { useThemeColours } from "./theme_colours.ts";
 import { timeGestures } from "./time_gestures.ts";
@@ -37,7 +38,21 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
   const above = narrow ? kNameAbove : 0;
   const pitch = kLane + above;
   const height = signals.length * pitch + kAxis;
-  menu.current = () => [];
+  const title = panel.title !== "" ? panel.title : t.panels.kinds.lanes;
+  menu.current = () => [
+    {
+      items: [
+        csvEntry(store, () => ({ title, signals, span: workspace.span() })),
+        pngEntry(store, workspace, () => ({
+          title,
+          signals,
+          span: workspace.span(),
+          canvases: [canvas.current],
+          colours: colours.current!,
+        })),
+      ],
+    },
+  ];
   useLayoutEffect(
     () => timeGestures(area.current!, workspace, () => ({ left: 0, width: area.current!.clientWidth }), selection.current!),
     [],
