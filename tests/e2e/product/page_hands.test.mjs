@@ -96,6 +96,36 @@ describe("a mouse", () => {
   });
 });
 
+describe("keys", () => {
+  test("find a signal, show it and go on into the list", async () => {
+    await open();
+    const names = () => texts(byId(page, "panel-chart").first().locator("[data-testid=legend-entry] .legend-name"));
+    const before = await names();
+    await page.keyboard.press("/");
+    await page.keyboard.type("Wheel.RearRight");
+    await byId(page, "signal-count").filter({ hasText: /^1 / }).waitFor();
+    await page.keyboard.press("Enter");
+    await until("it is shown", async () => (await names()).length > before.length);
+    assert.deepEqual(await names(), [...before, "Wheel.RearRight"]);
+    await page.keyboard.press("ArrowDown");
+    for (let row = 0; row < 2; row++) await page.keyboard.press("ArrowDown"); // its logger, its bus
+    assert.match(await page.evaluate(() => document.activeElement.textContent), /^Wheel.RearRight/);
+  });
+
+  test("are for the name of a panel, or of a marker, as soon as its box is open", async () => {
+    await open();
+    const chart = byId(page, "panel-chart").first();
+    await chart.locator(".panel-title-button").click();
+    await page.keyboard.type("Wheels");
+    await page.keyboard.press("Enter");
+    await chart.locator(".panel-title-button", { hasText: /^Wheels$/ }).waitFor();
+    await byId(page, "marker-named").click();
+    await page.keyboard.type("pothole");
+    await page.keyboard.press("Enter");
+    await byId(page, "marker-pending").filter({ hasText: "pothole" }).first().waitFor();
+  });
+});
+
 describe("fingers", () => {
   // Each finger goes from its first place to its last; places are parts of the plot's width.
   async function touch(fingers) {
