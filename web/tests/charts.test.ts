@@ -2,7 +2,7 @@ import assert from "node:assert/strict";
 import { describe, test } from "node:test";
 import { toCsv } from "../src/charts/export";
 import { blocks } from "../src/charts/lanes";
-import { axisNumber, computedNumber, duration, plainNumber } from "../src/charts/numbers";
+import { axisNumber, computedNumber, duration, groupedNumber, plainNumber } from "../src/charts/numbers";
 import { extent, gapsWithin, indexAtOrBefore } from "../src/charts/samples";
 import { drawSamples, type Frame, type LineStyle } from "../src/charts/series_path";
 import { SteadyScale } from "../src/charts/steady_scale";
@@ -138,15 +138,26 @@ describe("numbers", () => {
     );
   });
   test("that were computed keep about five digits", () => {
-    assert.deepEqual([null, 0, 12.34567, 1234.56, 123456.7, 1e12].map(computedNumber), [
+    assert.deepEqual([null, 0, 8.4, 12.34567, 1234.56, 123456.7, 1e12].map(computedNumber), [
       "–",
-      "0.0000",
+      "0",
+      "8.4",
       "12.346",
       "1234.6",
       "123457",
       "1.000e+12",
     ]);
     assert.deepEqual([12, 119.55, Infinity].map(plainNumber), ["12", "119.55", "–"]);
+  });
+  test("with many digits are read in groups of three", () => {
+    assert.deepEqual([0, 9999, 10000, -467666, 12345678.25, 1e21].map(groupedNumber), [
+      "0",
+      "9999",
+      "10\u202f000",
+      "-467\u202f666",
+      "12\u202f345\u202f678.25",
+      "1e+21",
+    ]);
   });
   test("of seconds have a unit that fits", () => {
     assert.deepEqual([0.0000042, 0.0123, 0.85, 12.4, 187, -3600].map(duration), [

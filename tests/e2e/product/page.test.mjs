@@ -4,7 +4,19 @@ import { mkdirSync } from "node:fs";
 import path from "node:path";
 import { after, afterEach, before, beforeEach, describe, test } from "node:test";
 import { launchBrowser, openPage } from "../../kit/js/browser.mjs";
-import { byId, changes, frames, isDrawing, openView, sawState, sendByHand, state, texts, watchStates } from "../../kit/js/live_page.mjs";
+import {
+  byId,
+  changes,
+  frames,
+  isDrawing,
+  openView,
+  sawState,
+  sendByHand,
+  standsStill,
+  state,
+  texts,
+  watchStates,
+} from "../../kit/js/live_page.mjs";
 import { kLoggers, Network } from "../../kit/js/network.mjs";
 import * as paths from "../../kit/js/paths.mjs";
 import { until } from "../../kit/js/wait.mjs";
@@ -60,6 +72,22 @@ describe("the page", () => {
     await shoot("page");
   });
 
+  test("leaves each of a bus's figures its place, however narrow the list is", async () => {
+    const view = await openView(page, "loads");
+    const figure = view.locator(".most-figure").first();
+    await figure.scrollIntoViewIfNeeded();
+    const boxes = await view.locator(".most-figure").evaluateAll((all) =>
+      all.map((one) => {
+        const { left, right, top, bottom } = one.getBoundingClientRect();
+        return { left, right, top, bottom, text: one.textContent };
+      }),
+    );
+    assert.ok(boxes.length > 1);
+    const over = (a, b) => a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
+    for (const [index, box] of boxes.entries())
+      for (const other of boxes.slice(index + 1)) assert.ok(!over(box, other), `"${box.text}" and "${other.text}" lie over each other`);
+  });
+
   test("shows who is in the network, and what loggers say of themselves only as text", async () => {
     const view = await openView(page, "network");
     await until("three loggers with their status", async () => {
@@ -97,7 +125,7 @@ describe("the page", () => {
     const marker = await page.locator("[data-testid=marker-pending]").first().getAttribute("title");
     assert.match(marker, /^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{6}$/);
     const view = await openView(page, "triggers");
-    await byId(view, "trigger-row").filter({ hasText: marker }).waitFor();
+    await view.locator(`[data-testid=trigger-row][data-marker="${marker}"]`).waitFor();
     await shoot("triggers");
   });
 
@@ -134,16 +162,7 @@ describe("the page", () => {
     const plot = byId(page, "plot").first();
     await isDrawing(page, plot);
     await byId(page, "pause").click();
-    const picture = () =>
-      plot
-        .locator("canvas")
-        .first()
-        .evaluate((canvas) => canvas.toDataURL());
-    await until("the curves stand still", async () => {
-      const before = await picture();
-      await page.evaluate(() => new Promise((resolve) => setTimeout(resolve, 400)));
-      return (await picture()) === before;
-    });
+    await standsStill(page, plot);
     await page.waitForTimeout(3_000); // more than any usual interval: values that were left out would be a gap
     await byId(page, "pause").click();
     await isDrawing(page, plot);

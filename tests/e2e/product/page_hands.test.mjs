@@ -2,7 +2,7 @@
 import assert from "node:assert/strict";
 import { after, afterEach, before, beforeEach, describe, test } from "node:test";
 import { launchBrowser, openPage } from "../../kit/js/browser.mjs";
-import { byId, isDrawing, state, texts } from "../../kit/js/live_page.mjs";
+import { byId, isDrawing, standsStill, state, texts } from "../../kit/js/live_page.mjs";
 import { kLoggers, Network } from "../../kit/js/network.mjs";
 import { until } from "../../kit/js/wait.mjs";
 
@@ -34,6 +34,36 @@ afterEach(async () => {
   assert.deepEqual(problems, []);
 });
 
+// Seconds that are seen.
+const seconds = () => page.evaluate(() => JSON.parse(localStorage.getItem("live-view.workspace")).seconds);
+
+// Where a part of the first chart's width is on the screen.
+async function placeOf(part) {
+  const { x, y, width, height } = await byId(page, "plot").first().boundingBox();
+  return { x: x + width * part, y: y + height / 2 };
+}
+
+// Places a cursor, "a" or "b", at a part of a chart's width.
+async function placeCursor(which, part) {
+  const { x, y } = await placeOf(part);
+  await page.mouse.move(x, y);
+  await page.keyboard.press(which);
+}
+
+// The seconds between the cursors.
+async function span() {
+  const shown = page.locator(".measure-span").first();
+  await until("both cursors", async () => /\d s$/.test(await shown.textContent()));
+  return Number(/([\d.]+) s$/.exec(await shown.textContent())[1]);
+}
+
+// Cursors at 0.3 and 0.6 of a chart's width, while the view stands still.
+async function placeCursors() {
+  await byId(page, "pause").click();
+  await placeCursor("a", 0.3);
+  await placeCursor("b", 0.6);
+}
+
 describe("a mouse", () => {
   test("drags a signal from the list into a chart, which draws it", async () => {
     await open();
@@ -51,12 +81,52 @@ describe("a mouse", () => {
     const value = chart.locator("[data-testid=legend-entry]", { hasText: name }).locator(".legend-value");
     await until("its value", async () => /\d/.test(await value.textContent()));
   });
+
+  test("drags a cursor to another time, and the measured values with it", async () => {
+    await open();
+    await placeCursors();
+    const before = await span();
+    const [from, to] = [await placeOf(0.3), await placeOf(0.5)];
+    await page.mouse.move(from.x, from.y);
+    await page.mouse.down();
+    await page.mouse.move(to.x, to.y, { steps: 5 });
+    await page.mouse.up();
+    await until("a third of the time", async () => Math.abs((await span()) - before / 3) < before / 20);
+    assert.equal(await seconds(), 30); // nothing was zoomed
+  });
+});
+
+describe("keys", () => {
+  test("find a signal, show it and go on into the list", async () => {
+    await open();
+    const names = () => texts(byId(page, "panel-chart").first().locator("[data-testid=legend-entry] .legend-name"));
+    const before = await names();
+    await page.keyboard.press("/");
+    await page.keyboard.type("Wheel.RearRight");
+    await byId(page, "signal-count").filter({ hasText: /^1 / }).waitFor();
+    await page.keyboard.press("Enter");
+    await until("it is shown", async () => (await names()).length > before.length);
+    assert.deepEqual(await names(), [...before, "Wheel.RearRight"]);
+    await page.keyboard.press("ArrowDown");
+    for (let row = 0; row < 2; row++) await page.keyboard.press("ArrowDown"); // its logger, its bus
+    assert.match(await page.evaluate(() => document.activeElement.textContent), /^Wheel.RearRight/);
+  });
+
+  test("are for the name of a panel, or of a marker, as soon as its box is open", async () => {
+    await open();
+    const chart = byId(page, "panel-chart").first();
+    await chart.locator(".panel-title-button").click();
+    await page.keyboard.type("Wheels");
+    await page.keyboard.press("Enter");
+    await chart.locator(".panel-title-button", { hasText: /^Wheels$/ }).waitFor();
+    await byId(page, "marker-named").click();
+    await page.keyboard.type("pothole");
+    await page.keyboard.press("Enter");
+    await byId(page, "marker-pending").filter({ hasText: "pothole" }).first().waitFor();
+  });
 });
 
 describe("fingers", () => {
-  // Seconds that are seen.
-  const seconds = () => page.evaluate(() => JSON.parse(localStorage.getItem("live-view.workspace")).seconds);
-
   // Each finger goes from its first place to its last; places are parts of the plot's width.
   async function touch(fingers) {
     const box = await byId(page, "plot").first().boundingBox();
@@ -85,20 +155,29 @@ describe("fingers", () => {
     await until("more time", async () => (await seconds()) > zoomed * 1.5);
   });
 
+  test("drag a cursor, which they need not hit exactly", async () => {
+    await open({ hasTouch: true });
+    await placeCursors();
+    const before = await span();
+    await touch([[0.31, 0.51]]);
+    await until("a third of the time", async () => Math.abs((await span()) - before / 3) < before / 8);
+    assert.equal(await seconds(), 30);
+  });
+
+  test("one of which moves along take the time axis with them", async () => {
+    await open({ hasTouch: true });
+    await byId(page, "pause").click();
+    await placeCursor("a", 0.9);
+    await touch([[0.3, 0.7]]);
+    await placeCursor("b", 0.9);
+    const moved = await span();
+    assert.ok(moved > 0.35 * 30 && moved < 0.55 * 30, `it moved by ${moved} s`); // the plot has axes at its sides
+  });
+
   test("one of which moves along go back in time, until somebody wants to see now", async () => {
     await open({ hasTouch: true });
     await touch([[0.3, 0.7]]);
-    const picture = () =>
-      byId(page, "plot")
-        .first()
-        .locator("canvas")
-        .first()
-        .evaluate((canvas) => canvas.toDataURL());
-    await until("the curves stand still", async () => {
-      const before = await picture();
-      await page.evaluate(() => new Promise((resolve) => setTimeout(resolve, 400)));
-      return (await picture()) === before;
-    });
+    await standsStill(page, byId(page, "plot").first());
     await page.keyboard.press("End");
     await isDrawing(page, byId(page, "plot").first());
   });

@@ -34,6 +34,13 @@ async function openWith(signals, kind = "table") {
   return page;
 }
 
+// What a panel saves under that entry of its menu.
+async function save(page, kind, item) {
+  await byId(page, `panel-${kind}`).getByTestId("panel-menu").click();
+  const [download] = await Promise.all([page.waitForEvent("download"), page.getByRole("menuitem", { name: item }).click()]);
+  return { name: download.suggestedFilename(), content: readFileSync(await download.path()) };
+}
+
 afterEach(async () => {
   await browser?.close();
   await network?.stop();
@@ -57,8 +64,12 @@ describe("a logger that is silent about its signals", () => {
     const page = await openWith(wanted);
     await state(page, "live");
     await until("a first value", async () => (await texts(byId(page, "signal-row").locator(".signal-value"))).length > 0, 30_000);
+    const view = await openView(page, "protocol");
+    await byId(view, "frame-filter").fill("sent");
     const markers = new Set();
+    const took = [];
     while (markers.size < 3) {
+      await view.getByRole("button", { name: "Clear" }).click();
       const asked = Date.now();
       await page.keyboard.press("m");
       const pending = page.locator("[data-testid=marker-pending]").first();
@@ -66,10 +77,19 @@ describe("a logger that is silent about its signals", () => {
         const [name, sent] = [await pending.getAttribute("title"), await pending.getAttribute("data-state")];
         return sent === "confirmed" && !markers.has(name) && markers.add(name);
       });
-      // A request in front of it may hold the logger up for two seconds, but never two of them.
-      const took = Date.now() - asked;
-      assert.ok(took < 3_900, `a marker took ${took} ms`);
+      took.push(Date.now() - asked);
+      // It passes all that waits; one other may have been handed over while the list was cleared.
+      let sent = [];
+      await until("it is among the frames", async () => {
+        sent = await texts(view.locator("[data-testid=frame][data-direction=sent] .frame-name"));
+        return sent.includes("set_trigger");
+      });
+      assert.ok([0, 1].includes(sent.indexOf("set_trigger")), `sent: ${sent.join(", ")}`);
     }
+    // A request in front of it may hold the logger up for two seconds, but never two of them. One of three may have met a
+    // machine that was busy.
+    const [, middle] = took.sort((a, b) => a - b);
+    assert.ok(middle < 3_900, `markers took ${took.join(", ")} ms`);
     // What came is shown, and who is missing is named.
     await page.getByText(kRear.name).first().waitFor();
   });
@@ -162,12 +182,7 @@ describe("a logger whose clock is an hour behind", () => {
     const [front, rear] = [kFront, behind].map(({ mac, name: logger }, index) => ({ name: names[index], mac, logger }));
     const page = await openWith([front, rear], "chart");
     await state(page, "live");
-    const panel = byId(page, "panel-chart");
-    const saved = async (item) => {
-      await panel.getByTestId("panel-menu").click();
-      const [download] = await Promise.all([page.waitForEvent("download"), page.getByRole("menuitem", { name: item }).click()]);
-      return readFileSync(await download.path());
-    };
+    const saved = async (item) => (await save(page, "chart", item)).content;
     let rows;
     await until(
       "ten values of each",
@@ -186,5 +201,43 @@ describe("a logger whose clock is an hour behind", () => {
     }
     const picture = await saved("Save as PNG");
     assert.equal(picture.toString("latin1", 1, 4), "PNG");
+  });
+});
+
+describe("what other panels than charts show", () => {
+  const names = ["Engine.Speed", "Transmission.Gear"];
+  const kinds = {
+    lanes: {
+      title: "State lanes",
+      head: /^time \(UTC\),time \[s\],logger stamp \[us\],Front: Engine.Speed \[1\/min\],Front: Transmission.Gear$/,
+    },
+    xy: {
+      title: "x-y chart",
+      head: /^time \(UTC\),time \[s\],logger stamp \[us\],Front: Engine.Speed \[1\/min\],Front: Transmission.Gear$/,
+    },
+    table: { title: "Table", head: /^Logger,Name,Value,Unit,Description,logger stamp \[us\],/, rows: 2 },
+  };
+
+  test("is saved as values and, where it is a picture, as one", async () => {
+    await start({ loggers: [kFront] });
+    for (const [kind, { title, head, rows = 4 }] of Object.entries(kinds)) {
+      const page = await openWith(
+        names.map((name) => ({ name, mac: kFront.mac, logger: kFront.name })),
+        kind,
+      );
+      await state(page, "live");
+      let lines;
+      let name;
+      await until(`values in ${kind}`, async () => {
+        const saved = await save(page, kind, "Save as CSV");
+        ({ name } = saved);
+        lines = saved.content.toString("utf8").trimEnd().split("\r\n");
+        return lines.length >= rows + 1 && lines.slice(1).some((line) => /neutral|first|second|third|fourth|fifth|sixth/.test(line));
+      });
+      assert.match(lines[0], head);
+      assert.match(name, new RegExp(`^${title} \\d{4}-\\d\\d-\\d\\d \\d{6}\\.csv$`));
+      if (kind !== "table") assert.equal((await save(page, kind, "Save as PNG")).content.toString("latin1", 1, 4), "PNG");
+      await page.close();
+    }
   });
 });

@@ -1,5 +1,6 @@
 // What tests do on the page: wait for what it shows, by the marks that its elements carry for tests.
 import assert from "node:assert/strict";
+import { until } from "./wait.mjs";
 
 const kFirstSight = 60_000; // ms until a page has to show live data; machines may be busy
 
@@ -77,16 +78,26 @@ export async function changes(page, locator, count = 2, timeout = kFirstSight) {
   );
 }
 
+const picture = (locator) =>
+  locator
+    .locator("canvas")
+    .first()
+    .evaluate((canvas) => canvas.toDataURL());
+
 // Whether the picture of a canvas changes: a curve that moves.
 export async function isDrawing(page, locator, timeout = kFirstSight) {
-  const picture = () =>
-    locator
-      .locator("canvas")
-      .first()
-      .evaluate((canvas) => canvas.toDataURL());
-  const first = await picture();
+  const first = await picture(locator);
   const deadline = Date.now() + timeout;
-  while ((await picture()) === first) assert.ok(Date.now() < deadline, "the chart does not move");
+  while ((await picture(locator)) === first) assert.ok(Date.now() < deadline, "the chart does not move");
+}
+
+// Waits until the picture of a canvas stays as it is for several of the frames in which curves are drawn.
+export async function standsStill(page, locator) {
+  await until("the curves stand still", async () => {
+    const before = await picture(locator);
+    await page.evaluate(() => new Promise((resolve) => setTimeout(resolve, 400)));
+    return (await picture(locator)) === before;
+  });
 }
 
 export const texts = (locator) => locator.evaluateAll((all) => all.map((one) => one.textContent));

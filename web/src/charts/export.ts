@@ -13,7 +13,7 @@ export interface CsvColumn {
 /// One row for each time at which any column has a point; a column without one at that time stays empty. `x` is seconds
 /// on the network's time base; the stamp is that of the first column that has a point there.
 export function toCsv(columns: readonly CsvColumn[]): string {
-  const lines = [["time (UTC)", "time [s]", "logger stamp [us]", ...columns.map(({ title }) => title)].map(field).join(",")];
+  const lines = [["time (UTC)", "time [s]", "logger stamp [us]", ...columns.map(({ title }) => title)].map(csvField).join(",")];
   const next = columns.map(() => 0);
   for (;;) {
     let time = Infinity;
@@ -27,15 +27,15 @@ export function toCsv(columns: readonly CsvColumn[]): string {
       if (column.x[at] !== time) return "";
       ++next[index]!;
       stamp ||= String(column.stamp[at]);
-      return field(column.text(at));
+      return csvField(column.text(at));
     });
     lines.push([isoMicroseconds(time), time.toFixed(6), stamp, ...cells].join(","));
   }
   return `${lines.join("\r\n")}\r\n`;
 }
 
-// Texts that a spreadsheet would take for a formula get a leading apostrophe; numbers do not.
-function field(text: string): string {
+/// A field of a file of values. Texts that a spreadsheet would take for a formula get a leading apostrophe; numbers do not.
+export function csvField(text: string): string {
   const safe = /^[=+\-@\t\r]/.test(text) && Number.isNaN(Number(text)) ? `'${text}` : text;
   return /[",\r\n]/.test(safe) ? `"${safe.replaceAll('"', '""')}"` : safe;
 }

@@ -1,5 +1,6 @@
 // What fingers, mouse and wheel do on a time axis, also while data comes in: drag selects what to zoom into, drag with
-// Shift, the middle button or one finger moves along, wheel and two fingers zoom, a double click returns to now.
+// Shift, the middle button or one finger moves along, wheel and two fingers zoom, a double click returns to now. What can
+// be held, a cursor, is dragged instead.
 
 /// Places are CSS pixels from the left edge of the element; the receiver knows which times they are.
 export interface GestureReceiver {
@@ -16,9 +17,13 @@ export interface GestureReceiver {
   /// A short click or tap. `second`: with Shift or Alt.
   click(left: number, second: boolean): void;
   reset(): void;
+  /// What lies within `reach` pixels of the place and can be held: takes it to another place. null: nothing.
+  grip(left: number, reach: number): ((left: number) => void) | null;
 }
 
 const kLeastDrag = 5;
+const kReach = 6; // of a mouse
+const kFingerReach = 24;
 
 /// Listens on an element until `stop` is called.
 export class Gestures {
@@ -26,7 +31,8 @@ export class Gestures {
   readonly #receiver: GestureReceiver;
   readonly #stop = new AbortController();
   readonly #touches = new Map<number, number>();
-  #mode: "none" | "select" | "pan" | "pinch" = "none";
+  #mode: "none" | "select" | "pan" | "pinch" | "hold" = "none";
+  #held: ((left: number) => void) | null = null;
   #start = 0;
   #last = 0;
   #moved = false;
@@ -55,10 +61,12 @@ export class Gestures {
 
   #down(event: PointerEvent): void {
     const left = this.#left(event);
+    this.#held = event.button === 0 && !event.shiftKey ? this.#receiver.grip(left, reachOf(event)) : null;
     if (event.pointerType === "touch") {
       this.#touches.set(event.pointerId, left);
-      this.#mode = this.#touches.size > 1 ? "pinch" : "pan";
-    } else if (event.button === 1 || (event.button === 0 && event.shiftKey)) {
+      this.#mode = this.#touches.size > 1 ? "pinch" : this.#held !== null ? "hold" : "pan";
+    } else if (this.#held !== null) this.#mode = "hold";
+    else if (event.button === 1 || (event.button === 0 && event.shiftKey)) {
       event.preventDefault();
       this.#mode = "pan";
     } else if (event.button === 0) this.#mode = "select";
@@ -72,6 +80,7 @@ export class Gestures {
     const left = this.#left(event);
     this.#moved ||= this.#mode !== "none" && Math.abs(left - this.#start) >= kLeastDrag;
     if (this.#mode === "pinch") this.#pinch(event.pointerId, left);
+    else if (this.#mode === "hold" && this.#moved) this.#held?.(left);
     else if (this.#mode === "pan" && this.#moved) {
       this.#receiver.pan(left - this.#last);
       this.#last = left;
@@ -79,7 +88,13 @@ export class Gestures {
       this.#receiver.selecting({ from: Math.min(this.#start, left), to: Math.max(this.#start, left) });
     }
     if (event.pointerType === "touch") this.#touches.set(event.pointerId, left);
-    else this.#receiver.hover(left);
+    else this.#rest(left);
+  }
+
+  // The mouse rests there, or moves something.
+  #rest(left: number): void {
+    this.#receiver.hover(left);
+    if (this.#mode === "none") this.#element.style.cursor = this.#receiver.grip(left, kReach) === null ? "" : "ew-resize";
   }
 
   #pinch(moving: number, left: number): void {
@@ -116,4 +131,8 @@ export class Gestures {
       this.#receiver.pan(-(event.deltaX || event.deltaY) * lines);
     } else this.#receiver.zoom(this.#left(event), Math.exp(event.deltaY * lines * 0.0015));
   }
+}
+
+function reachOf(event: PointerEvent): number {
+  return event.pointerType === "touch" ? kFingerReach : kReach;
 }

@@ -19,6 +19,8 @@ export interface LaneArea {
   readonly left: number;
   readonly width: number;
   readonly laneHeight: number;
+  /// Room above each lane, for its name; 0 without one.
+  readonly above?: number;
 }
 
 export const kLaneFont = '11px "Inter Variable", system-ui, sans-serif';
@@ -35,7 +37,8 @@ export function drawLanes(
   pen.font = kLaneFont;
   pen.textBaseline = "middle";
   lanes.forEach((lane, row) => {
-    const top = row * area.laneHeight + 2;
+    const above = area.above ?? 0;
+    const top = row * (area.laneHeight + above) + above + 2;
     pen.fillStyle = colours.grid;
     pen.globalAlpha = 0.5;
     pen.fillRect(area.left, top, area.width, area.laneHeight - 4);

@@ -28,13 +28,20 @@ function isQuarter(step: number): boolean {
   return Math.abs(digits - 2.5) < 1e-6;
 }
 
-/// A computed value, a mean for instance, with about five telling digits.
+/// A computed value, a mean for instance, with about five telling digits and no zeros behind them.
 export function computedNumber(value: number | null): string {
   if (value === null || !Number.isFinite(value)) return "–";
   const size = Math.abs(value);
   if (size !== 0 && (size >= 1e9 || size < 1e-4)) return value.toExponential(3);
   const decimals = size >= 10000 ? 0 : size >= 1000 ? 1 : size >= 100 ? 2 : size >= 1 ? 3 : 4;
-  return value.toFixed(decimals);
+  return String(Number(value.toFixed(decimals)));
+}
+
+/// A whole or broken number whose long row of digits is read in groups: "467 666".
+export function groupedNumber(value: number): string {
+  const text = String(value);
+  const digits = /^-?\d{5,}/.exec(text)?.[0];
+  return digits === undefined ? text : digits.replace(/\B(?=(\d{3})+$)/g, "\u202f") + text.slice(digits.length);
 }
 
 /// A value with as many digits as it has, six at most.

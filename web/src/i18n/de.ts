@@ -381,6 +381,7 @@ export const de: Texts = {
     drag: "Ziehen: in einen Abschnitt zoomen",
     shiftDrag: "Umschalt + Ziehen: verschieben",
     wheel: "Rad: zoomen, Umschalt + Rad: verschieben",
+    cursorDrag: "Umschalt + Klick: Messlinie setzen, dann ziehen",
     doubleClick: "Doppelklick: zurück zu jetzt",
     mouse: "In Diagrammen",
     space: "Leertaste",

@@ -373,6 +373,7 @@ export const en = {
     drag: "Drag: zoom into a stretch",
     shiftDrag: "Shift + drag: move along",
     wheel: "Wheel: zoom, Shift + wheel: move along",
+    cursorDrag: "Shift + click: place a cursor, then drag it",
     doubleClick: "Double click: back to now",
     mouse: "In charts",
     space: "Space",

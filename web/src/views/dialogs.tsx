@@ -27,7 +27,7 @@ export function KeysDialog() {
       </dl>
       <h3>{t.keys.mouse}</h3>
       <ul class="keys-mouse">
-        {[t.keys.drag, t.keys.shiftDrag, t.keys.wheel, t.keys.doubleClick].map((line) => (
+        {[t.keys.drag, t.keys.shiftDrag, t.keys.wheel, t.keys.cursorDrag, t.keys.doubleClick].map((line) => (
           <li key={line}>{line}</li>
         ))}
       </ul>

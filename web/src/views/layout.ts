@@ -54,3 +54,19 @@ export function moved(panels: readonly Panel[], id: string, before: string | nul
   rest.splice(place < 0 ? rest.length : place, 0, panel);
   return rest;
 }
+
+const kTile = { width: 152, height: 96 }; // CSS pixels that a big number needs
+
+/// In how many columns `count` big numbers stand in a panel so that they become largest. A number's size follows the height
+/// of its tile, and the width: some four digits and a unit have to fit.
+export function tileColumns(count: number, { width, height }: { readonly width: number; readonly height: number }): number {
+  const most = Math.max(1, Math.min(count, Math.floor(width / kTile.width)));
+  let best = { columns: most, size: 0 };
+  for (let columns = most; columns >= 1; --columns) {
+    const tileHeight = height / Math.ceil(count / columns);
+    if (tileHeight < kTile.height && columns < most) break; // they would have to be scrolled
+    const size = Math.min(0.44 * tileHeight, (0.17 * width) / columns);
+    if (size > best.size) best = { columns, size };
+  }
+  return best.columns;
+}

@@ -5,7 +5,7 @@ import type { PendingMarker } from "../store/model.ts";
 import { useStore, useWorkspace } from "./context.ts";
 import { markerName } from "./marker_name.ts";
 import { Button } from "./ui/button.tsx";
-import { useDismiss } from "./ui/hooks.ts";
+import { useDismiss, useFocus } from "./ui/hooks.ts";
 import { Icon } from "./ui/icons.tsx";
 
 export function MarkerButton() {
@@ -62,6 +62,8 @@ function NamedMarkers({ close }: { close: () => void }) {
   const workspace = useWorkspace();
   const t = texts();
   const [name, setName] = useState("");
+  const input = useRef<HTMLInputElement>(null);
+  useFocus(input);
   const set = (text: string) => {
     close();
     store.setMarker(text);
@@ -77,7 +79,7 @@ function NamedMarkers({ close }: { close: () => void }) {
       >
         <input
           type="text"
-          autofocus
+          ref={input}
           maxLength={120}
           aria-label={t.marker.name}
           placeholder={t.marker.name}

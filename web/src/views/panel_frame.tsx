@@ -15,6 +15,7 @@ import { TablePanel } from "./panels/table_panel.tsx";
 import { XyPanel } from "./panels/xy_panel.tsx";
 import { kPanelIcons } from "./toolbar.tsx";
 import { Icon } from "./ui/icons.tsx";
+import { useFocus } from "./ui/hooks.ts";
 import { MenuButton, type MenuGroup } from "./ui/menu.tsx";
 import { Nothing } from "./ui/states.tsx";
 
@@ -153,36 +154,46 @@ function arrange(store: Store, panels: readonly Panel[]): void {
 
 function PanelTitle({ panel, title }: { panel: Panel; title: string }) {
   const store = useStore();
-  const t = texts();
   const [editing, setEditing] = useState(false);
   const done = (text: string) => {
     setEditing(false);
     if (text.trim() !== panel.title) store.changePanel(panel.id, { title: text.trim() });
   };
-  if (editing) {
-    return (
-      <input
-        class="panel-title-edit"
-        type="text"
-        autofocus
-        maxLength={80}
-        aria-label={t.panels.title}
-        value={panel.title}
-        placeholder={title}
-        onBlur={(event) => done(event.currentTarget.value)}
-        onKeyDown={(event) => {
-          if (event.key === "Enter") done(event.currentTarget.value);
-          if (event.key === "Escape") setEditing(false);
-        }}
-      />
-    );
-  }
+  if (editing) return <TitleEdit panel={panel} title={title} done={done} cancel={() => setEditing(false)} />;
   return (
     <h2 class="panel-title" title={title}>
       <button type="button" class="panel-title-button" onClick={() => setEditing(true)}>
         {title}
       </button>
     </h2>
+  );
+}
+
+interface EditProps {
+  readonly panel: Panel;
+  readonly title: string;
+  readonly done: (text: string) => void;
+  readonly cancel: () => void;
+}
+
+function TitleEdit({ panel, title, done, cancel }: EditProps) {
+  const input = useRef<HTMLInputElement>(null);
+  useFocus(input);
+  return (
+    <input
+      class="panel-title-edit"
+      type="text"
+      ref={input}
+      maxLength={80}
+      aria-label={texts().panels.title}
+      value={panel.title}
+      placeholder={title}
+      onBlur={(event) => done(event.currentTarget.value)}
+      onKeyDown={(event) => {
+        if (event.key === "Enter") done(event.currentTarget.value);
+        if (event.key === "Escape") cancel();
+      }}
+    />
   );
 }
 

@@ -1,6 +1,6 @@
 // All signals of the network at the side: searched as one types, shown by a click, dragged into a panel or put there by
 // a menu.
-import { useMemo, useState } from "preact/hooks";
+import { useMemo, useRef, useState } from "preact/hooks";
 import { curveColour } from "../charts/palette.ts";
 import { texts } from "../i18n/texts.ts";
 import type { CatalogueEntry, SignalId } from "../store/model.ts";
@@ -34,6 +34,8 @@ export function Sidebar() {
 
 export function SignalList() {
   const store = useStore();
+  const workspace = useWorkspace();
+  const root = useRef<HTMLElement>(null);
   const t = texts();
   const [typed, setTyped] = useState("");
   const [onlyShown, setOnlyShown] = useState(false);
@@ -43,13 +45,24 @@ export function SignalList() {
   const only = useMemo(() => (onlyShown ? new Set(runs.keys()) : null), [onlyShown, onlyShown ? runs : null]);
   const found = useMemo(() => matching(entries, typed, only), [entries, typed, only]);
   const rows = useMemo(() => toRows(found, typed === "" ? closed : new Set()), [found, closed, typed]);
+  // From the search on by keys: Enter shows the first hit, the arrow goes into the list.
+  const searchKey = (event: KeyboardEvent) => {
+    if (event.key === "Escape") setTyped("");
+    else if (event.key === "Enter") {
+      const hit = rows.find((row) => row.type === "signal");
+      if (typed !== "" && hit?.type === "signal" && !runs.has(hit.entry.id)) showSignal(store, workspace, hit.entry.id);
+    } else if (event.key === "ArrowDown") {
+      event.preventDefault();
+      root.current!.querySelector<HTMLElement>("[data-stop]")?.focus();
+    }
+  };
   const toggle = (key: string) => {
     const next = new Set(closed);
     if (!next.delete(key)) next.add(key);
     setClosed(next);
   };
   return (
-    <section class="signals" aria-label={t.regions.signals}>
+    <section class="signals" ref={root} aria-label={t.regions.signals}>
       <div class="search">
         <Icon name="search" />
         <input
@@ -62,7 +75,7 @@ export function SignalList() {
           placeholder={t.signals.search}
           value={typed}
           onInput={(event) => setTyped(event.currentTarget.value)}
-          onKeyDown={(event) => event.key === "Escape" && setTyped("")}
+          onKeyDown={(event) => searchKey(event)}
         />
         <kbd class="search-key" aria-hidden="true">
           /

@@ -5,6 +5,7 @@ import type { Span } from "../charts/samples.ts";
 import type { Theme } from "../charts/palette.ts";
 import { language } from "../i18n/texts.ts";
 import type { Store } from "../store/model.ts";
+import type { Comment } from "./dock/recorder.ts";
 
 export type DockTab = "network" | "loads" | "triggers" | "audio" | "monitor" | "setups" | "protocol";
 export type ThemeChoice = Theme | "system";
@@ -36,6 +37,8 @@ export class Workspace {
   readonly maximized = signal<string | null>(null);
   readonly dialog = signal<"keys" | "presets" | null>(null);
   readonly keysEnabled = signal(true);
+  /// What has been spoken or chosen and not been sent: it outlives the tool that is closed meanwhile.
+  readonly comment = signal<Comment | null>(null);
   /// The marker for which a comment is spoken or chosen.
   readonly commentFor = signal("");
   readonly theme: ReadonlySignal<Theme>;

@@ -47,13 +47,15 @@ function NewComment() {
   const t = texts();
   const [recording, setRecording] = useState<Recording | null>(null);
   const [refused, setRefused] = useState(false);
-  const [comment, setComment] = useState<Comment | null>(null);
+  const comment = workspace.comment.value;
   const chooser = useRef<HTMLInputElement>(null);
   const seconds = () => store.now();
+  const keep = (spoken: Comment) => (workspace.comment.value = spoken);
   const { upload } = store.audio.value;
   const address = useMemo(() => (comment === null ? "" : URL.createObjectURL(comment.file)), [comment]);
   useEffect(() => () => URL.revokeObjectURL(address), [address]);
-  useEffect(() => () => recording?.discard(), [recording]);
+  // Who closes the tool while speaking finds what was spoken when it is opened again.
+  useEffect(() => () => void recording?.stop(seconds).then(keep), [recording]);
   const begin = async () => {
     try {
       setRecording(await Recording.start(seconds));
@@ -66,7 +68,7 @@ function NewComment() {
     if (comment === null) return;
     const from = Math.floor(comment.from);
     store.uploadAudio(comment.file, comment.name, workspace.commentFor.value, from, Math.max(from + 1, Math.ceil(comment.to)));
-    setComment(null);
+    workspace.comment.value = null;
   };
   return (
     <section class="comment" aria-label={t.audio.comment}>
@@ -79,16 +81,7 @@ function NewComment() {
                 {t.audio.record}
               </Button>
             ) : (
-              <Button
-                icon="stop"
-                kind="danger"
-                label={t.audio.stop}
-                testid="record-stop"
-                onClick={async () => {
-                  setComment(await recording.stop(seconds));
-                  setRecording(null);
-                }}
-              >
+              <Button icon="stop" kind="danger" label={t.audio.stop} testid="record-stop" onClick={() => setRecording(null)}>
                 {t.audio.stop}
               </Button>
             ))}
@@ -105,7 +98,12 @@ function NewComment() {
               const file = event.currentTarget.files?.[0];
               const now = seconds();
               if (file !== undefined)
-                setComment({ file, name: file.name, from: Number.isFinite(now) ? now : 0, to: Number.isFinite(now) ? now : 0 });
+                workspace.comment.value = {
+                  file,
+                  name: file.name,
+                  from: Number.isFinite(now) ? now : 0,
+                  to: Number.isFinite(now) ? now : 0,
+                };
               event.currentTarget.value = "";
             }}
           />
@@ -125,7 +123,7 @@ function NewComment() {
             <Button kind="primary" label={t.audio.send} testid="audio-send" disabled={upload.type === "uploading"} onClick={send}>
               {t.audio.send}
             </Button>
-            <Button kind="outlined" label={t.audio.discard} onClick={() => setComment(null)}>
+            <Button kind="outlined" label={t.audio.discard} onClick={() => (workspace.comment.value = null)}>
               {t.audio.discard}
             </Button>
           </div>

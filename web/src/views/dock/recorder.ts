@@ -39,10 +39,13 @@ export class Recording {
 
   async stop(clock: () => number): Promise<Comment> {
     const to = clock();
-    await new Promise((done) => {
-      this.#recorder.addEventListener("stop", done, { once: true });
-      this.#recorder.stop();
-    });
+    // A microphone that was taken away has ended it already.
+    if (this.#recorder.state !== "inactive") {
+      await new Promise((done) => {
+        this.#recorder.addEventListener("stop", done, { once: true });
+        this.#recorder.stop();
+      });
+    }
     this.discard();
     const type = this.#recorder.mimeType;
     const extension = type.includes("ogg") ? "ogg" : type.includes("mp4") ? "m4a" : "webm";

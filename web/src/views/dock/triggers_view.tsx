@@ -1,6 +1,7 @@
 // The markers of all loggers, newest first, in the logger's and in the browser's time.
 import { texts } from "../../i18n/texts.ts";
 import type { TriggerEvent } from "../../store/model.ts";
+import { markerName } from "../marker_name.ts";
 import { networkClock, useStore, useWorkspace, zoneClock } from "../context.ts";
 import { rowHeight } from "../signal_list.tsx";
 import { Button } from "../ui/button.tsx";
@@ -55,8 +56,11 @@ function Row({ event }: { event: TriggerEvent }) {
   const t = texts();
   const clock = event.timeZone !== "" ? zoneClock(event.timeZone) : networkClock(store);
   const browser = zoneClock(kBrowserZone);
+  const name = (marker: string) => markerName(marker) || t.triggers.marker;
+  // The time that is part of a marker stands below anyway.
+  const also = [...new Set(event.also.map(name))].filter((other) => other !== name(event.marker));
   return (
-    <div class="trigger" data-testid="trigger-row">
+    <div class="trigger" data-testid="trigger-row" data-marker={event.marker}>
       <button
         type="button"
         data-stop
@@ -65,8 +69,8 @@ function Row({ event }: { event: TriggerEvent }) {
         onClick={() => workspace.show(event.x)}
       >
         <span class="trigger-marker">
-          {event.marker}
-          {event.also.length > 0 && <span class="muted"> · {event.also.join(" · ")}</span>}
+          {name(event.marker)}
+          {also.length > 0 && <span class="muted"> · {also.join(" · ")}</span>}
         </span>
         <span class="trigger-times figures">
           <span title={`${t.triggers.loggerTime} (${clock.zone})`}>

@@ -1,7 +1,6 @@
 // A chart of several signals: curves above, states in lanes below, all on one time axis.
 import { useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
 import { preparePen } from "../../charts/canvas.ts";
-import { download, toCsv, toPng } from "../../charts/export.ts";
 import { drawLanes } from "../../charts/lanes.ts";
 import { curveColour, curveDash, readColours, type ChartColours } from "../../charts/palette.ts";
 import { TimeChart, type Trace } from "../../charts/time_chart.ts";
@@ -14,7 +13,8 @@ import { Nothing } from "../ui/states.tsx";
 import { Legend } from "./legend.tsx";
 import { MeasureTable } from "./measure_table.tsx";
 import type { PanelProps } from "./panel_props.ts";
-import { columnOf, historyOf, laneOf, samplesOf } from "./signal_data.ts";
+import { csvEntry, pngEntry } from "./saving.ts";
+import { historyOf, laneOf, samplesOf } from "./signal_data.ts";
 import { useThemeColours } from "./theme_colours.ts";
 import { timeGestures } from "./time_gestures.ts";
 
@@ -133,8 +133,14 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   menu.current = () => [
     {
       items: [
-        { label: t.panels.csv, icon: "download", action: () => saveCsv() },
-        { label: t.panels.png, icon: "download", action: () => void savePng() },
+        csvEntry(store, () => ({ title, signals, span: workspace.span() })),
+        pngEntry(store, workspace, () => ({
+          title,
+          signals,
+          span: workspace.span(),
+          canvases: [chart.current?.canvas, lanes.current],
+          colours: colours.current!,
+        })),
       ],
     },
     {
@@ -148,28 +154,6 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
     },
     { items: [{ label: t.panels.steps, checked: asSteps, action: () => setOptions(store, panel, { steps: !asSteps }) }] },
   ];
-  const saveCsv = () => {
-    const span = workspace.span();
-    const columns = signals.flatMap((signal) => {
-      const history = historyOf(store, signal);
-      return history === null ? [] : [columnOf(history, signal, span)];
-    });
-    download(new Blob([toCsv(columns)], { type: "text/csv" }), `${title} ${stamp()}.csv`);
-  };
-  const savePng = async () => {
-    const labels = signals.map(({ name, unit, colour }) => ({
-      text: unit === "" ? name : `${name} [${unit}]`,
-      colour: curveColour(workspace.theme.value, colour),
-    }));
-    const canvases = [chart.current?.canvas, lanes.current].filter((canvas): canvas is HTMLCanvasElement => canvas != null);
-    const picture = await toPng(title, labels, canvases, colours.current!);
-    if (picture !== null) download(picture, `${title} ${stamp()}.png`);
-  };
-  const stamp = () => {
-    const clock = networkClock(store);
-    const x = workspace.span().to;
-    return `${clock.date(x)} ${clock.time(x).replaceAll(":", "")}`;
-  };
 
   return (
     <div class="chart-panel">

@@ -12,25 +12,47 @@ import type { PanelSignal } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Swatch } from "./legend.tsx";
 import type { PanelProps } from "./panel_props.ts";
+import { csvEntry, pngEntry } from "./saving.ts";
 import { historyOf, laneOf, samplesOf, shownText } from "./signal_data.ts";
 import { useThemeColours } from "./theme_colours.ts";
 import { timeGestures } from "./time_gestures.ts";
 
 const kLane = 32;
+/// Panels narrower than that have names above the lanes instead of beside them. CSS pixels.
+const kRoomBeside = 480;
+const kNameAbove = 24;
 const kAxis = 24;
 
 export function LanesPanel({ panel, signals, menu }: PanelProps) {
   const store = useStore();
   const workspace = useWorkspace();
   const t = texts();
+  const whole = useRef<HTMLDivElement>(null);
   const area = useRef<HTMLDivElement>(null);
   const canvas = useRef<HTMLCanvasElement>(null);
   const selection = useRef<HTMLDivElement>(null);
   const colours = useRef<ChartColours | null>(null);
   const { width } = useSize(area);
   const theme = workspace.theme.value;
-  const height = signals.length * kLane + kAxis;
-  menu.current = () => [];
+  const narrow = useSize(whole).width < kRoomBeside;
+  const above = narrow ? kNameAbove : 0;
+  const pitch = kLane + above;
+  const height = signals.length * pitch + kAxis;
+  const title = panel.title !== "" ? panel.title : t.panels.kinds.lanes;
+  menu.current = () => [
+    {
+      items: [
+        csvEntry(store, () => ({ title, signals, span: workspace.span() })),
+        pngEntry(store, workspace, () => ({
+          title,
+          signals,
+          span: workspace.span(),
+          canvases: [canvas.current],
+          colours: colours.current!,
+        })),
+      ],
+    },
+  ];
   useLayoutEffect(
     () => timeGestures(area.current!, workspace, () => ({ left: 0, width: area.current!.clientWidth }), selection.current!),
     [],
@@ -47,13 +69,19 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
       colour: curveColour(workspace.theme.value, signal.colour),
     }));
     const lanes = histories.map(({ history, colour }) => ({ data: history?.discrete === true ? laneOf(history, span) : null, colour }));
-    drawLanes(pen, { left: 0, width, laneHeight: kLane }, span, now, lanes, colours.current);
+    drawLanes(pen, { left: 0, width, laneHeight: kLane, above }, span, now, lanes, colours.current);
     histories.forEach(({ history, colour }, row) => {
       if (history === null || history.discrete) return;
-      drawSmallCurve(pen, samplesOf(history, span), { span, left: 0, width, top: row * kLane + 5, height: kLane - 10 }, colour, now);
+      drawSmallCurve(
+        pen,
+        samplesOf(history, span),
+        { span, left: 0, width, top: row * pitch + above + 5, height: kLane - 10 },
+        colour,
+        now,
+      );
     });
-    drawAxis(pen, span, width, signals.length * kLane);
-    drawHair(pen, span, signals.length * kLane);
+    drawAxis(pen, span, width, signals.length * pitch);
+    drawHair(pen, span, signals.length * pitch);
   };
   const drawAxis = (pen: CanvasRenderingContext2D, span: Span, across: number, top: number) => {
     const clock = networkClock(store);
@@ -92,10 +120,10 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
       workspace.cursors.value;
     },
     draw,
-    [width, panel, theme, signals.length],
+    [width, panel, theme, signals.length, narrow],
   );
   return (
-    <div class="lanes-panel">
+    <div class={`lanes-panel ${narrow ? "narrow" : ""}`} ref={whole}>
       <ul class="lane-names">
         {signals.map((signal) => (
           <LaneName key={signal.key} signal={signal} />

@@ -1,5 +1,6 @@
-// How busy every bus of every logger is: a bar with its peak, the last minutes, MOST's figures and GPS.
+// How busy every bus of every logger is: a bar with its peak, the last minute, MOST's figures and GPS.
 import { useMemo, useRef } from "preact/hooks";
+import { groupedNumber } from "../../charts/numbers.ts";
 import { drawSparkline } from "../../charts/sparkline.ts";
 import { texts } from "../../i18n/texts.ts";
 import type { BusesState, BusState, GpsState } from "../../store/model.ts";
@@ -34,8 +35,7 @@ export function LoadsPanel({ menu }: { menu?: PanelProps["menu"] }) {
       },
     ];
   }
-  const rows = useMemo(() => toRows(state), [state]);
-  if (rows.length === 0) {
+  if (state.buses.length === 0 && state.gps.length === 0) {
     if (!state.running && state.complete) {
       return (
         <Nothing icon="loads" text={t.loads.stopped}>
@@ -62,18 +62,33 @@ export function LoadsPanel({ menu }: { menu?: PanelProps["menu"] }) {
           </Button>
         </div>
       )}
+      <LoadList state={state} />
+    </div>
+  );
+}
+
+/// Where less room is than that, a row holds one of MOST's figures.
+const kRoomForTwo = 420; // CSS pixels; the style sheet has the same
+
+function LoadList({ state }: { state: BusesState }) {
+  const box = useRef<HTMLDivElement>(null);
+  const { width } = useSize(box);
+  const inRow = width < kRoomForTwo ? 1 : 2;
+  const rows = useMemo(() => toRows(state, inRow), [state, inRow]);
+  return (
+    <div class="loads-list" ref={box}>
       <VirtualList
         rows={rows}
         rowHeight={Math.min(32, rowHeight())}
         rowKey={({ key }) => key}
-        label={t.panels.kinds.loads}
+        label={texts().panels.kinds.loads}
         render={(row) => <RowView row={row} />}
       />
     </div>
   );
 }
 
-function toRows(state: BusesState): Row[] {
+function toRows(state: BusesState, figuresInRow: number): Row[] {
   const loggers = [...new Set([...state.buses, ...state.gps].map(({ logger }) => logger))];
   return loggers.flatMap((name): Row[] => [
     { type: "logger", key: `logger ${name}`, name },
@@ -81,7 +96,9 @@ function toRows(state: BusesState): Row[] {
       .filter(({ logger }) => logger === name)
       .flatMap((bus): Row[] => [
         { type: "bus", key: bus.id, bus },
-        ...chunks(bus.most?.figures ?? [], 2).map((figures, index): Row => ({ type: "most", key: `${bus.id} ${index}`, figures })),
+        ...chunks(bus.most?.figures ?? [], figuresInRow).map(
+          (figures, index): Row => ({ type: "most", key: `${bus.id} ${index}`, figures }),
+        ),
       ]),
     ...state.gps.filter(({ logger }) => logger === name).map((gps): Row => ({ type: "gps", key: `gps ${name} ${gps.name}`, gps })),
   ]);
@@ -109,8 +126,7 @@ function RowView({ row }: { row: Row }) {
         <div class="load-most">
           {row.figures.map(([name, value]) => (
             <span class="most-figure" key={name}>
-              <span class="muted">{t.loads.most[name] ?? name}</span>{" "}
-              <span class="figures">{value.toLocaleString("en").replaceAll(",", " ")}</span>
+              <span class="muted">{t.loads.most[name] ?? name}</span> <span class="figures">{groupedNumber(value)}</span>
             </span>
           ))}
         </div>
@@ -162,7 +178,9 @@ function BusRow({ bus }: { bus: BusState }) {
               <span class="load-peak" title={`${t.loads.peak}: ${bus.peak} ${bus.unit}`} style={{ left: part(bus.peak) }} />
             )}
           </span>
-          <span class="load-value figures">{bus.load === null ? <span class="muted">{t.loads.unknown}</span> : bus.load}</span>
+          <span class="load-value figures">
+            {bus.load === null ? <span class="muted">{t.loads.unknown}</span> : groupedNumber(bus.load)}
+          </span>
           <span class="load-unit unit">{bus.load === null ? "" : bus.unit}</span>
         </>
       )}
@@ -171,7 +189,7 @@ function BusRow({ bus }: { bus: BusState }) {
   );
 }
 
-const kSparkSeconds = 120;
+const kSparkSeconds = 60;
 
 function LoadSpark({ bus, full }: { bus: BusState; full: number }) {
   const store = useStore();

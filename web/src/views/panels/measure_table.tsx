@@ -1,5 +1,5 @@
 // What lies at and between the two cursors, signal by signal.
-import { computedNumber, duration } from "../../charts/numbers.ts";
+import { computedNumber, duration, plainNumber } from "../../charts/numbers.ts";
 import { texts } from "../../i18n/texts.ts";
 import { networkClock, useStore, useWorkspace } from "../context.ts";
 import type { PanelSignal } from "../panel_signals.ts";
@@ -70,10 +70,10 @@ function Row({ signal, a, b }: { signal: PanelSignal; a: number | null; b: numbe
       {[
         first === null ? "–" : shownText(first),
         second === null ? "–" : shownText(second),
-        computedNumber(difference),
+        difference === null ? "–" : plainNumber(difference),
         computedNumber(slope),
-        computedNumber(figures?.min ?? null),
-        computedNumber(figures?.max ?? null),
+        plainNumber(figures?.min ?? NaN),
+        plainNumber(figures?.max ?? NaN),
         computedNumber(figures?.mean ?? null),
         computedNumber(statistics?.rate ?? null),
       ].map((text, index) => (

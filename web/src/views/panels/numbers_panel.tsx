@@ -8,6 +8,7 @@ import { useStore, useWorkspace } from "../context.ts";
 import { optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
 import { Dialog } from "../ui/dialog.tsx";
 import { useDrawing, useSize } from "../ui/hooks.ts";
+import { tileColumns } from "../layout.ts";
 import { Icon } from "../ui/icons.tsx";
 import { Swatch } from "./legend.tsx";
 import type { PanelProps } from "./panel_props.ts";
@@ -16,12 +17,14 @@ import { historyOf, shownText } from "./signal_data.ts";
 export function NumbersPanel({ panel, signals, menu }: PanelProps) {
   const t = texts();
   const [editing, setEditing] = useState<string | null>(null);
+  const whole = useRef<HTMLDivElement>(null);
+  const columns = tileColumns(signals.length, useSize(whole));
   menu.current = () => [
     { title: t.panels.limits, items: signals.map((signal) => ({ label: signal.name, action: () => setEditing(signal.key) })) },
   ];
   const edited = signals.find(({ key }) => key === editing);
   return (
-    <div class="numbers-panel">
+    <div class="numbers-panel" ref={whole} style={{ gridTemplateColumns: `repeat(${columns}, minmax(0, 1fr))` }}>
       {signals.map((signal) => (
         <NumberTile key={signal.key} panel={panel} signal={signal} edit={() => setEditing(signal.key)} />
       ))}
@@ -75,13 +78,14 @@ function NumberTile({ panel, signal, edit }: { panel: Panel; signal: PanelSignal
         <span class="tile-number">{text}</span> <span class="unit">{signal.unit}</span>
       </p>
       <div class="tile-foot">
-        {note !== "" ? (
+        {note !== "" && (
           <span class="tile-note">
             {beyond !== "" && <Icon name="warning" />}
             {note}
           </span>
-        ) : (
-          <span class="tile-limits figures muted">{low !== null || high !== null ? `${low ?? "…"} – ${high ?? "…"}` : ""}</span>
+        )}
+        {note === "" && (low !== null || high !== null) && (
+          <span class="tile-limits figures muted">{`${low ?? "…"} – ${high ?? "…"}`}</span>
         )}
         <TileSpark signal={signal} />
       </div>

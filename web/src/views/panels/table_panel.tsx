@@ -1,23 +1,24 @@
 // Signals as a table: value, unit, description, age, least and greatest value since the start.
 import { plainNumber } from "../../charts/numbers.ts";
-import { download } from "../../charts/export.ts";
+import { csvField } from "../../charts/export.ts";
 import { texts } from "../../i18n/texts.ts";
-import { useStore } from "../context.ts";
+import { useStore, useWorkspace } from "../context.ts";
 import type { PanelSignal } from "../panel_signals.ts";
 import { rowHeight } from "../signal_list.tsx";
 import { Icon } from "../ui/icons.tsx";
 import { VirtualList } from "../ui/virtual_list.tsx";
 import { Swatch } from "./legend.tsx";
 import type { PanelProps } from "./panel_props.ts";
+import { fileName, saveText } from "./saving.ts";
 import { historyOf } from "./signal_data.ts";
 
 export function TablePanel({ panel, signals, menu }: PanelProps) {
   const store = useStore();
+  const workspace = useWorkspace();
   const t = texts();
   menu.current = () => [{ items: [{ label: t.panels.csv, icon: "download", action: save }] }];
   const heads = [t.common.name, t.common.value, t.common.unit, t.common.description, t.common.age, t.common.least, t.common.greatest];
   const save = () => {
-    const quote = (text: string) => `"${text.replaceAll('"', '""')}"`;
     const rows = signals.map((signal) => {
       const history = historyOf(store, signal);
       const latest = history?.latest;
@@ -31,7 +32,7 @@ export function TablePanel({ panel, signals, menu }: PanelProps) {
         String(history?.min ?? ""),
         String(history?.max ?? ""),
       ]
-        .map(quote)
+        .map(csvField)
         .join(",");
     });
     const head = [
@@ -44,9 +45,9 @@ export function TablePanel({ panel, signals, menu }: PanelProps) {
       t.common.least,
       t.common.greatest,
     ]
-      .map(quote)
+      .map(csvField)
       .join(",");
-    download(new Blob([[head, ...rows, ""].join("\r\n")], { type: "text/csv" }), `${panel.title || t.panels.kinds.table}.csv`);
+    saveText([head, ...rows, ""].join("\r\n"), fileName(store, panel.title || t.panels.kinds.table, workspace.span()));
   };
   return (
     <div class="table-panel" role="table" aria-label={panel.title || t.panels.kinds.table} aria-rowcount={signals.length + 1}>

@@ -33,6 +33,15 @@ export function timeGestures(element: HTMLElement, workspace: Workspace, area: A
     },
     click: (left, second) => second && workspace.placeCursor(workspace.cursors.value.a === null ? "a" : "b", time(left)),
     reset: () => workspace.follow(),
+    grip: (left, reach) => {
+      const { from, to } = workspace.span();
+      const distance = (x: number | null) =>
+        x === null || x < from || x > to ? Infinity : Math.abs(area().left + ((x - from) / (to - from)) * area().width - left);
+      const { a, b } = workspace.cursors.value;
+      const which = distance(a) < distance(b) ? "a" : "b";
+      if (distance(workspace.cursors.value[which]) > reach) return null;
+      return (place) => workspace.placeCursor(which, time(place));
+    },
   });
   return () => gestures.stop();
 }

@@ -1,6 +1,5 @@
 // Two signals against each other over the last seconds, or over what the time axis shows.
 import { useLayoutEffect, useRef } from "preact/hooks";
-import { download, toPng } from "../../charts/export.ts";
 import { curveColour, readColours, type ChartColours } from "../../charts/palette.ts";
 import { XyChart } from "../../charts/xy_chart.ts";
 import { texts } from "../../i18n/texts.ts";
@@ -9,6 +8,7 @@ import { setOptions } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Nothing } from "../ui/states.tsx";
 import type { PanelProps } from "./panel_props.ts";
+import { csvEntry, pngEntry } from "./saving.ts";
 import { historyOf, samplesOf, shownText } from "./signal_data.ts";
 import { useThemeColours } from "./theme_colours.ts";
 
@@ -66,21 +66,15 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
     [width, height, panel],
   );
   const title = panel.title !== "" ? panel.title : t.panels.kinds.xy;
+  const seen = () => {
+    const { to } = workspace.span();
+    return { title, signals: signals.slice(0, 2), span: { from: to - seconds, to } };
+  };
   menu.current = () => [
     {
       items: [
-        {
-          label: t.panels.png,
-          icon: "download",
-          action: async () => {
-            const canvas = chart.current?.canvas;
-            const picture =
-              canvas == null
-                ? null
-                : await toPng(title, [{ text: `${second?.name} / ${first?.name}`, colour: stroke.current() }], [canvas], colours.current!);
-            if (picture !== null) download(picture, `${title}.png`);
-          },
-        },
+        csvEntry(store, seen),
+        pngEntry(store, workspace, () => ({ ...seen(), canvases: [chart.current?.canvas], colours: colours.current! })),
         {
           label: t.panels.swap,
           disabled: second === undefined,

@@ -25,6 +25,11 @@ export function useSize(ref: RefObject<HTMLElement | null>): Size {
   return size;
 }
 
+/// Gives the element the keyboard once it is there. The attribute does so only where nothing else has it.
+export function useFocus(ref: RefObject<HTMLElement | null>): void {
+  useLayoutEffect(() => ref.current!.focus(), []);
+}
+
 /// Whether the element is on the screen.
 export function useSeen(ref: RefObject<Element | null>): boolean {
   const [seen, setSeen] = useState(true);
