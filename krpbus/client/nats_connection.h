@@ -116,6 +116,8 @@ class NatsConnection {
     bool waitForRoom();
     natsStatus publishNumbered(const std::string& subject, const std::string& reply,
                                std::span<const std::uint8_t> payload);
+    natsStatus publishWithHeader(const std::string& subject, const std::string& reply,
+                                 std::span<const std::uint8_t> payload, const char* header);
     void destroyLater(NatsMessage message, std::size_t size);
     Subscriptions::iterator addSubscription(const std::string& subject)
         REQUIRES(subscriptionsMutex_);
@@ -135,6 +137,9 @@ class NatsConnection {
     std::size_t unwritten_ = 0;     // bytes handed to the library since the last write, roughly
     bool congested_ = false;        // that write has left something over
     SendCounter counter_;
+    /// Messages that were sent are destroyed when they are that many: each time a thread of the
+    /// library is woken.
+    static constexpr std::size_t kMostSpent = 64;
     std::vector<NatsMessage> spent_;
     std::size_t spentBytes_ = 0;
 
