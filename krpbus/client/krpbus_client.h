@@ -68,7 +68,8 @@ class KRPBusClient : public Mutex {
     /// While it lives the consumer thread does nothing but wait on getFd(), to call read() as soon
     /// as that is readable. Its own thread then takes in what the server sends, and no other one
     /// has to be woken; where it does not come back for some ten milliseconds, the reader thread
-    /// takes over. Without it the reader takes in everything.
+    /// takes over. Without it the reader takes in everything; a consumer that has begun to wait
+    /// with it does so each time.
     class Waiting {
       public:
         explicit Waiting(KRPBusClient& client);

@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t kKeptBuffer = std::size_t{1024} * 1024;
 
 /// Payloads that have been handed out are destroyed when they are that many, or that many bytes.
-constexpr std::size_t kMostSpent = 64;
+constexpr std::size_t kMostSpent = 256;
 constexpr std::size_t kMostSpentBytes = std::size_t{64} * 1024;
 
 std::string ownMac(const KRPBusOptions& options) {
@@ -52,7 +52,7 @@ bool KRPBusClient::Impl::connect() {
 }
 
 void KRPBusClient::Impl::beginWait() {
-    if (inbox_.isQuiet()) {
+    if (inbox_.beginWait()) {
         connection_->beginWait();
     }
 }
@@ -171,9 +171,12 @@ bool KRPBusClient::Impl::takeProbe(const krpbus::Received& received) {
     return true;
 }
 
-void KRPBusClient::Impl::onReceived(std::vector<krpbus::Received>& received) {
+void KRPBusClient::Impl::onReceived(std::vector<krpbus::Received>& received, Reader reader) {
     std::erase_if(received, [this](const krpbus::Received& one) { return takeProbe(one); });
-    if (!received.empty() && inbox_.push(received)) {
+    if (received.empty()) {
+        return;
+    }
+    if (reader == Reader::Consumer ? inbox_.pushOwn(received) : inbox_.push(received)) {
         LogUtil::log(LogLevel::Error, "receive",
                      "too much is waiting to be read, dropped all of it");
     }

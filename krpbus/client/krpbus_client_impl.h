@@ -55,7 +55,7 @@ class KRPBusClient::Impl final : public krpbus::BusListener {
     /// Destroys a payload, together with others: each destruction wakes a thread of the library.
     void discard(krpbus::Received&& received);
 
-    void onReceived(std::vector<krpbus::Received>& received) override;
+    void onReceived(std::vector<krpbus::Received>& received, Reader reader) override;
     void onConnected() override { inbox_.connected(); }
     void onDisconnected() override { inbox_.disconnected(); }
 

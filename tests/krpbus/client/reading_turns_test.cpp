@@ -95,6 +95,22 @@ TEST_F(ReadingTurns, WakeNoOtherThreadWhileTheConsumerKeepsUp) {
     EXPECT_LT(sleepsOf(reader_) - before, kMessages / 2);
 }
 
+TEST_F(ReadingTurns, LetNobodyWaitForWhatIsLeftOfOneLookAtTheSocket) {
+    const auto consumer = makeConsumer();
+    giveTurnTo(*consumer);
+    for (int i = 0; i < 3; ++i) {
+        send(notice(std::to_string(i)));
+    }
+    synchronise(*sender_, *sender_);  // all three have been handed on
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(waitFor(*consumer, kPatience)) << i << " do not wait";
+        ASSERT_TRUE(consumer->read());
+        EXPECT_EQ(textOf(consumer->getMessage()), std::to_string(i));
+    }
+    EXPECT_TRUE(nothingWaits(*consumer));
+    EXPECT_FALSE(waitFor(*consumer, 0ms));
+}
+
 TEST_F(ReadingTurns, GoToTheReaderWhenTheConsumerDoesNotComeBack) {
     KRPBusOptions options;
     options.queueLimit = 100'000;
