@@ -110,6 +110,19 @@ class KRPBusClient : public Mutex {
     void sendToLogger(const std::string& source, const std::string& mac,
                       const std::string& destination, std::unique_ptr<MessageBase>&& message);
 
+    /// What is sent while it lives, by whatever thread, goes out together in as few writes as it
+    /// takes, at its end at the latest. Its owner does nothing but send meanwhile.
+    class Burst {
+      public:
+        explicit Burst(KRPBusClient& client);
+        ~Burst();
+        Burst(const Burst&) = delete;
+        Burst& operator=(const Burst&) = delete;
+
+      private:
+        KRPBusClient& client_;
+    };
+
     /// Receives what goes to a bus of the own logger, from now on and after every reconnect. Before
     /// the first connection it is only noted. A bus that is registered already changes nothing. Any
     /// thread.

@@ -117,11 +117,23 @@ void KRPBusClient::Impl::publish(const std::string& source, const std::string& s
     message.encode(writer_);
     const auto result = connection_->publish(
         subject, source == name_ ? ownSubject_ : krpbus::participantSubject(mac_, source),
-        writer_.bytes());
+        writer_.bytes(), bursts_ > 0);
     if (result != krpbus::SendResult::Sent) {
         logNotSent(result, whom);
     }
     writer_.shrink(kKeptBuffer);
+}
+
+void KRPBusClient::Impl::beginBurst() {
+    const MutexLocker lock(sendMutex_);
+    ++bursts_;
+}
+
+void KRPBusClient::Impl::endBurst() {
+    const MutexLocker lock(sendMutex_);
+    if (--bursts_ == 0) {
+        connection_->writeHeld();
+    }
 }
 
 void KRPBusClient::Impl::logNotSent(krpbus::SendResult result, const std::string& whom) const {

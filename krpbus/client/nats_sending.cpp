@@ -37,7 +37,7 @@ std::int64_t microseconds() {
 }  // namespace
 
 SendResult NatsConnection::publish(const std::string& subject, const std::string& reply,
-                                   std::span<const std::uint8_t> payload) {
+                                   std::span<const std::uint8_t> payload, bool moreFollows) {
     if (lost_) {
         return SendResult::NotConnected;
     }
@@ -58,7 +58,7 @@ SendResult NatsConnection::publish(const std::string& subject, const std::string
     switch (status) {
         case NATS_OK:
             unwritten_ += subject.size() + reply.size() + payload.size();
-            writeOut(writeUnderWay);
+            writeOut(writeUnderWay, moreFollows);
             return SendResult::Sent;
         case NATS_MAX_PAYLOAD:
             return SendResult::TooLarge;
@@ -122,7 +122,7 @@ void NatsConnection::destroyLater(NatsMessage message, std::size_t size) {
 }
 
 /// `writeUnderWay`: somebody has been told already to write what waited before.
-void NatsConnection::writeOut(bool writeUnderWay) {
+void NatsConnection::writeOut(bool writeUnderWay, bool moreFollows) {
     if (unwritten_ >= kWriteChunk) {
         // When the last time not all could be written, the reader waits for room.
         if (!congested_) {
@@ -130,14 +130,30 @@ void NatsConnection::writeOut(bool writeUnderWay) {
         }
         unwritten_ = 0;
         congested_ = writeWanted_;
+    } else if (moreFollows) {
+        return;
     } else if (!writeUnderWay) {
         const std::int64_t now = microseconds();
         if (now - std::exchange(lastPublish_, now) > kBurstGap) {
             write();
+            lastPublish_ = microseconds();  // which may have taken longer than the gap
         }
     }
+    leaveToReader();
+}
+
+/// What is still unwritten, where it has not been told yet.
+void NatsConnection::leaveToReader() {
     if (writeWanted_ && !flushRequested_.exchange(true)) {
         wake_.raise();
+    }
+}
+
+void NatsConnection::writeHeld() {
+    if (writeWanted_) {
+        write();
+        lastPublish_ = microseconds();
+        leaveToReader();
     }
 }
 
