@@ -48,7 +48,7 @@ constexpr long kSelectNanoseconds = 800000000;  // a stop is seen this late at m
 constexpr std::uint32_t kPauseAfterFailure = 100000;  // microseconds
 
 /// So many live values may wait for each other on their way to the browser.
-constexpr int kHeldAtOnce = 64;
+constexpr int kHeldAtOnce = 256;
 
 bool isLiveData(const MessageBase& message) {
     switch (kindOf(&message)) {

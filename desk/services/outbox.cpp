@@ -15,6 +15,7 @@ void Outbox::add(const std::string& client, std::unique_ptr<MessageBase> message
 }
 
 void Outbox::send() {
+    const KRPBusClient::Burst burst(bus_);
     for (auto& [client, messages] : waiting_) {
         for (auto& message : messages) {
             bus_.sendTo(std::string(kHandheldServer), client, std::move(message));

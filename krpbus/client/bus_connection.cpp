@@ -78,9 +78,16 @@ void BusConnection::beginWait() {
 }
 
 SendResult BusConnection::publish(const std::string& subject, const std::string& reply,
-                                  std::span<const std::uint8_t> payload) {
+                                  std::span<const std::uint8_t> payload, bool moreFollows) {
     const auto connection = current();
-    return connection ? connection->publish(subject, reply, payload) : SendResult::NotConnected;
+    return connection ? connection->publish(subject, reply, payload, moreFollows)
+                      : SendResult::NotConnected;
+}
+
+void BusConnection::writeHeld() {
+    if (const auto connection = current()) {
+        connection->writeHeld();
+    }
 }
 
 std::int64_t BusConnection::maxPayload() const {

@@ -51,7 +51,9 @@ class BusConnection {
 
     /// Publishes a payload: see NatsConnection::publish(). One thread at a time.
     SendResult publish(const std::string& subject, const std::string& reply,
-                       std::span<const std::uint8_t> payload);
+                       std::span<const std::uint8_t> payload, bool moreFollows = false);
+    /// See NatsConnection::writeHeld().
+    void writeHeld();
     /// The largest payload that the server takes; 0 when not connected. Any thread.
     std::int64_t maxPayload() const;
 

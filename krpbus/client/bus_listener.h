@@ -19,8 +19,9 @@ class BusListener {
     /// thread.
     virtual void onDisconnected() = 0;
     /// What has come in, which may be taken out of the list. From whoever reads: the reader thread
-    /// or the consumer.
-    virtual void onReceived(std::vector<Received>& received) = 0;
+    /// or the consumer, which goes on with it at once.
+    enum class Reader { Thread, Consumer };
+    virtual void onReceived(std::vector<Received>& received, Reader reader) = 0;
 };
 
 }  // namespace krpbus

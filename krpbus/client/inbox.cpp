@@ -25,8 +25,9 @@ Inbox::Inbox(std::size_t limit, std::chrono::milliseconds skipAfter)
     updateSignal();
 }
 
-bool Inbox::isQuiet() const {
+bool Inbox::beginWait() {
     const MutexLocker lock(mutex_);
+    updateSignal();
     return !signalled_;
 }
 
@@ -39,11 +40,24 @@ bool Inbox::push(Received&& received) {
 
 bool Inbox::push(std::vector<Received>& received) {
     const MutexLocker lock(mutex_);
+    const bool overran = appendAll(received);
+    updateSignal();
+    return overran;
+}
+
+/// To raise the event and lower it again would be two system calls of the nine or so that a pass
+/// takes.
+bool Inbox::pushOwn(std::vector<Received>& received) {
+    const MutexLocker lock(mutex_);
+    return appendAll(received);
+}
+
+/// Whether they made the inbox overrun.
+bool Inbox::appendAll(std::vector<Received>& received) {
     bool overran = false;
     for (Received& one : received) {
         overran = append(std::move(one)) || overran;
     }
-    updateSignal();
     return overran;
 }
 

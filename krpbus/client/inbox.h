@@ -25,14 +25,17 @@ class Inbox {
 
     /// Readable while something waits or the server is gone.
     int fd() const { return event_.descriptor(); }
-    /// Whether that is not readable now.
-    bool isQuiet() const;
+    /// The consumer goes to wait for that. Whether it is not readable now.
+    bool beginWait();
 
     /// Appends a message. Drops it while the inbox has overrun; the message that makes it overrun
     /// throws away all others, and then true is returned.
     bool push(Received&& received);
     /// The same for several, and with one wake-up of the consumer for all.
     bool push(std::vector<Received>& received);
+    /// The same without a wake-up. Consumer, which looks at once, and calls beginWait() before it
+    /// waits.
+    bool pushOwn(std::vector<Received>& received);
     /// The consumer looks, which begins a pass: whether the server is there or messages still wait.
     /// The pass is as many messages as wait now. Ends an overrun, which counts as a reconnect.
     bool look();
@@ -53,6 +56,7 @@ class Inbox {
 
   private:
     bool append(Received&& received) REQUIRES(mutex_);
+    bool appendAll(std::vector<Received>& received) REQUIRES(mutex_);
     void takeSome();
     void updateSignal() REQUIRES(mutex_);
 

@@ -36,6 +36,14 @@ std::uint32_t KRPBusClient::getConnectionCount() const {
     return impl_->inbox().connectionCount();
 }
 
+KRPBusClient::Burst::Burst(KRPBusClient& client) : client_(client) {
+    client_.impl_->beginBurst();
+}
+
+KRPBusClient::Burst::~Burst() {
+    client_.impl_->endBurst();
+}
+
 KRPBusClient::Waiting::Waiting(KRPBusClient& client) : client_(client) {
     client_.impl_->beginWait();
 }

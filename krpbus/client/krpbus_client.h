@@ -68,7 +68,8 @@ class KRPBusClient : public Mutex {
     /// While it lives the consumer thread does nothing but wait on getFd(), to call read() as soon
     /// as that is readable. Its own thread then takes in what the server sends, and no other one
     /// has to be woken; where it does not come back for some ten milliseconds, the reader thread
-    /// takes over. Without it the reader takes in everything.
+    /// takes over. Without it the reader takes in everything; a consumer that has begun to wait
+    /// with it does so each time.
     class Waiting {
       public:
         explicit Waiting(KRPBusClient& client);
@@ -108,6 +109,19 @@ class KRPBusClient : public Mutex {
     /// answers then go. Otherwise like sendTo().
     void sendToLogger(const std::string& source, const std::string& mac,
                       const std::string& destination, std::unique_ptr<MessageBase>&& message);
+
+    /// What is sent while it lives, by whatever thread, goes out together in as few writes as it
+    /// takes, at its end at the latest. Its owner does nothing but send meanwhile.
+    class Burst {
+      public:
+        explicit Burst(KRPBusClient& client);
+        ~Burst();
+        Burst(const Burst&) = delete;
+        Burst& operator=(const Burst&) = delete;
+
+      private:
+        KRPBusClient& client_;
+    };
 
     /// Receives what goes to a bus of the own logger, from now on and after every reconnect. Before
     /// the first connection it is only noted. A bus that is registered already changes nothing. Any

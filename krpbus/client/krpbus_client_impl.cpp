@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t kKeptBuffer = std::size_t{1024} * 1024;
 
 /// Payloads that have been handed out are destroyed when they are that many, or that many bytes.
-constexpr std::size_t kMostSpent = 64;
+constexpr std::size_t kMostSpent = 256;
 constexpr std::size_t kMostSpentBytes = std::size_t{64} * 1024;
 
 std::string ownMac(const KRPBusOptions& options) {
@@ -52,7 +52,7 @@ bool KRPBusClient::Impl::connect() {
 }
 
 void KRPBusClient::Impl::beginWait() {
-    if (inbox_.isQuiet()) {
+    if (inbox_.beginWait()) {
         connection_->beginWait();
     }
 }
@@ -117,11 +117,23 @@ void KRPBusClient::Impl::publish(const std::string& source, const std::string& s
     message.encode(writer_);
     const auto result = connection_->publish(
         subject, source == name_ ? ownSubject_ : krpbus::participantSubject(mac_, source),
-        writer_.bytes());
+        writer_.bytes(), bursts_ > 0);
     if (result != krpbus::SendResult::Sent) {
         logNotSent(result, whom);
     }
     writer_.shrink(kKeptBuffer);
+}
+
+void KRPBusClient::Impl::beginBurst() {
+    const MutexLocker lock(sendMutex_);
+    ++bursts_;
+}
+
+void KRPBusClient::Impl::endBurst() {
+    const MutexLocker lock(sendMutex_);
+    if (--bursts_ == 0) {
+        connection_->writeHeld();
+    }
 }
 
 void KRPBusClient::Impl::logNotSent(krpbus::SendResult result, const std::string& whom) const {
@@ -171,9 +183,12 @@ bool KRPBusClient::Impl::takeProbe(const krpbus::Received& received) {
     return true;
 }
 
-void KRPBusClient::Impl::onReceived(std::vector<krpbus::Received>& received) {
+void KRPBusClient::Impl::onReceived(std::vector<krpbus::Received>& received, Reader reader) {
     std::erase_if(received, [this](const krpbus::Received& one) { return takeProbe(one); });
-    if (!received.empty() && inbox_.push(received)) {
+    if (received.empty()) {
+        return;
+    }
+    if (reader == Reader::Consumer ? inbox_.pushOwn(received) : inbox_.push(received)) {
         LogUtil::log(LogLevel::Error, "receive",
                      "too much is waiting to be read, dropped all of it");
     }

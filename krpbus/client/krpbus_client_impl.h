@@ -46,6 +46,9 @@ class KRPBusClient::Impl final : public krpbus::BusListener {
     /// Sends to a subject of the bus; `whom` is for the log.
     void send(const std::string& source, const std::string& subject, const MessageBase& message,
               const std::string& whom);
+    /// Between the two messages are written where there is enough for a write, and at the end.
+    void beginBurst();
+    void endBurst();
     /// Asks whether anybody listens to the participant; `address` is what takeVanished() then
     /// tells.
     void probe(const std::string& mac, const std::string& participant, const std::string& address);
@@ -55,7 +58,7 @@ class KRPBusClient::Impl final : public krpbus::BusListener {
     /// Destroys a payload, together with others: each destruction wakes a thread of the library.
     void discard(krpbus::Received&& received);
 
-    void onReceived(std::vector<krpbus::Received>& received) override;
+    void onReceived(std::vector<krpbus::Received>& received, Reader reader) override;
     void onConnected() override { inbox_.connected(); }
     void onDisconnected() override { inbox_.disconnected(); }
 
@@ -73,6 +76,7 @@ class KRPBusClient::Impl final : public krpbus::BusListener {
 
     Mutex sendMutex_;
     ByteWriter writer_ GUARDED_BY(sendMutex_);
+    int bursts_ GUARDED_BY(sendMutex_) = 0;  // that are under way
     std::string lastParticipant_ GUARDED_BY(sendMutex_);
     std::string lastSubject_ GUARDED_BY(sendMutex_);
 

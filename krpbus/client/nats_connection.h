@@ -53,10 +53,13 @@ class NatsConnection {
     bool isLost() const { return lost_.load(); }
 
     /// Publishes a payload and sees to it that it gets written: at once when nothing was sent just
-    /// before, otherwise soon, together with what follows. Waits while more than a quarter of a
-    /// megabyte is unwritten. One thread at a time.
+    /// before, otherwise soon, together with what follows; with `moreFollows` only once there is
+    /// enough for a write, and the caller calls writeHeld() in the end. Waits while more than a
+    /// quarter of a megabyte is unwritten. One thread at a time.
     SendResult publish(const std::string& subject, const std::string& reply,
-                       std::span<const std::uint8_t> payload);
+                       std::span<const std::uint8_t> payload, bool moreFollows);
+    /// Writes what publish() was told to wait with. In the place of publish().
+    void writeHeld();
     /// The largest payload that the server takes. Any thread.
     std::int64_t maxPayload() const { return natsConnection_GetMaxPayload(connection_); }
     /// Waits until the server has read what was published, for two seconds at most. The reader
@@ -112,10 +115,13 @@ class NatsConnection {
     natsStatus connect(const std::string& url, const std::string& name);
     bool lockIo() TRY_ACQUIRE(true, ioMutex_);
     bool canRead(short ready);
-    void writeOut(bool writeUnderWay);
+    void writeOut(bool writeUnderWay, bool moreFollows);
+    void leaveToReader();
     bool waitForRoom();
     natsStatus publishNumbered(const std::string& subject, const std::string& reply,
                                std::span<const std::uint8_t> payload);
+    natsStatus publishWithHeader(const std::string& subject, const std::string& reply,
+                                 std::span<const std::uint8_t> payload, const char* header);
     void destroyLater(NatsMessage message, std::size_t size);
     Subscriptions::iterator addSubscription(const std::string& subject)
         REQUIRES(subscriptionsMutex_);
@@ -135,6 +141,9 @@ class NatsConnection {
     std::size_t unwritten_ = 0;     // bytes handed to the library since the last write, roughly
     bool congested_ = false;        // that write has left something over
     SendCounter counter_;
+    /// Messages that were sent are destroyed when they are that many: each time a thread of the
+    /// library is woken.
+    static constexpr std::size_t kMostSpent = 64;
     std::vector<NatsMessage> spent_;
     std::size_t spentBytes_ = 0;
 

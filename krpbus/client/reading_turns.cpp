@@ -83,7 +83,7 @@ void ReadingTurns::readAsConsumer() {
     }
     const short ready = readiness(consumers_->socket());
     if (ready != 0 && !consumers_->isLost()) {
-        read(*consumers_, ready);
+        read(*consumers_, ready, BusListener::Reader::Consumer);
     }
     if (consumers_->isLost()) {
         giveBack();
@@ -104,19 +104,19 @@ bool ReadingTurns::readAsReader(NatsConnection& connection, short ready) {
         }
         giveBack();
     }
-    return connection.isLost() || read(connection, ready);
+    return connection.isLost() || read(connection, ready, BusListener::Reader::Thread);
 }
 
 /// Where memory is short, messages may be lost in the middle of it. Who waits for them learns that
 /// as always: the connection ends, and there is another one.
-bool ReadingTurns::read(NatsConnection& connection, short ready) {
+bool ReadingTurns::read(NatsConnection& connection, short ready, BusListener::Reader reader) {
     received_.clear();
     try {
         if (!connection.read(ready, received_)) {
             return false;
         }
         watch_.heard(ServerWatch::Clock::now());
-        listener_.onReceived(received_);
+        listener_.onReceived(received_, reader);
     } catch (...) {
         connection.giveUp();
         throw;

@@ -55,7 +55,7 @@ class ReadingTurns {
     ServerWatch::Action watch();
 
   private:
-    bool read(NatsConnection& connection, short ready) REQUIRES(mutex_);
+    bool read(NatsConnection& connection, short ready, BusListener::Reader reader) REQUIRES(mutex_);
     void giveBack() REQUIRES(mutex_);
     void setClock(std::chrono::nanoseconds time) REQUIRES(mutex_);
 

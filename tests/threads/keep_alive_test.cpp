@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/prctl.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -186,6 +188,24 @@ TEST_F(KeepAlive, LogsAThreadWithoutData) {
                                              "[DEBUG] KLV::ping_run() ping  thread stopped"));
     EXPECT_EQ(log_.standardOutput(), "") << "from its first line on it writes to standard error";
     EXPECT_THAT(session_.sent(), IsEmpty());
+}
+
+TEST_F(KeepAlive, TakesTheProcessorFromNobodyAndMayWakeALittleLate) {
+    static int policy = -1;
+    static int slack = -1;
+    const auto function = [](apr_thread_t* thread, void* data) -> void* {
+        static_cast<ThreadData*>(data)->setActive(0);  // there is nothing to wait for
+        ping_run(thread, data);
+        policy = sched_getscheduler(0);
+        slack = prctl(PR_GET_TIMERSLACK);
+        return nullptr;
+    };
+    auto* thread = new ThreadData(&session_.setup, 5, "ping_run", function);
+    ping_module_own(thread);
+    thread->start_thread();
+    ping_module_destroy();
+    EXPECT_EQ(policy, SCHED_BATCH);
+    EXPECT_EQ(slack, 250'000) << "a quarter of a sleep";
 }
 
 TEST_F(KeepAlive, NamesItsThread) {

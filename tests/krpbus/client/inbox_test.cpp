@@ -118,6 +118,24 @@ TEST(Inbox, IsCompleteAndInOrderWhileTheConsumerKeepsUp) {
     EXPECT_EQ(skipped, 0U);
 }
 
+TEST(Inbox, WakesNoConsumerForWhatItHasReadItselfUntilItWaitsWithSomethingLeft) {
+    krpbus::Inbox inbox(kPlenty, 1h);
+    inbox.connected();
+    std::vector<krpbus::Received> read;
+    read.push_back(received(value("a", "1")));
+    read.push_back(received(value("a", "2")));
+    EXPECT_FALSE(inbox.pushOwn(read));
+    EXPECT_FALSE(isReadable(inbox));
+    std::uint64_t skipped = 0;
+    EXPECT_TRUE(inbox.look());
+    EXPECT_TRUE(inbox.pop(skipped).message);
+    EXPECT_FALSE(inbox.beginWait());
+    EXPECT_TRUE(isReadable(inbox));
+    EXPECT_EQ(drain(inbox).size(), 1U);
+    EXPECT_TRUE(inbox.beginWait());
+    EXPECT_FALSE(isReadable(inbox));
+}
+
 TEST(Inbox, KeepsTheNewestValuePerSignalOnceTheConsumerHasStoodStill) {
     krpbus::Inbox inbox(kPlenty, kStall);
     inbox.connected();

@@ -95,6 +95,25 @@ TEST_F(ReadingTurns, WakeNoOtherThreadWhileTheConsumerKeepsUp) {
     EXPECT_LT(sleepsOf(reader_) - before, kMessages / 2);
 }
 
+TEST_F(ReadingTurns, LetNobodyWaitForWhatIsLeftOfOneLookAtTheSocket) {
+    const auto consumer = makeConsumer();
+    giveTurnTo(*consumer);
+    for (int i = 0; i < 3; ++i) {
+        send(notice(std::to_string(i)));
+    }
+    synchronise(*sender_, *sender_);  // all three have been handed on
+    for (int i = 0; i < 3; ++i) {
+        // Where the reader is just taking over there may be nothing yet.
+        std::unique_ptr<MessageBase> message;
+        while (!message && waitFor(*consumer, kPatience)) {
+            consumer->read();
+            message = consumer->getMessage();
+        }
+        ASSERT_EQ(textOf(message), std::to_string(i));
+    }
+    EXPECT_TRUE(nothingWaits(*consumer));
+}
+
 TEST_F(ReadingTurns, GoToTheReaderWhenTheConsumerDoesNotComeBack) {
     KRPBusOptions options;
     options.queueLimit = 100'000;
