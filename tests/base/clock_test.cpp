@@ -106,14 +106,14 @@ TEST(Microsleep, SleepsForItsFullTimeInSpiteOfSignals) {
 TEST(Microsleep, CanBeInterruptible) {
     const Interruptions interruptions;
     const auto before = Clock::now();
-    microsleep(5'000'000, true);
-    EXPECT_LT(Clock::now() - before, 5s);
+    microsleep(60'000'000, true);
+    EXPECT_LT(Clock::now() - before, 60s);
 }
 
 TEST(Microsleep, ReturnsAtOnceForNothing) {
     const auto before = Clock::now();
     microsleep(0, false);
-    EXPECT_LT(Clock::now() - before, 1s);
+    EXPECT_LT(Clock::now() - before, 60s);
 }
 
 class Pipe {

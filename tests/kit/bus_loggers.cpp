@@ -11,6 +11,7 @@
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/simple_messages.h"
 #include "krpbus/messages/system_message.h"
+#include "tests/kit/patient_connect.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ BusLogger::BusLogger(const std::string& mac, LoggerFacts facts, unsigned short p
     : mac_(mac),
       client_("HandheldServer", "127.0.0.1", port, optionsFor(mac)),
       facts_(std::move(facts)) {
-    if (!client_.isConnected()) {
+    if (!connectPatiently(client_)) {
         throw std::runtime_error("no bus server for the logger " + mac);
     }
     client_.addParticipant("KSLForwarder");

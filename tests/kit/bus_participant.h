@@ -10,6 +10,7 @@
 
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/system_message.h"
+#include "tests/kit/patient_connect.h"
 
 class BusParticipant {
   public:
@@ -17,6 +18,7 @@ class BusParticipant {
     /// in.
     BusParticipant(const std::string& name, unsigned short port)
         : client_(name, "127.0.0.1", port) {
+        connectPatiently(client_);
         client_.sendTo(name, name, std::make_unique<SystemMessage>(0, "are you there"));
         if (next() == nullptr) {
             throw std::runtime_error("no bus server on port " + std::to_string(port));

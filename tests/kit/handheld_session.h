@@ -5,6 +5,7 @@
 
 #include "tests/kit/bus_participant.h"
 #include "tests/kit/nats_server.h"
+#include "tests/kit/patient_connect.h"
 #include "tests/kit/worker_session.h"
 
 /// The session has its bus client, but no bus thread.
@@ -12,6 +13,7 @@ class HandheldSession : public testing::Test {
   protected:
     explicit HandheldSession(const std::string& name)
         : server_("HandheldServer", nats_.port()), client_(name, "127.0.0.1", nats_.port()) {
+        connectPatiently(client_);
         session_.setup.krpbus = &client_;
     }
     ~HandheldSession() override { session_.setup.krpbus = nullptr; }

@@ -21,6 +21,7 @@ class NatsServer {
     /// "127.0.0.1:<port>", as KRPBUS_SERVER takes it.
     std::string address() const;
 
+    bool isRunning() const { return process_ > 0; }
     /// Ends the server. Its port stays reserved for start().
     void stop();
     /// Starts it again on the same port and waits until it answers.

@@ -175,7 +175,7 @@ TEST_F(CanSignalsTest, SendsChangedValuesAtTheRateAndOthersOnceASecond) {
             return reading.signal == signal;
         });
     };
-    EXPECT_GE(count(0), 15);
+    EXPECT_GE(count(0), 6);  // 30 where the machine has nothing else to do
     EXPECT_LE(count(0), 33);
     EXPECT_GE(count(1), 2);
     EXPECT_LE(count(1), 5);

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "krpbus/messages/system_message.h"
+#include "tests/kit/patient_connect.h"
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
@@ -24,7 +25,11 @@ bool eventually(const std::function<bool()>& condition, std::chrono::millisecond
 std::unique_ptr<KRPBusClient> makeClient(const NatsServer& server, const std::string& name,
                                          const std::string& mac, KRPBusOptions options) {
     options.mac = mac;
-    return std::make_unique<KRPBusClient>(name, "127.0.0.1", server.port(), options);
+    auto client = std::make_unique<KRPBusClient>(name, "127.0.0.1", server.port(), options);
+    if (server.isRunning()) {
+        connectPatiently(*client);
+    }
+    return client;
 }
 
 bool readable(const KRPBusClient& client, std::chrono::milliseconds patience) {

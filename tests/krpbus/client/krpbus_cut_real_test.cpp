@@ -15,6 +15,7 @@
 
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/system_message.h"
+#include "tests/kit/patient_connect.h"
 #include "tests/krpbus/client/bus_certificate.h"
 #include "tests/krpbus/client/bus_test_client.h"
 #include "tests/krpbus/client/cutting_relay.h"
@@ -97,6 +98,7 @@ class ClientProcess {
         KRPBusOptions options;
         options.mac = "02:00:00:00:00:01";
         KRPBusClient client("me", url, 1, options);
+        connectPatiently(client);
         std::uint32_t connections = 0;
         for (;;) {
             if (connections != client.getConnectionCount()) {
@@ -210,7 +212,7 @@ TEST_P(KrpBusCutReal, WaitsTwoSecondsForAServerThatStandsStillInTheLogin) {
     CuttingRelay relay(server_->port());
     const std::size_t whole = [&] {
         const auto client = connect("me", relay.port());
-        EXPECT_TRUE(client->isConnected());
+        EXPECT_TRUE(connectPatiently(*client));
         return relay.passed();
     }();
     for (const std::size_t bytes : {std::size_t{0}, whole / 4, whole / 2, whole - lastWord()}) {
@@ -220,17 +222,16 @@ TEST_P(KrpBusCutReal, WaitsTwoSecondsForAServerThatStandsStillInTheLogin) {
         EXPECT_FALSE(client->isConnected());
         EXPECT_LT(Clock::now() - begin, kLongestLogin) << bytes << " bytes of " << whole;
         relay.standStillInLogins(CuttingRelay::kAll);
-        EXPECT_TRUE(eventually([&] { return client->connectToServer(); }))
-            << "after " << bytes << " bytes";
+        EXPECT_TRUE(connectPatiently(*client)) << "after " << bytes << " bytes";
     }
 }
 
 TEST_P(KrpBusCutReal, EndsThoughTheServerStandsStillInALaterLogin) {
     CuttingRelay relay(server_->port());
     auto client = connect("me", relay.port());
-    ASSERT_TRUE(client->isConnected());
+    ASSERT_TRUE(connectPatiently(*client));
     const std::size_t whole = relay.passed();
-    int connections = 1;
+    int connections = relay.connections();
     for (const std::size_t bytes : {whole / 2, whole - lastWord()}) {
         relay.standStillInLogins(bytes);
         server_->stop();
@@ -242,7 +243,7 @@ TEST_P(KrpBusCutReal, EndsThoughTheServerStandsStillInALaterLogin) {
         EXPECT_LT(Clock::now() - begin, kLongestLogin) << bytes << " bytes of " << whole;
         relay.standStillInLogins(CuttingRelay::kAll);
         client = connect("me", relay.port());
-        ASSERT_TRUE(client->isConnected());
+        ASSERT_TRUE(connectPatiently(*client));
         connections = relay.connections();
     }
 }
@@ -250,7 +251,7 @@ TEST_P(KrpBusCutReal, EndsThoughTheServerStandsStillInALaterLogin) {
 TEST_P(KrpBusCutReal, ComesBackWhenTheServerNoLongerStandsStillInTheLogin) {
     CuttingRelay relay(server_->port());
     const auto client = connect("me", relay.port());
-    ASSERT_TRUE(client->isConnected());
+    ASSERT_TRUE(connectPatiently(*client));
     relay.standStillInLogins(relay.passed() / 2);
     server_->stop();
     server_->start();

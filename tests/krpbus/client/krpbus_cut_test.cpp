@@ -121,7 +121,7 @@ TEST_P(KrpBusCut, RenewsWhatIsRegisteredOnEachConnection) {
     const auto server = serve([](int number, ServedClient& client) {
         client.greet();
         if (number == 0) {
-            client.subscription(kSubject);
+            client.waitFor("UNSUB ");  // the last that the test wants
             return;
         }
         std::string all;
@@ -156,9 +156,13 @@ TEST_P(KrpBusCut, ComesBackToAServerThatHasRefusedTheLoginForAWhile) {
     const auto client = connectTo(server);
     EXPECT_EQ(textOf(nextMessage(*client)), "let in");
     EXPECT_EQ(client->getConnectionCount(), 2U);
-    EXPECT_EQ(log.logLines(),
-              std::vector<std::string>{
-                  "[ERROR] KLV::BusConnection() the bus server refuses: Authentication Violation"})
+    auto lines = log.logLines();
+    // A login that took too long is another answer: the next refusal is news again.
+    const auto late =
+        std::erase(lines, "[ERROR] KLV::BusConnection() the bus server refuses: Timeout");
+    EXPECT_THAT(lines, testing::Each("[ERROR] KLV::BusConnection() the bus server refuses: "
+                                     "Authentication Violation"));
+    EXPECT_THAT(lines.size(), testing::AllOf(testing::Ge(1U), testing::Le(1 + late)))
         << "once, however often it refuses";
 }
 
@@ -208,9 +212,8 @@ TEST_P(KrpBusCut, ProbesASilentServerAndGivesItUpWhenItStaysSilent) {
     EXPECT_EQ(textOf(nextMessage(*client)), "another connection");
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 600ms);
     EXPECT_EQ(probes, 2);
-    EXPECT_EQ(log.logLines(),
-              std::vector<std::string>{"[ERROR] KLV::BusConnection() the bus server "
-                                       "does not answer, connecting again"});
+    EXPECT_THAT(log.logLines(), testing::Contains("[ERROR] KLV::BusConnection() the bus server "
+                                                  "does not answer, connecting again"));
     EXPECT_EQ(KRPBusOptions().probeInterval, 5s) << "given up after 15 seconds";
 }
 

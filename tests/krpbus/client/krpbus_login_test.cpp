@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/kit/log_capture.h"
+#include "tests/kit/patient_connect.h"
 #include "tests/krpbus/client/bus_test_client.h"
 #include "tests/krpbus/client/scripted_bus.h"
 
@@ -78,7 +79,7 @@ TEST_P(KrpBusLogin, TakesTwoSecondsAtMostWhereverTheServerStandsStill) {
         const auto client = clientOf(server);
         EXPECT_LT(Clock::now() - begin, kLongestLogin) << place.where;
         EXPECT_FALSE(client->isConnected()) << place.where;
-        EXPECT_TRUE(eventually([&] { return client->connectToServer(); })) << place.where;
+        EXPECT_TRUE(connectPatiently(*client)) << place.where;
     }
 }
 

@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "krpbus/client/krpbus_client.h"
+#include "tests/kit/patient_connect.h"
 #include "tests/krpbus/client/bus_certificate.h"
-#include "tests/krpbus/client/bus_test_client.h"
 #include "tests/krpbus/client/scripted_server.h"
 
 // The parameter: whether over TLS.
@@ -47,7 +47,7 @@ class ScriptedBus : public testing::TestWithParam<bool> {
         const ScriptedServer& server,
         std::chrono::milliseconds probeInterval = std::chrono::seconds(5)) {
         auto client = clientOf(server, probeInterval);
-        EXPECT_TRUE(eventually([&] { return client->connectToServer(); }));
+        EXPECT_TRUE(connectPatiently(*client));
         return client;
     }
 
