@@ -2,6 +2,7 @@ import assert from "node:assert/strict";
 import { describe, test } from "node:test";
 import { parseFrame } from "../src/protocol/parse";
 import { BusesStore } from "../src/store/buses_store";
+import type { BusState } from "../src/store/model";
 import { NetworkStore } from "../src/store/network_store";
 
 const sleep = (ms: number) => new Promise((resolve) => setTimeout(resolve, ms));
@@ -32,13 +33,13 @@ function network(names: readonly string[]) {
   return store;
 }
 
-const load = (value: number, { channel = 1, logger = "", offset = 0, timestamp = 5_000_000 } = {}) =>
+const load = (value: number, { channel = 1, logger = "", offset = 0, timestamp = 5_000_000, unit = "UNIT_PERCENT" } = {}) =>
   parseFrame(
     JSON.stringify({
       response: "busload_data",
       timestamp,
       ...(logger === "" ? {} : { logger_name: logger }),
-      data: { bus_id: "BUSID_CAN", channel, ksl_offset: offset, name: "CAN", unit: "UNIT_PERCENT", value },
+      data: { bus_id: "BUSID_CAN", channel, ksl_offset: offset, name: "CAN", unit, value },
       status: "OK",
     }),
   );
@@ -58,9 +59,46 @@ describe("bus loads", () => {
     );
   });
 
+  test("are compared with those before, whatever unit a logger tells them in", async () => {
+    const buses = new BusesStore(network(["Front"]));
+    for (const frame of [
+      load(900_000, { unit: "UNIT_BYTES_SEC", timestamp: 1_000_000 }),
+      load(1_045, { unit: "UNIT_KBYTES_SEC", timestamp: 2_000_000 }),
+      load(2, { unit: "UNIT_MBYTES_SEC", timestamp: 3_000_000 }),
+      load(500_000, { unit: "UNIT_BYTES_SEC", timestamp: 4_000_000 }),
+    ])
+      buses.take(frame, 0);
+    await sleep(250);
+    const [{ load: value, unit, peak, recent }] = buses.state.value.buses as [BusState];
+    assert.deepEqual(
+      [value, unit, peak, [...recent].map(Math.round)],
+      [500_000, "B/s", 2_000_000, [900_000, 1_045_000, 2_000_000, 500_000]],
+    );
+  });
+
+  test("forget the peak of another thing", async () => {
+    const buses = new BusesStore(network(["Front"]));
+    buses.take(load(900, { unit: "UNIT_FRAMES_SEC" }), 0);
+    buses.take(load(30, { timestamp: 6_000_000 }), 0);
+    await sleep(250);
+    const [{ unit, peak, recent }] = buses.state.value.buses as [BusState];
+    assert.deepEqual([unit, peak, [...recent]], ["%", 30, [NaN, 30]]);
+  });
+
+  test("go back a minute, however many come in a second", async () => {
+    const buses = new BusesStore(network(["Front"]));
+    for (let tenth = 0; tenth <= 900; tenth++) buses.take(load(tenth % 100, { timestamp: 1_000_000 + tenth * 100_000 }), 0);
+    await sleep(250);
+    const [{ recentX }] = buses.state.value.buses as [BusState];
+    const newest = recentX[recentX.length - 1]!;
+    assert.equal(newest, 91);
+    assert.ok(recentX[0]! <= newest - 60 && recentX[1]! >= newest - 60, `${recentX[0]}, ${recentX[1]}`);
+  });
+
   test("are unknown at -4 and -2, and the peak stays", async () => {
     const buses = new BusesStore(network(["Front"]));
-    for (const value of [10, 40, 20, -4]) buses.take(load(value), 0);
+    for (const value of [10, 40, 20]) buses.take(load(value), 0);
+    buses.take(load(-4, { unit: "UNIT_NONE" }), 0);
     buses.take(load(-2, { channel: 2 }), 0);
     await sleep(250);
     assert.deepEqual(

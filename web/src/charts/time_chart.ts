@@ -44,6 +44,7 @@ const kUtc = new ZoneClock("UTC");
 /// CSS pixels at the right edge that are always drawn anew: the label of a time that has just found room there, the end of a
 /// marker's name.
 const kEdge = 48;
+const kSettling = 500; // ms
 const kMargin = 4;
 
 export class TimeChart {
@@ -52,6 +53,8 @@ export class TimeChart {
   #plot: uPlot | null = null;
   #traces: readonly Trace[] = [];
   #scales = new Map<string, SteadyScale>();
+  /// Until then (ms) everything is drawn: uPlot takes a new size over by and by, axes after the area.
+  #settledAt = 0;
   #view: View | null = null;
   #scrolling = new Scrolling();
   #dashes = new DashPhases();
@@ -103,6 +106,7 @@ export class TimeChart {
     this.#width = width;
     this.#height = height;
     this.#scrolling.forget();
+    this.#settledAt = performance.now() + kSettling;
     if (this.#plot === null || fewer) this.#rebuild();
     else this.#plot.setSize({ width, height });
   }
@@ -121,6 +125,7 @@ export class TimeChart {
     this.#view = view;
     const plot = this.#plot;
     if (plot === null) return;
+    if (performance.now() < this.#settledAt) this.#scrolling.forget();
     this.#fitScales(view);
     const plan = this.#scrolling.plan({ ...this.#scene(plot, view), eager }, performance.now());
     if (plan === null) return;

@@ -47,3 +47,15 @@ export function isMost(busId: string): boolean {
 export function unitName(unit: string): string {
   return kUnits[unit] ?? "";
 }
+
+const kThousands = ["", "k", "M", "G"];
+
+/// By what a number in the one unit is multiplied to be one in the other: 0.001 from "B/s" to "kB/s"; null for units of
+/// different things.
+export function unitRatio(from: string, to: string): number | null {
+  if (from === to) return 1;
+  const [, small, thing] = /^([kMG]?)((?:B|frames)(?:\/s)?)$/.exec(from) ?? [];
+  const [, large, other] = /^([kMG]?)((?:B|frames)(?:\/s)?)$/.exec(to) ?? [];
+  if (small === undefined || large === undefined || thing !== other) return null;
+  return 1000 ** (kThousands.indexOf(small) - kThousands.indexOf(large));
+}

@@ -1,11 +1,11 @@
 /// Loads of buses, MOST's figures and the state of GPS receivers. They come only when they change.
 import { signal, type ReadonlySignal } from "@preact/signals";
 import type { BusloadFrame, Frame } from "../protocol/types";
-import { busName, isMost, unitName } from "./bus_names";
-import type { BusesState, BusState, GpsState } from "./model";
+import { busName, isMost, unitName, unitRatio } from "./bus_names";
+import { kRecentSeconds, type BusesState, type BusState, type GpsState } from "./model";
 import type { NetworkStore } from "./network_store";
 
-const kRecent = 120;
+const kMostRecent = 1_000; // values
 const kPublish = 200; // ms
 /// Milliseconds after a request within which unknown loads are what was asked for.
 const kExpected = 2_500;
@@ -21,7 +21,7 @@ interface Bus {
   load: number | null;
   unit: string;
   peak: number | null;
-  readonly recent: number[];
+  recent: number[];
   readonly recentX: number[];
   most: BusState["most"];
   changedAt: number;
@@ -94,7 +94,7 @@ export class BusesStore {
     if (load === null && bus.load !== null) this.#noteUnknown(at);
     if (load !== null) this.offSince.value = null;
     bus.name = frame.name;
-    bus.unit = unitName(frame.unit);
+    if (load !== null) changeUnit(bus, unitName(frame.unit));
     bus.load = load;
     bus.peak = load === null ? bus.peak : Math.max(load, bus.peak ?? load);
     bus.changedAt = at;
@@ -102,7 +102,9 @@ export class BusesStore {
     const mac = this.network.byName(frame.loggerName, frame.offset)?.mac;
     bus.recent.push(load ?? NaN);
     bus.recentX.push((frame.timestamp + (mac === undefined ? 0 : this.network.offsetOf(mac))) / 1e6);
-    if (bus.recent.length > kRecent) {
+    // The newest one before the stretch holds into it.
+    const begin = bus.recentX[bus.recentX.length - 1]! - kRecentSeconds;
+    while (bus.recent.length > kMostRecent || bus.recentX[1]! < begin) {
       bus.recent.shift();
       bus.recentX.shift();
     }
@@ -187,4 +189,13 @@ export class BusesStore {
       changedAt,
     };
   }
+}
+
+/// Loggers tell a load in the unit in which it is short: what is known from before is to be compared with it.
+function changeUnit(bus: Bus, unit: string): void {
+  const ratio = unitRatio(bus.unit, unit);
+  bus.unit = unit;
+  if (ratio === 1) return;
+  bus.peak = bus.peak === null || ratio === null ? null : bus.peak * ratio;
+  bus.recent = bus.recent.map((load) => (ratio === null ? NaN : load * ratio));
 }

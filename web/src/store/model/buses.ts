@@ -1,4 +1,8 @@
 /// Bus loads and GPS.
+
+/// What `recent` of a bus covers, in seconds.
+export const kRecentSeconds = 60;
+
 export interface BusState {
   readonly id: string;
   /// "" where the logger is not known (two share an offset).
@@ -10,9 +14,9 @@ export interface BusState {
   readonly load: number | null;
   /// "%", "kB/s", ...; "" for none.
   readonly unit: string;
-  /// The largest load since the loads were started.
+  /// The largest load since the loads were started, in `unit`.
   readonly peak: number | null;
-  /// Newest last; NaN where unknown. For a sparkline.
+  /// Newest last, in `unit`; NaN where unknown. For a sparkline.
   readonly recent: Float64Array;
   readonly recentX: Float64Array;
   readonly most: MostFigures | null;

@@ -1,9 +1,9 @@
 // How busy every bus of every logger is: a bar with its peak, the last minute, MOST's figures and GPS.
 import { useMemo, useRef } from "preact/hooks";
-import { groupedNumber } from "../../charts/numbers.ts";
+import { groupedNumber, plainNumber } from "../../charts/numbers.ts";
 import { drawSparkline } from "../../charts/sparkline.ts";
 import { texts } from "../../i18n/texts.ts";
-import type { BusesState, BusState, GpsState } from "../../store/model.ts";
+import { kRecentSeconds, type BusesState, type BusState, type GpsState } from "../../store/model.ts";
 import { useStore, useWorkspace } from "../context.ts";
 import { rowHeight } from "../signal_list.tsx";
 import { Button } from "../ui/button.tsx";
@@ -175,7 +175,7 @@ function BusRow({ bus }: { bus: BusState }) {
           >
             <span class={`load-fill ${high ? "high" : ""}`} style={{ width: bus.load === null ? "0" : part(bus.load) }} />
             {bus.peak !== null && (
-              <span class="load-peak" title={`${t.loads.peak}: ${bus.peak} ${bus.unit}`} style={{ left: part(bus.peak) }} />
+              <span class="load-peak" title={`${t.loads.peak}: ${plainNumber(bus.peak)} ${bus.unit}`} style={{ left: part(bus.peak) }} />
             )}
           </span>
           <span class="load-value figures">
@@ -188,8 +188,6 @@ function BusRow({ bus }: { bus: BusState }) {
     </div>
   );
 }
-
-const kSparkSeconds = 60;
 
 function LoadSpark({ bus, full }: { bus: BusState; full: number }) {
   const store = useStore();
@@ -205,7 +203,7 @@ function LoadSpark({ bus, full }: { bus: BusState; full: number }) {
       const now = store.now();
       if (size.width === 0 || !Number.isFinite(now)) return;
       const colour = getComputedStyle(box.current!).color;
-      drawSparkline(canvas.current!, size, { x: bus.recentX, y: bus.recent }, { now, seconds: kSparkSeconds, top: full }, colour);
+      drawSparkline(canvas.current!, size, { x: bus.recentX, y: bus.recent }, { now, seconds: kRecentSeconds, top: full }, colour);
     },
     [size.width, size.height, bus, theme],
   );
