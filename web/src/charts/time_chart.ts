@@ -106,7 +106,7 @@ export class TimeChart {
     this.#width = width;
     this.#height = height;
     this.#scrolling.forget();
-    this.#settledAt = performance.now() + kSettling;
+    if (this.#plot !== null) this.#settledAt = performance.now() + kSettling;
     if (this.#plot === null || fewer) this.#rebuild();
     else this.#plot.setSize({ width, height });
   }
