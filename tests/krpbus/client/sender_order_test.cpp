@@ -155,7 +155,8 @@ TEST(SenderOrder, BringsBackWhatRandomSendersSentHoweverItIsRead) {
                 read[sent.subject].push_back(message(sent.header, sent.text, reply.c_str()));
             }
             for (const std::string& text : merged(read)) {
-                EXPECT_EQ(std::stoull(text.substr(2)), ++next[std::stoull(text)]);
+                EXPECT_EQ(std::stoull(text.substr(2)),
+                          ++next[static_cast<std::size_t>(std::stoull(text))]);
             }
         }
         EXPECT_EQ(next[0] + next[1] + next[2], all.size());
