@@ -78,9 +78,9 @@ void BusConnection::beginWait() {
 }
 
 SendResult BusConnection::publish(const std::string& subject, const std::string& reply,
-                                  std::span<const std::uint8_t> payload, bool moreFollows) {
+                                  std::span<const std::uint8_t> payload, const Sending& sending) {
     const auto connection = current();
-    return connection ? connection->publish(subject, reply, payload, moreFollows)
+    return connection ? connection->publish(subject, reply, payload, sending)
                       : SendResult::NotConnected;
 }
 

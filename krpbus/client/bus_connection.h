@@ -51,7 +51,7 @@ class BusConnection {
 
     /// Publishes a payload: see NatsConnection::publish(). One thread at a time.
     SendResult publish(const std::string& subject, const std::string& reply,
-                       std::span<const std::uint8_t> payload, bool moreFollows = false);
+                       std::span<const std::uint8_t> payload, const Sending& sending = {});
     /// See NatsConnection::writeHeld().
     void writeHeld();
     /// The largest payload that the server takes; 0 when not connected. Any thread.

@@ -125,6 +125,20 @@ void KRPBusClient::sendToLogger(const std::string& source, const std::string& ma
     }
 }
 
+void KRPBusClient::sendLive(const std::string& source, krpbus::LiveData data,
+                            const std::vector<std::string>& loggers,
+                            const std::vector<std::unique_ptr<MessageBase>>& messages) {
+    impl_->sendLive(source, data, loggers, messages);
+}
+
+void KRPBusClient::listenToLive(krpbus::LiveData data) {
+    impl_->listenToLive(data);
+}
+
+void KRPBusClient::endListeningToLive(krpbus::LiveData data) {
+    impl_->endListeningToLive(data);
+}
+
 void KRPBusClient::registerBus(const std::string& bus) {
     impl_->listen(krpbus::busSubject(impl_->mac(), bus), bus);
 }

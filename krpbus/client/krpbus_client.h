@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/mutex.h"
+#include "krpbus/client/live_data.h"
 #include "krpbus/messages/message_base.h"
 
 /// What a client does differently from the rule. Desk loggers and tests set these.
@@ -110,6 +111,14 @@ class KRPBusClient : public Mutex {
     void sendToLogger(const std::string& source, const std::string& mac,
                       const std::string& destination, std::unique_ptr<MessageBase>&& message);
 
+    /// Sends live data, in the order of the list, to all clients at once that listen to it with
+    /// listenToLive(): those of the own logger where `loggers` is empty, else those of these other
+    /// ones. As much as is well below what the server takes travels together. The same message
+    /// must not go to one of these clients alone besides. Otherwise like sendTo().
+    void sendLive(const std::string& source, krpbus::LiveData data,
+                  const std::vector<std::string>& loggers,
+                  const std::vector<std::unique_ptr<MessageBase>>& messages);
+
     /// What is sent while it lives, by whatever thread, goes out together in as few writes as it
     /// takes, at its end at the latest. Its owner does nothing but send meanwhile.
     class Burst {
@@ -131,6 +140,12 @@ class KRPBusClient : public Mutex {
     void registerNetworkBus(const std::string& bus);
     /// Ends either; an unknown bus changes nothing.
     void unRegisterBus(const std::string& bus);
+    /// Receives what loggers send once for all, from now on and after every reconnect: as if it had
+    /// been sent to this client alone, bare from the own logger and in a RouterMessage from others.
+    /// Who asks for it says so with MessageBase::setTakesShared(). Any thread.
+    void listenToLive(krpbus::LiveData data);
+    /// Ends it; nothing happens where it has not begun. Any thread.
+    void endListeningToLive(krpbus::LiveData data);
     /// Receives under a further participant's name, too; getDestination() of a message tells which.
     void addParticipant(const std::string& name);
 

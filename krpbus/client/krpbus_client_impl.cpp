@@ -1,19 +1,42 @@
 #include "krpbus/client/krpbus_client_impl.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/log.h"
 #include "krpbus/address/ksl_util.h"
+#include "krpbus/client/live_batch.h"
 #include "krpbus/client/nats_subject.h"
+#include "krpbus/messages/router_message.h"
+#include "krpbus/messages/system_message.h"
 
 namespace {
-
-/// Room that the encoder keeps between messages.
-constexpr std::size_t kKeptBuffer = std::size_t{1024} * 1024;
 
 /// Payloads that have been handed out are destroyed when they are that many, or that many bytes.
 constexpr std::size_t kMostSpent = 256;
 constexpr std::size_t kMostSpentBytes = std::size_t{64} * 1024;
+
+/// Whether the message, or the one in an envelope, is such that its sender says it.
+bool saysThatItTakesShared(const MessageBase& message) {
+    if (message.getMessageID() == RouterMessage::kMessageID) {
+        const MessageBase* const inner = dynamic_cast<const RouterMessage&>(message).getMessage();
+        return inner != nullptr && saysThatItTakesShared(*inner);
+    }
+    return message.takesShared();
+}
+
+/// Notes at a message that asks for something what its sender has said beside the bytes.
+void noteTakesShared(MessageBase& message, natsMsg* payload) {
+    if (message.getMessageID() == RouterMessage::kMessageID) {
+        if (MessageBase* const inner = dynamic_cast<RouterMessage&>(message).getMessage()) {
+            noteTakesShared(*inner, payload);
+        }
+    } else if (message.getMessageID() == SystemMessage::kMessageID) {
+        const char* value = nullptr;
+        message.setTakesShared(natsMsgHeader_Get(payload, krpbus::kLiveHeader, &value) == NATS_OK &&
+                               value != nullptr && value == std::string_view(krpbus::kLiveShared));
+    }
+}
 
 std::string ownMac(const KRPBusOptions& options) {
     return options.mac.empty() ? KSLUtil::findLowestMAC().toString(std::ios::uppercase)
@@ -115,9 +138,16 @@ void KRPBusClient::Impl::publish(const std::string& source, const std::string& s
                                  const MessageBase& message, const std::string& whom) {
     writer_.clear();
     message.encode(writer_);
+    publishWritten(source, subject, {.takesShared = saysThatItTakesShared(message)}, whom);
+}
+
+/// Publishes what is in writer_.
+void KRPBusClient::Impl::publishWritten(const std::string& source, const std::string& subject,
+                                        krpbus::Sending sending, const std::string& whom) {
+    sending.moreFollows = bursts_ > 0;
     const auto result = connection_->publish(
         subject, source == name_ ? ownSubject_ : krpbus::participantSubject(mac_, source),
-        writer_.bytes(), bursts_ > 0);
+        writer_.bytes(), sending);
     if (result != krpbus::SendResult::Sent) {
         logNotSent(result, whom);
     }
@@ -171,12 +201,12 @@ void KRPBusClient::Impl::probe(const std::string& mac, const std::string& partic
 
 /// Somebody's probe, or what we have sent behind one of ours.
 bool KRPBusClient::Impl::takeProbe(const krpbus::Received& received) {
-    natsMsg* const message = received.message.get();
-    if (natsMsg_GetDataLength(message) != 0) {
+    if (!received.payload.empty()) {
         return false;
     }
     if (received.behindRefusal) {
-        if (auto address = krpbus::parseProbeSubject(natsMsg_GetSubject(message))) {
+        const char* const subject = natsMsg_GetSubject(received.message.get());
+        if (auto address = krpbus::parseProbeSubject(subject)) {
             inbox_.addVanished(std::move(*address));
         }
     }
@@ -185,6 +215,7 @@ bool KRPBusClient::Impl::takeProbe(const krpbus::Received& received) {
 
 void KRPBusClient::Impl::onReceived(std::vector<krpbus::Received>& received, Reader reader) {
     std::erase_if(received, [this](const krpbus::Received& one) { return takeProbe(one); });
+    splitBatches(received);
     if (received.empty()) {
         return;
     }
@@ -195,24 +226,27 @@ void KRPBusClient::Impl::onReceived(std::vector<krpbus::Received>& received, Rea
 }
 
 std::unique_ptr<MessageBase> KRPBusClient::Impl::unpack(const krpbus::Received& received) {
-    const natsMsg* const payload = received.message.get();
-    const auto size = static_cast<std::size_t>(natsMsg_GetDataLength(payload));
-    auto message = MessageBase::decode(
-        {reinterpret_cast<const std::uint8_t*>(natsMsg_GetData(payload)), size});
-    const char* const reply = natsMsg_GetReply(payload);
+    auto message = MessageBase::decode(received.payload);
+    const char* const reply = natsMsg_GetReply(received.message.get());
     if (!message) {
         LogUtil::log(LogLevel::Error, "getMessage",
-                     "dropped " + std::to_string(size) + " bytes that are no message, from " +
+                     "dropped " + std::to_string(received.payload.size()) +
+                         " bytes that are no message, from " +
                          (reply != nullptr ? reply : "an unknown sender"));
         return nullptr;
     }
-    message->setSource(senderOf(reply != nullptr ? reply : ""));
+    noteTakesShared(*message, received.message.get());
+    const std::string& sender = senderOf(reply != nullptr ? reply : "");
+    if (received.sentForMany && lastIsElsewhere_) {
+        message = envelop(std::move(message), sender);
+    }
+    message->setSource(sender);
     message->setDestination(*received.destination);
     return message;
 }
 
 void KRPBusClient::Impl::discard(krpbus::Received&& received) {
-    spentBytes_ += static_cast<std::size_t>(natsMsg_GetDataLength(received.message.get()));
+    spentBytes_ += received.payload.size();
     spent_.push_back(std::move(received));
     if (spent_.size() >= kMostSpent || spentBytes_ >= kMostSpentBytes) {
         spent_.clear();
@@ -226,14 +260,16 @@ const std::string& KRPBusClient::Impl::senderOf(std::string_view reply) {
         // A failure must not leave the one with the other's name.
         std::string known(reply);
         const auto sender = krpbus::parseParticipantSubject(reply);
+        const bool isElsewhere = sender && sender->mac != mac_;
         if (!sender) {
             lastSender_.clear();
-        } else if (sender->mac == mac_) {
+        } else if (!isElsewhere) {
             lastSender_ = sender->participant;
         } else {
             lastSender_ = KSLUtil::createKslRouterMsgAddress(0, sender->mac, sender->participant);
         }
         lastReply_ = std::move(known);
+        lastIsElsewhere_ = isElsewhere;
     }
     return lastSender_;
 }

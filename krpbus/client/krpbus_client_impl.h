@@ -3,6 +3,8 @@
 
 #include <map>
 #include <memory>
+#include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,6 +48,12 @@ class KRPBusClient::Impl final : public krpbus::BusListener {
     /// Sends to a subject of the bus; `whom` is for the log.
     void send(const std::string& source, const std::string& subject, const MessageBase& message,
               const std::string& whom);
+    /// Sends to all who listen to live data, in as few publications as it takes.
+    void sendLive(const std::string& source, krpbus::LiveData data,
+                  const std::vector<std::string>& loggers,
+                  const std::vector<std::unique_ptr<MessageBase>>& messages);
+    void listenToLive(krpbus::LiveData data);
+    void endListeningToLive(krpbus::LiveData data);
     /// Between the two messages are written where there is enough for a write, and at the end.
     void beginBurst();
     void endBurst();
@@ -64,10 +72,20 @@ class KRPBusClient::Impl final : public krpbus::BusListener {
 
   private:
     bool takeProbe(const krpbus::Received& received);
+    void splitBatches(std::vector<krpbus::Received>& received);
+    std::unique_ptr<MessageBase> envelop(std::unique_ptr<MessageBase> message,
+                                         const std::string& sender) const;
     void publish(const std::string& source, const std::string& subject, const MessageBase& message,
                  const std::string& whom) REQUIRES(sendMutex_);
+    void publishWritten(const std::string& source, const std::string& subject,
+                        krpbus::Sending sending, const std::string& whom) REQUIRES(sendMutex_);
+    std::size_t batchLimit() const;
+    void stopListening(krpbus::LiveData data) REQUIRES(entrancesMutex_);
     void logNotSent(krpbus::SendResult result, const std::string& whom) const REQUIRES(sendMutex_);
     const std::string& senderOf(std::string_view reply);
+
+    /// Room that the encoder keeps between messages.
+    static constexpr std::size_t kKeptBuffer = std::size_t{1024} * 1024;
 
     const std::string name_;
     const std::string mac_;
@@ -76,7 +94,8 @@ class KRPBusClient::Impl final : public krpbus::BusListener {
 
     Mutex sendMutex_;
     ByteWriter writer_ GUARDED_BY(sendMutex_);
-    int bursts_ GUARDED_BY(sendMutex_) = 0;  // that are under way
+    ByteWriter part_ GUARDED_BY(sendMutex_);  // one message of several in writer_
+    int bursts_ GUARDED_BY(sendMutex_) = 0;   // that are under way
     std::string lastParticipant_ GUARDED_BY(sendMutex_);
     std::string lastSubject_ GUARDED_BY(sendMutex_);
 
@@ -87,9 +106,15 @@ class KRPBusClient::Impl final : public krpbus::BusListener {
     /// Ended ones: messages that came in through them may still wait, or be on their way.
     std::vector<std::unique_ptr<const std::string>> closed_ GUARDED_BY(entrancesMutex_);
 
+    std::set<krpbus::LiveData> listening_ GUARDED_BY(entrancesMutex_);
+
+    /// Of who reads, between two reads empty: what has come, with its batches split.
+    std::vector<krpbus::Received> split_;
+
     /// Of the consumer thread.
     std::string lastReply_;
     std::string lastSender_;
+    bool lastIsElsewhere_ = false;  // on another logger
     std::vector<krpbus::Received> spent_;
     std::size_t spentBytes_ = 0;
 

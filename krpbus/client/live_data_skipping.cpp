@@ -14,15 +14,12 @@ constexpr std::size_t kOverhead = 256;
 constexpr std::size_t kFewTombstones = 1024;
 
 std::size_t sizeOf(const Received& received) {
-    return kOverhead + static_cast<std::size_t>(natsMsg_GetDataLength(received.message.get()));
+    return kOverhead + received.payload.size();
 }
 
 std::optional<std::string> keyOf(const Received& received) {
-    const natsMsg* const message = received.message.get();
-    const char* const reply = natsMsg_GetReply(message);
-    const auto* const data = reinterpret_cast<const std::uint8_t*>(natsMsg_GetData(message));
-    return liveDataKey(reply != nullptr ? reply : "",
-                       {data, static_cast<std::size_t>(natsMsg_GetDataLength(message))});
+    const char* const reply = natsMsg_GetReply(received.message.get());
+    return liveDataKey(reply != nullptr ? reply : "", received.payload);
 }
 
 }  // namespace

@@ -20,6 +20,17 @@ namespace krpbus {
 /// Whether the bus server has been given a message, and if not why not.
 enum class SendResult { Sent, NotConnected, TooLarge, Stuck, Failed };
 
+/// What there is to a message beside its bytes.
+struct Sending {
+    /// Others follow at once: it is written with them.
+    bool moreFollows = false;
+    /// Who receives it may not have received the one before of the same subject: its place among
+    /// the sender's messages is told with it.
+    bool forMany = false;
+    /// Its sender listens where live data is sent once for all, and says so with it.
+    bool takesShared = false;
+};
+
 /// Everything of one connection: the NATS client's object in its event-loop mode with its protocol
 /// parser, its subscriptions, what waits to be written. It never connects again: in this mode the
 /// library would go on in the middle of the message that the old connection broke off in, so that
@@ -53,11 +64,11 @@ class NatsConnection {
     bool isLost() const { return lost_.load(); }
 
     /// Publishes a payload and sees to it that it gets written: at once when nothing was sent just
-    /// before, otherwise soon, together with what follows; with `moreFollows` only once there is
+    /// before, otherwise soon, together with what follows; where more follows only once there is
     /// enough for a write, and the caller calls writeHeld() in the end. Waits while more than a
     /// quarter of a megabyte is unwritten. One thread at a time.
     SendResult publish(const std::string& subject, const std::string& reply,
-                       std::span<const std::uint8_t> payload, bool moreFollows);
+                       std::span<const std::uint8_t> payload, const Sending& sending);
     /// Writes what publish() was told to wait with. In the place of publish().
     void writeHeld();
     /// The largest payload that the server takes. Any thread.
@@ -119,9 +130,10 @@ class NatsConnection {
     void leaveToReader();
     bool waitForRoom();
     natsStatus publishNumbered(const std::string& subject, const std::string& reply,
-                               std::span<const std::uint8_t> payload);
+                               std::span<const std::uint8_t> payload, const Sending& sending);
     natsStatus publishWithHeader(const std::string& subject, const std::string& reply,
-                                 std::span<const std::uint8_t> payload, const char* header);
+                                 std::span<const std::uint8_t> payload, const char* order,
+                                 bool takesShared);
     void destroyLater(NatsMessage message, std::size_t size);
     Subscriptions::iterator addSubscription(const std::string& subject)
         REQUIRES(subscriptionsMutex_);

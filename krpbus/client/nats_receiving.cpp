@@ -61,8 +61,8 @@ void NatsConnection::takeQueue(Subscription& subscription, std::vector<Received>
         natsMsg* message = nullptr;
         const natsStatus status = natsSubscription_NextMsg(&message, subscription.queue, 0);
         if (status == NATS_OK) {
-            taken.push_back({NatsMessage(message), subscription.destination, 0,
-                             std::exchange(subscription.refusal, false)});
+            taken.push_back(krpbus::received(NatsMessage(message), subscription.destination));
+            taken.back().behindRefusal = std::exchange(subscription.refusal, false);
         } else if (status == NATS_NO_RESPONDERS) {
             subscription.refusal = true;
         }

@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "krpbus/client/live_batch.h"
 #include "krpbus/client/nats_connection.h"
 
 namespace krpbus {
@@ -37,7 +38,7 @@ std::int64_t microseconds() {
 }  // namespace
 
 SendResult NatsConnection::publish(const std::string& subject, const std::string& reply,
-                                   std::span<const std::uint8_t> payload, bool moreFollows) {
+                                   std::span<const std::uint8_t> payload, const Sending& sending) {
     if (lost_) {
         return SendResult::NotConnected;
     }
@@ -53,12 +54,12 @@ SendResult NatsConnection::publish(const std::string& subject, const std::string
         return lost_ ? SendResult::NotConnected : SendResult::Stuck;
     }
     publishing = true;
-    const natsStatus status = publishNumbered(subject, reply, payload);
+    const natsStatus status = publishNumbered(subject, reply, payload, sending);
     publishing = false;
     switch (status) {
         case NATS_OK:
             unwritten_ += subject.size() + reply.size() + payload.size();
-            writeOut(writeUnderWay, moreFollows);
+            writeOut(writeUnderWay, sending.moreFollows);
             return SendResult::Sent;
         case NATS_MAX_PAYLOAD:
             return SendResult::TooLarge;
@@ -70,24 +71,29 @@ SendResult NatsConnection::publish(const std::string& subject, const std::string
     }
 }
 
-/// Without its number where it would be the number that makes it too large, or the server knows no
-/// headers; a probe needs none, but it comes between.
+/// Without headers where it would be those that make it too large, or the server knows none; a
+/// probe needs none, but it comes between.
 natsStatus NatsConnection::publishNumbered(const std::string& subject, const std::string& reply,
-                                           std::span<const std::uint8_t> payload) {
+                                           std::span<const std::uint8_t> payload,
+                                           const Sending& sending) {
     const auto size = static_cast<int>(payload.size());
     const auto* const data = reinterpret_cast<const char*>(payload.data());
-    const bool mayBeNumbered =
+    const bool mayHaveHeader =
         !payload.empty() && natsConnection_HasHeaderSupport(connection_) == NATS_OK &&
         static_cast<std::int64_t>(payload.size() + SendCounter::kHeaderBytes) <= maxPayload();
-    const char* const header = mayBeNumbered ? counter_.next(subject, reply) : nullptr;
+    if (sending.forMany) {
+        counter_.beginAgain();
+    }
+    const char* const order = mayHaveHeader ? counter_.next(subject, reply) : nullptr;
+    const bool takesShared = mayHaveHeader && sending.takesShared;
     natsStatus status = NATS_OK;
-    if (header == nullptr) {
+    if (order == nullptr && !takesShared) {
         status =
             natsConnection_PublishRequest(connection_, subject.c_str(), reply.c_str(), data, size);
     } else {
-        status = publishWithHeader(subject, reply, payload, header);
+        status = publishWithHeader(subject, reply, payload, order, takesShared);
     }
-    if (status != NATS_OK || !mayBeNumbered) {
+    if (status != NATS_OK || !mayHaveHeader) {
         counter_.beginAgain();
     }
     return status;
@@ -95,7 +101,7 @@ natsStatus NatsConnection::publishNumbered(const std::string& subject, const std
 
 natsStatus NatsConnection::publishWithHeader(const std::string& subject, const std::string& reply,
                                              std::span<const std::uint8_t> payload,
-                                             const char* header) {
+                                             const char* order, bool takesShared) {
     natsMsg* raw = nullptr;
     natsStatus status = natsMsg_Create(&raw, subject.c_str(), reply.c_str(),
                                        reinterpret_cast<const char*>(payload.data()),
@@ -104,7 +110,12 @@ natsStatus NatsConnection::publishWithHeader(const std::string& subject, const s
         return status;
     }
     NatsMessage message(raw);
-    status = natsMsgHeader_Set(raw, kOrderHeader, header);
+    if (order != nullptr) {
+        status = natsMsgHeader_Set(raw, kOrderHeader, order);
+    }
+    if (status == NATS_OK && takesShared) {
+        status = natsMsgHeader_Set(raw, kLiveHeader, kLiveShared);
+    }
     if (status == NATS_OK) {
         status = natsConnection_PublishMsg(connection_, raw);
     }

@@ -6,6 +6,8 @@ namespace {
 
 constexpr std::string_view kRoot = "krp.";
 constexpr std::string_view kTo = ".to.";
+constexpr std::string_view kBus = ".bus.";
+constexpr std::string_view kLive = ".bus.live.";
 constexpr std::string_view kProbe = ".probe.";
 constexpr std::string_view kDigits = "0123456789ABCDEF";
 
@@ -19,6 +21,11 @@ std::string root(std::string_view mac) {
     subject = kRoot;
     appendToken(subject, mac);
     return subject;
+}
+
+/// Of all loggers where `mac` is empty.
+std::string rootOrAll(std::string_view mac) {
+    return mac.empty() ? std::string(kRoot) + "*" : root(mac);
 }
 
 }  // namespace
@@ -76,10 +83,26 @@ std::string participantSubject(std::string_view mac, std::string_view participan
 }
 
 std::string busSubject(std::string_view mac, std::string_view bus) {
-    std::string subject = mac.empty() ? std::string(kRoot) + "*" : root(mac);
-    subject += ".bus.";
+    std::string subject = rootOrAll(mac);
+    subject += kBus;
     appendToken(subject, bus);
     return subject;
+}
+
+std::string liveSubject(std::string_view mac, LiveData data, LiveReach reach) {
+    std::string subject = rootOrAll(mac);
+    subject += kLive;
+    subject += data == LiveData::Signals ? "signals" : "loads";
+    subject += reach == LiveReach::OwnLogger ? ".own" : ".others";
+    return subject;
+}
+
+bool isLiveSubject(std::string_view subject) {
+    if (!subject.starts_with(kRoot)) {
+        return false;
+    }
+    const std::size_t macEnd = subject.find('.', kRoot.size());
+    return macEnd != std::string_view::npos && subject.substr(macEnd).starts_with(kLive);
 }
 
 std::string everybodySubject(std::string_view mac) {

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "krpbus/client/live_data.h"
+
 namespace krpbus {
 
 /// A participant as a subject names it.
@@ -24,6 +26,12 @@ std::optional<std::string> decodeToken(std::string_view token);
 std::string participantSubject(std::string_view mac, std::string_view participant);
 /// "krp.<mac>.bus.<bus>"; with an empty `mac` the wildcard for all loggers, for subscriptions only.
 std::string busSubject(std::string_view mac, std::string_view bus);
+/// "krp.<mac>.bus.live.signals.own" and so on: where a logger sends live data once for all; with an
+/// empty `mac` the wildcard for all loggers, for subscriptions only. Like what goes to a bus of the
+/// logger in that who may hear its buses may hear it.
+std::string liveSubject(std::string_view mac, LiveData data, LiveReach reach);
+/// Whether a subject is one of these.
+bool isLiveSubject(std::string_view subject);
 /// "krp.<mac>.all"
 std::string everybodySubject(std::string_view mac);
 /// The subject that the bus server answers a probe of `address` on, and, without an address, the

@@ -35,6 +35,12 @@ class MessageBase {
     const std::string& getDestination() const { return destination_; }
     void setDestination(std::string destination) { destination_ = std::move(destination); }
 
+    /// Whether who asks for live data with this message listens where a logger sends that once for
+    /// all, so that it need not be sent to the asker alone. Set by the asker, and by the client
+    /// that received it; said beside the bytes.
+    bool takesShared() const { return takesShared_; }
+    void setTakesShared(bool takes) { takesShared_ = takes; }
+
     /// A deep copy, sender and destination included.
     virtual std::unique_ptr<MessageBase> clone() const = 0;
 
@@ -74,6 +80,7 @@ class MessageBase {
   private:
     messageID_t messageID_;
     std::uint8_t sourceChannel_;
+    bool takesShared_ = false;
     std::string source_;
     std::string destination_;
 };

@@ -33,9 +33,7 @@ krpbus::Received received(const MessageBase& message, const std::string& sender 
     natsMsg_Create(&raw, "krp.M.to.me", sender.c_str(),
                    reinterpret_cast<const char*>(writer.bytes().data()),
                    static_cast<int>(writer.size()));
-    krpbus::Received result;
-    result.message.reset(raw);
-    return result;
+    return krpbus::received(krpbus::NatsMessage(raw));
 }
 
 SignalMessage value(const std::string& name, const std::string& text) {
@@ -319,8 +317,7 @@ TEST(Inbox, KeepsMalformedLiveDataForTheDecoderToReport) {
     natsMsg* raw = nullptr;
     const char truncated[] = {'\x80', '\x10', 0, 0, 0};  // a SignalMessage that ends too early
     natsMsg_Create(&raw, "krp.M.to.me", nullptr, truncated, sizeof truncated);
-    krpbus::Received malformed;
-    malformed.message.reset(raw);
+    krpbus::Received malformed = krpbus::received(krpbus::NatsMessage(raw));
     inbox.push(received(value("a", "1")));
     standStill();
     inbox.push(std::move(malformed));

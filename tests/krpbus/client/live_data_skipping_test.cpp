@@ -25,9 +25,7 @@ krpbus::Received received(const MessageBase& message) {
     natsMsg_Create(&raw, "krp.M.to.me", "krp.M.to.HandheldServer",
                    reinterpret_cast<const char*>(writer.bytes().data()),
                    static_cast<int>(writer.size()));
-    krpbus::Received result;
-    result.message.reset(raw);
-    return result;
+    return krpbus::received(krpbus::NatsMessage(raw));
 }
 
 krpbus::Received value(const std::string& name, const std::string& text) {

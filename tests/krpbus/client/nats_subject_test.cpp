@@ -26,6 +26,22 @@ TEST(NatsSubject, NamesParticipantsBusesAndEverybody) {
     EXPECT_EQ(krpbus::probeWildcard(kMac, "a"), "krp.02:00:00:00:00:01.to.a.probe.*");
 }
 
+TEST(NatsSubject, NamesWhereLiveDataIsSentOnceForAll) {
+    using krpbus::LiveData;
+    using krpbus::LiveReach;
+    EXPECT_EQ(krpbus::liveSubject(kMac, LiveData::Signals, LiveReach::OwnLogger),
+              "krp.02:00:00:00:00:01.bus.live.signals.own");
+    EXPECT_EQ(krpbus::liveSubject("", LiveData::Loads, LiveReach::OtherLoggers),
+              "krp.*.bus.live.loads.others");
+    EXPECT_TRUE(krpbus::isLiveSubject("krp.02:00:00:00:00:01.bus.live.loads.others"));
+    for (const char* text : {"", "krp", "krp.M", "krp.M.bus.live", "krp.M.to.a.bus.live.x",
+                             "krp.M.to.HandheldServer", "krq.M.bus.live.signals.own"}) {
+        EXPECT_FALSE(krpbus::isLiveSubject(text)) << text;
+    }
+    EXPECT_FALSE(krpbus::isLiveSubject(krpbus::busSubject(kMac, "live.signals.own")))
+        << "a bus of that name";
+}
+
 TEST(NatsSubject, EncodesWhatATokenCannotHold) {
     EXPECT_EQ(token("a b.c*d>e%f"), "a%20b%2Ec%2Ad%3Ee%25f");
     EXPECT_EQ(token("\t\r\n\x7F\xC3\xA4"), "%09%0D%0A%7F%C3%A4");

@@ -23,9 +23,7 @@ krpbus::Received message(const std::string& header, const std::string& text,
     if (!header.empty()) {
         natsMsgHeader_Set(raw, krpbus::kOrderHeader, header.c_str());
     }
-    krpbus::Received received;
-    received.message.reset(raw);
-    return received;
+    return krpbus::received(krpbus::NatsMessage(raw));
 }
 
 // One whose text is its header.
