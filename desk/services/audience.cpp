@@ -1,15 +1,48 @@
 #include "desk/services/audience.h"
 
+#include <optional>
+#include <utility>
+
 #include "base/log.h"
+#include "krpbus/address/ksl_util.h"
 
 namespace desk {
 
-void Audience::add(const std::string& address) {
-    listeners_.try_emplace(address);
+void Audience::add(const std::string& address, bool takesShared) {
+    listeners_[address].takesShared = takesShared;
+    reachIsKnown_ = false;
     if (!lookDue_) {
         lookDue_ = true;
         agenda_.after(interval_, [this] { look(); });
     }
+}
+
+void Audience::remove(const std::string& address) {
+    listeners_.erase(address);
+    reachIsKnown_ = false;
+}
+
+/// Kept, since values are many and listeners change seldom.
+const Audience::Reach& Audience::reach() {
+    if (reachIsKnown_) {
+        return reach_;
+    }
+    Reach reach;
+    std::set<std::string> otherLoggers;
+    for (const auto& [address, listener] : listeners_) {
+        const auto parts = KSLUtil::splitAddress(address);
+        if (!listener.takesShared) {
+            reach.each.push_back(address);
+        } else if (parts && parts->mac != bus_.getMac()) {
+            otherLoggers.insert(parts->mac);
+        } else {
+            reach.ownLogger = true;
+        }
+    }
+    reach.otherLoggers.assign(otherLoggers.begin(), otherLoggers.end());
+    reach_ = std::move(reach);
+    reachIsKnown_ = true;
+    return reach_;
 }
 
 std::set<std::string> Audience::addresses() const {
@@ -36,6 +69,7 @@ void Audience::look() {
         if (listener.missingRounds == kMissingRounds) {
             LogUtil::log(LogLevel::Info, "look", entry->first + " has gone and is served no more");
             entry = listeners_.erase(entry);
+            reachIsKnown_ = false;
             continue;
         }
         bus_.probe(entry->first);

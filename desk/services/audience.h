@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "desk/loop/agenda.h"
 #include "krpbus/client/krpbus_client.h"
@@ -22,18 +23,29 @@ class Audience {
     Audience(KRPBusClient& bus, Agenda& agenda, Clock::duration interval = std::chrono::seconds(1))
         : bus_(bus), agenda_(agenda), interval_(interval) {}
 
-    /// Takes the client in; one that listens already changes nothing.
-    void add(const std::string& address);
+    /// Takes the client in; one that listens already changes nothing but how it is served.
+    /// `takesShared`: it listens where live data is sent once for all.
+    void add(const std::string& address, bool takesShared = false);
     /// A client that does not listen changes nothing.
-    void remove(const std::string& address) { listeners_.erase(address); }
+    void remove(const std::string& address);
     bool empty() const { return listeners_.empty(); }
     std::set<std::string> addresses() const;
+
+    /// How all listeners are reached, each in one way.
+    struct Reach {
+        std::vector<std::string> each;          // addresses of those that are served alone
+        bool ownLogger = false;                 // some of this logger take what is sent for all
+        std::vector<std::string> otherLoggers;  // MAC addresses of those where some do
+    };
+    /// Valid until a listener comes or goes.
+    const Reach& reach();
 
     /// The bus server knows nobody by the address, which may be that of any client.
     void missing(const std::string& address);
 
   private:
     struct Listener {
+        bool takesShared = false;
         int missingRounds = 0;
         bool missingNow = false;
     };
@@ -43,6 +55,8 @@ class Audience {
     Agenda& agenda_;
     const Clock::duration interval_;
     std::map<std::string, Listener> listeners_;
+    Reach reach_;
+    bool reachIsKnown_ = false;
     bool lookDue_ = false;
 };
 

@@ -4,7 +4,6 @@
 
 #include "base/clock.h"
 #include "krpbus/address/ksl_util.h"
-#include "krpbus/messages/gps_trace_message.h"
 #include "krpbus/messages/krp_get_bus_names.h"
 
 namespace desk {
@@ -59,7 +58,7 @@ bool BusloadService::takeNotice(const SystemMessage& notice) {
         return false;
     }
     if (notice.getText() == "75-LVStartBusload") {
-        start(notice.getSource());
+        start(notice.getSource(), notice.takesShared());
         return true;
     }
     if (notice.getText() == "76-LVStopBusload") {
@@ -69,8 +68,8 @@ bool BusloadService::takeNotice(const SystemMessage& notice) {
     return false;
 }
 
-void BusloadService::start(const std::string& client) {
-    audience_.add(client);
+void BusloadService::start(const std::string& client, bool takesShared) {
+    audience_.add(client, takesShared);
     if (runs_) {
         return;
     }
@@ -93,13 +92,11 @@ void BusloadService::sendDue() {
     source_->read(time, readings_);
     const auto gps = source_->readGps(time);
     if (bus_.isConnected()) {  // else each figure would be one more line in the log
-        for (const std::string& client : audience_.addresses()) {
-            for (const BusReading& reading : readings_) {
-                send(reading, timestamp, client);
-            }
-            if (gps) {
-                send(*gps, timestamp, client);
-            }
+        for (const BusReading& reading : readings_) {
+            send(figureOf(reading, timestamp));
+        }
+        if (gps) {
+            send(stateOf(*gps, timestamp));
         }
     }
     runs_ = !audience_.empty();
@@ -109,28 +106,56 @@ void BusloadService::sendDue() {
     }
 }
 
-void BusloadService::send(const BusReading& reading, std::uint64_t timestamp,
-                          const std::string& client) {
+BusLoadExtMessage BusloadService::figureOf(const BusReading& reading,
+                                           std::uint64_t timestamp) const {
     const KRPResponseGetBusNames::busName_t& name = source_->buses()[reading.bus].name;
-    auto message = std::make_unique<BusLoadExtMessage>();
-    message->busId = name.busId;
-    message->channel = name.channel;
-    message->value = reading.value;
-    message->timestamp = timestamp;
-    message->unit = reading.unit;
-    message->most = reading.most;
-    message->kslOffset = offsetFor(client);
-    outbox_.add(client, std::move(message));
+    BusLoadExtMessage message;
+    message.busId = name.busId;
+    message.channel = name.channel;
+    message.value = reading.value;
+    message.timestamp = timestamp;
+    message.unit = reading.unit;
+    message.most = reading.most;
+    return message;
 }
 
-void BusloadService::send(const GpsReading& reading, std::uint64_t timestamp,
-                          const std::string& client) {
-    auto message = std::make_unique<GPSTraceMessage>();
-    message->timestamp = timestamp;
-    message->gprmcStatus.assign(1, reading.hasFix ? 'A' : 'V');
-    message->latitude = reading.latitude;
-    message->longitude = reading.longitude;
-    outbox_.add(client, std::move(message));
+GPSTraceMessage BusloadService::stateOf(const GpsReading& reading, std::uint64_t timestamp) {
+    GPSTraceMessage message;
+    message.timestamp = timestamp;
+    message.gprmcStatus.assign(1, reading.hasFix ? 'A' : 'V');
+    message.latitude = reading.latitude;
+    message.longitude = reading.longitude;
+    return message;
+}
+
+void BusloadService::send(BusLoadExtMessage figure) {
+    const Audience::Reach& reach = audience_.reach();
+    const auto with = [&figure](std::uint8_t offset) {
+        figure.kslOffset = offset;
+        return figure.clone();
+    };
+    for (const std::string& client : reach.each) {
+        outbox_.add(client, with(offsetFor(client)));
+    }
+    if (reach.ownLogger) {
+        outbox_.addForMany(krpbus::LiveData::Loads, {}, with(0));
+    }
+    if (!reach.otherLoggers.empty()) {
+        outbox_.addForMany(krpbus::LiveData::Loads, reach.otherLoggers, with(networkOffset_));
+    }
+}
+
+void BusloadService::send(const GPSTraceMessage& state) {
+    const Audience::Reach& reach = audience_.reach();
+    for (const std::string& client : reach.each) {
+        outbox_.add(client, state.clone());
+    }
+    if (reach.ownLogger) {
+        outbox_.addForMany(krpbus::LiveData::Loads, {}, state.clone());
+    }
+    if (!reach.otherLoggers.empty()) {
+        outbox_.addForMany(krpbus::LiveData::Loads, reach.otherLoggers, state.clone());
+    }
 }
 
 }  // namespace desk

@@ -14,6 +14,8 @@
 #include "desk/services/stagger.h"
 #include "desk/sources/bus_source.h"
 #include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/busload_message.h"
+#include "krpbus/messages/gps_trace_message.h"
 
 namespace desk {
 
@@ -36,10 +38,12 @@ class BusloadService : public Service {
     void clientMissing(const std::string& address) override { audience_.missing(address); }
 
   private:
-    void start(const std::string& client);
+    void start(const std::string& client, bool takesShared);
     void sendDue();
-    void send(const BusReading& reading, std::uint64_t timestamp, const std::string& client);
-    void send(const GpsReading& reading, std::uint64_t timestamp, const std::string& client);
+    BusLoadExtMessage figureOf(const BusReading& reading, std::uint64_t timestamp) const;
+    static GPSTraceMessage stateOf(const GpsReading& reading, std::uint64_t timestamp);
+    void send(BusLoadExtMessage figure);
+    void send(const GPSTraceMessage& state);
     std::uint8_t offsetFor(const std::string& client) const;
 
     KRPBusClient& bus_;

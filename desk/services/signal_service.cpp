@@ -39,7 +39,7 @@ bool SignalService::takeNotice(const SystemMessage& notice) {
         return false;
     }
     if (notice.getText() == "77-LVStartSignals") {
-        audience_.add(notice.getSource());
+        audience_.add(notice.getSource(), notice.takesShared());
         playback_.start();
         return true;
     }
@@ -59,9 +59,18 @@ void SignalService::send(const std::vector<SignalReading>& readings, std::uint64
     for (const SignalReading& reading : readings) {
         messages.push_back(messageOf(reading, reading.time.value_or(timestamp)));
     }
-    for (const std::string& client : audience_.addresses()) {
+    const Audience::Reach& reach = audience_.reach();
+    for (const std::string& client : reach.each) {
         for (const SignalMessage& message : messages) {
             outbox_.add(client, message.clone());
+        }
+    }
+    for (const SignalMessage& message : messages) {
+        if (reach.ownLogger) {
+            outbox_.addForMany(krpbus::LiveData::Signals, {}, message.clone());
+        }
+        if (!reach.otherLoggers.empty()) {
+            outbox_.addForMany(krpbus::LiveData::Signals, reach.otherLoggers, message.clone());
         }
     }
 }

@@ -135,6 +135,23 @@ TEST_F(ForwardingTest, CarriesWhatIsNoRequestJustTheSame) {
     EXPECT_EQ(system->getSource(), "ksl://0/02:00:00:00:00:0A/tester");
 }
 
+// Only with what the asker says beside the bytes does B send its values once for all.
+TEST_F(ForwardingTest, CarriesThatTheAskerListensWhereLiveDataIsSentOnce) {
+    const auto listener = client(kMacA, "listener");
+    listener->listenToLive(krpbus::LiveData::Signals);
+    synchronise(*listener, *tester_);
+    SystemMessage start(SystemMessage::SM_STATE, "77-LVStartSignals");
+    start.setTakesShared(true);
+    forward(*tester_, start, KSLUtil::createKslRouterMsgAddress(0, kMacB, "HandheldServer"));
+    const auto message = nextMessage(*listener);
+    const auto* const router = dynamic_cast<const RouterMessage*>(message.get());
+    ASSERT_NE(router, nullptr);
+    EXPECT_EQ(router->getSourceAddress(), "ksl://0/02:00:00:00:00:0B/HandheldServer");
+    EXPECT_EQ(router->getDestinationAddress(), "listener");
+    EXPECT_NE(dynamic_cast<const SignalMessage*>(router->getMessage()), nullptr);
+    EXPECT_TRUE(nothingWaits(*tester_)) << "which has said that it listens";
+}
+
 TEST_F(ForwardingTest, NoLongerReachesALoggerThatHasLeft) {
     c_->signal(SIGTERM);
     EXPECT_EQ(c_->waitForExit(), 0);

@@ -147,6 +147,25 @@ TEST_F(BusloadServiceTest, SendsWrappedLoadsWithItsOffsetToClientsOfOtherLoggers
     EXPECT_EQ(dynamic_cast<const BusLoadExtMessage&>(*router->getMessage()).kslOffset, 8);
 }
 
+TEST_F(BusloadServiceTest, SendsLoadsOnceToAllWhoListenWithTheOffsetThatTheyAreToSee) {
+    const auto own = connectListener("21_KLV1", kMac, krpbus::LiveData::Loads);
+    const auto other = connectListener("18_KLV1", kOtherMac, krpbus::LiveData::Loads);
+    noticeOfListener("75-LVStartBusload", "21_KLV1");
+    noticeOfListener("75-LVStartBusload", std::string("ksl://0/") + kOtherMac + "/18_KLV1");
+    const auto bare = messages(*own, 3);
+    ASSERT_GE(bare.size(), 3U);
+    EXPECT_EQ(dynamic_cast<const BusLoadExtMessage&>(*bare[0]).kslOffset, 0);
+    EXPECT_NE(dynamic_cast<const GPSTraceMessage*>(bare[1].get()), nullptr)
+        << "in the order of the round";
+    EXPECT_NE(dynamic_cast<const BusLoadExtMessage*>(bare[2].get()), nullptr);
+    const auto wrapped = messages(*other, 2);
+    ASSERT_GE(wrapped.size(), 2U);
+    const auto& figure = dynamic_cast<const RouterMessage&>(*wrapped[0]);
+    EXPECT_EQ(dynamic_cast<const BusLoadExtMessage&>(*figure.getMessage()).kslOffset, 8);
+    const auto& state = dynamic_cast<const RouterMessage&>(*wrapped[1]);
+    EXPECT_NE(dynamic_cast<const GPSTraceMessage*>(state.getMessage()), nullptr);
+}
+
 TEST_F(BusloadServiceTest, ForgetsAClientThatVanished) {
     notice("75-LVStartBusload");
     messages(*client, 2);

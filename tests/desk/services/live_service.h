@@ -36,6 +36,21 @@ class LiveService : public testing::Test {
         message.setSource(from);
         return service->takeNotice(message);
     }
+    // The same from a client that listens where live data is sent once for all.
+    bool noticeOfListener(const std::string& text, const std::string& from) {
+        SystemMessage message(SystemMessage::SM_STATE, text);
+        message.setSource(from);
+        message.setTakesShared(true);
+        return service->takeNotice(message);
+    }
+    // One that does.
+    std::unique_ptr<KRPBusClient> connectListener(const std::string& name, const std::string& mac,
+                                                  krpbus::LiveData data) {
+        auto made = makeClient(server, name, mac);
+        made->listenToLive(data);
+        synchronise(*bus, *made);
+        return made;
+    }
     // Whether anything is to be done yet.
     bool runs() { return agenda.next().has_value(); }
     // Runs the agenda until the condition holds; false when it has not in time.

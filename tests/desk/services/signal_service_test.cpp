@@ -169,4 +169,90 @@ TEST_F(SignalServiceTest, KeepsAClientThatIsAwayForAMoment) {
     EXPECT_EQ(values(3).size(), 3U);
 }
 
+// Values, forwarded or not, as far as they have come in.
+std::vector<std::string> taken(const std::vector<std::unique_ptr<MessageBase>>& messages) {
+    std::vector<std::string> lines;
+    for (const auto& message : messages) {
+        const MessageBase* inner = message.get();
+        std::string from;
+        if (const auto* const router = dynamic_cast<const RouterMessage*>(inner)) {
+            from = router->getSourceAddress() + " ";
+            inner = router->getMessage();
+        }
+        const auto* const value = dynamic_cast<const SignalMessage*>(inner);
+        lines.push_back(value != nullptr ? from + value->webappName + "=" + value->value : "none");
+    }
+    return lines;
+}
+
+const std::string kSecond = "02:00:00:00:00:02";
+const std::string kThird = "02:00:00:00:00:03";
+const std::string kFromHere = "ksl://0/02:00:00:00:00:01/HandheldServer ";
+
+// Each value once and in order, whoever else is served in another way.
+TEST_F(SignalServiceTest, ServesListenersAndOthersSideBySide) {
+    const auto own = connectListener("21_KLV1", kMac, krpbus::LiveData::Signals);
+    const auto remote = connectListener("22_KLV2", kSecond, krpbus::LiveData::Signals);
+    const auto remoteAlone = connect("23_KLV3", kThird);
+    notice("77-LVStartSignals");
+    notice("77-LVStartSignals", "ksl://0/" + kThird + "/23_KLV3");
+    noticeOfListener("77-LVStartSignals", "21_KLV1");
+    noticeOfListener("77-LVStartSignals", "ksl://0/" + kSecond + "/22_KLV2");
+    const std::vector<std::string> bare{"Speed=1.50", "Gear=R", "Speed=2", "Gear=1"};
+    std::vector<std::string> wrapped;
+    for (const std::string& line : bare) {
+        wrapped.push_back(kFromHere + line);
+    }
+    EXPECT_EQ(shown(4), bare);
+    const auto four = [this](KRPBusClient& receiver) {
+        auto all = taken(messages(receiver, 4));
+        all.resize(std::min<std::size_t>(all.size(), 4));
+        return all;
+    };
+    EXPECT_EQ(four(*own), bare);
+    EXPECT_EQ(four(*remote), wrapped);
+    EXPECT_EQ(four(*remoteAlone), wrapped);
+}
+
+// Its own logger forwards without what it says beside the bytes.
+TEST_F(SignalServiceTest, SendsOnceToAListenerThatItServesAlone) {
+    const auto behind = connectListener("21_KLV1", kSecond, krpbus::LiveData::Signals);
+    const auto listener = connectListener("22_KLV2", kThird, krpbus::LiveData::Signals);
+    notice("77-LVStartSignals", "ksl://0/" + kSecond + "/21_KLV1");
+    noticeOfListener("77-LVStartSignals", "ksl://0/" + kThird + "/22_KLV2");
+    auto lines = taken(messages(*behind, 4));
+    lines.resize(std::min<std::size_t>(lines.size(), 4));
+    EXPECT_THAT(lines, ElementsAre(kFromHere + "Speed=1.50", kFromHere + "Gear=R",
+                                   kFromHere + "Speed=2", kFromHere + "Gear=1"));
+}
+
+TEST_F(SignalServiceTest, SendsNothingToListenersOnceTheLastOneHasStopped) {
+    const auto own = connectListener("21_KLV1", kMac, krpbus::LiveData::Signals);
+    noticeOfListener("77-LVStartSignals", "21_KLV1");
+    EXPECT_EQ(messages(*own, 2).size(), 2U);
+    notice("78-LVStopSignals", "21_KLV1");
+    ASSERT_TRUE(runUntil([this] { return !runs(); }));
+    while (nextWaiting(*own)) {
+    }
+    synchronise(*own, *bus);
+    EXPECT_TRUE(nothingWaits(*own));
+}
+
+TEST_F(SignalServiceTest, ForgetsAListenerThatHasVanished) {
+    auto own = connectListener("21_KLV1", kMac, krpbus::LiveData::Signals);
+    noticeOfListener("77-LVStartSignals", "21_KLV1");
+    EXPECT_FALSE(messages(*own, 1).empty());
+    own.reset();
+    EXPECT_TRUE(runUntil([this] { return !runs(); }));
+}
+
+TEST_F(SignalServiceTest, ServesAsItWasAskedLast) {
+    const auto own = connectListener("21_KLV1", kMac, krpbus::LiveData::Signals);
+    noticeOfListener("77-LVStartSignals", "21_KLV1");
+    notice("77-LVStartSignals", "21_KLV1");
+    auto lines = taken(messages(*own, 4));
+    lines.resize(std::min<std::size_t>(lines.size(), 4));
+    EXPECT_THAT(lines, ElementsAre("Speed=1.50", "Gear=R", "Speed=2", "Gear=1"));
+}
+
 }  // namespace
