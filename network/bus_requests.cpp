@@ -11,6 +11,7 @@
 #include "krpbus/messages/participants.h"
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/simple_messages.h"
+#include "krpbus/messages/system_message.h"
 #include "network/ksl_info.h"
 #include "network/waiting.h"
 #include "setup/lv_setup.h"
@@ -68,6 +69,23 @@ void sendKslBroadcast(const MessageBase& message, const std::string& destination
     const RouterMessage routed =
         wrap(message, KSLUtil::createKslBroadcastRouterMsgAddress(destination));
     client->sendTo(client->getName(), kKslForwarder, routed.clone());
+}
+
+/// Before the loggers are asked: the bus server learns it in this order.
+void startLiveData(krpbus::LiveData data, const char* text) {
+    if (KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr) {
+        client->listenToLive(data);
+    }
+    SystemMessage start(SystemMessage::SM_STATE, text);
+    start.setTakesShared(true);
+    sendKslBroadcast(start, kHandheldServer);
+}
+
+void stopLiveData(krpbus::LiveData data, const char* text) {
+    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kHandheldServer);
+    if (KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr) {
+        client->endListeningToLive(data);
+    }
 }
 
 std::uint32_t busConnection() {

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "krpbus/client/live_data.h"
+
 class MessageBase;
 
 /// Sends a copy of the message to `destination` on the logger with this MAC address: directly when
@@ -18,6 +20,12 @@ void sendToOwnLogger(const MessageBase& message, const std::string& destination)
 /// Sends a copy of the message to `destination` on this logger and on every other one of the
 /// network. Any thread of the session.
 void sendKslBroadcast(const MessageBase& message, const std::string& destination);
+
+/// Asks all loggers of the network with the notice of this text, "77-LVStartSignals" for instance,
+/// for live data of this kind, or for no more of it, and listens to it so long where they send it
+/// once for all sessions. Any thread of the session.
+void startLiveData(krpbus::LiveData data, const char* text);
+void stopLiveData(krpbus::LiveData data, const char* text);
 
 /// Which connection to the bus the session has, counted from 1; 0 before the first one. While there
 /// is none it is the last one that there was. Any thread of the session.

@@ -8,7 +8,6 @@
 #include "krpbus/messages/message_ids.h"
 #include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
-#include "krpbus/messages/system_message.h"
 #include "modules/busload/busload_catalogue.h"
 #include "modules/busload/busload_values.h"
 #include "network/bus_requests.h"
@@ -21,10 +20,6 @@ using BusNamesRequest = Simple1MessageRequest<KRP_GET_BUS_NAMES, unsigned char>;
 
 bool everyLoggerHasAnswered() {
     return static_cast<std::size_t>(busInfo->getBusnamesMapSize()) > countNeighbours();
-}
-
-void broadcastState(const char* text) {
-    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kHandheldServer);
 }
 
 }  // namespace
@@ -68,7 +63,7 @@ void busload_start() {
     const bool namesCameBefore = !alreadyRunning && busInfo->getBusnamesMapSize() > 0;
     getBusNames(static_cast<unsigned char>(1), klv::kCommandWaitSteps);
     addCatalogueBuses();
-    broadcastState("75-LVStartBusload");
+    startLiveData(krpbus::LiveData::Loads, "75-LVStartBusload");
     createAndSendJSON_simple("busload_start", KR_STATE_OK, KR_ERROR_TODO, "");
     if (namesCameBefore) {
         sendInitialValues();
@@ -78,7 +73,7 @@ void busload_start() {
 void busload_stop() {
     LogUtil::log(LogLevel::Debug, "busload_stop", "stopping busload module");
     LogUtil::log(LogLevel::Debug, "busload_stop", "stop ksl busload module");
-    broadcastState("76-LVStopBusload");
+    stopLiveData(krpbus::LiveData::Loads, "76-LVStopBusload");
     LogUtil::log(LogLevel::Debug, "busload_stop", "set active busses to unknown");
     busloadSetUnknown();
     busInfo->running = false;

@@ -10,7 +10,6 @@
 #include "krpbus/address/ksl_util.h"
 #include "krpbus/messages/participants.h"
 #include "krpbus/messages/simple_messages.h"
-#include "krpbus/messages/system_message.h"
 #include "modules/signal/signal_catalogue.h"
 #include "network/bus_requests.h"
 #include "network/waiting.h"
@@ -25,10 +24,6 @@ std::string localLogger() {
 
 void answer(const char* cmd, kr_state state, kr_error_code code, const SignalKey& key) {
     createAndSendJSON_generic(cmd, state, code, key, -1);
-}
-
-void broadcastState(const char* text) {
-    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kHandheldServer);
 }
 
 bool isCatalogueComplete() {
@@ -134,7 +129,7 @@ void signal_forwarding_start() {
     if (signalInfo->configState == KSL_MSG_STATE_EMPTY) {
         getSignalNames(klv::kCommandWaitSteps);
     }
-    broadcastState("77-LVStartSignals");
+    startLiveData(krpbus::LiveData::Signals, "77-LVStartSignals");
     signalInfo->forwardingActive = true;
     createAndSendJSON_simple("signal_forwarding_start", KR_STATE_OK, KR_ERROR_TODO, "");
 }
@@ -142,7 +137,7 @@ void signal_forwarding_start() {
 void signal_forwarding_stop() {
     LogUtil::log(LogLevel::Debug, "signal_forwarding_stop", "stopping signal module");
     LogUtil::log(LogLevel::Debug, "signal_forwarding_stop", "stop ksl signal module");
-    broadcastState("78-LVStopSignals");
+    stopLiveData(krpbus::LiveData::Signals, "78-LVStopSignals");
     LogUtil::log(LogLevel::Debug, "signal_forwarding_stop", "stop local signal module");
     signalInfo->forwardingActive = false;
     createAndSendJSON_simple("signal_forwarding_stop", KR_STATE_OK, KR_ERROR_TODO, "");

@@ -11,6 +11,7 @@
 
 #include "krpbus/address/ksl_util.h"
 #include "krpbus/messages/router_message.h"
+#include "krpbus/messages/signal_message.h"
 #include "krpbus/messages/simple_messages.h"
 #include "network/ksl_info.h"
 #include "tests/kit/bus_loggers.h"
@@ -128,6 +129,45 @@ TEST_F(BusRequests, CutLongNamesInTheEnvelopeOnly) {
                                         ": RouterMessage [source=" + longName.substr(0, 255) +
                                         "] [destination=" + address.substr(0, 255) + "] "));
     EXPECT_THAT(log_.logLines(), Contains("[DEBUG] KLV::sendMessage() destination: " + address));
+}
+
+TEST_F(BusRequests, ListenToLiveDataFromItsStartToItsStop) {
+    const auto send = [this](const std::string& name) {
+        SignalMessage value;
+        value.webappName = name;
+        std::vector<std::unique_ptr<MessageBase>> values;
+        values.push_back(value.clone());
+        local_->client().sendLive("HandheldServer", krpbus::LiveData::Signals, {}, values);
+    };
+    // What has come in before an answer that follows all else.
+    const auto received = [this] {
+        sendMessage(SimpleMessageRequest<23>(), "HandheldServer", kLocal);
+        std::vector<std::string> names;
+        const auto deadline = Clock::now() + std::chrono::seconds(20);
+        while (Clock::now() < deadline) {
+            client_->read();
+            while (const auto message = client_->getMessage()) {
+                const auto* const value = dynamic_cast<const SignalMessage*>(message.get());
+                if (value == nullptr) {
+                    return names;
+                }
+                names.push_back(value->webappName);
+            }
+            std::this_thread::sleep_for(milliseconds(1));
+        }
+        return names;
+    };
+    send("too early");
+    startLiveData(krpbus::LiveData::Signals, "77-LVStartSignals");
+    ASSERT_TRUE(local_->waitForReceived("77-LVStartSignals"));
+    ASSERT_TRUE(local_->waitForReceived("KSLForwarder"));
+    send("between");
+    EXPECT_THAT(received(), ElementsAre("between"));
+    stopLiveData(krpbus::LiveData::Signals, "78-LVStopSignals");
+    ASSERT_TRUE(local_->waitForReceived("78-LVStopSignals"));
+    EXPECT_THAT(received(), IsEmpty());
+    send("too late");
+    EXPECT_THAT(received(), IsEmpty());
 }
 
 TEST_F(BusRequests, BroadcastOnceToEveryLogger) {
