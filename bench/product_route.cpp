@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "bench/value_route.h"
 #include "krpbus/client/krpbus_client.h"
@@ -34,12 +35,28 @@ class ProductRoute : public ValueRoute {
         message_.unit = "km/h";
     }
 
+    /// As a desk logger does: what is due together travels together, each signal once. A session
+    /// that does not listen to that gets each value alone.
     void publish(std::uint64_t number) override {
         message_.webappName = routeSignal(number);
         message_.instanceName = message_.webappName;
         message_.timestamp = 1700000000000000U + number;
         message_.value = std::to_string(number);
-        bus_.sendTo("HandheldServer", session_, message_.clone());
+        if (!takesShared_) {
+            bus_.sendTo("HandheldServer", session_, message_.clone());
+            return;
+        }
+        due_.push_back(message_.clone());
+        if (due_.size() == kRouteSignals) {
+            flush();
+        }
+    }
+
+    void flush() override {
+        if (!due_.empty()) {
+            bus_.sendLive("HandheldServer", krpbus::LiveData::Signals, {}, due_);
+            due_.clear();
+        }
     }
 
     bool receive(int milliseconds, const OnValue& onValue) override {
@@ -81,6 +98,7 @@ class ProductRoute : public ValueRoute {
             const auto* notice = dynamic_cast<const SystemMessage*>(message.get());
             if (notice != nullptr && notice->text == "77-LVStartSignals") {
                 session_ = notice->getSource();
+                takesShared_ = notice->takesShared();
             } else if (!message) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
@@ -93,6 +111,8 @@ class ProductRoute : public ValueRoute {
     KRPBusClient bus_;
     WebSocketStream browser_;
     std::string session_;
+    bool takesShared_ = false;
+    std::vector<std::unique_ptr<MessageBase>> due_;
     SignalMessage message_;
 };
 

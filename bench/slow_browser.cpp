@@ -36,6 +36,7 @@ void send(ValueRoute& route, Clock::time_point begin, double perSecond, std::uin
     for (std::uint64_t number = 1; number <= count; ++number) {
         std::this_thread::sleep_until(begin + timeOf(number, perSecond));
         route.publish(number);
+        route.flush();
     }
 }
 

@@ -44,7 +44,7 @@ void KRPBusClient::Impl::sendLive(const std::string& source, LiveData data,
     for (const auto& message : messages) {
         part_.clear();
         message->encode(part_);
-        if (!isEmpty && writer_.size() + part_.size() > limit) {
+        if (!isEmpty && writer_.size() + sizeof(std::uint32_t) + part_.size() > limit) {
             publishWritten(source, subject, {.forMany = true}, whom);
             isEmpty = true;
         }

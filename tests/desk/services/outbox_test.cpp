@@ -51,6 +51,31 @@ TEST_F(OutboxTest, SendsToOneClientAfterTheOtherWhatWasAddedInTurn) {
     EXPECT_FALSE(agenda_.next());
 }
 
+TEST_F(OutboxTest, SendsToAllWhoListenWhenItIsDueForThoseWhoAreThereThen) {
+    const auto other = makeClient(server_, "3_KLV3", "02:00:00:00:00:02");
+    other->listenToLive(krpbus::LiveData::Signals);
+    client_->listenToLive(krpbus::LiveData::Signals);
+    synchronise(*bus_, *client_);
+    synchronise(*bus_, *other);
+    const std::vector<std::string> first{"02:00:00:00:00:03"};
+    const std::vector<std::string> second{"02:00:00:00:00:02", "02:00:00:00:00:03"};
+    agenda_.at(Clock::now(), [&] {
+        outbox_.addForMany(krpbus::LiveData::Signals, {}, signal("speed", "1"));
+        outbox_.addForMany(krpbus::LiveData::Signals, first, signal("speed", "1"));
+        outbox_.addForMany(krpbus::LiveData::Signals, second, signal("load", "1"));
+    });
+    agenda_.runDue(Clock::now());
+    EXPECT_TRUE(nothingWaits(*client_)) << "it waits for all who are due now";
+    agenda_.runDue(Clock::now());
+    EXPECT_EQ(next(), "speed");
+    EXPECT_TRUE(nothingWaits(*client_));
+    for (const std::string name : {"speed", "load"}) {
+        const auto message = nextMessage(*other);
+        EXPECT_NE(message->toString().find("[webappName=" + name + "]"), std::string::npos) << name;
+    }
+    EXPECT_FALSE(agenda_.next());
+}
+
 TEST_F(OutboxTest, BeginsAfreshOnceItWasEmptied) {
     outbox_.add("1_KLV1", signal("first", "1"));
     agenda_.runDue(Clock::now());
