@@ -126,12 +126,12 @@ describe("./run", () => {
     const part = await ready(await run("--loggers", 1));
     await until("the line about the message bus", () => /^Message bus: .*\n/m.test(part.output));
     const [, url] = /^Message bus: (nats:\/\/live-view:[0-9a-f]{36}@127\.0\.0\.1:\d+)$/m.exec(part.output);
-    const join = (bus, mac) =>
-      new Part("a desk logger", paths.deskLogger, ["--mac", mac, "--name", mac, "--source", "drive", "--connect-timeout", "2s"], {
+    const join = (bus, mac, patience) =>
+      new Part("a desk logger", paths.deskLogger, ["--mac", mac, "--name", mac, "--source", "drive", "--connect-timeout", patience], {
         env: { KRPBUS_SERVER: bus, TMPDIR: temporary },
       });
-    const stranger = join(`127.0.0.1:${part.busPort}`, "06:00:00:00:00:08");
-    const friend = join(url, "06:00:00:00:00:09");
+    const stranger = join(`127.0.0.1:${part.busPort}`, "06:00:00:00:00:08", "2s");
+    const friend = join(url, "06:00:00:00:00:09", "20s");
     try {
       await until("the friend's start", () => friend.output.includes("ready\n"));
       assert.notEqual((await stranger.exited()).code, 0);

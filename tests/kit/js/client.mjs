@@ -1,7 +1,7 @@
 // A browser's side of the websocket, without the browser.
 import WebSocket from "ws";
 import { whyNotAsDescribed } from "./frame_schema.mjs";
-import { kPatience, patience, within } from "./wait.mjs";
+import { afterwards, kPatience, within } from "./wait.mjs";
 
 export const kProtocol = "kr-webapp-v1";
 
@@ -160,7 +160,7 @@ export class Client {
   #take(wanted, what, timeout) {
     return new Promise((resolve, reject) => {
       const finish = () => {
-        clearTimeout(timer);
+        callOff();
         this.#waiting = this.#waiting.filter((other) => other !== look);
       };
       const look = () => {
@@ -177,7 +177,7 @@ export class Client {
         finish();
         reject(new Error(`${why}: ${what}; came so far: ${JSON.stringify(this.answers)}`));
       };
-      const timer = setTimeout(() => giveUp("not in time"), patience(timeout));
+      const callOff = afterwards(timeout, () => giveUp("not in time"));
       this.#waiting.push(look);
       look();
     });

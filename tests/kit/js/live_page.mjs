@@ -1,6 +1,6 @@
 // What tests do on the page: wait for what it shows, by the marks that its elements carry for tests.
 import assert from "node:assert/strict";
-import { until } from "./wait.mjs";
+import { limit, until } from "./wait.mjs";
 
 const kFirstSight = 60_000; // ms until a page has to show live data; machines may be busy
 
@@ -87,8 +87,8 @@ const picture = (locator) =>
 // Whether the picture of a canvas changes: a curve that moves.
 export async function isDrawing(page, locator, timeout = kFirstSight) {
   const first = await picture(locator);
-  const deadline = Date.now() + timeout;
-  while ((await picture(locator)) === first) assert.ok(Date.now() < deadline, "the chart does not move");
+  const over = limit(timeout);
+  while ((await picture(locator)) === first) assert.ok(!over(), "the chart does not move");
 }
 
 // Waits until the picture of a canvas stays as it is for several of the frames in which curves are drawn.

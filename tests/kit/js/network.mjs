@@ -7,7 +7,7 @@ import { Client } from "./client.mjs";
 import { DeskLogger } from "./desk_logger.mjs";
 import { LiveViewApache } from "./live_view_apache.mjs";
 import { freePort } from "./ports.mjs";
-import { patience, sleep, until } from "./wait.mjs";
+import { limit, sleep, until } from "./wait.mjs";
 
 // Three loggers of three types that differ in everything; the first is the one that Apache runs on.
 export const kLoggers = [
@@ -60,12 +60,12 @@ const longer = (pause) => Math.min(2 * pause, kLongestPause);
 // Complete logger info for a client, as a page gets it: the wait for the loggers' answers ends with the first of
 // three collections, so that a first answer may come before the other two are complete.
 export async function completeInfo(client) {
-  const deadline = Date.now() + patience(kReadyPatience);
+  const over = limit(kReadyPatience);
   for (let pause = kFirstPause; ; pause = longer(pause)) {
     const info = await client.ask("get_logger_info");
     client.skipAll();
     if (info.status === "OK") return info;
-    if (Date.now() > deadline) throw new Error(`the logger info stays incomplete: ${JSON.stringify(info)}`);
+    if (over()) throw new Error(`the logger info stays incomplete: ${JSON.stringify(info)}`);
     // Not at once: each request begins the collection anew.
     await sleep(pause);
   }
@@ -138,14 +138,14 @@ export class Network {
   // again when it is sent away before, as a page does: a web server that begins anew may still give it a process
   // of before, and whoever asks while the network changes is told the new one and sent away then.
   async connectReady(options = {}) {
-    const deadline = Date.now() + patience(kReadyPatience);
+    const over = limit(kReadyPatience);
     for (let pause = kFirstPause; ; pause = longer(pause)) {
       const client = await this.connect(options);
       try {
         client.info = await completeInfo(client);
         return client;
       } catch (error) {
-        if (client.closeCode !== kGoingAway || !this.#sendsAway() || Date.now() > deadline) throw error;
+        if (client.closeCode !== kGoingAway || !this.#sendsAway() || over()) throw error;
         await sleep(pause);
       }
     }

@@ -5,7 +5,7 @@ import crypto from "node:crypto";
 import net from "node:net";
 import tls from "node:tls";
 
-import { kPatience, patience } from "./wait.mjs";
+import { afterwards, kPatience, limit } from "./wait.mjs";
 
 export const TEXT = 1;
 export const BINARY = 2;
@@ -162,7 +162,7 @@ export class Peer {
   }
 
   #take(count, limitMs = kPatience) {
-    const end = Date.now() + patience(limitMs);
+    const over = limit(limitMs);
     this.wanted = count;
     if (this.throttled && this.size < Math.max(readAhead, count)) {
       this.throttled = false;
@@ -171,12 +171,11 @@ export class Peer {
     const attempt = async () => {
       while (this.size < count) {
         if (this.ended) return null;
-        const left = end - Date.now();
-        assert.ok(left > 0, `nothing came within ${limitMs} ms`);
+        assert.ok(!over(), `nothing came within ${limitMs} ms`);
         await new Promise((resolve) => {
-          const timer = setTimeout(resolve, left);
+          const callOff = afterwards(limitMs, resolve);
           this.waiters.push(() => {
-            clearTimeout(timer);
+            callOff();
             resolve();
           });
         });
