@@ -3,33 +3,15 @@
 //
 //   tests/kit/js/isolated node bench/page/load.mjs [minutes]     (default 10)
 import { setTimeout as sleep } from "node:timers/promises";
-import { launchBrowser } from "../../tests/kit/js/browser.mjs";
-import { state } from "../../tests/kit/js/live_page.mjs";
 import { kLong, longTasks, rendererOf, residentMb, threadSeconds } from "./costs.mjs";
-import { kRate, kSignals, loadedNetwork } from "./loaded_network.mjs";
+import { kRate, kSignals } from "./loaded_network.mjs";
+import { loadedPage } from "./loaded_page.mjs";
 
-const kPerChart = 10;
 const kTraced = 5; // s of each minute
 const minutes = Number(process.argv[2] ?? 10);
 
-function arrangement(names, mac) {
-  const panels = [];
-  for (let first = 0; first < names.length; first += kPerChart) {
-    const signals = names.slice(first, first + kPerChart).map((name) => ({ name, mac, logger: "Front" }));
-    panels.push({ id: `chart-${first}`, kind: "chart", title: "", signals, options: {} });
-  }
-  return JSON.stringify({ format: "live-view-setup", version: 1, name: "", panels });
-}
-
-const { network, names, mac } = await loadedNetwork();
-let browser;
+const { network, browser, page } = await loadedPage();
 try {
-  browser = await launchBrowser();
-  const page = await browser.newPage({ viewport: { width: 1440, height: 900 } });
-  await page.addInitScript((text) => localStorage.setItem("live-view.arrangement", text), arrangement(names, mac));
-  await page.goto(network.apache.page);
-  await state(page, "live", 120_000);
-  await sleep(20_000); // until everything runs
   const session = await browser.newBrowserCDPSession();
   const metrics = await page.context().newCDPSession(page);
   await metrics.send("Performance.enable");
@@ -60,6 +42,6 @@ try {
     `processor, of one core: page's thread ${share("page")}, worker ${share("worker")}, painting and the rest ${share("others")}`,
   );
 } finally {
-  await browser?.close();
+  await browser.close();
   await network.stop();
 }

@@ -2,6 +2,7 @@ import assert from "node:assert/strict";
 import { describe, test } from "node:test";
 import { BadFrame, parseFrame, responseName } from "../src/protocol/parse";
 import { numberText } from "../src/protocol/exact_number";
+import { readPlainValue } from "../src/protocol/value_text";
 
 const value = (members: string) =>
   `{\n    "response": "generic_sig_value",\n    "signal_key": ["Speed", "02"],\n    "ksl_offset": 0,\n    "timestamp": 1795235530958165,\n    ${members},\n    "status": "OK"\n}`;
@@ -82,6 +83,66 @@ describe("a frame", () => {
     const frame = parseFrame('{"response":"get_ksl_network","ksl_network":["a","b"],"status":"OK"}');
     assert.ok(frame.response === "get_ksl_network");
     assert.deepEqual(frame.neighbours, ["a", "b"]);
+  });
+});
+
+describe("a value as the logger writes it", () => {
+  const written = (change: Partial<Record<"name" | "mac" | "offset" | "stamp" | "more" | "value" | "end", string>> = {}) => {
+    const { name, mac, offset, stamp, more, value, end } = {
+      ...{ name: '"Speed"', mac: '"02:00:00:00:00:02"', offset: "8", stamp: "1795235530958165", more: "", value: "12.50", end: "" },
+      ...change,
+    };
+    return `{\n    "response": "generic_sig_value",\n    "signal_key": [\n        ${name},\n        ${mac}\n    ],\n    "ksl_offset": ${offset},\n    "timestamp": ${stamp},\n    ${more}"value": ${value},\n    "status": "OK"\n}${end}`;
+  };
+  // What becomes of a text, with JSON's own reader where a line is added behind it.
+  const outcome = (text: string) => {
+    try {
+      return parseFrame(text);
+    } catch (error) {
+      assert.ok(error instanceof BadFrame);
+      return error.message.startsWith("not JSON") ? "not JSON" : error.message;
+    }
+  };
+  const asJson = (text: string) => outcome(`${text}\n`);
+
+  test("is read without JSON's reader when it is a plain number", () => {
+    for (const value of ["0", "-7", "12.50", "123456789012345"]) assert.notEqual(readPlainValue(written({ value })), null, value);
+    assert.equal(readPlainValue(written({ end: "\n" })), null);
+  });
+
+  test("is read as JSON reads it, whatever stands in it", () => {
+    const numbers =
+      '0 -0 0.0 -0.0 7 -7 12.50 0.1 -0.30000000000000004 123456789012345 12345678901234.5 1234567890123456 9007199254740991 9007199254740992 -9007199254740993 18446744073709551615 1.7976931348623157e308 1e999 1E5 0.000000000000001 00 01 -01 1. .5 +5 - -- 1.2.3 0x10 1_0 1,2 Infinity NaN null true [1] "on" "" {}'.split(
+        " ",
+      );
+    const texts = ['"Speed"', '"a\\"b"', '"\\u00e4"', '"\\x"', '"\\"timestamp\\": 5"', '"a\tb"', '""', "5", '"timestamp": 5', '"a", "b"'];
+    const cases = [
+      ...["", " ", "1 ", " 1", ...numbers].flatMap((number) => [{ value: number }, { stamp: number }, { offset: number }]),
+      ...texts.flatMap((text) => [{ name: text }, { mac: text }]),
+      { more: '"value_description": "first",\n    ' },
+      { more: '"value": 5,\n    ' },
+      { value: '1,\n    "value": 2' },
+      { value: '1,\n    "status": "ERROR"' },
+    ];
+    for (const change of cases) {
+      const text = written(change);
+      // Twice: the second time the beginning is known.
+      for (let time = 0; time < 2; ++time) assert.deepEqual(outcome(text), asJson(text), text);
+      for (const cut of [1, 2, 10, 30]) assert.deepEqual(outcome(text.slice(0, -cut)), asJson(text.slice(0, -cut)));
+    }
+  });
+
+  test("has the very double that is nearest to its digits", () => {
+    let seed = 1;
+    const random = () => (seed = (seed * 48_271) % 2_147_483_647) / 2_147_483_647;
+    for (let round = 0; round < 20_000; ++round) {
+      const digits = String(Math.floor(random() * 10 ** Math.ceil(random() * 16)));
+      const point = Math.floor(random() * digits.length);
+      const value = `${random() < 0.5 ? "-" : ""}${digits.slice(0, point) || "0"}.${digits.slice(point)}`;
+      const frame = parseFrame(written({ value }));
+      assert.ok(frame.response === "generic_sig_value");
+      assert.ok(Object.is(frame.number, JSON.parse(value)), value);
+    }
   });
 });
 

@@ -8,7 +8,7 @@ import * as paths from "../../kit/js/paths.mjs";
 
 // Canvas pixels a CSS pixel.
 const kRatios = [1, 1.5, 2];
-const kRuns = ["few values", "many values a pixel", "states", "gaps", "markers", "a lone value"];
+const kRuns = ["few values", "many values a pixel", "states", "gaps", "markers", "another width", "a lone value"];
 
 let server, browser;
 
@@ -33,8 +33,9 @@ describe("a chart that has moved looks like one that was drawn at once:", () => 
         await page.waitForFunction(() => "runMoving" in window);
         await page.evaluate(() => document.fonts.ready);
         assert.deepEqual(await page.evaluate(() => window.movingRuns), kRuns);
-        const { moves, frames, drawn, different, where } = await page.evaluate((run) => window.runMoving(run), name);
+        const { moves, movesWhileSettling, frames, drawn, different, where } = await page.evaluate((run) => window.runMoving(run), name);
         assert.ok(moves > frames * 0.9, `it was moved ${moves} times in ${frames} frames`);
+        assert.equal(movesWhileSettling, 0, "all is drawn until a new size has settled");
         assert.ok(drawn > 1000, `only ${drawn} pixels were drawn`);
         assert.ok(different <= drawn / 1000, `${different} of ${drawn} pixels differ:\n${where.join("\n")}`);
         await page.close();

@@ -1,6 +1,7 @@
 /// The one place where text from the logger becomes typed frames: every member is checked before it is believed.
 import { isInexact, numberText } from "./exact_number";
 import type { AudioEntry, BusName, Frame, Key, LoggerInfo, Marker, MostFigures, Outcome, OutcomeOnly, Status, Stream } from "./types";
+import { readPlainValue } from "./value_text";
 
 /// What is wrong with a frame. `message` names the member.
 export class BadFrame extends Error {
@@ -47,6 +48,8 @@ export function responseName(text: string): string {
 
 /// Throws BadFrame for what is no frame of this protocol.
 export function parseFrame(text: string): Frame {
+  const value = readPlainValue(text);
+  if (value !== null) return value;
   let json: unknown;
   try {
     json = JSON.parse(text);

@@ -22,6 +22,8 @@ export class WantedSignals implements RequestSource {
   #leaving = new Map<string, Key>();
   #offered: ReadonlySet<string> | null = null;
   #complete = false;
+  /// Whether a value could tell anything: some signal has been asked for and does not run.
+  #awaited = false;
 
   constructor(private readonly changed: () => void) {}
 
@@ -38,7 +40,7 @@ export class WantedSignals implements RequestSource {
       before.delete(id);
     }
     for (const [id, { key, asked, state }] of before) if (asked && state !== "refused") this.#leaving.set(id, key);
-    this.changed();
+    this.#noteChange();
   }
 
   /// What the loggers offer now. `restarted` tells that it has been gathered anew, which has stopped whatever ran.
@@ -49,7 +51,7 @@ export class WantedSignals implements RequestSource {
     this.#offered = offered;
     this.#complete = complete;
     for (const [id, wanted] of this.#wanted) if (!wanted.asked) wanted.state = this.#idleState(id);
-    this.changed();
+    this.#noteChange();
   }
 
   /// The connection has gone: nothing runs, and what is offered is not known.
@@ -58,7 +60,7 @@ export class WantedSignals implements RequestSource {
     this.#complete = false;
     this.#forgetAsked();
     for (const wanted of this.#wanted.values()) wanted.state = "starting";
-    this.changed();
+    this.#noteChange();
   }
 
   states(): [Key, SignalState][] {
@@ -82,7 +84,7 @@ export class WantedSignals implements RequestSource {
     const id = idOf(request.signal_key);
     if (request.command === "generic_stop_sig") this.#leaving.delete(id);
     const wanted = this.#wanted.get(id);
-    if (wanted && request.command === "generic_start_sig") wanted.asked = true;
+    if (wanted && request.command === "generic_start_sig") wanted.asked = this.#awaited = true;
   }
 
   answered(request: Request, frame: Frame | null): void {
@@ -90,14 +92,20 @@ export class WantedSignals implements RequestSource {
     const wanted = this.#wanted.get(idOf(request.signal_key));
     if (!wanted || !wanted.asked) return;
     wanted.state = frame?.status === "OK" ? "running" : "refused";
-    this.changed();
+    this.#noteChange();
   }
 
   /// A value proves that its signal runs, whatever became of the answer.
   valueCame(key: Key): void {
+    if (!this.#awaited) return; // thousands a second come when all run
     const wanted = this.#wanted.get(idOf(key));
     if (!wanted?.asked || wanted.state === "running") return;
     wanted.state = "running";
+    this.#noteChange();
+  }
+
+  #noteChange(): void {
+    this.#awaited = [...this.#wanted.values()].some(({ asked, state }) => asked && state !== "running");
     this.changed();
   }
 

@@ -6,6 +6,8 @@ const kFirstCapacity = 256;
 
 export class ValueBatcher {
   #numbers = new Map<string, number>();
+  /// The same for keys that have been seen themselves, which is how most of them come.
+  #numberOfKey = new WeakMap<Key, number>();
   #added: [number, Key][] = [];
   #texts: [number, string, string][] = [];
   #length = 0;
@@ -44,10 +46,13 @@ export class ValueBatcher {
   }
 
   #numberOf(key: Key): number {
+    const seen = this.#numberOfKey.get(key);
+    if (seen !== undefined) return seen;
     const id = `${key[1]}\n${key[0]}`;
     const known = this.#numbers.get(id);
-    if (known !== undefined) return known;
-    const number = this.#numbers.size;
+    const number = known ?? this.#numbers.size;
+    this.#numberOfKey.set(key, number);
+    if (known !== undefined) return number;
     this.#numbers.set(id, number);
     this.#added.push([number, key]);
     return number;

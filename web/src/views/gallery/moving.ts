@@ -22,18 +22,24 @@ interface Run {
   readonly seconds: number;
   readonly step: number;
   readonly frames: number;
+  /// Before that frame the chart gets another width, in CSS pixels.
+  readonly resized?: { readonly frame: number; readonly width: number };
 }
 
 export interface Outcome {
   /// How often the picture was moved, and how many of its pixels are not those of the whole picture.
   readonly moves: number;
   readonly frames: number;
+  /// How often it was moved while a new size had to settle.
+  readonly movesWhileSettling: number;
   readonly different: number;
   readonly drawn: number;
   /// Some of those pixels.
   readonly where: readonly string[];
 }
 
+/// A new size settles at least so long, in ms.
+const kSettling = 400;
 const kStart = 1_700_000_000.123;
 const kRange = 10;
 /// Differences of colours up to which two pixels look the same: short and long lines have their edges smoothed differently.
@@ -102,6 +108,13 @@ const kRuns: Record<string, Run> = {
     step: 0.13,
     frames: 230,
   },
+  "another width": {
+    courses: [{ style: "slope", dash: [], interval: 0.05, value: wave(6, 0) }],
+    seconds: 30,
+    step: 0.13,
+    frames: 200,
+    resized: { frame: 195, width: 520 },
+  },
   "a lone value": {
     courses: [{ style: "slope", dash: [], interval: 1000, value: () => 1 }],
     seconds: 30,
@@ -128,14 +141,17 @@ function samplesAt({ interval, value, gaps = [] }: Course, from: number, now: nu
   return { x: Float64Array.from(x, (time) => kStart + time), y: Float64Array.from(x, (time) => value(time)), gaps: known };
 }
 
-function run({ courses, marks = [], seconds, step, frames }: Run): Outcome {
+async function run({ courses, marks = [], seconds, step, frames, resized }: Run): Promise<Outcome> {
   const host = document.createElement("div");
   document.body.append(host);
   let moves = 0;
+  let movesWhileSettling = 0;
+  let resizedAt = NaN;
   const pens = CanvasRenderingContext2D.prototype;
   const drawImage = pens.drawImage;
   pens.drawImage = function (this: CanvasRenderingContext2D, ...all: unknown[]) {
-    ++moves;
+    if (all[0] === this.canvas) ++moves;
+    if (performance.now() - resizedAt < kSettling) ++movesWhileSettling;
     (drawImage as (...all: unknown[]) => void).apply(this, all);
   };
   const chart = new TimeChart(host, () => kColours);
@@ -146,9 +162,14 @@ function run({ courses, marks = [], seconds, step, frames }: Run): Outcome {
   const shownMarks = marks.map((x) => ({ x: kStart + x, label: `Marker at ${x} seconds` }));
   for (let frame = 0; frame < frames; ++frame) {
     const now = seconds + frame * step;
+    const settling = resized !== undefined && frame >= resized.frame;
+    if (settling) chart.resize(resized.width, 160);
+    if (settling && frame === resized.frame) resizedAt = performance.now();
     const span = { from: kStart + now - seconds, to: kStart + now };
     const data = courses.map((course) => ({ samples: samplesAt(course, now - seconds, now), style: course.style, version: 0 }));
     chart.draw({ span, now: span.to, zone, data, marks: shownMarks, cursors, eager: frame === 0 });
+    // A new size is taken over by and by, between one frame and the next.
+    if (settling) await new Promise((resolve) => requestAnimationFrame(resolve));
   }
   pens.drawImage = drawImage;
   const bit = pixels(chart.canvas!);
@@ -170,7 +191,7 @@ function run({ courses, marks = [], seconds, step, frames }: Run): Outcome {
         where.push(`${column},${Math.floor(at / 4 / chart.canvas!.width)}: ${bit.slice(at, at + 4)} / ${whole.slice(at, at + 4)}`);
     }
   }
-  return { moves, frames, different, drawn, where };
+  return { moves, movesWhileSettling, frames, different, drawn, where };
 }
 
 function pixels(canvas: HTMLCanvasElement): Uint8ClampedArray {

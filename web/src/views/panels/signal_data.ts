@@ -14,6 +14,12 @@ export function samplesOf(history: SignalHistory, span: Span): Samples {
   return { x, y, gaps: history.gaps };
 }
 
+/// Least and greatest value since the signal was started; null before the first number, and for a discrete signal: its
+/// numbers only stand for states, of which none is the least.
+export function rangeOf(history: SignalHistory | null): { readonly min: number; readonly max: number } | null {
+  return history === null || history.discrete || history.min > history.max ? null : history;
+}
+
 /// A discrete signal's states; where a point has no text, its number is one.
 export function laneOf(history: SignalHistory, span: Span): LaneData {
   const { x, y, state } = history.points(span.from, span.to);

@@ -10,7 +10,7 @@ import { VirtualList } from "../ui/virtual_list.tsx";
 import { Swatch } from "./legend.tsx";
 import type { PanelProps } from "./panel_props.ts";
 import { fileName, saveText } from "./saving.ts";
-import { historyOf } from "./signal_data.ts";
+import { historyOf, rangeOf } from "./signal_data.ts";
 
 export function TablePanel({ panel, signals, menu }: PanelProps) {
   const store = useStore();
@@ -22,6 +22,7 @@ export function TablePanel({ panel, signals, menu }: PanelProps) {
     const rows = signals.map((signal) => {
       const history = historyOf(store, signal);
       const latest = history?.latest;
+      const range = rangeOf(history);
       return [
         signal.logger,
         signal.name,
@@ -29,8 +30,8 @@ export function TablePanel({ panel, signals, menu }: PanelProps) {
         signal.unit,
         latest?.description ?? "",
         String(latest?.stamp ?? ""),
-        String(history?.min ?? ""),
-        String(history?.max ?? ""),
+        String(range?.min ?? ""),
+        String(range?.max ?? ""),
       ]
         .map(csvField)
         .join(",");
@@ -81,6 +82,7 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
   store.ticks.texts.value;
   const history = historyOf(store, signal);
   const latest = (store.paused.value ? history?.valueAt(store.frozenX.value) : history?.latest) ?? null;
+  const range = rangeOf(history);
   const absent = signal.run === "absent" || signal.run === "refused";
   const stale = latest !== null && signal.id !== null && store.stale(signal.id);
   const age = signal.id === null || store.paused.value ? Infinity : store.age(signal.id);
@@ -103,10 +105,10 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
         {Number.isFinite(age) ? (age < 100 ? `${age.toFixed(1)} s` : `${Math.round(age)} s`) : "–"}
       </span>
       <span role="cell" class="cell c5 figures">
-        {history === null || history.count === 0 ? "–" : plainNumber(history.min)}
+        {range === null ? "–" : plainNumber(range.min)}
       </span>
       <span role="cell" class="cell c6 figures">
-        {history === null || history.count === 0 ? "–" : plainNumber(history.max)}
+        {range === null ? "–" : plainNumber(range.max)}
       </span>
       <span role="cell" class="cell c7">
         <button
