@@ -158,6 +158,7 @@ TEST_F(BusRequests, ListenToLiveDataFromItsStartToItsStop) {
         return names;
     };
     send("too early");
+    EXPECT_THAT(received(), IsEmpty());
     startLiveData(krpbus::LiveData::Signals, "77-LVStartSignals");
     ASSERT_TRUE(local_->waitForReceived("77-LVStartSignals"));
     ASSERT_TRUE(local_->waitForReceived("KSLForwarder"));
