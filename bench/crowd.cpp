@@ -138,7 +138,7 @@ class Group {
           before_(usageOf(processes_)) {}
 
     /// The group's member of the JSON object.
-    std::string end() const {
+    std::string end() {
         std::string threads;
         for (const auto& [thread, usage] : usageOf(processes_)) {
             const auto before = before_.find(thread);
@@ -146,6 +146,7 @@ class Group {
             if (usage.switches == had.switches) {
                 continue;
             }
+            seconds_ += usage.seconds - had.seconds;
             threads += (threads.empty() ? "" : ", ") + ("\"" + thread + "\": {\"seconds\": ") +
                        std::to_string(usage.seconds - had.seconds) +
                        ", \"switches\": " + std::to_string(usage.switches - had.switches) + "}";
@@ -154,10 +155,14 @@ class Group {
                ", \"threads\": {" + threads + "}}";
     }
 
+    /// Processor time of all its threads, once end() has been called.
+    double seconds() const { return seconds_; }
+
   private:
     const std::string name_;
     const std::vector<pid_t> processes_;
     const UsageByThread before_;
+    double seconds_ = 0;
 };
 
 void measure(const Arguments& arguments) {
@@ -168,6 +173,7 @@ void measure(const Arguments& arguments) {
         loggers = startGatewayLoggers(arguments.busPort, arguments.clients);
     }
     crowd.serveFor(kWarmUp);
+    const MachineLoad machine;
     std::vector<Group> groups;
     for (const auto& [name, processes] : arguments.groups) {
         groups.emplace_back(name, processes);
@@ -179,17 +185,21 @@ void measure(const Arguments& arguments) {
     crowd.serveFor(arguments.length);
     const double length = std::chrono::duration<double>(Clock::now() - begin).count();
     std::string parts;
-    for (const Group& group : groups) {
+    double measured = 0;
+    for (Group& group : groups) {
         parts += (parts.empty() ? "" : ", ") + group.end();
+        measured += group.seconds();
     }
+    const MachineLoad::Cores beside = machine.since(measured);
     std::vector<std::uint64_t> values = crowd.values();
     std::printf(
         "{\"seconds\": %.3f, \"values\": %zu, \"median\": %.2f, \"p99\": %.2f, "
-        "\"slowest\": %llu, \"usual\": %.0f, \"parts\": {%s}}\n",
+        "\"slowest\": %llu, \"usual\": %.0f, \"stolen\": %.3f, \"others\": %.3f, \"parts\": "
+        "{%s}}\n",
         length, crowd.latencies().size(), percentile(crowd.latencies(), 0.5),
         percentile(crowd.latencies(), 0.99),
         static_cast<unsigned long long>(*std::min_element(values.begin(), values.end())),
-        percentile(values, 0.5), parts.c_str());
+        percentile(values, 0.5), beside.stolen, beside.others, parts.c_str());
 }
 
 Arguments readArguments(const std::vector<std::string>& words) {

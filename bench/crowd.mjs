@@ -99,7 +99,8 @@ function show(name, clients, figures, withThreads) {
     `${name.padEnd(8)} ${String(clients).padStart(4)} clients: ${figures.values.toFixed(0).padStart(6)} values/s, ` +
       `${figures.cores.toFixed(2)} cores, ${figures.microseconds.toFixed(1)} µs and ${figures.switches.toFixed(2)} switches a value, ` +
       `median ${figures.median.toFixed(1)} ms, 99th percentile ${figures.p99.toFixed(1)} ms, ` +
-      `slowest ${figures.slowest.toFixed(2)} of the usual, ${figures.memory.toFixed(0)} MB`,
+      `slowest ${figures.slowest.toFixed(2)} of the usual, ${figures.memory.toFixed(0)} MB; ` +
+      `beside it: host ${figures.stolen.toFixed(2)}, others ${figures.others.toFixed(2)} cores`,
   );
   if (!withThreads) return;
   for (const [name, { cores, switches }] of Object.entries(byName(figures.threads)).sort(([, a], [, b]) => b.cores - a.cores)) {
@@ -110,7 +111,10 @@ function show(name, clients, figures, withThreads) {
 function medians(list) {
   const median = (member) => list.map((figures) => figures[member]).sort((a, b) => a - b)[Math.floor(list.length / 2)];
   return Object.fromEntries(
-    ["values", "cores", "microseconds", "switches", "median", "p99", "slowest", "memory"].map((member) => [member, median(member)]),
+    ["values", "cores", "microseconds", "switches", "median", "p99", "slowest", "memory", "stolen", "others"].map((member) => [
+      member,
+      median(member),
+    ]),
   );
 }
 
@@ -135,3 +139,4 @@ try {
   rmSync(dir, { recursive: true, force: true });
 }
 console.log("Cores are those of the web server's children without their keep-alive threads, the bus server and the desk loggers.");
+console.log("Beside it: what the host of a virtual machine and all else on it took. Times of arrival mean something where both are small.");

@@ -147,6 +147,14 @@ double percentile(const std::vector<double>& sorted, double part) {
                : sorted[static_cast<std::size_t>(part * static_cast<double>(sorted.size() - 1))];
 }
 
+double processorTime(const std::vector<std::string>& processes) {
+    double time = 0;
+    for (const std::string& process : processes) {
+        time += processorTime(process);
+    }
+    return time;
+}
+
 int measure(ValueRoute& route, const std::vector<std::string>& processes) {
     Receiver receiver(route);
     if (!sendFlatOut(route, receiver, 1, kWarmUp)) {
@@ -169,15 +177,20 @@ int measure(ValueRoute& route, const std::vector<std::string>& processes) {
     const std::uint64_t before = receiver.received();
     const std::uint64_t first = kWarmUp + kFlatOut + 1;
     receiver.keepTimes(first);
+    const MachineLoad machine;
+    const double processorAtFirst = processorTime(processes);
     const auto sent = sendPaced(route, first);
     receiver.waitFor(before + kPaced);
+    const auto beside = machine.since(processorTime(processes) - processorAtFirst);
     const auto sorted = latencies(sent, receiver.arrived());
     std::printf(
         "{\"valuesPerSecond\": %.0f, \"complete\": %s, \"inOrder\": %s, \"lost\": %lld, "
-        "\"median\": %.0f, \"p99\": %.0f, \"processorPerMillion\": [%s]}\n",
+        "\"median\": %.0f, \"p99\": %.0f, \"stolen\": %.3f, \"others\": %.3f, "
+        "\"processorPerMillion\": [%s]}\n",
         kFlatOut / flatOut, complete ? "true" : "false", receiver.inOrder() ? "true" : "false",
         static_cast<long long>(before + kPaced) - static_cast<long long>(receiver.received()),
-        percentile(sorted, 0.5), percentile(sorted, 0.99), perMillion.c_str());
+        percentile(sorted, 0.5), percentile(sorted, 0.99), beside.stolen, beside.others,
+        perMillion.c_str());
     return EXIT_SUCCESS;
 }
 

@@ -71,7 +71,8 @@ function show(name, figures) {
   const ok = figures.complete && figures.inOrder && figures.lost === 0;
   console.log(
     `${name.padEnd(8)} ${String(figures.valuesPerSecond).padStart(8)} values/s flat out;` +
-      ` at 10 000/s: median ${figures.median} µs, 99th percentile ${figures.p99} µs, lost ${figures.lost};` +
+      ` at 10 000/s: median ${figures.median} µs, 99th percentile ${figures.p99} µs, lost ${figures.lost}` +
+      ` (beside it: host ${figures.stolen.toFixed(2)}, others ${figures.others.toFixed(2)} cores);` +
       ` processor s per million values: ${figures.processorPerMillion.map((s) => s.toFixed(2)).join(" + ")}` +
       (ok ? "" : "  INCOMPLETE"),
   );
@@ -100,4 +101,5 @@ console.log(
 );
 if (results.mqtt.length > 0)
   console.log(`product / MQTT broker: ${(rate("product") / rate("mqtt")).toFixed(2)} times the values per second`);
+console.log("Beside it: what the host of a virtual machine and all else on it took. Times of arrival mean something where both are small.");
 console.log("The product's processor times are those of the bus server and of the web server's processes.");

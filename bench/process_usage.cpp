@@ -1,6 +1,9 @@
 #include "bench/process_usage.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -96,4 +99,29 @@ std::uint64_t proportionalMemory(const std::vector<pid_t>& processes) {
         kilobytes += sumOf(directoryOf(process) / "smaps_rollup", "Pss:");
     }
     return kilobytes * 1024;
+}
+
+MachineLoad::MachineLoad() : before_(read()) {}
+
+/// What is not idle is busy: the kernel knows idle time exactly, and samples the rest.
+MachineLoad::Cores MachineLoad::since(double measured) const {
+    const Reading now = read();
+    const double length = std::chrono::duration<double>(now.time - before_.time).count();
+    const double all = static_cast<double>(sysconf(_SC_NPROCESSORS_ONLN)) * length;
+    const double busy = all - (now.idle - before_.idle);
+    const double others = busy - measured - (now.own - before_.own);
+    return {(now.stolen - before_.stolen) / length, std::max(0.0, others / length)};
+}
+
+MachineLoad::Reading MachineLoad::read() {
+    std::ifstream stream("/proc/stat");
+    std::string word;
+    stream >> word;
+    double user = 0, nice = 0, system = 0, idle = 0, wait = 0, irq = 0, softirq = 0, stolen = 0;
+    stream >> user >> nice >> system >> idle >> wait >> irq >> softirq >> stolen;
+    const auto ticks = static_cast<double>(sysconf(_SC_CLK_TCK));
+    timespec own{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &own);
+    return {std::chrono::steady_clock::now(), (idle + wait) / ticks, stolen / ticks,
+            static_cast<double>(own.tv_sec) + 1e-9 * static_cast<double>(own.tv_nsec)};
 }

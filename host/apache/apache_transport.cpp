@@ -23,11 +23,11 @@ constexpr char kFilterName[] = "WEBSOCKET_WIRE";
 /// How much goes through the filters at once: enough for full TLS records, little enough to hold.
 constexpr std::size_t kPlainChunk = 64 * 1024;
 
-/// The filters that leave the bytes alone: the server's own end of the chain, and the one that
-/// counts.
+/// The filters that leave the bytes alone: the server's own end of the chain, the one that counts,
+/// and the one of the guard against slow requests, which waits for an answer's end.
 bool writesThrough(const ap_filter_t* filter) {
     const std::string_view name = filter->frec->name;
-    return name == "core" || name == "log_input_output";
+    return name == "core" || name == "log_input_output" || name == "reqtimeout";
 }
 
 int socketOf(conn_rec* connection) {
@@ -36,13 +36,13 @@ int socketOf(conn_rec* connection) {
     return socket;
 }
 
-bool needsFilters(const conn_rec* connection) {
-    for (const ap_filter_t* f = connection->output_filters; f != nullptr; f = f->next) {
-        if (!writesThrough(f)) {
-            return true;
-        }
+/// The first filter that has to see what is sent; null without any.
+const ap_filter_t* findNeeded(const conn_rec* connection) {
+    const ap_filter_t* f = connection->output_filters;
+    while (f != nullptr && writesThrough(f)) {
+        f = f->next;
     }
-    return false;
+    return f;
 }
 
 /// The guard against slow requests would end a websocket that has nothing to say.
@@ -73,7 +73,10 @@ ApacheTransport::ApacheTransport(request_rec* request)
     APR_BRIGADE_INSERT_TAIL(output_, apr_bucket_flush_create(connection_->bucket_alloc));
     ap_pass_brigade(connection_->output_filters, output_);
     apr_brigade_cleanup(output_);
-    if (needsFilters(connection_)) {
+    if (const ap_filter_t* needed = findNeeded(connection_)) {
+        ap_log_rerror(APLOG_MARK, APLOG_DEBUG, 0, request,
+                      "WS205: frames pass the server's filters, on account of \"%s\"",
+                      needed->frec->name);
         filter_ = ap_add_output_filter(kFilterName, this, nullptr, connection_);
     }
     lockAllocator();
@@ -125,8 +128,10 @@ apr_status_t ApacheTransport::wireFilter(ap_filter_t* filter, apr_bucket_brigade
         apr_size_t size = 0;
         status = apr_bucket_read(b, &data, &size, APR_BLOCK_READ);
         if (status == APR_SUCCESS) {
+            // Of the same type, since bytes are copied one by one otherwise.
+            const auto* const bytes = reinterpret_cast<const std::uint8_t*>(data);
             try {
-                transport.wire_.insert(transport.wire_.end(), data, data + size);
+                transport.wire_.insert(transport.wire_.end(), bytes, bytes + size);
             } catch (const std::bad_alloc&) {
                 status = APR_ENOMEM;
             }

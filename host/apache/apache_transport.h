@@ -16,10 +16,10 @@ namespace websocket {
 /// One connection of the web server, taken over for a websocket: reads through the server's input
 /// filters and writes without ever waiting.
 ///
-/// Without TLS frames go straight to the socket. With TLS (or any other filter on the connection)
-/// they go through the output filters, at whose end a filter of ours takes the bytes instead of the
-/// server's own, which would wait for the socket. All use of the filters is under one lock, as TLS
-/// cannot read and write at the same time.
+/// Without TLS frames go straight to the socket. With TLS (or any other filter on the connection
+/// that may change them) they go through the output filters, at whose end a filter of ours takes
+/// the bytes instead of the server's own, which would wait for the socket. All use of the filters
+/// is under one lock, as TLS cannot read and write at the same time.
 class ApacheTransport : public ByteSource, public OutputPort {
   public:
     /// Registers the filter; once, when the module is loaded.

@@ -109,3 +109,19 @@ test("pages of the same https origin may connect, those of the http one may not"
   assert.equal((await Peer.ask(server, "/echo", origin("http"))).status, 403);
   await server.log.comes(/WS202: .*"http:\/\/127\.0\.0\.1:\d+" may not connect/);
 });
+
+test("frames pass the server's filters where TLS needs them, and go straight to the socket elsewhere", async () => {
+  for (const tls of [false, true]) {
+    const logging = await HostApache.start({ tls, config: `LogLevel websocket:debug\n${location("/echo", echoPlugin, "echo_init")}` });
+    try {
+      const peer = await Peer.open(logging, "/echo");
+      await peer.expectEcho(BINARY, crypto.randomBytes(MiB));
+      await peer.bye();
+      logging.log.expect(/AH01882: /, /WS205: /);
+      const filters = logging.log.lines.flatMap((line) => /WS205: .* on account of "(.*)"/.exec(line)?.[1] ?? []);
+      assert.match(filters.join(), tls ? /^ssl\/tls [^,]+$/ : /^$/);
+    } finally {
+      await logging.stop();
+    }
+  }
+});

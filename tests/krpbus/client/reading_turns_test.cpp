@@ -9,8 +9,10 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "krpbus/client/krpbus_client.h"
+#include "krpbus/messages/signal_message.h"
 #include "krpbus/messages/system_message.h"
 #include "tests/kit/log_capture.h"
 #include "tests/krpbus/client/bus_test_client.h"
@@ -59,6 +61,11 @@ std::string textOf(const std::unique_ptr<MessageBase>& message) {
     return notice != nullptr ? notice->text : "(no system message)";
 }
 
+std::string nameOf(const std::unique_ptr<MessageBase>& message) {
+    const auto* const value = dynamic_cast<const SignalMessage*>(message.get());
+    return value != nullptr ? value->webappName : "(no value)";
+}
+
 class ReadingTurns : public testing::Test {
   protected:
     // The client that is watched is made first: its reader is the only one then.
@@ -97,19 +104,19 @@ TEST_F(ReadingTurns, WakeNoOtherThreadWhileTheConsumerKeepsUp) {
 
 TEST_F(ReadingTurns, LetNobodyWaitForWhatIsLeftOfOneLookAtTheSocket) {
     const auto consumer = makeConsumer();
+    consumer->listenToLive(krpbus::LiveData::Signals);
+    synchronise(*consumer, *sender_);
     giveTurnTo(*consumer);
-    for (int i = 0; i < 3; ++i) {
-        send(notice(std::to_string(i)));
+    // What is published together is read at once.
+    std::vector<std::unique_ptr<MessageBase>> values;
+    for (const char* name : {"first", "second", "third"}) {
+        values.push_back(signal(name, "1"));
     }
-    synchronise(*sender_, *sender_);  // all three have been handed on
-    for (int i = 0; i < 3; ++i) {
-        // Where the reader is just taking over there may be nothing yet.
-        std::unique_ptr<MessageBase> message;
-        while (!message && waitFor(*consumer, kPatience)) {
-            consumer->read();
-            message = consumer->getMessage();
-        }
-        ASSERT_EQ(textOf(message), std::to_string(i));
+    sender_->sendLive("sender", krpbus::LiveData::Signals, {}, values);
+    EXPECT_EQ(nameOf(nextMessage(*consumer)), "first");
+    for (const char* name : {"second", "third"}) {
+        EXPECT_TRUE(waitFor(*consumer, 0ms)) << "for the " << name;
+        EXPECT_EQ(nameOf(consumer->getMessage()), name);
     }
     EXPECT_TRUE(nothingWaits(*consumer));
 }
