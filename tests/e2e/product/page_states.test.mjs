@@ -157,8 +157,10 @@ describe("what is known", () => {
     const page = await openStates("chart", "light", problems);
     const cell = page.locator(".gallery-cell", { hasText: "Cursors" });
     await settledPicture(page, cell);
-    // The first row, above the first state. Between the cursors there is a shade as well, which is fainter.
-    assert.equal((await drawnColumns(cell.locator(".plot-lanes"), { top: 0, bottom: 1 })).length, 5);
+    const lanes = cell.locator(".plot-lanes");
+    // Above the first state; between the cursors there is a shade as well, which is fainter. Further up is the state's name.
+    assert.equal((await drawnColumns(lanes, { top: 16, bottom: 18 })).length, 5);
+    assert.deepEqual(await drawnColumns(lanes, { top: 0, bottom: 2 }), [], "names are left free");
     await page.close();
   });
 
@@ -188,6 +190,22 @@ describe("what is known", () => {
     assert.match(await said(page, "triggers-broken"), /Nobody has told of markers/);
     await page.close();
     assert.deepEqual(problems, []);
+  });
+});
+
+describe("the curves of a chart", () => {
+  test("stay high enough to be read while something is measured", async () => {
+    const problems = [];
+    const page = await openStates("chart", "light", problems);
+    const cell = page.locator(".gallery-cell", { hasText: "Cursors" });
+    await settledPicture(page, cell);
+    const heights = await cell.evaluate((element) =>
+      ["plot-curves", "measure"].map((name) => element.querySelector(`.${name}`).clientHeight),
+    );
+    assert.ok(heights[0] >= 96 && heights[1] >= 48, `${heights} pixels`);
+    const body = await cell.locator(".panel-body").evaluate(({ clientHeight, scrollHeight }) => scrollHeight - clientHeight);
+    assert.equal(body, 0, "nothing is cut off below");
+    await page.close();
   });
 });
 

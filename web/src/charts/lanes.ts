@@ -58,6 +58,13 @@ export function laneNamesFit(canvas: HTMLCanvasElement, names: readonly string[]
   return fit;
 }
 
+/// Where the lanes stand that their names leave free, from the top down: in pieces when names stand above.
+export function laneBoxes(area: LaneArea, count: number): { left: number; top: number; width: number; height: number }[] {
+  const { left, width, laneHeight, above = 0 } = area;
+  if (above === 0) return [{ left, top: 0, width, height: count * laneHeight }];
+  return Array.from({ length: count }, (_, row) => ({ left, top: row * (laneHeight + above) + above, width, height: laneHeight }));
+}
+
 /// The names of the lanes: above them where the area has room there, else beside them, as far as `right`.
 export function drawLaneNames(
   pen: CanvasRenderingContext2D,

@@ -116,7 +116,7 @@ export const kStates: readonly Cell[] = [
   panelCell("chart", "partial", [kWheel, kTemperature]),
   panelCell("chart", "full", [kSpeed, kWheel, kRpm, kTemperature, kVoltage, kGear]),
   panelCell("chart", "full", [kSpeed, kSwitch, kGear], "States"),
-  panelCell("chart", "full", [kSpeed, kRpm, kGear], "Cursors", (workspace) => {
+  panelCell("chart", "full", [kSpeed, kRpm, kTemperature, kGear, kSwitch], "Cursors", (workspace) => {
     workspace.cursors.value = { a: kNow - 22, b: kNow - 9 };
     workspace.hover.value = 0.6;
   }),

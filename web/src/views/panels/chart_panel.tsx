@@ -2,7 +2,7 @@
 import { useLayoutEffect, useRef, useState } from "preact/hooks";
 import { drawMoments } from "../../charts/annotations.ts";
 import { preparePen } from "../../charts/canvas.ts";
-import { drawLaneNames, drawLanes, laneNamesFit } from "../../charts/lanes.ts";
+import { drawLaneNames, drawLanes, laneBoxes, laneNamesFit } from "../../charts/lanes.ts";
 import { curveColour, curveDash, readColours, type ChartColours } from "../../charts/palette.ts";
 import { TimeChart, type Trace } from "../../charts/time_chart.ts";
 import type { Span } from "../../charts/samples.ts";
@@ -43,6 +43,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   const [anyData, setAnyData] = useState(false);
   const theme = workspace.theme.value;
   const marks = useMarks();
+  const measuring = Object.values(workspace.cursors.value).some((x) => x !== null);
   const asSteps = panel.options["steps"] === true;
 
   useLayoutEffect(() => {
@@ -114,7 +115,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
     drawLanes(pen, area, span, now, shown, colours.current!);
     drawLaneNames(pen, area, names, left - kGutter, colours.current!);
     const moments = { span, marks, cursors: workspace.cursors.value, hover: workspace.hoverX() };
-    drawMoments(pen, { left, top: 0, width: across, height }, moments, colours.current!);
+    for (const box of laneBoxes(area, lane.length)) drawMoments(pen, box, moments, colours.current!);
   };
   useDrawing(
     area,
@@ -163,7 +164,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   ];
 
   return (
-    <div class="chart-panel">
+    <div class={`chart-panel ${measuring ? "measuring" : ""}`}>
       <Legend panel={panel} signals={signals} />
       <div class="plot" ref={area} role="img" aria-label={signals.map(({ name }) => name).join(", ")} data-testid="plot">
         <div class={`plot-curves ${anyData ? "" : "hidden"}`} ref={host} />

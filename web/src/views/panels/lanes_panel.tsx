@@ -2,7 +2,7 @@
 import { useLayoutEffect, useRef } from "preact/hooks";
 import { drawMoments } from "../../charts/annotations.ts";
 import { preparePen } from "../../charts/canvas.ts";
-import { drawLanes, kLaneFont } from "../../charts/lanes.ts";
+import { drawLanes, kLaneFont, laneBoxes } from "../../charts/lanes.ts";
 import { curveColour, readColours, type ChartColours } from "../../charts/palette.ts";
 import { extent, type Samples, type Span } from "../../charts/samples.ts";
 import { drawSamples } from "../../charts/series_path.ts";
@@ -66,13 +66,14 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
     if (width === 0 || !Number.isFinite(span.to)) return;
     colours.current ??= readColours(canvas.current!);
     const pen = preparePen(canvas.current!, width, height);
+    const lanesArea = { left: 0, width, laneHeight: kLane, above };
     const now = Math.min(span.to, store.viewX());
     const histories = signals.map((signal) => ({
       history: historyOf(store, signal),
       colour: curveColour(workspace.theme.value, signal.colour),
     }));
     const lanes = histories.map(({ history, colour }) => ({ data: history?.discrete === true ? laneOf(history, span) : null, colour }));
-    drawLanes(pen, { left: 0, width, laneHeight: kLane, above }, span, now, lanes, colours.current);
+    drawLanes(pen, lanesArea, span, now, lanes, colours.current);
     histories.forEach(({ history, colour }, row) => {
       if (history === null || history.discrete) return;
       drawSmallCurve(
@@ -84,12 +85,8 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
       );
     });
     drawAxis(pen, span, width, signals.length * pitch);
-    drawMoments(
-      pen,
-      { left: 0, top: 0, width, height: signals.length * pitch },
-      { span, marks, cursors: workspace.cursors.value, hover: workspace.hoverX() },
-      colours.current,
-    );
+    const moments = { span, marks, cursors: workspace.cursors.value, hover: workspace.hoverX() };
+    for (const box of laneBoxes(lanesArea, signals.length)) drawMoments(pen, box, moments, colours.current);
   };
   const drawAxis = (pen: CanvasRenderingContext2D, span: Span, across: number, top: number) => {
     const clock = networkClock(store);
