@@ -67,7 +67,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
     const curves = all.filter((one) => !lane.includes(one));
     const keys = lane.map(({ signal }) => signal.key).join("\r");
     if (keys !== laneKeys) setLaneKeys(keys);
-    const some = all.some(({ history }) => history !== null && history.latest !== null);
+    const some = all.some(({ history }) => history !== null && history.arrivedAt > -Infinity);
     if (some !== anyData) setAnyData(some);
     const configured = curves.map(({ signal }) => `${signal.key}\r${signal.colour}\r${scaleKey(signal)}`).join("\n");
     if (configured !== drawn.current.traces) {

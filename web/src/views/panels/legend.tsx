@@ -13,7 +13,7 @@ import type { Workspace } from "../workspace.ts";
 import { historyOf, shownText } from "./signal_data.ts";
 
 /// Ticks of texts between two rewritings of what only a screen reader may come upon.
-const kUnseen = 5;
+const kUnseen = 25;
 /// Characters for which a value has room at least and at most.
 const kLeastRoom = 6;
 const kMostRoom = 24;
