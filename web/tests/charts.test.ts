@@ -1,12 +1,14 @@
 import assert from "node:assert/strict";
 import { describe, test } from "node:test";
 import { toCsv } from "../src/charts/export";
-import { blocks } from "../src/charts/lanes";
+import { numbersOf } from "../src/charts/axes";
+import { blocks, laneBoxes } from "../src/charts/lanes";
 import { axisNumber, computedNumber, duration, groupedNumber, plainNumber } from "../src/charts/numbers";
 import { extent, gapsWithin, indexAtOrBefore } from "../src/charts/samples";
 import { drawSamples, type Frame, type LineStyle } from "../src/charts/series_path";
+import { stretches } from "../src/charts/sparkline";
 import { SteadyScale } from "../src/charts/steady_scale";
-import { tickLabel, ticks, tickStep } from "../src/charts/time_ticks";
+import { labelFits, tickLabel, ticks, tickStep } from "../src/charts/time_ticks";
 import { allowedDivisions } from "../src/charts/time_chart";
 import { pairs } from "../src/charts/xy_chart";
 import { ZoneClock } from "../src/charts/zone_clock";
@@ -122,6 +124,14 @@ describe("a scale", () => {
   });
 });
 
+test("a scale is written only when it has seen values", () => {
+  const scale = new SteadyScale();
+  scale.fit(null, [4], 0, false);
+  assert.deepEqual(numbersOf(scale, scale.splits), ["", "", "", "", ""]);
+  scale.fit({ min: 0, max: 4 }, [4], 0, false);
+  assert.deepEqual(numbersOf(scale, scale.splits), ["0", "1", "2", "3", "4"]);
+});
+
 describe("numbers", () => {
   test("on axes have as many digits as their divisions need", () => {
     assert.deepEqual(
@@ -194,7 +204,46 @@ describe("time", () => {
       ["12:00:10", "12:00:15", "12:00:20", "12:00:25", "12:00:30", "12:00:35"],
     );
     assert.equal(tickLabel(new ZoneClock("UTC"), x, 0.05), "12:00:05.12");
+    assert.equal(tickStep({ from: x, to: x + 3 }, 600, 88), 0.5);
+    assert.equal(tickStep({ from: x, to: x + 1e6 }, 600, 88), 7200);
+    assert.equal(ticks({ from: 0, to: 1e9 }, 7200).length, 200, "never so many that a browser stands still");
   });
+  test("is written only where its label has room", () => {
+    const span = { from: x, to: x + 600 };
+    const fits = (label: string, room: { left: number; right: number }) =>
+      Array.from({ length: 601 }, (_, pixel) => pixel).filter((pixel) => labelFits(label, x + pixel, span, 600, room));
+    const ends = (pixels: number[]) => [pixels[0], pixels[pixels.length - 1]];
+    assert.deepEqual(ends(fits("12:00:05", { left: 0, right: 0 })), [24, 576], "beside a value axis");
+    assert.deepEqual(ends(fits("12:00:05", { left: 12, right: 0 })), [12, 576], "and where none stands");
+    assert.deepEqual(ends(fits("12:00:05", { left: 0, right: 12 })), [24, 588]);
+    assert.deepEqual(ends(fits("12:00:05.120", { left: 0, right: 0 })), [36, 564], "a longer one");
+  });
+});
+
+describe("a small curve", () => {
+  const held = (data: ReturnType<typeof samples>, until: number) =>
+    [...stretches(data, until)].map(({ from, to, value, joined }) => `${joined ? "- " : ""}${value} ${from}-${to}`);
+  test("holds each value until the next one, and the last as long as it is told", () => {
+    assert.deepEqual(held(samples([1, 3], [5, 6]), 8), ["5 1-3", "- 6 3-8"]);
+    assert.deepEqual(held(samples([1, 3], [5, 6]), 3), ["5 1-3", "- 6 3-3"]);
+  });
+  test("ends at a gap, and begins anew behind it", () => {
+    const gap = [{ from: 1, to: 3 }];
+    assert.deepEqual(held(samples([0, 1, 3, 4], [5, 6, 7, 8], gap), 5), ["5 0-1", "- 6 1-1", "7 3-4", "- 8 4-5"]);
+    assert.deepEqual(held(samples([1, 3], [5, 6], [{ from: 3.5, to: Infinity }]), 8), ["5 1-3", "- 6 3-3.5"]);
+  });
+  test("has no value where that is no number", () => {
+    assert.deepEqual(held(samples([1, 2, 3], [5, NaN, 6]), 4), ["5 1-2", "6 3-4"]);
+  });
+});
+
+test("lanes leave their names free where these stand above", () => {
+  const area = { left: 5, width: 100, laneHeight: 20 };
+  assert.deepEqual(laneBoxes(area, 2), [{ left: 5, top: 0, width: 100, height: 40 }]);
+  assert.deepEqual(laneBoxes({ ...area, above: 10 }, 2), [
+    { left: 5, top: 10, width: 100, height: 20 },
+    { left: 5, top: 40, width: 100, height: 20 },
+  ]);
 });
 
 describe("states", () => {

@@ -35,6 +35,21 @@ describe("a signal's history", () => {
     assert.equal(Math.round(one.points().x[0]! * 1e6), kStart + 123_457 + 3_600_000_000);
   });
 
+  test("knows its newest value, also after it has been asked before", () => {
+    const { one, add } = history();
+    assert.deepEqual([one.latest, one.arrivedAt], [null, -Infinity]);
+    add(1, 2.5);
+    const first = { number: 2.5, text: "2.5", description: "", x: x(1), stamp: kStart + 1e6, arrivedAt: 1000 };
+    assert.deepEqual(one.latest, first);
+    one.setOffset(1e6);
+    assert.deepEqual(one.latest, { ...first, x: x(2) });
+    add(2, 3, "3.0000", "third");
+    assert.deepEqual(one.latest, { number: 3, text: "3.0000", description: "third", x: x(3), stamp: kStart + 2e6, arrivedAt: 2000 });
+    assert.equal(one.arrivedAt, 2000);
+    add(3, NaN, "open");
+    assert.deepEqual([one.latest?.number, one.latest?.text], [null, "open"]);
+  });
+
   test("is ten minutes long, in one piece, however much comes", () => {
     const { one, add } = history();
     for (let index = 0; index < 40_000; index++) add(index / 20, index);

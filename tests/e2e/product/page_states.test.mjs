@@ -84,6 +84,131 @@ describe("the states of", () => {
   }
 });
 
+// Remembers the boxes of the texts that each canvas shows.
+function rememberTexts() {
+  const pens = CanvasRenderingContext2D.prototype;
+  const { fillText, clearRect } = pens;
+  window.textsOf = new Map();
+  pens.clearRect = function (...box) {
+    if (box[2] >= this.canvas.clientWidth) window.textsOf.set(this.canvas, []);
+    clearRect.apply(this, box);
+  };
+  pens.fillText = function (text, x, y, ...rest) {
+    const { actualBoundingBoxLeft, actualBoundingBoxRight, actualBoundingBoxAscent, actualBoundingBoxDescent } = this.measureText(text);
+    const { a, d, e, f } = this.getTransform();
+    if (text !== "")
+      window.textsOf.get(this.canvas)?.push({
+        text,
+        left: e + a * (x - actualBoundingBoxLeft),
+        right: e + a * (x + actualBoundingBoxRight),
+        top: f + d * (y - actualBoundingBoxAscent),
+        bottom: f + d * (y + actualBoundingBoxDescent),
+      });
+    fillText.call(this, text, x, y, ...rest);
+  };
+}
+
+describe("the texts of", () => {
+  for (const view of ["chart", "lanes", "xy"]) {
+    test(`${view} do not touch each other`, async () => {
+      const page = await context.newPage();
+      await page.addInitScript(rememberTexts);
+      await page.goto(`${server.address}/states.html?only=${view}&theme=light`);
+      await page.evaluate(() => document.fonts.ready);
+      await settledPicture(page, page.getByTestId(`states-${view}`));
+      const { all, touching } = await page.evaluate(() => {
+        const shown = [...window.textsOf].filter(([canvas]) => canvas.isConnected).map(([, texts]) => texts);
+        const touch = (a, b) => a.left < b.right + 2 && b.left < a.right + 2 && a.top < b.bottom + 3 && b.top < a.bottom + 3;
+        const pairs = shown.flatMap((texts) =>
+          texts.flatMap((one, index) =>
+            texts
+              .slice(index + 1)
+              .filter((other) => touch(one, other))
+              .map((other) => `${one.text} and ${other.text}`),
+          ),
+        );
+        return { all: shown.flat().map(({ text }) => text), touching: pairs };
+      });
+      assert.ok(all.length > 10, `only ${all.length} texts were seen`);
+      if (view === "chart") assert.ok(all.includes("Steering.IndicatorSwitch"), "the name of a state is not cut");
+      assert.deepEqual(touching, []);
+      await page.close();
+    });
+  }
+});
+
+// The columns of a canvas, in its own pixels, in which something opaque stands in one of the rows.
+const drawnColumns = (canvas, { top, bottom }) =>
+  canvas.evaluate(
+    (element, [from, to]) => {
+      const { width } = element;
+      const { data } = element.getContext("2d").getImageData(0, from, width, to - from);
+      return Array.from({ length: width }, (_, column) => column).filter((column) => {
+        for (let at = column * 4 + 3; at < data.length; at += width * 4) if (data[at] > 30) return true;
+        return false;
+      });
+    },
+    [top, bottom],
+  );
+
+describe("what is known", () => {
+  test("of moments goes through the states below a chart: two markers, two cursors and the pointer", async () => {
+    const problems = [];
+    const page = await openStates("chart", "light", problems);
+    const cell = page.locator(".gallery-cell", { hasText: "Cursors" });
+    await settledPicture(page, cell);
+    const lanes = cell.locator(".plot-lanes");
+    // Above the first state; between the cursors there is a shade as well, which is fainter. Further up is the state's name.
+    assert.equal((await drawnColumns(lanes, { top: 16, bottom: 18 })).length, 5);
+    assert.deepEqual(await drawnColumns(lanes, { top: 0, bottom: 2 }), [], "names are left free");
+    await page.close();
+  });
+
+  test("of a value that is late ends where it came last", async () => {
+    const problems = [];
+    const page = await openStates("numbers", "light", problems);
+    const spark = page.getByTestId("state-numbers-broken").locator("canvas").first();
+    await settledPicture(page, page.getByTestId("state-numbers-broken"));
+    const { width, height } = await spark.evaluate((canvas) => ({ width: canvas.width, height: canvas.height }));
+    const last = (await drawnColumns(spark, { top: 0, bottom: height })).at(-1);
+    // Fourteen of sixty seconds ago.
+    assert.ok(Math.abs(last / width - 46 / 60) < 0.02, `it ends at ${last} of ${width} pixels`);
+    await page.close();
+  });
+
+  test("is told wherever there is nothing to show", async () => {
+    const problems = [];
+    const said = async (page, state) => (await page.getByTestId(`state-${state}`).innerText()).replaceAll("\n", " ");
+    for (const view of ["chart", "lanes", "xy", "numbers", "table"]) {
+      const page = await openStates(view, "light", problems);
+      assert.match(await said(page, `${view}-broken`), /Rear\.Left\.Wheel.*not offered now/, view);
+      assert.doesNotMatch(await said(page, `${view}-waiting`), /not offered/, view);
+      if (view === "xy") assert.match(await said(page, "xy-waiting"), /no value yet/);
+      await page.close();
+    }
+    const page = await openStates("triggers", "light", problems);
+    assert.match(await said(page, "triggers-broken"), /Nobody has told of markers/);
+    await page.close();
+    assert.deepEqual(problems, []);
+  });
+});
+
+describe("the curves of a chart", () => {
+  test("stay high enough to be read while something is measured", async () => {
+    const problems = [];
+    const page = await openStates("chart", "light", problems);
+    const cell = page.locator(".gallery-cell", { hasText: "Cursors" });
+    await settledPicture(page, cell);
+    const heights = await cell.evaluate((element) =>
+      ["plot-curves", "measure"].map((name) => element.querySelector(`.${name}`).clientHeight),
+    );
+    assert.ok(heights[0] >= 96 && heights[1] >= 48, `${heights} pixels`);
+    const body = await cell.locator(".panel-body").evaluate(({ clientHeight, scrollHeight }) => scrollHeight - clientHeight);
+    assert.equal(body, 0, "nothing is cut off below");
+    await page.close();
+  });
+});
+
 describe("the views", () => {
   test("fit in German as well", async () => {
     const cut = [];

@@ -24,10 +24,17 @@ interface Area {
 
 const kFont = '11px "Inter Variable", system-ui, sans-serif';
 
+/// Where a time lies, and whether it lies within the area.
+function placesIn({ left, width }: Area, { from, to }: Span) {
+  return {
+    position: (x: number) => Math.round(left + ((x - from) / (to - from)) * width),
+    seen: (x: number | null): x is number => x !== null && x >= from && x <= to,
+  };
+}
+
 /// Draws into `area`, which is in canvas pixels, `ratio` of them a CSS pixel.
 export function drawAnnotations(pen: CanvasRenderingContext2D, area: Area, ratio: number, view: Annotations, colours: ChartColours): void {
-  const position = (x: number) => Math.round(area.left + ((x - view.span.from) / (view.span.to - view.span.from)) * area.width);
-  const seen = (x: number | null): x is number => x !== null && x >= view.span.from && x <= view.span.to;
+  const { position, seen } = placesIn(area, view.span);
   pen.save();
   pen.font = kFont.replace("11px", `${11 * ratio}px`);
   pen.textBaseline = "top";
@@ -52,15 +59,8 @@ export function drawAnnotations(pen: CanvasRenderingContext2D, area: Area, ratio
     pen.fillText(label, x + 8 * ratio, area.top + ratio);
     free = x + 16 * ratio + width;
   }
+  shadeMeasured(pen, area, view, colours);
   const { a, b } = view.cursors;
-  if (a !== null && b !== null) {
-    const left = Math.max(area.left, Math.min(position(a), position(b)));
-    const right = Math.min(area.left + area.width, Math.max(position(a), position(b)));
-    pen.globalAlpha = 0.1;
-    pen.fillStyle = colours.accent;
-    if (right > left) pen.fillRect(left, area.top, right - left, area.height);
-    pen.globalAlpha = 1;
-  }
   for (const [name, x] of [
     ["A", a],
     ["B", b],
@@ -70,6 +70,35 @@ export function drawAnnotations(pen: CanvasRenderingContext2D, area: Area, ratio
     badge(pen, name, position(x), area, ratio, colours);
   }
   pen.restore();
+}
+
+/// The same moments across states, where names would hide them, and the one under the pointer. A unit of the pen is a CSS pixel.
+export function drawMoments(
+  pen: CanvasRenderingContext2D,
+  area: Area,
+  view: Annotations & { readonly hover: number | null },
+  colours: ChartColours,
+): void {
+  const { position, seen } = placesIn(area, view.span);
+  pen.save();
+  pen.lineWidth = 1;
+  for (const { x } of view.marks) if (seen(x)) line(pen, position(x), area, colours.marker, [3, 3]);
+  shadeMeasured(pen, area, view, colours);
+  for (const x of [view.cursors.a, view.cursors.b]) if (seen(x)) line(pen, position(x), area, colours.accent, []);
+  if (seen(view.hover)) line(pen, position(view.hover), area, colours.muted, []);
+  pen.restore();
+}
+
+// The stretch between the cursors.
+function shadeMeasured(pen: CanvasRenderingContext2D, area: Area, { span, cursors: { a, b } }: Annotations, colours: ChartColours): void {
+  if (a === null || b === null) return;
+  const { position } = placesIn(area, span);
+  const left = Math.max(area.left, Math.min(position(a), position(b)));
+  const right = Math.min(area.left + area.width, Math.max(position(a), position(b)));
+  pen.globalAlpha = 0.1;
+  pen.fillStyle = colours.accent;
+  if (right > left) pen.fillRect(left, area.top, right - left, area.height);
+  pen.globalAlpha = 1;
 }
 
 function line(pen: CanvasRenderingContext2D, x: number, area: Area, colour: string, dash: number[]): void {

@@ -3,13 +3,13 @@ import type uPlot from "uplot";
 import { axisNumber } from "./numbers.ts";
 import type { ChartColours } from "./palette.ts";
 import type { SteadyScale } from "./steady_scale.ts";
-import { tickLabel, ticks, tickStep } from "./time_ticks.ts";
+import { labelFits, tickLabel, ticks, tickStep } from "./time_ticks.ts";
 import type { ZoneClock } from "./zone_clock.ts";
 
 const kFont = '11px "Inter Variable", system-ui, sans-serif';
 const kTimeSpace = 88;
-const kHalfLabel = 28;
-const kRightEdge = 12;
+/// Room beside the plotting area in pixels where no value axis stands.
+export const kBeside = 12;
 
 /// Width in pixels of a value axis; the same for all, so that charts above each other share their edges.
 export const kAxisWidth = 56;
@@ -24,8 +24,10 @@ export interface ValueAxis {
   readonly grid: boolean;
 }
 
-/// The axis of time; `zone` is asked at each drawing.
-export function timeAxis(colours: () => ChartColours, zone: () => ZoneClock): uPlot.Axis {
+/// The axis of time; `zone` is asked at each drawing. On the `sides` stand value axes.
+export function timeAxis(colours: () => ChartColours, zone: () => ZoneClock, sides: readonly ValueAxis["side"][]): uPlot.Axis {
+  // What would be cut off, or touch the lowest of the values beside it, is left out.
+  const room = (side: ValueAxis["side"]) => (sides.includes(side) ? 0 : kBeside);
   const step = (u: uPlot, from: number, to: number) => tickStep({ from, to }, u.bbox.width / devicePixelRatio, kTimeSpace);
   return {
     scale: "x",
@@ -40,9 +42,10 @@ export function timeAxis(colours: () => ChartColours, zone: () => ZoneClock): uP
       const { min = 0, max = 1 } = u.scales["x"]!;
       const distance = step(u, min, max);
       const width = u.bbox.width / devicePixelRatio;
-      // Half a label is worse than none: what would be cut off at the end of the chart is left out.
-      const fits = (x: number) => ((max - x) / (max - min)) * width > kHalfLabel - kRightEdge;
-      return splits.map((x) => (fits(x) ? tickLabel(zone(), x, distance) : ""));
+      return splits.map((x) => {
+        const label = tickLabel(zone(), x, distance);
+        return labelFits(label, x, { from: min, to: max }, width, { left: room("left"), right: room("right") }) ? label : "";
+      });
     },
   };
 }
@@ -58,6 +61,11 @@ export function valueAxis(axis: ValueAxis, colours: () => ChartColours): uPlot.A
     grid: { show: axis.grid, stroke: () => colours().grid, width: 1 },
     ticks: { show: false },
     splits: () => axis.scale.splits,
-    values: (_u, splits) => splits.map((value) => axisNumber(value, axis.scale.step, axis.scale.size)),
+    values: (_u, splits) => numbersOf(axis.scale, splits),
   };
+}
+
+/// How the divisions of a scale are written; not at all before it has seen a value.
+export function numbersOf(scale: SteadyScale, splits: readonly number[]): string[] {
+  return splits.map((value) => (scale.fitted ? axisNumber(value, scale.step, scale.size) : ""));
 }

@@ -47,6 +47,44 @@ export function drawLanes(
   });
 }
 
+/// Whether all names have room beside the lanes, `room` CSS pixels wide.
+export function laneNamesFit(canvas: HTMLCanvasElement, names: readonly string[], room: number): boolean {
+  const pen = canvas.getContext("2d")!;
+  pen.save();
+  pen.setTransform(1, 0, 0, 1, 0, 0);
+  pen.font = kLaneFont;
+  const fit = names.every((name) => pen.measureText(name).width <= room);
+  pen.restore();
+  return fit;
+}
+
+/// Where the lanes stand that their names leave free, from the top down: in pieces when names stand above.
+export function laneBoxes(area: LaneArea, count: number): { left: number; top: number; width: number; height: number }[] {
+  const { left, width, laneHeight, above = 0 } = area;
+  if (above === 0) return [{ left, top: 0, width, height: count * laneHeight }];
+  return Array.from({ length: count }, (_, row) => ({ left, top: row * (laneHeight + above) + above, width, height: laneHeight }));
+}
+
+/// The names of the lanes: above them where the area has room there, else beside them, as far as `right`.
+export function drawLaneNames(
+  pen: CanvasRenderingContext2D,
+  { left, width, laneHeight, above = 0 }: LaneArea,
+  names: readonly string[],
+  right: number,
+  colours: ChartColours,
+): void {
+  pen.font = kLaneFont;
+  pen.textBaseline = "middle";
+  pen.fillStyle = colours.muted;
+  pen.textAlign = above > 0 ? "left" : "right";
+  names.forEach((name, row) => {
+    const top = row * (laneHeight + above);
+    if (above > 0) pen.fillText(fitting(pen, name, width), left, top + above / 2 + 1);
+    else pen.fillText(name, right, top + laneHeight / 2);
+  });
+  pen.textAlign = "left";
+}
+
 function drawLane(
   pen: CanvasRenderingContext2D,
   area: LaneArea,
@@ -106,15 +144,15 @@ function shade(text: string): number {
 
 function label(pen: CanvasRenderingContext2D, text: string, left: number, middle: number, room: number, colour: string): void {
   if (room < 12 || text === "") return;
-  let shown = text;
-  let width = pen.measureText(shown).width;
-  if (width > room) {
-    const fit = Math.max(0, Math.floor((text.length * (room - 8)) / width));
-    if (fit === 0) return;
-    shown = `${text.slice(0, fit)}…`;
-    width = pen.measureText(shown).width;
-    if (width > room) return;
-  }
   pen.fillStyle = colour;
-  pen.fillText(shown, left, middle);
+  pen.fillText(fitting(pen, text, room), left, middle);
+}
+
+// As much of the text as has room; nothing where that is less than a character.
+function fitting(pen: CanvasRenderingContext2D, text: string, room: number): string {
+  const { width } = pen.measureText(text);
+  if (width <= room) return text;
+  const fit = Math.max(0, Math.floor((text.length * (room - 8)) / width));
+  const shown = `${text.slice(0, fit)}…`;
+  return fit === 0 || pen.measureText(shown).width > room ? "" : shown;
 }

@@ -58,6 +58,11 @@ export class SteadyScale {
   #fitted = false;
   #fitsSince = NaN;
 
+  /// Whether it has been fitted to values; before that its borders mean nothing.
+  get fitted(): boolean {
+    return this.#fitted;
+  }
+
   /// The lower border.
   get min(): number {
     return this.#borders.base;

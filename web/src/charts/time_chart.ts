@@ -1,6 +1,6 @@
 // Several signals on one time axis, each unit on a scale of its own. Draws what it is given; keeps no samples.
 import uPlot from "uplot";
-import { timeAxis, valueAxis, type ValueAxis } from "./axes.ts";
+import { kBeside, timeAxis, valueAxis, type ValueAxis } from "./axes.ts";
 import { drawAnnotations, type Annotations } from "./annotations.ts";
 import type { ChartColours } from "./palette.ts";
 import { DashPhases } from "./dashes.ts";
@@ -177,14 +177,16 @@ export class TimeChart {
     this.destroy();
     if (this.#width === 0 || this.#height === 0) return;
     const axes = this.#axes();
+    const sides = axes.map(({ side }) => side);
+    const time = timeAxis(this.#colours, () => this.#view?.zone ?? kUtc, sides);
     const options: uPlot.Options = {
       width: this.#width,
       height: this.#height,
       legend: { show: false },
-      padding: [10, axes.length < 2 ? 12 : 0, 0, axes.length === 0 ? 12 : 0],
+      padding: [10, axes.length < 2 ? kBeside : 0, 0, axes.length === 0 ? kBeside : 0],
       cursor: { y: false, points: { show: false }, drag: { x: false, y: false }, bind: kNoBindings },
       scales: { x: { time: false, auto: false } },
-      axes: [timeAxis(this.#colours, () => this.#view?.zone ?? kUtc), ...axes.map((axis) => valueAxis(axis, this.#colours))],
+      axes: [time, ...axes.map((axis) => valueAxis(axis, this.#colours))],
       series: [{}, ...this.#traces.map((trace) => this.#series(trace))],
       hooks: { draw: [(u) => this.#annotate(u)] },
     };

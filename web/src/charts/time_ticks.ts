@@ -22,6 +22,22 @@ export function ticks(span: Span, step: number): number[] {
   return found;
 }
 
+/// Mean width of a character of a label, in CSS pixels.
+const kCharacter = 6;
+
+/// Whether a label in the middle of the time `x` stays within the span, of that width in pixels, and the room beside it.
+export function labelFits(
+  label: string,
+  x: number,
+  span: Span,
+  width: number,
+  room: { readonly left: number; readonly right: number },
+): boolean {
+  const middle = ((x - span.from) / (span.to - span.from)) * width;
+  const half = (label.length * kCharacter) / 2;
+  return middle - half >= -room.left && middle + half <= width + room.right;
+}
+
 /// The division as a time of day, no finer than the step.
 export function tickLabel(clock: ZoneClock, x: number, step: number): string {
   return clock.time(x, step >= 1 ? 0 : Math.min(6, Math.ceil(-Math.log10(step) - 1e-9)));

@@ -1,6 +1,6 @@
 // One signal against another: a point for each time at which one of them changed, with the values that held then.
 import uPlot from "uplot";
-import { axisNumber } from "./numbers.ts";
+import { numbersOf } from "./axes.ts";
 import type { ChartColours } from "./palette.ts";
 import { firstGapAfter, indexAtOrBefore, type Samples, type Span } from "./samples.ts";
 import { SteadyScale } from "./steady_scale.ts";
@@ -75,9 +75,10 @@ export class XyChart {
     else this.#plot = new uPlot(this.#options(width, height), [Float64Array.of(0, 1), Float64Array.of(0, 1)], this.#host);
   }
 
-  draw(view: XyView): void {
+  /// Tells whether there is a pair of values to be seen.
+  draw(view: XyView): boolean {
     const plot = this.#plot;
-    if (plot === null) return;
+    if (plot === null) return false;
     this.#points = view.x !== null && view.y !== null ? pairs(view.x, view.y, view.span) : { ...this.#points, count: 0 };
     this.#at = this.#pointAt(view);
     const clock = performance.now() / 1000;
@@ -89,6 +90,7 @@ export class XyChart {
       plot.setScale("y", { min: this.#y.min, max: this.#y.max });
       plot.setScale("x", { min: this.#x.min, max: this.#x.max });
     });
+    return this.#at !== null || this.#points.count > 0;
   }
 
   destroy(): void {
@@ -115,16 +117,16 @@ export class XyChart {
 
   #options(width: number, height: number): uPlot.Options {
     const font = '11px "Inter Variable", system-ui, sans-serif';
-    const axis = (scale: string, steady: SteadyScale, size: number): uPlot.Axis => ({
+    const axis = (scale: string, steady: SteadyScale, size: number, gap: number): uPlot.Axis => ({
       scale,
       size,
-      gap: 6,
+      gap,
       font,
       stroke: () => this.#colours().muted,
       grid: { stroke: () => this.#colours().grid, width: 1 },
       ticks: { show: false },
       splits: () => steady.splits,
-      values: (_u, splits) => splits.map((value) => axisNumber(value, steady.step, steady.size)),
+      values: (_u, splits) => numbersOf(steady, splits),
     });
     return {
       width,
@@ -133,7 +135,7 @@ export class XyChart {
       cursor: { show: false },
       padding: [10, 16, 0, 0],
       scales: { x: { time: false, auto: false }, y: { auto: false } },
-      axes: [axis("x", this.#x, 26), axis("y", this.#y, 56)],
+      axes: [axis("x", this.#x, 26, 8), axis("y", this.#y, 56, 6)],
       series: [{}, { stroke: () => this.#stroke(), width: 1.25, points: { show: false }, paths: (u) => this.#path(u) }],
       hooks: { draw: [(u) => this.#dot(u)] },
     };

@@ -262,6 +262,7 @@ export const de: Texts = {
     tab: "Marker",
     waiting: "Warte auf die Marker der Logger",
     empty: "Noch keine Marker. M setzt einen, wo man auch ist.",
+    unknown: "Niemand hat Marker genannt. M setzt einen, wo man auch ist.",
     loggerTime: "Zeit des Loggers",
     browserTime: "Zeit des Browsers",
     marker: "Marker",

@@ -254,6 +254,7 @@ export const en = {
     tab: "Markers",
     waiting: "Waiting for the markers of the loggers",
     empty: "No markers yet. M sets one, wherever you are.",
+    unknown: "Nobody has told of markers. M sets one, wherever you are.",
     loggerTime: "Logger's time",
     browserTime: "Browser's time",
     marker: "Marker",

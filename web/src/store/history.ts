@@ -24,7 +24,7 @@ export interface IncomingValue {
 export class History implements SignalHistory {
   revision = 0;
   rebuilt = 0;
-  latest: LatestValue | null = null;
+  arrivedAt = -Infinity;
   discrete = false;
   min = Infinity;
   max = -Infinity;
@@ -44,6 +44,9 @@ export class History implements SignalHistory {
   #stateOf = new Map<string, number>();
   // Texts of numbers that a double cannot hold, by the point's number since the beginning.
   #exact = new Map<number, string>();
+  // The newest value, and what it is as a `LatestValue` once somebody has asked: few of the values are ever read as texts.
+  #newest: IncomingValue | null = null;
+  #latest: LatestValue | null = null;
   #moved = 0; // the number of the point at index 0
 
   constructor(
@@ -52,11 +55,23 @@ export class History implements SignalHistory {
     private offset: number,
   ) {}
 
-  /// Adds a value that has come.
-  append({ stamp, number, text, description, at }: IncomingValue): void {
+  get latest(): LatestValue | null {
+    if (this.#latest !== null || this.#newest === null) return this.#latest;
+    const { stamp, number, text, description, at } = this.#newest;
+    const value = Number.isNaN(number) ? null : number;
+    const shown = text !== "" || value === null ? text : String(value);
+    this.#latest = { number: value, text: shown, description, x: (stamp + this.offset) / 1e6, stamp, arrivedAt: at };
+    return this.#latest;
+  }
+
+  /// Adds a value that has come, which is not changed afterwards.
+  append(incoming: IncomingValue): void {
+    const { stamp, number, text, description, at } = incoming;
     const x = (stamp + this.offset) / 1e6;
     const value = Number.isNaN(number) ? null : number;
-    this.latest = { number: value, text: text !== "" || value === null ? text : String(value), description, x, stamp, arrivedAt: at };
+    this.#newest = incoming;
+    this.#latest = null;
+    this.arrivedAt = at;
     this.revision++;
     this.count++;
     if (value === null && kNotANumber.test(text)) {
@@ -89,7 +104,7 @@ export class History implements SignalHistory {
     this.offset = offset;
     for (let index = this.#start; index < this.#end; index++) this.#x[index] = (this.#stamp[index]! + offset) / 1e6;
     for (const [index, gap] of this.gaps.entries()) this.gaps[index] = { ...gap, from: gap.from + moved, to: gap.to + moved };
-    if (this.latest) this.latest = { ...this.latest, x: (this.latest.stamp + offset) / 1e6 };
+    this.#latest = null;
     this.rebuilt++;
     this.revision++;
   }

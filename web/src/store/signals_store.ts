@@ -47,9 +47,9 @@ export class SignalsStore {
 
   stale(id: SignalId, now: number): boolean {
     const history = this.#histories.get(id);
-    if (!history?.latest) return false;
+    if (!history || history.arrivedAt === -Infinity) return false;
     if (!this.#connected) return true;
-    return !history.discrete && (now - history.latest.arrivedAt) / 1000 > history.patience;
+    return !history.discrete && (now - history.arrivedAt) / 1000 > history.patience;
   }
 
   colour(id: SignalId): number {
@@ -139,7 +139,7 @@ export class SignalsStore {
 
   forgetOld(now: number): void {
     for (const [id, history] of [...this.#histories]) {
-      if (this.#wanted.peek().has(id) || history.count === 0 || now - (history.latest?.arrivedAt ?? 0) < kForget) continue;
+      if (this.#wanted.peek().has(id) || history.count === 0 || now - history.arrivedAt < kForget) continue;
       this.#replace(history);
     }
   }

@@ -218,7 +218,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     now,
     viewX: () => (paused.peek() ? frozenX.peek() : now()),
     history: (id) => signals.history(id),
-    age: (id) => (clock() - (signals.history(id)?.latest?.arrivedAt ?? -Infinity)) / 1000,
+    age: (id) => (clock() - (signals.history(id)?.arrivedAt ?? -Infinity)) / 1000,
     stale: (id) => signals.stale(id, clock()),
     colour: (id) => signals.colour(id),
 

@@ -16,6 +16,11 @@ export interface PanelSignal {
   readonly colour: number;
 }
 
+/// Whether no values can come: nobody offers the signal, or its logger refused it.
+export function isAway({ run }: PanelSignal): boolean {
+  return run === "absent" || run === "refused";
+}
+
 /// What the panel holds, in its order. Reads the catalogue and the runs: call it while a component is drawn.
 export function panelSignals(store: Store, panel: Panel): PanelSignal[] {
   const { byId } = store.catalogue.value;

@@ -101,6 +101,8 @@ export interface SignalHistory {
   /// Grows when old points changed, and not just new ones came.
   readonly rebuilt: number;
   readonly latest: LatestValue | null;
+  /// When it came (`performance.now()`, ms); -Infinity before the first.
+  readonly arrivedAt: number;
   /// Whether it has had a description or a text value: drawn in steps or in a lane, never with a slope.
   readonly discrete: boolean;
   /// Index 0 is "no text".

@@ -19,7 +19,7 @@ export function TriggersView() {
       return (
         <>
           <Incomplete text={t.triggers.partial(missing.join(", "))} />
-          <Nothing icon="flag" text={t.triggers.empty} />
+          <Nothing icon="flag" text={t.triggers.unknown} />
         </>
       );
     return complete ? (

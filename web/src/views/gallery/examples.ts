@@ -67,11 +67,20 @@ export const kSilent: Example = {
 };
 export const kNoValue: Example = { ...kRear, name: "Yaw.Rate", bus: "FlexRay 1", unit: "°/s" };
 
+export const kSwitch: Example = {
+  ...kFront,
+  name: "Steering.IndicatorSwitch",
+  bus: "CAN 1",
+  unit: "",
+  interval: 0.5,
+  text: (t) => ["off", "left", "off", "right"][Math.floor(t / 7) & 3]!,
+};
+
 function gear(t: number): number {
   return Math.min(6, Math.max(1, Math.floor(speed(t) / 20)));
 }
 
-export const kExamples = [kSpeed, kRpm, kGear, kWheel, kTemperature, kDoor, kVoltage, kSilent, kNoValue];
+export const kExamples = [kSpeed, kRpm, kGear, kWheel, kTemperature, kDoor, kVoltage, kSilent, kNoValue, kSwitch];
 
 let panelNumber = 0;
 

@@ -7,6 +7,7 @@ import {
   type CatalogueEntry,
   type ConnectionState,
   type Panel,
+  type RunState,
   type SignalHistory,
   type SignalId,
   type SignalReference,
@@ -38,7 +39,13 @@ type Parts = {
   }
     ? Value
     : never;
-} & { connection?: ConnectionState; arrangement?: Arrangement; catalogue?: { complete: boolean; missing: readonly string[] } };
+} & {
+  connection?: ConnectionState;
+  arrangement?: Arrangement;
+  catalogue?: { complete: boolean; missing: readonly string[] };
+  /// Examples that do not simply run.
+  runs?: readonly (readonly [Example, RunState])[];
+};
 
 /// A store with these examples, all of them running, and these parts; everything else is empty.
 export function fakeStore(examples: readonly Example[], parts: Parts = {}): Store {
@@ -47,6 +54,8 @@ export function fakeStore(examples: readonly Example[], parts: Parts = {}): Stor
   const byId = new Map(entries.map((entry) => [entry.id, entry]));
   const arrangement = signal<Arrangement>(parts.arrangement ?? { name: "", panels: [] });
   const wanted = new Set(arrangement.value.panels.flatMap(({ signals }) => signals.map(({ name, mac }) => signalId({ name, mac }))));
+  const runs = new Map<SignalId, RunState>([...wanted].map((id) => [id, byId.has(id) ? "running" : "absent"]));
+  for (const [example, run] of parts.runs ?? []) runs.set(idOf(example), run);
   const change = (panels: readonly Panel[]) => (arrangement.value = { ...arrangement.value, panels });
   const paused = signal(false);
   const nothing = () => {};
@@ -55,7 +64,7 @@ export function fakeStore(examples: readonly Example[], parts: Parts = {}): Stor
     connection: signal(parts.connection ?? { type: "live" }),
     network: signal(parts.network ?? { name: "", loggers: [], complete: false }),
     catalogue: signal({ entries, byId, complete: parts.catalogue?.complete ?? true, missing: parts.catalogue?.missing ?? [] }),
-    runs: signal(new Map([...wanted].map((id) => [id, byId.has(id) ? ("running" as const) : ("absent" as const)]))),
+    runs: signal(runs),
     buses: signal(parts.buses ?? { buses: [], gps: [], running: false, complete: false, missing: [] }),
     triggers: signal(parts.triggers ?? { events: [], complete: false, missing: [], pending: [] }),
     audio: signal(parts.audio ?? { files: null, upload: { type: "idle" } }),

@@ -16,7 +16,8 @@ import { PanelFrame } from "../panel_frame.tsx";
 import { LoadsPanel } from "../panels/loads_panel.tsx";
 import { SignalList } from "../signal_list.tsx";
 import { Workspace } from "../workspace.ts";
-import { kStates, type Cell } from "./states.ts";
+import type { Cell } from "./cell.ts";
+import { kStates } from "./states.ts";
 
 const kViews: Record<string, { view: () => ComponentChildren; width: number; height: number }> = {
   header: { view: () => <Header />, width: 1100, height: 64 },

@@ -1,6 +1,5 @@
-// The states of each view.
-import type { FrameRecord, Store } from "../../store/model.ts";
-import type { Workspace } from "../workspace.ts";
+// The states of each view: header, list and panels here, tools beside.
+import type { Cell } from "./cell.ts";
 import {
   kBuses,
   kDoor,
@@ -12,6 +11,7 @@ import {
   kRpm,
   kSilent,
   kSpeed,
+  kSwitch,
   kTemperature,
   kTriggers,
   kVoltage,
@@ -19,15 +19,7 @@ import {
   panel,
 } from "./examples.ts";
 import { fakeStore, kNow, type Example } from "./fake_store.ts";
-
-export interface Cell {
-  readonly view: string;
-  readonly state: "empty" | "waiting" | "partial" | "broken" | "full";
-  /// What tells it apart from another one of the same state.
-  readonly note?: string;
-  readonly store: () => Store;
-  readonly prepare?: (workspace: Workspace) => void;
-}
+import { kToolStates } from "./tool_states.ts";
 
 const kUnknown: Example = { name: "Rear.Left.Wheel", mac: "", logger: "Trailer", bus: "", unit: "" };
 
@@ -49,29 +41,6 @@ function panelCell(
 }
 
 const kLimits = { [`high:${kSpeed.mac}\n${kSpeed.name}`]: 60, [`low:${kSpeed.mac}\n${kSpeed.name}`]: 0 };
-
-function frame(
-  number: number,
-  direction: FrameRecord["direction"],
-  name: string,
-  status: string,
-  took: number | null,
-  text: string,
-  size = text.length,
-): FrameRecord {
-  return { number, direction, at: number, name, status, took, text, size };
-}
-
-const kFrames: FrameRecord[] = [
-  frame(1, "sent", "get_logger_info", "", null, '{"command":"get_logger_info"}'),
-  frame(2, "received", "get_ksl_network", "OK", null, '{"response":"get_ksl_network"}'),
-  frame(3, "received", "get_logger_info", "OK", 214.2, '{"response":"get_logger_info"}', 2048),
-  frame(4, "sent", "dance", "", null, '{"command":"dance"}'),
-  frame(5, "received", "dance", "ERROR", 2.4, '{"response":"dance","status":"ERROR","error_code":"invalid_command"}'),
-];
-
-const idle = { type: "idle" } as const;
-const kFile = { name: "1112104387.wav", marker: "lane change", from: kNow - 30, to: kNow - 18 };
 
 export const kStates: readonly Cell[] = [
   { view: "header", state: "waiting", note: "Connecting", store: () => fakeStore([], { connection: { type: "connecting", attempt: 1 } }) },
@@ -98,6 +67,18 @@ export const kStates: readonly Cell[] = [
   },
   {
     view: "header",
+    state: "broken",
+    note: "No bus",
+    store: () => fakeStore(kExamples, { connection: { type: "no-bus", text: "Bus connection error", sinceAt: 0 }, network: kNetwork }),
+  },
+  {
+    view: "header",
+    state: "full",
+    note: "Playback",
+    store: () => fakeStore(kExamples, { connection: { type: "playback", file: "session of the morning.jsonl" }, network: kNetwork }),
+  },
+  {
+    view: "header",
     state: "full",
     store: () =>
       fakeStore(kExamples, {
@@ -114,6 +95,18 @@ export const kStates: readonly Cell[] = [
   },
   {
     view: "signals",
+    state: "broken",
+    store: () =>
+      fakeStore(kExamples, {
+        arrangement: { name: "", panels: [panel("chart", [kSpeed, kGear, kSilent])] },
+        runs: [
+          [kSpeed, "refused"],
+          [kRpm, "starting"],
+        ],
+      }),
+  },
+  {
+    view: "signals",
     state: "full",
     store: () => fakeStore(kExamples, { arrangement: { name: "", panels: [panel("chart", [kSpeed, kGear, kSilent])] } }),
   },
@@ -122,18 +115,29 @@ export const kStates: readonly Cell[] = [
   panelCell("chart", "broken", [kSilent, kUnknown]),
   panelCell("chart", "partial", [kWheel, kTemperature]),
   panelCell("chart", "full", [kSpeed, kWheel, kRpm, kTemperature, kVoltage, kGear]),
-  panelCell("chart", "full", [kSpeed, kRpm, kGear], "Cursors", (workspace) => {
+  panelCell("chart", "full", [kSpeed, kSwitch, kGear], "States"),
+  panelCell("chart", "full", [kSpeed, kRpm, kTemperature, kGear, kSwitch], "Cursors", (workspace) => {
     workspace.cursors.value = { a: kNow - 22, b: kNow - 9 };
     workspace.hover.value = 0.6;
   }),
+  panelCell("lanes", "empty", []),
   panelCell("lanes", "waiting", [kNoValue]),
+  panelCell("lanes", "partial", [kSwitch, kWheel, kNoValue]),
+  panelCell("lanes", "broken", [kSilent, kUnknown]),
   panelCell("lanes", "full", [kGear, kDoor, kSpeed]),
   panelCell("xy", "empty", [kSpeed]),
   panelCell("xy", "waiting", [kSpeed, kNoValue]),
+  panelCell("xy", "partial", [kTemperature, kWheel]),
+  panelCell("xy", "broken", [kSilent, kUnknown]),
   panelCell("xy", "full", [kSpeed, kRpm]),
+  panelCell("numbers", "empty", []),
   panelCell("numbers", "waiting", [kNoValue]),
+  panelCell("numbers", "partial", [kSpeed, kNoValue, kSwitch]),
   panelCell("numbers", "broken", [kSilent, kUnknown]),
   panelCell("numbers", "full", [kSpeed, kRpm, kGear, kVoltage]),
+  panelCell("table", "empty", []),
+  panelCell("table", "waiting", [kNoValue]),
+  panelCell("table", "partial", [kSpeed, kNoValue, kSwitch]),
   panelCell("table", "broken", [kSilent, kUnknown]),
   panelCell("table", "full", [kSpeed, kRpm, kGear, kDoor, kVoltage, kTemperature]),
   {
@@ -153,125 +157,5 @@ export const kStates: readonly Cell[] = [
     store: () => fakeStore(kExamples, { buses: { ...kBuses, running: false, buses: kBuses.buses.map((bus) => ({ ...bus, load: null })) } }),
   },
   { view: "loads", state: "full", store: () => fakeStore(kExamples, { buses: kBuses }) },
-  { view: "network", state: "waiting", store: () => fakeStore([]) },
-  {
-    view: "network",
-    state: "partial",
-    store: () => fakeStore([], { network: kPartialNetwork, connection: { type: "waiting", missing: ["Rear"], sinceAt: 0 } }),
-  },
-  { view: "network", state: "full", store: () => fakeStore([], { network: kNetwork }) },
-  { view: "triggers", state: "waiting", store: () => fakeStore([]) },
-  { view: "triggers", state: "empty", store: () => fakeStore([], { triggers: { ...kTriggers, events: [] } }) },
-  {
-    view: "triggers",
-    state: "partial",
-    store: () => fakeStore([], { network: kNetwork, triggers: { ...kTriggers, complete: false, missing: ["Rear"] } }),
-  },
-  { view: "triggers", state: "full", store: () => fakeStore([], { network: kNetwork, triggers: kTriggers }) },
-  { view: "audio", state: "waiting", store: () => fakeStore([], { triggers: kTriggers }) },
-  { view: "audio", state: "empty", store: () => fakeStore([], { audio: { files: [], upload: idle } }) },
-  {
-    view: "audio",
-    state: "partial",
-    store: () =>
-      fakeStore(kExamples, {
-        network: kNetwork,
-        audio: { files: [kFile], upload: { type: "uploading", name: "comment.webm", sent: 48_000, size: 120_000 } },
-      }),
-  },
-  {
-    view: "audio",
-    state: "broken",
-    store: () =>
-      fakeStore(kExamples, {
-        network: kNetwork,
-        audio: { files: [kFile], upload: { type: "failed", name: "comment.webm", reason: "Unable to open file" } },
-      }),
-  },
-  {
-    view: "audio",
-    state: "full",
-    store: () =>
-      fakeStore(kExamples, {
-        network: kNetwork,
-        audio: { files: [kFile, { ...kFile, name: "1112104399.wav", marker: "" }], upload: { type: "done", name: "1112104399.wav" } },
-      }),
-  },
-  { view: "monitor", state: "waiting", store: () => fakeStore([]) },
-  { view: "monitor", state: "empty", store: () => fakeStore([], { monitor: { screens: [], running: false, chosen: null, signals: [] } }) },
-  {
-    view: "monitor",
-    state: "full",
-    store: () =>
-      fakeStore([], {
-        monitor: {
-          screens: ["Host.Processor", "Host.Memory", "Host.Network interfaces of this machine"].map((name, index) => ({ index, name })),
-          running: true,
-          chosen: 1,
-          signals: [
-            { name: "Host.Memory.Used", value: "2.8", unit: "%", arrivedAt: 0 },
-            { name: "Host.Memory.Available", value: "24002604", unit: "KiB", arrivedAt: 0 },
-          ],
-        },
-      }),
-  },
-  { view: "setups", state: "waiting", store: () => fakeStore([]) },
-  { view: "setups", state: "empty", store: () => fakeStore([], { setups: { names: [], busy: false, error: "", question: null } }) },
-  {
-    view: "setups",
-    state: "broken",
-    store: () =>
-      fakeStore([], {
-        setups: {
-          names: ["Brakes"],
-          busy: false,
-          error: "illegal_config",
-          question: { mac: "02:00:00:00:00:99", logger: "Trailer", candidates: kNetwork.loggers.slice(0, 2) },
-        },
-      }),
-  },
-  {
-    view: "setups",
-    state: "full",
-    store: () =>
-      fakeStore([], {
-        arrangement: { name: "Brakes", panels: [] },
-        setups: {
-          names: ["Brakes", "Cold start, all temperatures of the engine compartment and of the battery", "Wheels"],
-          busy: false,
-          error: "",
-          question: null,
-        },
-      }),
-  },
-  { view: "protocol", state: "empty", store: () => fakeStore([]) },
-  {
-    view: "protocol",
-    state: "full",
-    store: () =>
-      fakeStore([], {
-        protocol: {
-          frames: kFrames,
-          keepValues: false,
-          recording: { frames: 1204, bytes: 482_000, sinceAt: 0 },
-          playback: null,
-          queued: 3,
-        },
-      }),
-  },
-  {
-    view: "protocol",
-    state: "full",
-    note: "Playback",
-    store: () =>
-      fakeStore([], {
-        protocol: {
-          frames: kFrames,
-          keepValues: true,
-          recording: null,
-          playback: { file: "session of the morning.jsonl", position: 34, length: 210, paused: false, speed: 2 },
-          queued: 0,
-        },
-      }),
-  },
+  ...kToolStates,
 ];

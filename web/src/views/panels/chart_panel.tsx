@@ -1,16 +1,19 @@
 // A chart of several signals: curves above, states in lanes below, all on one time axis.
-import { useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
+import { useLayoutEffect, useRef, useState } from "preact/hooks";
+import { drawMoments } from "../../charts/annotations.ts";
 import { preparePen } from "../../charts/canvas.ts";
-import { drawLanes } from "../../charts/lanes.ts";
+import { drawLaneNames, drawLanes, laneBoxes, laneNamesFit } from "../../charts/lanes.ts";
 import { curveColour, curveDash, readColours, type ChartColours } from "../../charts/palette.ts";
 import { TimeChart, type Trace } from "../../charts/time_chart.ts";
+import type { Span } from "../../charts/samples.ts";
 import { texts } from "../../i18n/texts.ts";
+import type { SignalHistory } from "../../store/model.ts";
 import { networkClock, useStore, useWorkspace } from "../context.ts";
-import { markerName } from "../marker_name.ts";
 import { optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
 import { useDrawing, useHiddenAfar, useSize } from "../ui/hooks.ts";
 import { Nothing } from "../ui/states.tsx";
 import { Legend } from "./legend.tsx";
+import { useMarks } from "./marks.ts";
 import { MeasureTable } from "./measure_table.tsx";
 import type { PanelProps } from "./panel_props.ts";
 import { csvEntry, pngEntry } from "./saving.ts";
@@ -19,6 +22,8 @@ import { useThemeColours } from "./theme_colours.ts";
 import { timeGestures } from "./time_gestures.ts";
 
 const kLaneHeight = 24;
+/// CSS pixels above a lane for its name, where that is too long for the room beside it.
+const kNameAbove = 16;
 const kGutter = 8;
 
 export function ChartPanel({ panel, signals, menu }: PanelProps) {
@@ -37,8 +42,8 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   const [laneKeys, setLaneKeys] = useState("");
   const [anyData, setAnyData] = useState(false);
   const theme = workspace.theme.value;
-  const { events } = store.triggers.value;
-  const marks = useMemo(() => events.map(({ x, marker }) => ({ x, label: markerName(marker) })), [events]);
+  const marks = useMarks();
+  const measuring = Object.values(workspace.cursors.value).some((x) => x !== null);
   const asSteps = panel.options["steps"] === true;
 
   useLayoutEffect(() => {
@@ -62,7 +67,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
     const curves = all.filter((one) => !lane.includes(one));
     const keys = lane.map(({ signal }) => signal.key).join("\r");
     if (keys !== laneKeys) setLaneKeys(keys);
-    const some = all.some(({ history }) => history !== null && history.latest !== null);
+    const some = all.some(({ history }) => history !== null && history.arrivedAt > -Infinity);
     if (some !== anyData) setAnyData(some);
     const configured = curves.map(({ signal }) => `${signal.key}\r${signal.colour}\r${scaleKey(signal)}`).join("\n");
     if (configured !== drawn.current.traces) {
@@ -93,21 +98,24 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
     });
     drawn.current.revision = revision;
     made.setHair(workspace.hoverX());
-    if (lanes.current !== null && lane.length > 0) {
-      const { left, width: across } = made.area;
-      const pen = preparePen(lanes.current, width, lane.length * kLaneHeight);
-      const shown = lane.map(({ signal, history }) => ({
-        data: laneOf(history!, span),
-        colour: curveColour(workspace.theme.value, signal.colour),
-      }));
-      drawLanes(pen, { left, width: across, laneHeight: kLaneHeight }, span, now, shown, colours.current!);
-      drawLaneNames(
-        pen,
-        lane.map(({ signal }) => signal.name),
-        left - kGutter,
-        colours.current!,
-      );
-    }
+    if (lanes.current !== null && lane.length > 0) drawLanesBelow(lane, span, now);
+  };
+  const drawLanesBelow = (lane: readonly { signal: PanelSignal; history: SignalHistory | null }[], span: Span, now: number) => {
+    const canvas = lanes.current!;
+    const { left, width: across } = chart.current!.area;
+    const names = lane.map(({ signal }) => signal.name);
+    const above = laneNamesFit(canvas, names, left - kGutter) ? 0 : kNameAbove;
+    const height = lane.length * (kLaneHeight + above);
+    const pen = preparePen(canvas, width, height);
+    const area = { left, width: across, laneHeight: kLaneHeight, above };
+    const shown = lane.map(({ signal, history }) => ({
+      data: laneOf(history!, span),
+      colour: curveColour(workspace.theme.value, signal.colour),
+    }));
+    drawLanes(pen, area, span, now, shown, colours.current!);
+    drawLaneNames(pen, area, names, left - kGutter, colours.current!);
+    const moments = { span, marks, cursors: workspace.cursors.value, hover: workspace.hoverX() };
+    for (const box of laneBoxes(area, lane.length)) drawMoments(pen, box, moments, colours.current!);
   };
   useDrawing(
     area,
@@ -156,7 +164,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   ];
 
   return (
-    <div class="chart-panel">
+    <div class={`chart-panel ${measuring ? "measuring" : ""}`}>
       <Legend panel={panel} signals={signals} />
       <div class="plot" ref={area} role="img" aria-label={signals.map(({ name }) => name).join(", ")} data-testid="plot">
         <div class={`plot-curves ${anyData ? "" : "hidden"}`} ref={host} />
@@ -167,17 +175,4 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
       <MeasureTable signals={signals} />
     </div>
   );
-}
-
-// The names of the lanes in the gutter of the axis, as much of them as fits.
-function drawLaneNames(pen: CanvasRenderingContext2D, names: readonly string[], right: number, colours: ChartColours): void {
-  if (right < 24) return;
-  pen.fillStyle = colours.muted;
-  pen.textAlign = "right";
-  names.forEach((name, row) => {
-    let shown = name;
-    while (shown.length > 1 && pen.measureText(shown).width > right - 2) shown = `${shown.slice(0, -2)}…`;
-    pen.fillText(shown, right, row * kLaneHeight + kLaneHeight / 2);
-  });
-  pen.textAlign = "left";
 }

@@ -1,14 +1,15 @@
 // States over time, a lane a signal, with the state that holds now. A signal without states is a small curve.
 import { useLayoutEffect, useRef } from "preact/hooks";
+import { drawMoments } from "../../charts/annotations.ts";
 import { preparePen } from "../../charts/canvas.ts";
-import { drawLanes, kLaneFont } from "../../charts/lanes.ts";
+import { drawLanes, kLaneFont, laneBoxes } from "../../charts/lanes.ts";
 import { curveColour, readColours, type ChartColours } from "../../charts/palette.ts";
 import { extent, type Samples, type Span } from "../../charts/samples.ts";
 import { drawSamples } from "../../charts/series_path.ts";
 import { tickLabel, ticks, tickStep } from "../../charts/time_ticks.ts";
 import { texts } from "../../i18n/texts.ts";
 import { networkClock, useStore, useWorkspace } from "../context.ts";
-import type { PanelSignal } from "../panel_signals.ts";
+import { isAway, type PanelSignal } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Swatch } from "./legend.tsx";
 import type { PanelProps } from "./panel_props.ts";
@@ -16,6 +17,7 @@ import { csvEntry, pngEntry } from "./saving.ts";
 import { historyOf, laneOf, samplesOf, shownText } from "./signal_data.ts";
 import { useThemeColours } from "./theme_colours.ts";
 import { timeGestures } from "./time_gestures.ts";
+import { useMarks } from "./marks.ts";
 
 const kLane = 32;
 /// Panels narrower than that have names above the lanes instead of beside them. CSS pixels.
@@ -58,18 +60,20 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
     [],
   );
   useThemeColours(theme, canvas, colours, () => draw());
+  const marks = useMarks();
   const draw = () => {
     const span = workspace.span();
     if (width === 0 || !Number.isFinite(span.to)) return;
     colours.current ??= readColours(canvas.current!);
     const pen = preparePen(canvas.current!, width, height);
+    const lanesArea = { left: 0, width, laneHeight: kLane, above };
     const now = Math.min(span.to, store.viewX());
     const histories = signals.map((signal) => ({
       history: historyOf(store, signal),
       colour: curveColour(workspace.theme.value, signal.colour),
     }));
     const lanes = histories.map(({ history, colour }) => ({ data: history?.discrete === true ? laneOf(history, span) : null, colour }));
-    drawLanes(pen, { left: 0, width, laneHeight: kLane, above }, span, now, lanes, colours.current);
+    drawLanes(pen, lanesArea, span, now, lanes, colours.current);
     histories.forEach(({ history, colour }, row) => {
       if (history === null || history.discrete) return;
       drawSmallCurve(
@@ -81,7 +85,8 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
       );
     });
     drawAxis(pen, span, width, signals.length * pitch);
-    drawHair(pen, span, signals.length * pitch);
+    const moments = { span, marks, cursors: workspace.cursors.value, hover: workspace.hoverX() };
+    for (const box of laneBoxes(lanesArea, signals.length)) drawMoments(pen, box, moments, colours.current);
   };
   const drawAxis = (pen: CanvasRenderingContext2D, span: Span, across: number, top: number) => {
     const clock = networkClock(store);
@@ -98,19 +103,6 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
     }
     pen.textAlign = "left";
   };
-  const drawHair = (pen: CanvasRenderingContext2D, span: Span, bottom: number) => {
-    const lines = [
-      [workspace.hoverX(), colours.current!.muted],
-      [workspace.cursors.value.a, colours.current!.accent],
-      [workspace.cursors.value.b, colours.current!.accent],
-      ...store.triggers.value.events.map(({ x }) => [x, colours.current!.marker] as const),
-    ] as const;
-    for (const [x, colour] of lines) {
-      if (x === null || x < span.from || x > span.to) continue;
-      pen.fillStyle = colour;
-      pen.fillRect(Math.round(((x - span.from) / (span.to - span.from)) * width), 0, 1, bottom);
-    }
-  };
   useDrawing(
     area,
     () => {
@@ -120,7 +112,7 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
       workspace.cursors.value;
     },
     draw,
-    [width, panel, theme, signals.length, narrow],
+    [width, marks, panel, theme, signals.length, narrow],
   );
   return (
     <div class={`lanes-panel ${narrow ? "narrow" : ""}`} ref={whole}>
@@ -144,13 +136,20 @@ function LaneName({ signal }: { signal: PanelSignal }) {
   const history = historyOf(store, signal);
   const hover = workspace.hoverX();
   const shown = history === null ? null : hover === null ? history.latest : history.valueAt(hover);
+  const away = isAway(signal) ? texts().signals.run[signal.run] : null;
   return (
-    <li class="lane-name" title={`${signal.name}\n${signal.logger}`}>
+    <li class={`lane-name ${away !== null ? "away" : ""}`} title={`${signal.name}\n${signal.logger}`}>
       <Swatch signal={signal} />
       <span class="lane-label">{signal.name}</span>
-      <span class="lane-state figures">
-        {shown === null ? "–" : shownText(shown)} <span class="unit">{signal.unit}</span>
-      </span>
+      {away !== null ? (
+        <span class="lane-state" title={away}>
+          {away}
+        </span>
+      ) : (
+        <span class="lane-state figures">
+          {shown === null ? "–" : shownText(shown)} <span class="unit">{signal.unit}</span>
+        </span>
+      )}
     </li>
   );
 }

@@ -6,14 +6,14 @@ import { gapsWithin } from "../../charts/samples.ts";
 import { texts } from "../../i18n/texts.ts";
 import type { Panel, Store } from "../../store/model.ts";
 import { useStore, useWorkspace } from "../context.ts";
-import type { PanelSignal } from "../panel_signals.ts";
+import { isAway, type PanelSignal } from "../panel_signals.ts";
 import { useSeen } from "../ui/hooks.ts";
 import { Icon } from "../ui/icons.tsx";
 import type { Workspace } from "../workspace.ts";
 import { historyOf, shownText } from "./signal_data.ts";
 
 /// Ticks of texts between two rewritings of what only a screen reader may come upon.
-const kUnseen = 5;
+const kUnseen = 25;
 /// Characters for which a value has room at least and at most.
 const kLeastRoom = 6;
 const kMostRoom = 24;
@@ -38,7 +38,7 @@ function Entry({ panel, signal, tick }: { panel: Panel; signal: PanelSignal; tic
   const store = useStore();
   const workspace = useWorkspace();
   const t = texts();
-  const absent = signal.run === "absent" || signal.run === "refused";
+  const absent = isAway(signal);
   const reading = useMemo(() => readingOf(store, workspace, signal, tick), [store, workspace, signal.id, tick]);
   const value = useMemo(() => (absent ? t.signals.run[signal.run] : reading.text), [absent, t, signal.run, reading]);
   const kind = useMemo(

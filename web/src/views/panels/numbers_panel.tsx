@@ -5,7 +5,7 @@ import { drawSparkline } from "../../charts/sparkline.ts";
 import { curveColour } from "../../charts/palette.ts";
 import type { Panel } from "../../store/model.ts";
 import { useStore, useWorkspace } from "../context.ts";
-import { optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
+import { isAway, optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
 import { Dialog } from "../ui/dialog.tsx";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { tileColumns } from "../layout.ts";
@@ -49,7 +49,7 @@ function NumberTile({ panel, signal, edit }: { panel: Panel; signal: PanelSignal
   const { low, high } = limitsOf(panel, signal);
   const number = latest?.number ?? null;
   const beyond = number === null ? "" : low !== null && number < low ? "below" : high !== null && number > high ? "above" : "";
-  const absent = signal.run === "absent" || signal.run === "refused";
+  const absent = isAway(signal);
   const text = latest === null ? "–" : shownText(latest);
   const note = absent
     ? t.signals.run[signal.run]
@@ -115,13 +115,15 @@ function TileSpark({ signal }: { signal: PanelSignal }) {
         least = Math.min(least, value);
         most = Math.max(most, value);
       }
+      // What it is since its last value is not known.
+      const stale = !store.paused.value && signal.id !== null && store.stale(signal.id);
       const base = least >= 0 && least < most * 0.6 ? 0 : least - (most - least) * 0.1;
       const shifted = y.map((value) => value - base);
       drawSparkline(
         canvas.current!,
         size,
-        { x, y: shifted },
-        { now, seconds: kSparkSeconds, top: Math.max(most - base, 1e-12) },
+        { x, y: shifted, gaps: history.gaps },
+        { now, until: stale ? x[x.length - 1]! : now, seconds: kSparkSeconds, top: Math.max(most - base, 1e-12) },
         curveColour(workspace.theme.value, signal.colour),
       );
     },

@@ -3,7 +3,7 @@ import { plainNumber } from "../../charts/numbers.ts";
 import { csvField } from "../../charts/export.ts";
 import { texts } from "../../i18n/texts.ts";
 import { useStore, useWorkspace } from "../context.ts";
-import type { PanelSignal } from "../panel_signals.ts";
+import { isAway, type PanelSignal } from "../panel_signals.ts";
 import { rowHeight } from "../signal_list.tsx";
 import { Icon } from "../ui/icons.tsx";
 import { VirtualList } from "../ui/virtual_list.tsx";
@@ -83,7 +83,7 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
   const history = historyOf(store, signal);
   const latest = (store.paused.value ? history?.valueAt(store.frozenX.value) : history?.latest) ?? null;
   const range = rangeOf(history);
-  const absent = signal.run === "absent" || signal.run === "refused";
+  const absent = isAway(signal);
   const stale = latest !== null && signal.id !== null && store.stale(signal.id);
   const age = signal.id === null || store.paused.value ? Infinity : store.age(signal.id);
   return (
@@ -92,15 +92,23 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
         <Swatch signal={signal} />
         <span class="cell-text">{signal.name}</span>
       </span>
-      <span role="cell" class="cell c1 figures">
-        {absent ? t.signals.run[signal.run] : (latest?.text ?? "–")}
-      </span>
-      <span role="cell" class="cell c2 unit">
-        {signal.unit}
-      </span>
-      <span role="cell" class="cell c3" title={latest?.description}>
-        {latest?.description}
-      </span>
+      {absent ? (
+        <span role="cell" aria-colspan={3} class="cell c1 absent">
+          {t.signals.run[signal.run]}
+        </span>
+      ) : (
+        <>
+          <span role="cell" class="cell c1 figures">
+            {latest?.text ?? "–"}
+          </span>
+          <span role="cell" class="cell c2 unit">
+            {signal.unit}
+          </span>
+          <span role="cell" class="cell c3" title={latest?.description}>
+            {latest?.description}
+          </span>
+        </>
+      )}
       <span role="cell" class="cell c4 figures">
         {Number.isFinite(age) ? (age < 100 ? `${age.toFixed(1)} s` : `${Math.round(age)} s`) : "–"}
       </span>

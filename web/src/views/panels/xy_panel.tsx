@@ -1,10 +1,10 @@
 // Two signals against each other over the last seconds, or over what the time axis shows.
-import { useLayoutEffect, useRef } from "preact/hooks";
+import { useLayoutEffect, useRef, useState } from "preact/hooks";
 import { curveColour, readColours, type ChartColours } from "../../charts/palette.ts";
 import { XyChart } from "../../charts/xy_chart.ts";
 import { texts } from "../../i18n/texts.ts";
 import { useStore, useWorkspace } from "../context.ts";
-import { setOptions } from "../panel_signals.ts";
+import { isAway, setOptions } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Nothing } from "../ui/states.tsx";
 import type { PanelProps } from "./panel_props.ts";
@@ -23,6 +23,7 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
   const chart = useRef<XyChart | null>(null);
   const colours = useRef<ChartColours | null>(null);
   const revision = useRef(-1);
+  const [anyPair, setAnyPair] = useState(false);
   const { width, height } = useSize(host);
   const theme = workspace.theme.value;
   const [first, second] = signals;
@@ -45,7 +46,7 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
     if (!Number.isFinite(edge)) return;
     const span = { from: edge - seconds, to: edge };
     const [x, y] = [historyOf(store, first), historyOf(store, second)];
-    chart.current.draw({
+    const some = chart.current.draw({
       x: x === null ? null : samplesOf(x, span),
       y: y === null ? null : samplesOf(y, span),
       span,
@@ -53,6 +54,7 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
       eager: workspace.viewRevision.value !== revision.current,
     });
     revision.current = workspace.viewRevision.value;
+    if (some !== anyPair) setAnyPair(some);
   };
   useThemeColours(theme, host, colours, draw);
   useDrawing(
@@ -93,8 +95,18 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
   return (
     <div class="xy-panel">
       <AxisName axis="y" signal={second} />
-      <div class="plot-curves" ref={host} role="img" aria-label={`${second?.name ?? "–"} / ${first?.name ?? "–"}`}>
-        {second === undefined && <Nothing icon="xy" text={t.panels.emptyXy} />}
+      <div class="plot">
+        <div
+          class={`plot-curves ${anyPair ? "" : "hidden"}`}
+          ref={host}
+          role="img"
+          aria-label={`${second?.name ?? "–"} / ${first?.name ?? "–"}`}
+        />
+        {second === undefined ? (
+          <Nothing icon="xy" text={t.panels.emptyXy} />
+        ) : (
+          !anyPair && <Nothing icon="xy" text={t.panels.noValue} waiting={!signals.slice(0, 2).some(isAway)} />
+        )}
       </div>
       <AxisName axis="x" signal={first} seconds={t.panels.lastSeconds(seconds)} />
     </div>
@@ -114,8 +126,14 @@ function AxisName({ axis, signal, seconds }: { axis: "x" | "y"; signal: PanelPro
       <span class="axis-signal" title={signal?.name}>
         {signal?.name ?? "–"}
       </span>
-      <span class="figures">{shown === null ? "–" : shownText(shown)}</span>
-      <span class="unit">{signal?.unit}</span>
+      {signal !== undefined && isAway(signal) ? (
+        <span class="muted">{texts().signals.run[signal.run]}</span>
+      ) : (
+        <>
+          <span class="figures">{shown === null ? "–" : shownText(shown)}</span>
+          <span class="unit">{signal?.unit}</span>
+        </>
+      )}
       {seconds !== undefined && <span class="muted axis-seconds">{seconds}</span>}
     </p>
   );
