@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "base/log.h"
+#include "base/mutex.h"
 #include "krpbus/address/ksl_util.h"
 #include "krpbus/client/krpbus_client.h"
 #include "krpbus/messages/message_base.h"
@@ -16,6 +17,8 @@
 #include "network/waiting.h"
 #include "setup/lv_setup.h"
 
+using krpbus::LiveData;
+
 namespace {
 
 /// The session's bus client; null, after a line in the log, when the session has none.
@@ -25,6 +28,39 @@ KRPBusClient* busClient(const char* function) {
         LogUtil::log(LogLevel::Error, function, "no krpBusClient");
     }
     return client;
+}
+
+/// What the loggers are told.
+struct LiveDataNotices {
+    const char* start;
+    const char* stop;
+};
+
+LiveDataNotices noticesOf(LiveData data) {
+    return data == LiveData::Signals ? LiveDataNotices{"77-LVStartSignals", "78-LVStopSignals"}
+                                     : LiveDataNotices{"75-LVStartBusload", "76-LVStopBusload"};
+}
+
+/// The loggers hear of starts and stops in the order in which the session has meant them, whichever
+/// thread they come from. Taken before the bus client's own locks.
+Mutex liveDataMutex;
+
+void askForLiveData(LiveData data) REQUIRES(liveDataMutex) {
+    SystemMessage start(SystemMessage::SM_STATE, noticesOf(data).start);
+    start.setTakesShared(true);
+    sendKslBroadcast(start, kHandheldServer);
+}
+
+/// A logger may have lost the notice with the connection, or have taken the session for gone when
+/// it came back later than the logger. One that still knows it changes nothing.
+void renewLiveData() {
+    const MutexLocker lock(liveDataMutex);
+    const KRPBusClient* const client = stp != nullptr ? stp->krpbus : nullptr;
+    for (const LiveData data : {LiveData::Loads, LiveData::Signals}) {
+        if (client != nullptr && client->listensToLive(data)) {
+            askForLiveData(data);
+        }
+    }
 }
 
 RouterMessage wrap(const MessageBase& message, const std::string& address) {
@@ -71,18 +107,17 @@ void sendKslBroadcast(const MessageBase& message, const std::string& destination
     client->sendTo(client->getName(), kKslForwarder, routed.clone());
 }
 
-/// Before the loggers are asked: the bus server learns it in this order.
-void startLiveData(krpbus::LiveData data, const char* text) {
+void startLiveData(LiveData data) {
+    const MutexLocker lock(liveDataMutex);
     if (KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr) {
-        client->listenToLive(data);
+        client->listenToLive(data);  // first: the bus server learns it in this order
     }
-    SystemMessage start(SystemMessage::SM_STATE, text);
-    start.setTakesShared(true);
-    sendKslBroadcast(start, kHandheldServer);
+    askForLiveData(data);
 }
 
-void stopLiveData(krpbus::LiveData data, const char* text) {
-    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, text), kHandheldServer);
+void stopLiveData(LiveData data) {
+    const MutexLocker lock(liveDataMutex);
+    sendKslBroadcast(SystemMessage(SystemMessage::SM_STATE, noticesOf(data).stop), kHandheldServer);
     if (KRPBusClient* client = stp != nullptr ? stp->krpbus : nullptr) {
         client->endListeningToLive(data);
     }
@@ -123,6 +158,7 @@ void networkBusReconnected() {
     if (kslInfo != nullptr) {
         kslInfo->busReconnected(busConnection());
     }
+    renewLiveData();
 }
 
 void waRequestMessage_setup() {}

@@ -21,11 +21,10 @@ void sendToOwnLogger(const MessageBase& message, const std::string& destination)
 /// network. Any thread of the session.
 void sendKslBroadcast(const MessageBase& message, const std::string& destination);
 
-/// Asks all loggers of the network with the notice of this text, "77-LVStartSignals" for instance,
-/// for live data of this kind, or for no more of it, and listens to it so long where they send it
-/// once for all sessions. Any thread of the session.
-void startLiveData(krpbus::LiveData data, const char* text);
-void stopLiveData(krpbus::LiveData data, const char* text);
+/// Asks all loggers of the network for live data of this kind, or for no more of it, and listens to
+/// it so long where they send it once for all sessions. Any thread of the session.
+void startLiveData(krpbus::LiveData data);
+void stopLiveData(krpbus::LiveData data);
 
 /// Which connection to the bus the session has, counted from 1; 0 before the first one. While there
 /// is none it is the last one that there was. Any thread of the session.
@@ -38,8 +37,8 @@ void getKSLNetwork(int waitCount);
 /// Makes sure that the neighbour list is there: asks for it and waits when it is not.
 void checkKSLNetwork(int waitCount);
 
-/// The bus connection was lost and is back: a neighbour list that was asked for will not come. Bus
-/// thread.
+/// The bus connection was lost and is back: a neighbour list that was asked for will not come, and
+/// live data that has been started is asked for again. Bus thread.
 void networkBusReconnected();
 
 void waRequestMessage_setup();

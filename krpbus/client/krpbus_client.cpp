@@ -135,6 +135,10 @@ void KRPBusClient::listenToLive(krpbus::LiveData data) {
     impl_->listenToLive(data);
 }
 
+bool KRPBusClient::listensToLive(krpbus::LiveData data) const {
+    return impl_->listensToLive(data);
+}
+
 void KRPBusClient::endListeningToLive(krpbus::LiveData data) {
     impl_->endListeningToLive(data);
 }

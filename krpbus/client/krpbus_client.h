@@ -146,6 +146,8 @@ class KRPBusClient : public Mutex {
     void listenToLive(krpbus::LiveData data);
     /// Ends it; nothing happens where it has not begun. Any thread.
     void endListeningToLive(krpbus::LiveData data);
+    /// Whether it has begun and not ended. Any thread.
+    bool listensToLive(krpbus::LiveData data) const;
     /// Receives under a further participant's name, too; getDestination() of a message tells which.
     void addParticipant(const std::string& name);
 

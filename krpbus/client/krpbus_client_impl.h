@@ -54,6 +54,7 @@ class KRPBusClient::Impl final : public krpbus::BusListener {
                   const std::vector<std::unique_ptr<MessageBase>>& messages);
     void listenToLive(krpbus::LiveData data);
     void endListeningToLive(krpbus::LiveData data);
+    bool listensToLive(krpbus::LiveData data) const;
     /// Between the two messages are written where there is enough for a write, and at the end.
     void beginBurst();
     void endBurst();
@@ -99,7 +100,7 @@ class KRPBusClient::Impl final : public krpbus::BusListener {
     std::string lastParticipant_ GUARDED_BY(sendMutex_);
     std::string lastSubject_ GUARDED_BY(sendMutex_);
 
-    Mutex entrancesMutex_;
+    mutable Mutex entrancesMutex_;
     /// What messages that come in by a subject are for.
     std::map<std::string, std::unique_ptr<const std::string>> entrances_
         GUARDED_BY(entrancesMutex_);

@@ -82,6 +82,11 @@ void KRPBusClient::Impl::endListeningToLive(LiveData data) {
     }
 }
 
+bool KRPBusClient::Impl::listensToLive(LiveData data) const {
+    const MutexLocker lock(entrancesMutex_);
+    return listening_.contains(data);
+}
+
 void KRPBusClient::Impl::stopListening(LiveData data) {
     connection_->unsubscribe(krpbus::liveSubject(mac_, data, LiveReach::OwnLogger));
     connection_->unsubscribe(krpbus::liveSubject("", data, LiveReach::OtherLoggers));

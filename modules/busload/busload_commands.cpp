@@ -63,7 +63,7 @@ void busload_start() {
     const bool namesCameBefore = !alreadyRunning && busInfo->getBusnamesMapSize() > 0;
     getBusNames(static_cast<unsigned char>(1), klv::kCommandWaitSteps);
     addCatalogueBuses();
-    startLiveData(krpbus::LiveData::Loads, "75-LVStartBusload");
+    startLiveData(krpbus::LiveData::Loads);
     createAndSendJSON_simple("busload_start", KR_STATE_OK, KR_ERROR_TODO, "");
     if (namesCameBefore) {
         sendInitialValues();
@@ -73,7 +73,7 @@ void busload_start() {
 void busload_stop() {
     LogUtil::log(LogLevel::Debug, "busload_stop", "stopping busload module");
     LogUtil::log(LogLevel::Debug, "busload_stop", "stop ksl busload module");
-    stopLiveData(krpbus::LiveData::Loads, "76-LVStopBusload");
+    stopLiveData(krpbus::LiveData::Loads);
     LogUtil::log(LogLevel::Debug, "busload_stop", "set active busses to unknown");
     busloadSetUnknown();
     busInfo->running = false;

@@ -129,7 +129,7 @@ void signal_forwarding_start() {
     if (signalInfo->configState == KSL_MSG_STATE_EMPTY) {
         getSignalNames(klv::kCommandWaitSteps);
     }
-    startLiveData(krpbus::LiveData::Signals, "77-LVStartSignals");
+    startLiveData(krpbus::LiveData::Signals);
     signalInfo->forwardingActive = true;
     createAndSendJSON_simple("signal_forwarding_start", KR_STATE_OK, KR_ERROR_TODO, "");
 }
@@ -137,7 +137,7 @@ void signal_forwarding_start() {
 void signal_forwarding_stop() {
     LogUtil::log(LogLevel::Debug, "signal_forwarding_stop", "stopping signal module");
     LogUtil::log(LogLevel::Debug, "signal_forwarding_stop", "stop ksl signal module");
-    stopLiveData(krpbus::LiveData::Signals, "78-LVStopSignals");
+    stopLiveData(krpbus::LiveData::Signals);
     LogUtil::log(LogLevel::Debug, "signal_forwarding_stop", "stop local signal module");
     signalInfo->forwardingActive = false;
     createAndSendJSON_simple("signal_forwarding_stop", KR_STATE_OK, KR_ERROR_TODO, "");

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -64,6 +66,15 @@ class BusRequests : public testing::Test {
         sendMessage(SimpleMessageRequest<53>(), "HandheldServer", logger.mac());
         EXPECT_TRUE(logger.waitForRequests(53, before + 1));
         return logger.requests(id);
+    }
+
+    // The notices of this text that have come in at the logger and its forwarder, once all are in.
+    std::ptrdiff_t noticesAt(BusLogger& logger, const std::string& text) {
+        requestsAt(logger, 53);
+        const auto received = logger.received();
+        return std::count_if(received.begin(), received.end(), [&](const std::string& one) {
+            return one.find(text) != std::string::npos;
+        });
     }
 
     NatsServer nats_;
@@ -161,7 +172,7 @@ TEST_F(BusRequests, ListenToLiveDataFromItsStartToItsStop) {
     };
     send("too early");
     EXPECT_THAT(received(), IsEmpty());
-    startLiveData(krpbus::LiveData::Signals, "77-LVStartSignals");
+    startLiveData(krpbus::LiveData::Signals);
     ASSERT_TRUE(local_->waitForReceived("77-LVStartSignals"));
     ASSERT_TRUE(local_->waitForReceived("KSLForwarder"));
     EXPECT_THAT(local_->received(), Contains(AllOf(HasSubstr("HandheldServer from " + kName),
@@ -170,11 +181,28 @@ TEST_F(BusRequests, ListenToLiveDataFromItsStartToItsStop) {
                                                    HasSubstr("77-LV"), EndsWith("[shared]"))));
     send("between");
     EXPECT_THAT(received(), ElementsAre("between"));
-    stopLiveData(krpbus::LiveData::Signals, "78-LVStopSignals");
+    stopLiveData(krpbus::LiveData::Signals);
     ASSERT_TRUE(local_->waitForReceived("78-LVStopSignals"));
     EXPECT_THAT(received(), IsEmpty());
     send("too late");
     EXPECT_THAT(received(), IsEmpty());
+}
+
+TEST_F(BusRequests, AskAgainForTheLiveDataThatIsStartedAfterTheBusWasAway) {
+    startLiveData(krpbus::LiveData::Loads);
+    startLiveData(krpbus::LiveData::Signals);
+    stopLiveData(krpbus::LiveData::Loads);
+    EXPECT_EQ(noticesAt(*local_, "77-LVStartSignals"), 2) << "for this logger and the others";
+
+    networkBusReconnected();
+    EXPECT_EQ(noticesAt(*local_, "77-LVStartSignals"), 4);
+    EXPECT_EQ(noticesAt(*local_, "75-LVStartBusload"), 2);
+
+    startLiveData(krpbus::LiveData::Loads);
+    stopLiveData(krpbus::LiveData::Signals);
+    networkBusReconnected();
+    EXPECT_EQ(noticesAt(*local_, "77-LVStartSignals"), 4);
+    EXPECT_EQ(noticesAt(*local_, "75-LVStartBusload"), 6);
 }
 
 TEST_F(BusRequests, BroadcastOnceToEveryLogger) {

@@ -71,6 +71,26 @@ describe("an outage", { concurrency: 4 }, () => {
     });
   });
 
+  test("of the bus server, from which a session comes back long after its loggers: they serve it again", async () => {
+    await withNetwork({}, async (network) => {
+      const client = await watching(network);
+      client.send({ command: "busload_start" });
+      await client.answerTo("busload_data");
+      const [session] = sessionsOf(network.apache);
+      await network.bus.part.kill();
+      process.kill(session, "SIGSTOP");
+      await network.bus.start();
+      // What they have switched on for a client that is not there they switch off again.
+      for (const logger of network.loggers) {
+        await until("the logger to give the session up", () => logger.part.output.match(/has gone and is served no more/g)?.length === 2);
+      }
+      process.kill(session, "SIGCONT");
+      await valuesCome(client, 30_000);
+      client.skipAll();
+      await client.answerTo("busload_data", 30_000);
+    });
+  });
+
   test("of the bus server, back with another password and then with the right one", async () => {
     await withNetwork({}, async (network) => {
       const client = await watching(network);

@@ -5,7 +5,7 @@ import crypto from "node:crypto";
 import net from "node:net";
 import tls from "node:tls";
 
-import { afterwards, kPatience, limit } from "./wait.mjs";
+import { kPatience, within } from "./wait.mjs";
 
 export const TEXT = 1;
 export const BINARY = 2;
@@ -161,28 +161,19 @@ export class Peer {
     for (const waiter of this.waiters.splice(0)) waiter();
   }
 
-  #take(count, limitMs = kPatience) {
-    const over = limit(limitMs);
+  async #take(count, limitMs = kPatience) {
     this.wanted = count;
     if (this.throttled && this.size < Math.max(readAhead, count)) {
       this.throttled = false;
       this.socket.resume();
     }
-    const attempt = async () => {
-      while (this.size < count) {
-        if (this.ended) return null;
-        assert.ok(!over(), `nothing came within ${limitMs} ms`);
-        await new Promise((resolve) => {
-          const callOff = afterwards(limitMs, resolve);
-          this.waiters.push(() => {
-            callOff();
-            resolve();
-          });
-        });
-      }
-      return this.#cut(count);
-    };
-    return attempt();
+    if (this.size < count) await within(`${count} bytes of the server`, this.#enough(count), limitMs);
+    return this.size < count ? null : this.#cut(count);
+  }
+
+  /** Waits until so many bytes are there, or none come any more. */
+  async #enough(count) {
+    while (this.size < count && !this.ended) await new Promise((resolve) => this.waiters.push(resolve));
   }
 
   /** The first bytes of what has come, without joining more chunks than they touch. */
