@@ -115,6 +115,13 @@ void BusLogger::serve() {
     }
 }
 
+/// Whether it, or what it carries, says that its sender listens where live data is sent once.
+bool BusLogger::takesShared(const MessageBase& message) {
+    const auto* const envelope = dynamic_cast<const RouterMessage*>(&message);
+    const MessageBase* const inner = envelope != nullptr ? envelope->getMessage() : nullptr;
+    return message.takesShared() || (inner != nullptr && inner->takesShared());
+}
+
 void BusLogger::take(MessageBase& message) {
     const auto* system = dynamic_cast<const SystemMessage*>(&message);
     if (system != nullptr && system->getType() == kSettled) {
@@ -127,7 +134,7 @@ void BusLogger::take(MessageBase& message) {
     {
         const std::lock_guard lock(mutex_);
         received_.push_back(message.getDestination() + " from " + message.getSource() + ": " +
-                            message.toString());
+                            message.toString() + (takesShared(message) ? " [shared]" : ""));
         if (const auto* request = dynamic_cast<const KRPMessageRequest*>(&message)) {
             requests_.push_back(request->getKrpMsgID());
         }

@@ -61,7 +61,8 @@ class BusLogger {
     /// The ids of all requests, in their order.
     std::vector<krpMsgID_t> requestOrder() const;
     bool waitForRequests(krpMsgID_t request, int count) const;
-    /// Everything that has come in, printed, behind "<participant> from <source>: ".
+    /// Everything that has come in, printed, behind "<participant> from <source>: "; " [shared]"
+    /// stands behind what says that its sender listens where live data is sent once for all.
     std::vector<std::string> received() const;
     bool waitForReceived(const std::string& part) const;
 
@@ -78,6 +79,7 @@ class BusLogger {
     };
 
     void serve();
+    static bool takesShared(const MessageBase& message);
     void take(MessageBase& message);
     void forward(const class RouterMessage& envelope, const std::string& source);
     void reply(const KRPMessageRequest& request);

@@ -23,9 +23,11 @@
 #include "tests/kit/slept_time.h"
 #include "tests/kit/worker_session.h"
 
+using testing::AllOf;
 using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -173,6 +175,10 @@ TEST_F(BusRequests, ListenToLiveDataFromItsStartToItsStop) {
     startLiveData(krpbus::LiveData::Signals);
     ASSERT_TRUE(local_->waitForReceived("77-LVStartSignals"));
     ASSERT_TRUE(local_->waitForReceived("KSLForwarder"));
+    EXPECT_THAT(local_->received(), Contains(AllOf(HasSubstr("HandheldServer from " + kName),
+                                                   HasSubstr("77-LV"), EndsWith("[shared]"))));
+    EXPECT_THAT(local_->received(), Contains(AllOf(HasSubstr("KSLForwarder from " + kName),
+                                                   HasSubstr("77-LV"), EndsWith("[shared]"))));
     send("between");
     EXPECT_THAT(received(), ElementsAre("between"));
     stopLiveData(krpbus::LiveData::Signals);

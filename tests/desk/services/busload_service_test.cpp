@@ -150,6 +150,8 @@ TEST_F(BusloadServiceTest, SendsWrappedLoadsWithItsOffsetToClientsOfOtherLoggers
 TEST_F(BusloadServiceTest, SendsLoadsOnceToAllWhoListenWithTheOffsetThatTheyAreToSee) {
     const auto own = connectListener("21_KLV1", kMac, krpbus::LiveData::Loads);
     const auto other = connectListener("18_KLV1", kOtherMac, krpbus::LiveData::Loads);
+    const auto deaf = connect("24_KLV4");  // it says that it listens, and does not
+    noticeOfListener("75-LVStartBusload", "24_KLV4");
     noticeOfListener("75-LVStartBusload", "21_KLV1");
     noticeOfListener("75-LVStartBusload", std::string("ksl://0/") + kOtherMac + "/18_KLV1");
     const auto bare = messages(*own, 3);
@@ -164,6 +166,7 @@ TEST_F(BusloadServiceTest, SendsLoadsOnceToAllWhoListenWithTheOffsetThatTheyAreT
     EXPECT_EQ(dynamic_cast<const BusLoadExtMessage&>(*figure.getMessage()).kslOffset, 8);
     const auto& state = dynamic_cast<const RouterMessage&>(*wrapped[1]);
     EXPECT_NE(dynamic_cast<const GPSTraceMessage*>(state.getMessage()), nullptr);
+    EXPECT_TRUE(hasNothing(*deaf)) << "nobody who listens is sent anything alone";
 }
 
 TEST_F(BusloadServiceTest, ForgetsAClientThatVanished) {

@@ -65,6 +65,13 @@ class LiveService : public testing::Test {
         }
         return condition();
     }
+    // Whether nothing has been sent to this client, as a notice that follows all else tells.
+    bool hasNothing(KRPBusClient& receiver) {
+        bus->sendTo("HandheldServer", receiver.getName(),
+                    std::make_unique<SystemMessage>(SystemMessage::SM_STATE, "last"));
+        const auto first = nextMessage(receiver);
+        return dynamic_cast<const SystemMessage*>(first.get()) != nullptr;
+    }
     // Runs the agenda until that many messages have come in.
     std::vector<std::unique_ptr<MessageBase>> messages(KRPBusClient& receiver, std::size_t count) {
         std::vector<std::unique_ptr<MessageBase>> received;

@@ -71,6 +71,7 @@ TEST_F(OutboxTest, SendsToAllWhoListenWhenItIsDueForThoseWhoAreThereThen) {
     EXPECT_TRUE(nothingWaits(*client_));
     for (const std::string name : {"speed", "load"}) {
         const auto message = nextMessage(*other);
+        ASSERT_NE(message, nullptr) << name;
         EXPECT_NE(message->toString().find("[webappName=" + name + "]"), std::string::npos) << name;
     }
     EXPECT_FALSE(agenda_.next());

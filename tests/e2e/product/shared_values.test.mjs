@@ -1,11 +1,13 @@
 // Values of two loggers with several browsers: each logger sends a value once for all of them.
 import assert from "node:assert/strict";
-import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
+import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { connect } from "node:net";
 import os from "node:os";
 import path from "node:path";
 import { after, before, test } from "node:test";
 import { BusWatch } from "../../kit/js/bus_watch.mjs";
 import { completeCatalogue, kLoggers, Network } from "../../kit/js/network.mjs";
+import { sourceDir } from "../../kit/js/paths.mjs";
 import { until } from "../../kit/js/wait.mjs";
 
 const [kFront, kRear] = kLoggers;
@@ -141,5 +143,61 @@ test("loads come once for all, too", async () => {
   } finally {
     loads.stop();
     await driving.stop();
+  }
+});
+
+// The users and permissions that docs/bus.md gives as an example, with these passwords.
+function documentedUsers(...passwords) {
+  const text = readFileSync(path.join(sourceDir, "docs/bus.md"), "utf8");
+  return /^ {4}authorization \{\n[^]*?^ {4}\}\n/m.exec(text)[0].replaceAll("\u2026", () => passwords.shift());
+}
+
+// What the bus server says to a program of that user which publishes there.
+async function refusal(port, user, pass, subject) {
+  const socket = connect(port, "127.0.0.1");
+  let said = "";
+  socket.on("data", (bytes) => (said += bytes));
+  try {
+    socket.write(`CONNECT ${JSON.stringify({ verbose: false, user, pass })}\r\nPUB ${subject} 0\r\n\r\nPING\r\n`);
+    await until(
+      () => `the bus server's answer; so far: ${said}`,
+      () => said.includes("PONG"),
+    );
+    return /-ERR .*/.exec(said)?.[0];
+  } finally {
+    socket.destroy();
+  }
+}
+
+test("a web server with no more than the documented permissions gets what loggers send once, and cannot send it", async () => {
+  const guarded = await Network.start({
+    loggers: [
+      { ...kFront, source: "drive" },
+      { ...kRear, source: "drive", args: [["--network-offset", 8]] },
+    ],
+    busText: documentedUsers("of-loggers", "of-web"),
+    logins: { loggers: "logger:of-loggers", web: "web:of-web" },
+  });
+  try {
+    const client = await guarded.connectReady();
+    const streams = await completeCatalogue(client);
+    for (const { mac } of [kFront, kRear]) {
+      const { signal_key } = streams.find(({ signal_key }) => signal_key[1] === mac);
+      assert.equal((await client.ask("generic_start_sig", { signal_key, interval: 100 }, 20_000)).status, "OK");
+    }
+    assert.equal((await client.ask("busload_start", {}, 20_000)).status, "OK");
+    const hasLoad = (offset) =>
+      client.answers.some(({ response, data }) => response === "busload_data" && data.value > 0 && data.ksl_offset === offset);
+    await until(
+      () => `values and loads of both; the bus server wrote: ${guarded.bus.part.output}`,
+      () => [kFront, kRear].every(({ mac }) => numbers(client, ["", mac]).length > 1) && hasLoad(0) && hasLoad(8),
+    );
+    assert.doesNotMatch(guarded.bus.part.output, /Violation/, "what was refused to the web server or a logger");
+
+    const subject = `krp.${kFront.mac}.bus.live.signals.own`;
+    assert.equal(await refusal(guarded.bus.port, "web", "of-web", subject), `-ERR 'Permissions Violation for Publish to "${subject}"'`);
+    assert.equal(await refusal(guarded.bus.port, "logger", "of-loggers", subject), undefined);
+  } finally {
+    await guarded.stop();
   }
 });

@@ -85,10 +85,11 @@ export class Network {
   #clients = [];
 
   // options: `loggers`, descriptions as kLoggers, further members as in DeskLogger; `bus: false` leaves the
-  // bus server away (its port is chosen all the same); `busText`, more of its configuration; `networkName`; `apache`,
-  // options of LiveViewApache.start.
-  static async start({ loggers = kLoggers, bus = true, busText = "", networkName = "Test network", apache = {} } = {}) {
+  // bus server away (its port is chosen all the same); `busText`, more of its configuration; `logins`, { loggers, web },
+  // each "user:password", with which they come to it; `networkName`; `apache`, options of LiveViewApache.start.
+  static async start({ loggers = kLoggers, bus = true, busText = "", logins = {}, networkName = "Test network", apache = {} } = {}) {
     const network = new Network();
+    network.logins = logins;
     network.dir = mkdtempSync(path.join(os.tmpdir(), "live-view-e2e-"));
     chmodSync(network.dir, 0o755); // the web server's children are somebody else
     try {
@@ -108,14 +109,15 @@ export class Network {
     const localMac = loggers[0]?.mac ?? kLoggers[0].mac;
     this.apache = await LiveViewApache.start({
       ...apache,
-      env: { ...this.environment(localMac), ...apache.env },
+      env: { ...this.environment(localMac, this.logins.web), ...apache.env },
     });
     if (bus && loggers.length > 0) await this.neighbours(loggers.length - 1);
   }
 
   // What every program on the logger with this MAC finds in its environment.
-  environment(mac) {
-    return { KRPBUS_SERVER: `127.0.0.1:${this.bus.port}`, KRPBUS_MAC: mac, KSL_CONFIG_FILE: this.configFile };
+  environment(mac, login = this.logins.loggers) {
+    const server = `127.0.0.1:${this.bus.port}`;
+    return { KRPBUS_SERVER: login ? `nats://${login}@${server}` : server, KRPBUS_MAC: mac, KSL_CONFIG_FILE: this.configFile };
   }
 
   async addLogger(description) {
