@@ -3,6 +3,9 @@ import type { Texts } from "./en.ts";
 
 const count = (n: number, one: string, many: string) => `${n.toLocaleString("de")} ${n === 1 ? one : many}`;
 
+const notAnswered = (names: readonly string[]) =>
+  `Unvollständig: ${names.join(", ")} ${names.length === 1 ? "hat" : "haben"} nicht geantwortet.`;
+
 export const de: Texts = {
   language: "Deutsch",
   otherLanguage: "English",
@@ -124,7 +127,7 @@ export const de: Texts = {
     waiting: "Warte auf die Signale der Logger",
     empty: "Die Logger bieten keine Signale an.",
     noHit: "Kein Signal passt.",
-    partial: (names) => `Unvollständig: ${names} hat nicht geantwortet.`,
+    partial: notAnswered,
     clearSearch: "Suche leeren",
     running: "An",
     noBus: "kein Bus",
@@ -219,7 +222,7 @@ export const de: Texts = {
     fix: "Position",
     noFix: "Keine Position",
     gps: "GPS",
-    partial: (names) => `Unvollständig: ${names} hat nicht geantwortet.`,
+    partial: notAnswered,
     most: {
       num_control_msg: "Steuernachrichten",
       bytes_control_msg: "Steuer-Bytes",
@@ -269,7 +272,7 @@ export const de: Texts = {
     number: "Nr.",
     show: "In den Diagrammen zeigen",
     speak: "Kommentar hinzufügen",
-    partial: (names) => `Unvollständig: ${names} hat nicht geantwortet.`,
+    partial: notAnswered,
     count: (n) => count(n, "Marker", "Marker"),
     ask: "Liste anfragen",
   },

@@ -2,6 +2,8 @@
 
 const count = (n: number, one: string, many: string) => `${n.toLocaleString("en")} ${n === 1 ? one : many}`;
 
+const notAnswered = (names: readonly string[]) => `Incomplete: ${names.join(", ")} ${names.length === 1 ? "has" : "have"} not answered.`;
+
 export const en = {
   language: "English",
   otherLanguage: "Deutsch",
@@ -123,7 +125,7 @@ export const en = {
     waiting: "Waiting for the signals of the loggers",
     empty: "The loggers offer no signals.",
     noHit: "No signal matches.",
-    partial: (names: string) => `Incomplete: ${names} has not answered.`,
+    partial: notAnswered,
     clearSearch: "Clear search",
     running: "On",
     noBus: "no bus",
@@ -211,7 +213,7 @@ export const en = {
     fix: "Fix",
     noFix: "No fix",
     gps: "GPS",
-    partial: (names: string) => `Incomplete: ${names} has not answered.`,
+    partial: notAnswered,
     most: {
       num_control_msg: "Control messages",
       bytes_control_msg: "Control bytes",
@@ -261,7 +263,7 @@ export const en = {
     number: "No.",
     show: "Show in the charts",
     speak: "Add comment",
-    partial: (names: string) => `Incomplete: ${names} has not answered.`,
+    partial: notAnswered,
     count: (n: number) => count(n, "marker", "markers"),
     ask: "Ask for the list",
   },

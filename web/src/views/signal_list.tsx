@@ -95,7 +95,7 @@ export function SignalList() {
           {t.signals.onlyRunning}
         </Button>
       </div>
-      {missing.length > 0 && entries.length > 0 && <Incomplete text={t.signals.partial(missing.join(", "))} />}
+      {missing.length > 0 && entries.length > 0 && <Incomplete text={t.signals.partial(missing)} />}
       {rows.length > 0 ? (
         <VirtualList
           rows={rows}

@@ -18,7 +18,7 @@ export function TriggersView() {
     if (missing.length > 0)
       return (
         <>
-          <Incomplete text={t.triggers.partial(missing.join(", "))} />
+          <Incomplete text={t.triggers.partial(missing)} />
           <Nothing icon="flag" text={t.triggers.unknown} />
         </>
       );
@@ -34,7 +34,7 @@ export function TriggersView() {
   }
   return (
     <div class="triggers">
-      {missing.length > 0 && <Incomplete text={t.triggers.partial(missing.join(", "))} />}
+      {missing.length > 0 && <Incomplete text={t.triggers.partial(missing)} />}
       <p class="muted list-note" role="status">
         {t.triggers.count(events.length)}
       </p>

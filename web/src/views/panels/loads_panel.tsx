@@ -53,7 +53,7 @@ export function LoadsPanel({ menu }: { menu?: PanelProps["menu"] }) {
   }
   return (
     <div class="loads" data-testid="loads">
-      {state.missing.length > 0 && <Incomplete text={t.loads.partial(state.missing.join(", "))} />}
+      {state.missing.length > 0 && <Incomplete text={t.loads.partial(state.missing)} />}
       {!state.running && (
         <div class="incomplete" role="status">
           <span class="incomplete-text">{t.loads.stopped}</span>
