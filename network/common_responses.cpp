@@ -242,6 +242,8 @@ WaResponseGetLoggerInfo::WaResponseGetLoggerInfo() {
     const bool inNetwork = kslInfo != nullptr && !kslInfo->getNeighbours().empty();
     addText("response", "get_logger_info");
     addText("ksl_name", inNetwork ? readNetworkName() : std::string());
+    // Looked at before the entries are: answers may come meanwhile, and "OK" holds for all of them.
+    const bool complete = kslInfo != nullptr && kslInfo->loggerInfoComplete();
     Value entries(rapidjson::kArrayType);
     KslInfo::ConfigMap configs;
     if (kslInfo != nullptr && kslInfo->getConfigMap(configs)) {
@@ -251,7 +253,6 @@ WaResponseGetLoggerInfo::WaResponseGetLoggerInfo() {
         }
     }
     addArray(document, "configs", std::move(entries));
-    const bool complete = kslInfo != nullptr && kslInfo->loggerInfoComplete();
     addStatus(complete ? KR_STATE_OK : KR_STATE_PROGRESS, KR_ERROR_UNSPECIFIED, "");
     sendMessage();
 }

@@ -3,8 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <list>
+#include <thread>
 
 #include "krpbus/messages/krp_get_device_components.h"
 #include "modules/trigger/trigger_module.h"
@@ -14,6 +17,7 @@
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
@@ -318,6 +322,43 @@ TEST_F(CommonResponses, ListWhatIsKnownOfALoggerAndLeaveTheRestEmpty) {
                             R"("status":"PROGRESS"})"));
     EXPECT_THAT(log_.logLines(), ElementsAre("[DEBUG] KLV::getLoggerName() no logger name"))
         << "without neighbours no file is read";
+}
+
+TEST_F(CommonResponses, SayOkOnlyOfLoggersThatAreAllThere) {
+    std::list<std::string> others;
+    for (int i = 100; i < 400; ++i) {
+        others.push_back("02:00:00:00:01:" + std::to_string(i));
+    }
+    const ConfigAnswer config("winter", "Front");
+    const ZoneAnswer zone("CET");
+    const DeviceAnswer device(1, 0, "3.1", "Front");
+    kslInfo->setNeighbours(others);
+    constexpr int kRounds = 20;
+    for (int round = 0; round < kRounds; ++round) {
+        kslInfo->resetConfigMap();
+        for (const std::string& mac : others) {
+            handleCommonMessages(&config, mac);
+            handleCommonMessages(&zone, mac);
+            handleCommonMessages(&device, mac);
+        }
+        handleCommonMessages(&config, kLocal);
+        handleCommonMessages(&zone, kLocal);
+        const auto begin = std::chrono::steady_clock::now();
+        { const WaResponseGetLoggerInfo info; }
+        const auto taken = std::chrono::steady_clock::now() - begin;
+        session_.host.clearFrames();
+        // At another moment of the next one each time.
+        std::thread lastAnswer([&] {
+            session_.host.waitForFrames(1);
+            std::this_thread::sleep_for(taken * round / kRounds);
+            handleCommonMessages(&device, kLocal);
+        });
+        do {
+            const WaResponseGetLoggerInfo info;
+        } while (session_.sent().back().find(R"("status":"OK")") == std::string::npos);
+        lastAnswer.join();
+        EXPECT_THAT(session_.sent().back(), Not(HasSubstr(R"("softwareVersion":"")")));
+    }
 }
 
 TEST_F(CommonResponses, ReadTheNetworksNameWhenThereAreNeighbours) {
