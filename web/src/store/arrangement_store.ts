@@ -65,7 +65,9 @@ export class ArrangementStore {
 
   removeFromPanel(id: string, removed: SignalId): void {
     const panel = this.#state.peek().panels.find((one) => one.id === id);
-    if (panel) this.changePanel(id, { signals: panel.signals.filter((reference) => this.resolve(reference) !== removed) });
+    // A signal of which it is not known whose it is goes by what the set-up says of it.
+    const meant = (reference: SignalReference) => this.resolve(reference) ?? signalId(reference);
+    if (panel) this.changePanel(id, { signals: panel.signals.filter((reference) => meant(reference) !== removed) });
   }
 
   start(ids: readonly SignalId[]): void {
@@ -118,14 +120,9 @@ export class ArrangementStore {
   }
 
   #wantSignals(): void {
-    const ids = new Set(this.#extra.value);
-    for (const panel of this.#state.value.panels) {
-      for (const reference of panel.signals) {
-        const id = this.resolve(reference);
-        if (id !== null) ids.add(id);
-      }
-    }
-    this.signals.want(ids);
+    const panels = this.#state.value.panels.map(({ signals }) => signals.flatMap((reference) => this.resolve(reference) ?? []));
+    for (const ids of panels) this.signals.colours.chooseTogether(ids);
+    this.signals.want(new Set([...this.#extra.value, ...panels.flat()]));
   }
 
   #lookForQuestion(): void {

@@ -220,7 +220,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     history: (id) => signals.history(id),
     age: (id) => (clock() - (signals.history(id)?.arrivedAt ?? -Infinity)) / 1000,
     stale: (id) => signals.stale(id, clock()),
-    colour: (id) => signals.colour(id),
+    colour: (id) => signals.colours.of(id),
 
     start: (ids) => arrangement.start(ids),
     stop: (ids) => arrangement.stop(ids),

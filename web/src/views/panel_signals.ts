@@ -1,4 +1,5 @@
 // The signals of a panel as its view needs them, and where a chosen signal goes.
+import { signalId } from "../store/model.ts";
 import type { CatalogueEntry, Panel, PanelKind, RunState, SignalId, SignalReference, Store } from "../store/model.ts";
 import type { Workspace } from "./workspace.ts";
 
@@ -11,6 +12,8 @@ export interface PanelSignal {
   readonly name: string;
   readonly unit: string;
   readonly logger: string;
+  /// The logger where another signal of the panel has the same name, else empty.
+  readonly origin: string;
   readonly run: RunState;
   /// Colour number; see `Store.colour`.
   readonly colour: number;
@@ -21,20 +24,28 @@ export function isAway({ run }: PanelSignal): boolean {
   return run === "absent" || run === "refused";
 }
 
+/// The name by which it is told apart from the panel's other signals.
+export function fullName({ name, origin }: PanelSignal): string {
+  return origin === "" ? name : `${name} · ${origin}`;
+}
+
 /// What the panel holds, in its order. Reads the catalogue and the runs: call it while a component is drawn.
 export function panelSignals(store: Store, panel: Panel): PanelSignal[] {
   const { byId } = store.catalogue.value;
   const runs = store.runs.value;
+  const alone = ({ name }: SignalReference) => panel.signals.filter((other) => other.name === name).length === 1;
   return panel.signals.map((reference) => {
     const id = store.resolve(reference);
     const entry: CatalogueEntry | undefined = id === null ? undefined : byId.get(id);
+    const logger = entry?.logger ?? reference.logger;
     return {
       reference,
       id,
-      key: id ?? `${reference.mac}\n${reference.name}`,
+      key: id ?? signalId(reference),
       name: reference.name,
       unit: entry?.unit ?? "",
-      logger: entry?.logger ?? reference.logger,
+      logger,
+      origin: alone(reference) ? "" : logger,
       run: id === null ? "absent" : (runs.get(id) ?? "off"),
       colour: id === null ? 7 : store.colour(id),
     };
