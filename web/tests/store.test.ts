@@ -4,7 +4,9 @@ import { signal } from "@preact/signals";
 import { signalId } from "../src/store/model";
 import { createStore } from "../src/store/store";
 import { parseFrame } from "../src/protocol/parse";
+import type { FrameOf } from "../src/protocol/types";
 import { panelSignals } from "../src/views/panel_signals";
+import { columnsOf } from "../src/worker/catalogue_columns";
 import type { FromFeed, ToFeed } from "../src/worker/messages";
 
 // The store looks at loggers again and again; that must not keep the test's process.
@@ -165,6 +167,15 @@ describe("what is wanted", () => {
     store.answerQuestion("02");
     assert.equal(store.setups.value.question, null);
     assert.deepEqual(wanted(posted), [["Speed", "02"]]);
+  });
+
+  test("is not decided before signals are known, unless panels were kept", () => {
+    const { store, give } = joined();
+    assert.equal(store.arranged.value, false);
+    const parsed = parseFrame(JSON.stringify({ response: "get_signal_names", Streams: [], status: "OK" }));
+    give(columnsOf(parsed as FrameOf<"get_signal_names">).message);
+    assert.equal(store.arranged.value, true);
+    assert.equal(joined({ kept: kept("02", "Rear") }).store.arranged.value, true);
   });
 
   test("is no longer what a person takes out, also where it is not known whose it is", () => {

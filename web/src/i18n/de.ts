@@ -165,6 +165,7 @@ export const de: Texts = {
     },
     add: "Neues Feld",
     none: "Noch keine Felder",
+    coming: "Die ersten Felder kommen mit den ersten Signalen",
     noneHint: "Signale aus der Liste wählen oder ein Feld hinzufügen.",
     emptyPanel: "Signale hierher ziehen oder in der Liste wählen.",
     emptyXy: "Zwei Signale wählen: das erste ist x, das zweite y.",

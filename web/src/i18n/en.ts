@@ -156,6 +156,7 @@ export const en = {
     kinds: { chart: "Chart", lanes: "State lanes", xy: "x-y chart", numbers: "Big numbers", table: "Table", loads: "Bus loads" },
     add: "Add panel",
     none: "No panels yet",
+    coming: "The first panels come with the first signals",
     noneHint: "Pick signals in the list, or add a panel.",
     emptyPanel: "Drag signals here, or pick them in the list.",
     emptyXy: "Pick two signals: the first is x, the second y.",

@@ -208,6 +208,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     monitor: monitor.state,
     setups: computed<SetupsState>(() => ({ ...setups.state.value, question: arrangement.question.value })),
     arrangement: arrangement.state,
+    arranged: arrangement.settled,
     protocol: protocol.state,
     notices: notices.state,
     markerPresets: presets.state,

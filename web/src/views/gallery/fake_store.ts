@@ -71,6 +71,7 @@ export function fakeStore(examples: readonly Example[], parts: Parts = {}): Stor
     monitor: signal(parts.monitor ?? { screens: null, running: false, chosen: null, signals: [] }),
     setups: signal(parts.setups ?? { names: null, busy: false, error: "", question: null }),
     arrangement,
+    arranged: signal(true),
     protocol: signal(parts.protocol ?? { frames: [], keepValues: false, recording: null, playback: null, queued: 0 }),
     notices: signal(parts.notices ?? []),
     markerPresets: signal(["", "", "", "", "", "", "", "", ""]),
