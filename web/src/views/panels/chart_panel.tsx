@@ -134,6 +134,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   const trace = (signal: PanelSignal): Trace => ({
     id: signal.key,
     scale: scaleKey(signal),
+    unit: signal.unit,
     colour: () => curveColour(workspace.theme.value, signal.colour),
     dash: curveDash(signal.colour),
   });
