@@ -14,6 +14,7 @@ import {
   kSwitch,
   kTemperature,
   kTriggers,
+  kTwin,
   kVoltage,
   kWheel,
   panel,
@@ -35,7 +36,11 @@ function panelCell(
     state,
     ...(note === undefined ? {} : { note }),
     store: () =>
-      fakeStore(kExamples, { network: kNetwork, triggers: kTriggers, arrangement: { name: "", panels: [panel(kind, examples, kLimits)] } }),
+      fakeStore([...kExamples, ...examples.filter((one) => one === kTwin)], {
+        network: kNetwork,
+        triggers: kTriggers,
+        arrangement: { name: "", panels: [panel(kind, examples, kLimits)] },
+      }),
     ...(prepare === undefined ? {} : { prepare }),
   };
 }
@@ -116,6 +121,9 @@ export const kStates: readonly Cell[] = [
   panelCell("chart", "partial", [kWheel, kTemperature]),
   panelCell("chart", "full", [kSpeed, kWheel, kRpm, kTemperature, kVoltage, kGear]),
   panelCell("chart", "full", [kSpeed, kSwitch, kGear], "States"),
+  panelCell("chart", "full", [kSpeed, kTwin, kRpm], "Namesakes", (workspace) => {
+    workspace.cursors.value = { a: kNow - 22, b: null };
+  }),
   panelCell("chart", "full", [kSpeed, kRpm, kTemperature, kGear, kSwitch], "Cursors", (workspace) => {
     workspace.cursors.value = { a: kNow - 22, b: kNow - 9 };
     workspace.hover.value = 0.6;
@@ -125,21 +133,25 @@ export const kStates: readonly Cell[] = [
   panelCell("lanes", "partial", [kSwitch, kWheel, kNoValue]),
   panelCell("lanes", "broken", [kSilent, kUnknown]),
   panelCell("lanes", "full", [kGear, kDoor, kSpeed]),
+  panelCell("lanes", "full", [kSpeed, kTwin], "Namesakes"),
   panelCell("xy", "empty", [kSpeed]),
   panelCell("xy", "waiting", [kSpeed, kNoValue]),
   panelCell("xy", "partial", [kTemperature, kWheel]),
   panelCell("xy", "broken", [kSilent, kUnknown]),
   panelCell("xy", "full", [kSpeed, kRpm]),
+  panelCell("xy", "full", [kSpeed, kTwin], "Namesakes"),
   panelCell("numbers", "empty", []),
   panelCell("numbers", "waiting", [kNoValue]),
   panelCell("numbers", "partial", [kSpeed, kNoValue, kSwitch]),
   panelCell("numbers", "broken", [kSilent, kUnknown]),
   panelCell("numbers", "full", [kSpeed, kRpm, kGear, kVoltage]),
+  panelCell("numbers", "full", [kSpeed, kTwin], "Namesakes"),
   panelCell("table", "empty", []),
   panelCell("table", "waiting", [kNoValue]),
   panelCell("table", "partial", [kSpeed, kNoValue, kSwitch]),
   panelCell("table", "broken", [kSilent, kUnknown]),
   panelCell("table", "full", [kSpeed, kRpm, kGear, kDoor, kVoltage, kTemperature]),
+  panelCell("table", "full", [kSpeed, kTwin], "Namesakes"),
   {
     view: "loads",
     state: "waiting",
