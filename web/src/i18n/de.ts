@@ -58,6 +58,7 @@ export const de: Texts = {
     live: "Live",
     off: "Alle Lasten aus",
     offWhy: "Ein Logger wurde abgeschaltet oder gestoppt.",
+    silent: "Kein Logger antwortet",
     noBus: "Kein Nachrichtenbus",
     lost: "Verbindung verloren",
     again: (seconds) => `nächster Versuch in ${seconds} s`,
@@ -76,6 +77,7 @@ export const de: Texts = {
 
   header: {
     loggers: (n) => count(n, "Logger", "Logger"),
+    gone: (n) => `${n} nicht mehr da`,
     answering: (answering, all) => `${answering} von ${all} antworten`,
     alone: "Einzelner Logger",
     noNetwork: "Noch kein Netz",
@@ -253,6 +255,8 @@ export const de: Texts = {
     status: "Status",
     offset: "Uhr",
     mac: "MAC-Adresse",
+    gone: "Nicht mehr im Netz",
+    heard: (ago) => `gehört ${ago}`,
     silentFor: (time) => `stumm seit ${time}`,
     answers: "antwortet",
     notAsked: "noch nicht gefragt",

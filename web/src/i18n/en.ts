@@ -56,6 +56,7 @@ export const en = {
     live: "Live",
     off: "All loads off",
     offWhy: "A logger was switched off or stopped.",
+    silent: "No logger answers",
     noBus: "No message bus",
     lost: "Connection lost",
     again: (seconds: number) => `next try in ${seconds} s`,
@@ -74,6 +75,7 @@ export const en = {
 
   header: {
     loggers: (n: number) => count(n, "logger", "loggers"),
+    gone: (n: number) => `${n} gone`,
     answering: (answering: number, all: number) => `${answering} of ${all} answer`,
     alone: "Stand-alone logger",
     noNetwork: "No network yet",
@@ -244,6 +246,8 @@ export const en = {
     status: "Status",
     offset: "Clock",
     mac: "MAC address",
+    gone: "No longer in the network",
+    heard: (ago: string) => `heard ${ago}`,
     silentFor: (time: string) => `silent for ${time}`,
     answers: "answers",
     notAsked: "not asked yet",

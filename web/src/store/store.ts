@@ -181,7 +181,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
 
   function forgetAll(): void {
     for (const part of [network, buses, triggers, audio, monitor, setups]) part.begin();
-    network.forgetOffsets();
+    network.forgetAll();
     signals.clear();
     time.clear();
   }

@@ -120,6 +120,7 @@ export const kNetwork: NetworkState = {
       clockOffset: 1250,
     }),
   ],
+  gone: [],
   complete: true,
 };
 

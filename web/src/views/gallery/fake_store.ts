@@ -62,7 +62,7 @@ export function fakeStore(examples: readonly Example[], parts: Parts = {}): Stor
   const never = () => Promise.resolve(false);
   return {
     connection: signal(parts.connection ?? { type: "live" }),
-    network: signal(parts.network ?? { name: "", loggers: [], complete: false }),
+    network: signal(parts.network ?? { name: "", loggers: [], gone: [], complete: false }),
     catalogue: signal({ entries, byId, complete: parts.catalogue?.complete ?? true, missing: parts.catalogue?.missing ?? [] }),
     runs: signal(runs),
     buses: signal(parts.buses ?? { buses: [], gps: [], running: false, complete: false, missing: [] }),

@@ -67,6 +67,16 @@ export const kStates: readonly Cell[] = [
   {
     view: "header",
     state: "broken",
+    note: "Silent",
+    store: () =>
+      fakeStore(kExamples, {
+        connection: { type: "silent", sinceAt: -7_205_000 },
+        network: { ...kNetwork, loggers: kNetwork.loggers.map((logger) => ({ ...logger, answers: false })) },
+      }),
+  },
+  {
+    view: "header",
+    state: "broken",
     note: "Off",
     store: () => fakeStore(kExamples, { connection: { type: "off", sinceAt: 0 }, network: kNetwork }),
   },
