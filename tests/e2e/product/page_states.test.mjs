@@ -131,6 +131,11 @@ describe("the texts of", () => {
       });
       assert.ok(all.length > 10, `only ${all.length} texts were seen`);
       if (view === "chart") assert.ok(all.includes("Steering.IndicatorSwitch"), "the name of a state is not cut");
+      if (view === "xy") {
+        const count = (name) => all.filter((text) => text === name).length;
+        assert.equal(count("lane change"), 3, "markers have their names");
+        assert.equal(count("tunnel"), 0, "but none where one of the signals has a gap");
+      }
       assert.deepEqual(touching, []);
       await page.close();
     });

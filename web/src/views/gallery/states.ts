@@ -2,6 +2,7 @@
 import type { Cell } from "./cell.ts";
 import {
   kBuses,
+  kCloseTriggers,
   kDoor,
   kExamples,
   kGear,
@@ -130,6 +131,17 @@ export const kStates: readonly Cell[] = [
   panelCell("xy", "partial", [kTemperature, kWheel]),
   panelCell("xy", "broken", [kSilent, kUnknown]),
   panelCell("xy", "full", [kSpeed, kRpm]),
+  {
+    view: "xy",
+    state: "full",
+    note: "Markers",
+    store: () =>
+      fakeStore(kExamples, {
+        network: kNetwork,
+        triggers: kCloseTriggers,
+        arrangement: { name: "", panels: [panel("xy", [kSpeed, kWheel])] },
+      }),
+  },
   panelCell("numbers", "empty", []),
   panelCell("numbers", "waiting", [kNoValue]),
   panelCell("numbers", "partial", [kSpeed, kNoValue, kSwitch]),
