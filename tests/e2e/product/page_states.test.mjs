@@ -191,12 +191,74 @@ describe("what is known", () => {
       if (view === "xy") assert.match(await said(page, "xy-waiting"), /no value yet/);
       await page.close();
     }
+    for (const view of ["chart", "lanes", "xy", "numbers", "table"]) {
+      const page = await openStates(view, "light", problems);
+      const cell = page.locator(".gallery-cell", { hasText: "Refused" });
+      assert.match((await cell.innerText()).replaceAll("\n", " "), /Yaw\.Rate.*refused: not in the logger's list/, view);
+      await cell.getByTestId("panel-menu").click();
+      await page.getByRole("menuitem", { name: "Yaw.Rate: refused: not in the logger's list" }).waitFor();
+      await page.close();
+    }
     const page = await openStates("triggers", "light", problems);
     assert.match(await said(page, "triggers-broken"), /Nobody has told of markers/);
     await page.close();
     assert.deepEqual(problems, []);
   });
 });
+
+// How large a part of the pixels of a picture differs from those of another one that has `top` rows more above and some below.
+async function differenceBelow(page, seen, saved, top) {
+  return page.evaluate(
+    async ([first, second, above]) => {
+      const [a, b] = await Promise.all(
+        [first, second].map(async (base64) => {
+          const picture = await createImageBitmap(await (await fetch(`data:image/png;base64,${base64}`)).blob());
+          const pen = new OffscreenCanvas(picture.width, picture.height).getContext("2d");
+          pen.drawImage(picture, 0, 0);
+          return { width: picture.width, height: picture.height, pen };
+        }),
+      );
+      if (a.width !== b.width || b.height < a.height + above) return 1;
+      const [one, other] = [a.pen.getImageData(0, 0, a.width, a.height).data, b.pen.getImageData(0, above, a.width, a.height).data];
+      let differing = 0;
+      for (let index = 0; index < one.length; index += 4) {
+        if ([0, 1, 2].some((part) => Math.abs(one[index + part] - other[index + part]) > 96)) ++differing;
+      }
+      return differing / (a.width * a.height);
+    },
+    [seen.toString("base64"), saved.toString("base64"), top],
+  );
+}
+
+describe("the picture that is saved", () => {
+  for (const view of ["numbers", "table", "loads"]) {
+    for (const theme of kThemes) {
+      test(`of ${view} is what is seen, under title and time, ${theme}`, async () => {
+        const problems = [];
+        const page = await openStates(view, theme, problems);
+        const cell = page.getByTestId(`state-${view}-full`).last();
+        // Between pixels the two would be rounded differently.
+        await cell.locator(".gallery-box").evaluate((box) => Object.assign(box.style, { position: "fixed", left: "0", top: "0" }));
+        const seen = await settledPicture(page, cell.locator(".panel-body > div"));
+        await cell.getByTestId("panel-menu").click();
+        const [download] = await Promise.all([page.waitForEvent("download"), page.getByRole("menuitem", { name: "Save as PNG" }).click()]);
+        const saved = readFileSync(await download.path());
+        const share = await differenceBelow(blank, seen, saved, 24);
+        assert.ok(share < 0.01, `${(share * 100).toFixed(2)} % of the pixels differ`);
+        const empty = await differenceBelow(blank, await solid(page, cell.locator(".panel-body > div")), saved, 24);
+        assert.ok(empty > 0.02, `only ${(empty * 100).toFixed(2)} % of the pixels are drawn`);
+        assert.deepEqual(problems, []);
+        await page.close();
+      });
+    }
+  }
+});
+
+// The picture of an element without anything in it.
+async function solid(page, element) {
+  await element.evaluate((box) => box.replaceChildren());
+  return settledPicture(page, element);
+}
 
 describe("the curves of a chart", () => {
   test("stay high enough to be read while something is measured", async () => {

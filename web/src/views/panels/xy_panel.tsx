@@ -130,7 +130,7 @@ function AxisName({ axis, signal, seconds }: { axis: "x" | "y"; signal: PanelPro
         {signal?.name ?? "–"}
       </span>
       {signal !== undefined && isAway(signal) ? (
-        <span class="muted">{texts().signals.run[signal.run]}</span>
+        <span class="muted">{signal.away}</span>
       ) : (
         <>
           <span class="figures">{shown === null ? "–" : shownText(shown)}</span>
