@@ -8,6 +8,7 @@ import { launchBrowser } from "../../kit/js/browser.mjs";
 import { serveFolder } from "../../kit/js/file_server.mjs";
 import * as paths from "../../kit/js/paths.mjs";
 import { looksAsKept, settledPicture } from "../../kit/js/pictures.mjs";
+import { smallTargets } from "../../kit/js/touch.mjs";
 
 const kViews = [
   "header",
@@ -274,6 +275,27 @@ describe("the curves of a chart", () => {
     assert.equal(body, 0, "nothing is cut off below");
     await page.close();
   });
+});
+
+describe("every control is large enough for a finger, which is no pointer:", () => {
+  let touched;
+  before(async () => {
+    touched = await browser.newContext({ viewport: { width: 1024, height: 768 }, hasTouch: true, locale: "en-GB" });
+  });
+  for (const view of kViews) {
+    test(view, async () => {
+      const page = await touched.newPage();
+      await page.goto(`${server.address}/states.html?only=${view}&theme=light`);
+      await page.getByTestId(`states-${view}`).waitFor();
+      // Photographing would give it a pointer again.
+      await page.evaluate(() => document.fonts.ready.then(() => new Promise((done) => requestAnimationFrame(() => setTimeout(done)))));
+      assert.ok(await page.evaluate(() => matchMedia("(pointer: coarse)").matches));
+      const { small, count } = await smallTargets(page);
+      assert.deepEqual(small, []);
+      assert.ok(count > 0, "there are controls");
+      await page.close();
+    });
+  }
 });
 
 describe("the views", () => {
