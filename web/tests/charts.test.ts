@@ -4,7 +4,7 @@ import { toCsv } from "../src/charts/export";
 import { numbersOf } from "../src/charts/axes";
 import { blocks, laneBoxes } from "../src/charts/lanes";
 import { axisNumber, computedNumber, duration, groupedNumber, plainNumber } from "../src/charts/numbers";
-import { extent, gapsWithin, indexAtOrBefore } from "../src/charts/samples";
+import { extent, gapsWithin, indexAtOrBefore, valueAt } from "../src/charts/samples";
 import { drawSamples, type Frame, type LineStyle } from "../src/charts/series_path";
 import { stretches } from "../src/charts/sparkline";
 import { SteadyScale } from "../src/charts/steady_scale";
@@ -62,6 +62,13 @@ describe("the samples", () => {
     assert.deepEqual(
       [0.5, 1, 1.9, 2, 4.9, 5, 9].map((time) => indexAtOrBefore(x, time)),
       [-1, 0, 0, 2, 2, 3, 3],
+    );
+  });
+  test("know no value before the first one, nor within a gap", () => {
+    const data = samples([1, 2, 6], [10, 20, 60], [{ from: 2, to: 6 }, { from: 8, to: Infinity }]);
+    assert.deepEqual(
+      [0.5, 1, 1.9, 2, 2.1, 5.9, 6, 8, 8.1].map((time) => valueAt(data, time)),
+      [NaN, 10, 10, 20, NaN, NaN, 60, 60, NaN],
     );
   });
   test("reach as far as the values seen, the one that holds at the left edge included", () => {

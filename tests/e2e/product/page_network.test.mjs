@@ -223,6 +223,7 @@ describe("a logger whose clock is an hour behind", () => {
 
 describe("what other panels than charts show", () => {
   const names = ["Engine.Speed", "Transmission.Gear"];
+  const kState = /neutral|first|second|third|fourth|fifth|sixth/;
   const kinds = {
     lanes: {
       title: "State lanes",
@@ -232,28 +233,29 @@ describe("what other panels than charts show", () => {
       title: "x-y chart",
       head: /^time \(UTC\),time \[s\],logger stamp \[us\],Front: Engine.Speed \[1\/min\],Front: Transmission.Gear$/,
     },
-    table: { title: "Table", head: /^Logger,Name,Value,Unit,Description,logger stamp \[us\],/, rows: 2 },
+    table: { title: "Table", head: /^Logger,Name,Value,Unit,Description,time \(UTC\),logger stamp \[us\],Min,Max$/, rows: 2 },
+    numbers: { title: "Big numbers", head: /^Logger,Name,.*,logger stamp \[us\],Lower limit,Upper limit,State$/, rows: 2 },
+    loads: { title: "Bus loads", head: /^Logger,Bus,Name,Load,Peak,Unit,State/, rows: 2, wanted: /^Front,CAN \d,[^,]*,\d+,\d+,%,/ },
   };
 
-  test("is saved as values and, where it is a picture, as one", async () => {
+  test("is saved as values and as a picture", async () => {
     await start({ loggers: [kFront] });
-    for (const [kind, { title, head, rows = 4 }] of Object.entries(kinds)) {
-      const page = await openWith(
-        names.map((name) => ({ name, mac: kFront.mac, logger: kFront.name })),
-        kind,
-      );
+    for (const [kind, { title, head, rows = 4, wanted = kState }] of Object.entries(kinds)) {
+      const signals = kind === "loads" ? [] : names.map((name) => ({ name, mac: kFront.mac, logger: kFront.name }));
+      const page = await openWith(signals, kind);
       await state(page, "live");
+      if (kind === "loads") await byId(page, "load").first().waitFor();
       let lines;
       let name;
       await until(`values in ${kind}`, async () => {
         const saved = await save(page, kind, "Save as CSV");
         ({ name } = saved);
         lines = saved.content.toString("utf8").trimEnd().split("\r\n");
-        return lines.length >= rows + 1 && lines.slice(1).some((line) => /neutral|first|second|third|fourth|fifth|sixth/.test(line));
+        return lines.length >= rows + 1 && lines.slice(1).some((line) => wanted.test(line));
       });
       assert.match(lines[0], head);
       assert.match(name, new RegExp(`^${title} \\d{4}-\\d\\d-\\d\\d \\d{6}\\.csv$`));
-      if (kind !== "table") assert.equal((await save(page, kind, "Save as PNG")).content.toString("latin1", 1, 4), "PNG");
+      assert.equal((await save(page, kind, "Save as PNG")).content.toString("latin1", 1, 4), "PNG");
       await page.close();
     }
   });

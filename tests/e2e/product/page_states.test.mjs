@@ -8,6 +8,7 @@ import { launchBrowser } from "../../kit/js/browser.mjs";
 import { serveFolder } from "../../kit/js/file_server.mjs";
 import * as paths from "../../kit/js/paths.mjs";
 import { looksAsKept, settledPicture } from "../../kit/js/pictures.mjs";
+import { smallTargets } from "../../kit/js/touch.mjs";
 
 const kViews = [
   "header",
@@ -131,6 +132,11 @@ describe("the texts of", () => {
       });
       assert.ok(all.length > 10, `only ${all.length} texts were seen`);
       if (view === "chart") assert.ok(all.includes("Steering.IndicatorSwitch"), "the name of a state is not cut");
+      if (view === "xy") {
+        const count = (name) => all.filter((text) => text === name).length;
+        assert.equal(count("lane change"), 3, "markers have their names");
+        assert.equal(count("tunnel"), 0, "but none where one of the signals has a gap");
+      }
       assert.deepEqual(touching, []);
       await page.close();
     });
@@ -186,12 +192,74 @@ describe("what is known", () => {
       if (view === "xy") assert.match(await said(page, "xy-waiting"), /no value yet/);
       await page.close();
     }
+    for (const view of ["chart", "lanes", "xy", "numbers", "table"]) {
+      const page = await openStates(view, "light", problems);
+      const cell = page.locator(".gallery-cell", { hasText: "Refused" });
+      assert.match((await cell.innerText()).replaceAll("\n", " "), /Yaw\.Rate.*refused: not in the logger's list/, view);
+      await cell.getByTestId("panel-menu").click();
+      await page.getByRole("menuitem", { name: "Yaw.Rate: refused: not in the logger's list" }).waitFor();
+      await page.close();
+    }
     const page = await openStates("triggers", "light", problems);
     assert.match(await said(page, "triggers-broken"), /Nobody has told of markers/);
     await page.close();
     assert.deepEqual(problems, []);
   });
 });
+
+// How large a part of the pixels of a picture differs from those of another one that has `top` rows more above and some below.
+async function differenceBelow(page, seen, saved, top) {
+  return page.evaluate(
+    async ([first, second, above]) => {
+      const [a, b] = await Promise.all(
+        [first, second].map(async (base64) => {
+          const picture = await createImageBitmap(await (await fetch(`data:image/png;base64,${base64}`)).blob());
+          const pen = new OffscreenCanvas(picture.width, picture.height).getContext("2d");
+          pen.drawImage(picture, 0, 0);
+          return { width: picture.width, height: picture.height, pen };
+        }),
+      );
+      if (a.width !== b.width || b.height < a.height + above) return 1;
+      const [one, other] = [a.pen.getImageData(0, 0, a.width, a.height).data, b.pen.getImageData(0, above, a.width, a.height).data];
+      let differing = 0;
+      for (let index = 0; index < one.length; index += 4) {
+        if ([0, 1, 2].some((part) => Math.abs(one[index + part] - other[index + part]) > 96)) ++differing;
+      }
+      return differing / (a.width * a.height);
+    },
+    [seen.toString("base64"), saved.toString("base64"), top],
+  );
+}
+
+describe("the picture that is saved", () => {
+  for (const view of ["numbers", "table", "loads"]) {
+    for (const theme of kThemes) {
+      test(`of ${view} is what is seen, under title and time, ${theme}`, async () => {
+        const problems = [];
+        const page = await openStates(view, theme, problems);
+        const cell = page.getByTestId(`state-${view}-full`).last();
+        // Between pixels the two would be rounded differently.
+        await cell.locator(".gallery-box").evaluate((box) => Object.assign(box.style, { position: "fixed", left: "0", top: "0" }));
+        const seen = await settledPicture(page, cell.locator(".panel-body > div"));
+        await cell.getByTestId("panel-menu").click();
+        const [download] = await Promise.all([page.waitForEvent("download"), page.getByRole("menuitem", { name: "Save as PNG" }).click()]);
+        const saved = readFileSync(await download.path());
+        const share = await differenceBelow(blank, seen, saved, 24);
+        assert.ok(share < 0.01, `${(share * 100).toFixed(2)} % of the pixels differ`);
+        const empty = await differenceBelow(blank, await solid(page, cell.locator(".panel-body > div")), saved, 24);
+        assert.ok(empty > 0.02, `only ${(empty * 100).toFixed(2)} % of the pixels are drawn`);
+        assert.deepEqual(problems, []);
+        await page.close();
+      });
+    }
+  }
+});
+
+// The picture of an element without anything in it.
+async function solid(page, element) {
+  await element.evaluate((box) => box.replaceChildren());
+  return settledPicture(page, element);
+}
 
 describe("the curves of a chart", () => {
   test("stay high enough to be read while something is measured", async () => {
@@ -207,6 +275,27 @@ describe("the curves of a chart", () => {
     assert.equal(body, 0, "nothing is cut off below");
     await page.close();
   });
+});
+
+describe("every control is large enough for a finger, which is no pointer:", () => {
+  let touched;
+  before(async () => {
+    touched = await browser.newContext({ viewport: { width: 1024, height: 768 }, hasTouch: true, locale: "en-GB" });
+  });
+  for (const view of kViews) {
+    test(view, async () => {
+      const page = await touched.newPage();
+      await page.goto(`${server.address}/states.html?only=${view}&theme=light`);
+      await page.getByTestId(`states-${view}`).waitFor();
+      // Photographing would give it a pointer again.
+      await page.evaluate(() => document.fonts.ready.then(() => new Promise((done) => requestAnimationFrame(() => setTimeout(done)))));
+      assert.ok(await page.evaluate(() => matchMedia("(pointer: coarse)").matches));
+      const { small, count } = await smallTargets(page);
+      assert.deepEqual(small, []);
+      assert.ok(count > 0, "there are controls");
+      await page.close();
+    });
+  }
 });
 
 describe("the views", () => {

@@ -31,6 +31,8 @@ export interface Store {
   readonly catalogue: ReadonlySignal<CatalogueState>;
   /// Which signals are wanted, and how far that has come.
   readonly runs: ReadonlySignal<ReadonlyMap<SignalId, RunState>>;
+  /// What was said of the signals that were refused: the logger's words, or "no_answer".
+  readonly refusals: ReadonlySignal<ReadonlyMap<SignalId, string>>;
   readonly buses: ReadonlySignal<BusesState>;
   readonly triggers: ReadonlySignal<TriggersState>;
   readonly audio: ReadonlySignal<AudioState>;

@@ -1,7 +1,7 @@
 /// Which signals are wanted, how far that has come, and what is known of each.
 import { computed, signal, type ReadonlySignal } from "@preact/signals";
 import type { Key } from "../protocol/types";
-import type { SignalState } from "../protocol/wanted_signals";
+import type { SignalState, WantedState } from "../protocol/wanted_signals";
 import type { CatalogueColumns, FeedLink, ValueBatch } from "../worker/messages";
 import { busName } from "./bus_names";
 import { History } from "./history";
@@ -15,11 +15,13 @@ const kForget = 600_000; // ms after which the history of a signal that nobody w
 export class SignalsStore {
   readonly catalogue: ReadonlySignal<CatalogueState>;
   readonly runs: ReadonlySignal<ReadonlyMap<SignalId, RunState>>;
+  readonly refusals: ReadonlySignal<ReadonlyMap<SignalId, string>>;
   /// Whether a recorded session is played: what it holds runs, and nothing can be started.
   readonly playing = signal(false);
   readonly colours = new SignalColours();
   #catalogue = signal<CatalogueState>({ entries: [], byId: new Map(), complete: false, missing: [] });
   #states = signal<ReadonlyMap<SignalId, SignalState>>(new Map());
+  #refusals = signal<ReadonlyMap<SignalId, string>>(new Map());
   #wanted = signal<ReadonlySet<SignalId>>(new Set());
   #visible = new Map<string, readonly SignalId[]>();
   #histories = new Map<SignalId, History>();
@@ -33,6 +35,7 @@ export class SignalsStore {
     private readonly time: NetworkTime,
   ) {
     this.catalogue = this.#catalogue;
+    this.refusals = this.#refusals;
     this.runs = computed(() => {
       const runs = new Map<SignalId, RunState>();
       const offered = this.playing.value ? this.#catalogue.value.byId : null;
@@ -72,8 +75,11 @@ export class SignalsStore {
     this.#tell();
   }
 
-  takeStates(states: readonly (readonly [Key, SignalState])[]): void {
+  takeStates(states: readonly WantedState[]): void {
     this.#states.value = new Map(states.map(([[name, mac], state]) => [signalId({ name, mac }), state]));
+    const refused = states.filter(([, state]) => state === "refused");
+    if (refused.length === 0 && this.#refusals.peek().size === 0) return;
+    this.#refusals.value = new Map(refused.map(([[name, mac], , why]) => [signalId({ name, mac }), why]));
   }
 
   takeCatalogue(columns: CatalogueColumns): void {
@@ -129,6 +135,7 @@ export class SignalsStore {
     for (const history of [...this.#histories.values()]) this.#replace(history);
     this.#catalogue.value = { entries: [], byId: new Map(), complete: false, missing: [] };
     this.#states.value = new Map();
+    this.#refusals.value = new Map();
   }
 
   forgetOld(now: number): void {

@@ -199,6 +199,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     network: network.state,
     catalogue: signals.catalogue,
     runs: signals.runs,
+    refusals: signals.refusals,
     buses: buses.state,
     triggers: computed(() => {
       const state = triggers.state.value;

@@ -1,4 +1,5 @@
 // The signals of a panel as its view needs them, and where a chosen signal goes.
+import { texts } from "../i18n/texts.ts";
 import { signalId } from "../store/model.ts";
 import type { CatalogueEntry, Panel, PanelKind, RunState, SignalId, SignalReference, Store } from "../store/model.ts";
 import type { Workspace } from "./workspace.ts";
@@ -15,13 +16,24 @@ export interface PanelSignal {
   /// The logger where another signal of the panel has the same name, else empty.
   readonly origin: string;
   readonly run: RunState;
+  /// Why no values can come, in words; "" where they can.
+  readonly away: string;
   /// Colour number; see `Store.colour`.
   readonly colour: number;
 }
 
 /// Whether no values can come: nobody offers the signal, or its logger refused it.
-export function isAway({ run }: PanelSignal): boolean {
-  return run === "absent" || run === "refused";
+export function isAway({ away }: PanelSignal): boolean {
+  return away !== "";
+}
+
+/// That in words, with what the logger said; "" where values can come.
+export function awayText(store: Store, id: SignalId | null, run: RunState): string {
+  const t = texts().signals;
+  if (run === "absent") return t.run.absent;
+  if (run !== "refused") return "";
+  const why = (id === null ? undefined : store.refusals.value.get(id)) ?? "";
+  return why === "" ? t.run.refused : t.refusedWhy(t.reasons[why] ?? why);
 }
 
 /// The name by which it is told apart from the panel's other signals.
@@ -38,6 +50,7 @@ export function panelSignals(store: Store, panel: Panel): PanelSignal[] {
     const id = store.resolve(reference);
     const entry: CatalogueEntry | undefined = id === null ? undefined : byId.get(id);
     const logger = entry?.logger ?? reference.logger;
+    const run = id === null ? "absent" : (runs.get(id) ?? "off");
     return {
       reference,
       id,
@@ -46,7 +59,8 @@ export function panelSignals(store: Store, panel: Panel): PanelSignal[] {
       unit: entry?.unit ?? "",
       logger,
       origin: alone(reference) ? "" : logger,
-      run: id === null ? "absent" : (runs.get(id) ?? "off"),
+      run,
+      away: awayText(store, id, run),
       colour: id === null ? 7 : store.colour(id),
     };
   });

@@ -233,3 +233,23 @@ export const kTriggers: TriggersState = {
   missing: [],
   pending: [],
 };
+
+/// More of them within a few seconds, one where a signal has a gap and one just now.
+export const kCloseTriggers: TriggersState = {
+  ...kTriggers,
+  events: [
+    { marker: "brakes of the trailer pulled", ago: 0.4 },
+    { marker: "lane change", ago: 6.2 },
+    { marker: "second car", ago: 6.3 },
+    { marker: "tunnel", ago: 16 },
+    { marker: "door slammed while the engine was running, second try of the afternoon", ago: 21 },
+  ].map(({ marker, ago }, index) => ({
+    id: `close ${index}`,
+    marker,
+    number: 5 - index,
+    x: kNow - ago,
+    stamp: (kNow - ago) * 1e6,
+    timeZone: "Europe/Berlin",
+    also: [],
+  })),
+};

@@ -1,7 +1,9 @@
 // The states of each view: header, list and panels here, tools beside.
+import type { PanelKind } from "../../store/model.ts";
 import type { Cell } from "./cell.ts";
 import {
   kBuses,
+  kCloseTriggers,
   kDoor,
   kExamples,
   kGear,
@@ -46,6 +48,21 @@ function panelCell(
 }
 
 const kLimits = { [`high:${kSpeed.mac}\n${kSpeed.name}`]: 60, [`low:${kSpeed.mac}\n${kSpeed.name}`]: 0 };
+
+/// One of the panel's signals was refused.
+function refusedCell(kind: PanelKind): Cell {
+  return {
+    view: kind,
+    state: "partial",
+    note: "Refused",
+    store: () =>
+      fakeStore(kExamples, {
+        network: kNetwork,
+        arrangement: { name: "", panels: [panel(kind, [kSpeed, kNoValue])] },
+        runs: [[kNoValue, "refused", "illegal_key"]],
+      }),
+  };
+}
 
 export const kStates: readonly Cell[] = [
   { view: "header", state: "waiting", note: "Connecting", store: () => fakeStore([], { connection: { type: "connecting", attempt: 1 } }) },
@@ -115,7 +132,7 @@ export const kStates: readonly Cell[] = [
       fakeStore(kExamples, {
         arrangement: { name: "", panels: [panel("chart", [kSpeed, kGear, kSilent])] },
         runs: [
-          [kSpeed, "refused"],
+          [kSpeed, "refused", "illegal_key"],
           [kRpm, "starting"],
         ],
       }),
@@ -138,30 +155,46 @@ export const kStates: readonly Cell[] = [
     workspace.cursors.value = { a: kNow - 22, b: kNow - 9 };
     workspace.hover.value = 0.6;
   }),
+  refusedCell("chart"),
   panelCell("lanes", "empty", []),
   panelCell("lanes", "waiting", [kNoValue]),
   panelCell("lanes", "partial", [kSwitch, kWheel, kNoValue]),
   panelCell("lanes", "broken", [kSilent, kUnknown]),
   panelCell("lanes", "full", [kGear, kDoor, kSpeed]),
   panelCell("lanes", "full", [kSpeed, kTwin], "Namesakes"),
+  refusedCell("lanes"),
   panelCell("xy", "empty", [kSpeed]),
   panelCell("xy", "waiting", [kSpeed, kNoValue]),
   panelCell("xy", "partial", [kTemperature, kWheel]),
   panelCell("xy", "broken", [kSilent, kUnknown]),
   panelCell("xy", "full", [kSpeed, kRpm]),
   panelCell("xy", "full", [kSpeed, kTwin], "Namesakes"),
+  {
+    view: "xy",
+    state: "full",
+    note: "Markers",
+    store: () =>
+      fakeStore(kExamples, {
+        network: kNetwork,
+        triggers: kCloseTriggers,
+        arrangement: { name: "", panels: [panel("xy", [kSpeed, kWheel])] },
+      }),
+  },
+  refusedCell("xy"),
   panelCell("numbers", "empty", []),
   panelCell("numbers", "waiting", [kNoValue]),
   panelCell("numbers", "partial", [kSpeed, kNoValue, kSwitch]),
   panelCell("numbers", "broken", [kSilent, kUnknown]),
   panelCell("numbers", "full", [kSpeed, kRpm, kGear, kVoltage]),
   panelCell("numbers", "full", [kSpeed, kTwin], "Namesakes"),
+  refusedCell("numbers"),
   panelCell("table", "empty", []),
   panelCell("table", "waiting", [kNoValue]),
   panelCell("table", "partial", [kSpeed, kNoValue, kSwitch]),
   panelCell("table", "broken", [kSilent, kUnknown]),
   panelCell("table", "full", [kSpeed, kRpm, kGear, kDoor, kVoltage, kTemperature]),
   panelCell("table", "full", [kSpeed, kTwin], "Namesakes"),
+  refusedCell("table"),
   {
     view: "loads",
     state: "waiting",
@@ -179,5 +212,11 @@ export const kStates: readonly Cell[] = [
     store: () => fakeStore(kExamples, { buses: { ...kBuses, running: false, buses: kBuses.buses.map((bus) => ({ ...bus, load: null })) } }),
   },
   { view: "loads", state: "full", store: () => fakeStore(kExamples, { buses: kBuses }) },
+  {
+    view: "loads",
+    state: "full",
+    note: "Panel",
+    store: () => fakeStore(kExamples, { buses: kBuses, arrangement: { name: "", panels: [panel("loads", [])] } }),
+  },
   ...kToolStates,
 ];

@@ -137,7 +137,7 @@ function LaneName({ signal }: { signal: PanelSignal }) {
   const history = historyOf(store, signal);
   const hover = workspace.hoverX();
   const shown = history === null ? null : hover === null ? history.latest : history.valueAt(hover);
-  const away = isAway(signal) ? texts().signals.run[signal.run] : null;
+  const away = isAway(signal) ? signal.away : null;
   return (
     <li class={`lane-name ${away !== null ? "away" : ""}`} title={`${signal.name}\n${signal.logger}`}>
       <Swatch signal={signal} />

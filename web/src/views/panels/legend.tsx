@@ -41,7 +41,7 @@ function Entry({ panel, signal, tick }: { panel: Panel; signal: PanelSignal; tic
   const t = texts();
   const absent = isAway(signal);
   const reading = useMemo(() => readingOf(store, workspace, signal, tick), [store, workspace, signal.id, tick]);
-  const value = useMemo(() => (absent ? t.signals.run[signal.run] : reading.text), [absent, t, signal.run, reading]);
+  const value = useMemo(() => (absent ? signal.away : reading.text), [absent, signal.away, reading]);
   const kind = useMemo(
     () => computed(() => `legend-entry ${reading.stale.value ? "stale" : ""} ${absent ? "absent" : ""}`),
     [reading, absent],

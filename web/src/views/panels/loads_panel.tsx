@@ -13,6 +13,8 @@ import { Incomplete, Nothing } from "../ui/states.tsx";
 import { VirtualList } from "../ui/virtual_list.tsx";
 import { fullLoad } from "./full_load.ts";
 import type { PanelProps } from "./panel_props.ts";
+import { valueEntries } from "./saving.ts";
+import { gpsText, loadsCsv } from "./value_files.ts";
 
 type Row =
   | { readonly type: "logger"; readonly key: string; readonly name: string }
@@ -20,13 +22,16 @@ type Row =
   | { readonly type: "most"; readonly key: string; readonly figures: readonly (readonly [string, number])[] }
   | { readonly type: "gps"; readonly key: string; readonly gps: GpsState };
 
-/// `menu` takes what the frame around it offers; in the dock there is none.
-export function LoadsPanel({ menu }: { menu?: PanelProps["menu"] }) {
+/// `frame` is what the view has around it in the grid, and takes what it adds to the menu there; in the dock there is none.
+export function LoadsPanel({ frame }: { frame?: Pick<PanelProps, "panel" | "menu"> }) {
   const store = useStore();
+  const whole = useRef<HTMLDivElement>(null);
   const t = texts();
   const state = store.buses.value;
-  if (menu !== undefined) {
-    menu.current = () => [
+  if (frame !== undefined) {
+    const title = frame.panel.title !== "" ? frame.panel.title : t.panels.kinds.loads;
+    frame.menu.current = () => [
+      ...valueEntries(store, title, whole, store.now, () => loadsCsv(state)),
       {
         items: [
           state.running
@@ -53,7 +58,7 @@ export function LoadsPanel({ menu }: { menu?: PanelProps["menu"] }) {
     );
   }
   return (
-    <div class="loads" data-testid="loads">
+    <div class="loads" data-testid="loads" ref={whole}>
       {state.missing.length > 0 && <Incomplete text={t.loads.partial(state.missing)} />}
       {!state.running && (
         <div class="incomplete" role="status">
@@ -218,7 +223,7 @@ function GpsRow({ gps }: { gps: GpsState }) {
       </span>
       <span class="load-status gps-state">
         <Icon name={gps.fix === true ? "check" : gps.fix === false ? "close" : "more"} />
-        {gps.fix === null ? t.unknown : gps.fix ? t.fix : t.noFix}
+        {gpsText(gps)}
         {gps.status !== "" && <span class="muted figures">{gps.status}</span>}
       </span>
     </div>

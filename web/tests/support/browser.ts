@@ -1,0 +1,2 @@
+// What views ask a browser for when they are loaded. Import it before them.
+Object.defineProperty(globalThis, "navigator", { value: { languages: ["en-GB"] }, configurable: true });
