@@ -1,5 +1,6 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
+import "./support/browser";
 import { signal } from "@preact/signals";
 import { signalId, type Panel, type Store } from "../src/store/model";
 import { fullName, panelSignals } from "../src/views/panel_signals";

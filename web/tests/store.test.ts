@@ -1,5 +1,6 @@
 import assert from "node:assert/strict";
 import { after, before, describe, test } from "node:test";
+import "./support/browser";
 import { signal } from "@preact/signals";
 import { signalId } from "../src/store/model";
 import { createStore } from "../src/store/store";
