@@ -153,6 +153,14 @@ describe("the network", () => {
     assert.deepEqual(store.missing(), ["Rear", "07"]);
   });
 
+  test("is in the order in which people count, the local logger first", () => {
+    const store = network(["Rear", "Desk 10", "Desk 9"]);
+    assert.deepEqual(
+      store.state.value.loggers.map(({ label }) => label),
+      ["Rear", "Desk 9", "Desk 10"],
+    );
+  });
+
   test("tells who has left when the next connection's network is complete, until it is back", () => {
     const store = network(["Front", "Rear"]);
     store.heard("01", 5_000);

@@ -184,7 +184,7 @@ export class NetworkStore {
     const macs = new Set([...this.#known.keys(), ...(this.#neighbours ?? [])]);
     const names = [...macs].map((mac) => this.#nameOf(mac));
     const loggers = [...macs].map((mac) => this.#loggerState(mac, names));
-    loggers.sort((a, b) => Number(b.local) - Number(a.local) || (a.label < b.label ? -1 : 1));
+    loggers.sort((a, b) => Number(b.local) - Number(a.local) || a.label.localeCompare(b.label, undefined, { numeric: true }));
     const gone = this.#complete ? [...this.#before.values()].filter(({ mac }) => !macs.has(mac)) : [];
     this.#state.value = { name: this.#name, loggers, gone, complete: this.#complete };
   }
