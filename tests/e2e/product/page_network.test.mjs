@@ -111,7 +111,7 @@ describe("a network in which no logger has the address that the page waits for",
 });
 
 describe("a network that changes", () => {
-  test("a logger that leaves and returns is told, and its signals go on", async () => {
+  test("a logger that leaves and returns is told, as long as it is away, and its signals go on", async () => {
     await start({ loggers: [kFront, kRear] });
     const page = await openWith([{ name: "Engine.Speed", mac: kRear.mac, logger: kRear.name }]);
     await state(page, "live");
@@ -121,10 +121,27 @@ describe("a network that changes", () => {
     const view = await openView(page, "network");
     await until("one logger is left", async () => (await byId(view, "logger").count()) === 1, 40_000);
     await state(page, "live");
+    await until("it is told who has left", async () => (await texts(byId(view, "gone-logger")))[0]?.startsWith(kRear.name) === true);
+    assert.equal(await byId(page, "network-count").textContent(), "1 logger, 1 gone");
     await network.addLogger(kRear);
     await until("it is back", async () => (await byId(view, "logger").count()) === 2, 60_000);
     await state(page, "live");
+    await until("nobody is missed", async () => (await byId(page, "network-count").textContent()) === "2 loggers");
+    assert.equal(await byId(view, "gone-logger").count(), 0);
     await changes(page, row, 3);
+  });
+
+  test("loggers that all fall silent are told, although the connection is there", async () => {
+    await start({ loggers: [kFront, kRear] });
+    const page = await openPage(browser, network.apache.page, problems);
+    await state(page, "live");
+    await changes(page, byId(page, "grid"));
+    for (const { part } of network.loggers) part.signal("SIGSTOP");
+    await state(page, "silent");
+    assert.equal(await byId(page, "network-count").textContent(), "0 of 2 answer");
+    for (const { part } of network.loggers) part.signal("SIGCONT");
+    await state(page, "live");
+    await changes(page, byId(page, "grid"), 3);
   });
 
   test("a message bus that goes is told, and everything goes on when it is back", async () => {

@@ -59,6 +59,7 @@ export const de: Texts = {
     live: "Live",
     off: "Alle Lasten aus",
     offWhy: "Ein Logger wurde abgeschaltet oder gestoppt.",
+    silent: "Kein Logger antwortet",
     noBus: "Kein Nachrichtenbus",
     lost: "Verbindung verloren",
     again: (seconds) => `nächster Versuch in ${seconds} s`,
@@ -77,6 +78,7 @@ export const de: Texts = {
 
   header: {
     loggers: (n) => count(n, "Logger", "Logger"),
+    gone: (n) => `${n} nicht mehr da`,
     answering: (answering, all) => `${answering} von ${all} antworten`,
     alone: "Einzelner Logger",
     noNetwork: "Noch kein Netz",
@@ -168,6 +170,7 @@ export const de: Texts = {
     },
     add: "Neues Feld",
     none: "Noch keine Felder",
+    coming: "Die ersten Felder kommen mit den ersten Signalen",
     noneHint: "Signale aus der Liste wählen oder ein Feld hinzufügen.",
     emptyPanel: "Signale hierher ziehen oder in der Liste wählen.",
     emptyXy: "Zwei Signale wählen: das erste ist x, das zweite y.",
@@ -255,6 +258,8 @@ export const de: Texts = {
     status: "Status",
     offset: "Uhr",
     mac: "MAC-Adresse",
+    gone: "Nicht mehr im Netz",
+    heard: (ago) => `gehört ${ago}`,
     silentFor: (time) => `stumm seit ${time}`,
     answers: "antwortet",
     notAsked: "noch nicht gefragt",

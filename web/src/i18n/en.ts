@@ -57,6 +57,7 @@ export const en = {
     live: "Live",
     off: "All loads off",
     offWhy: "A logger was switched off or stopped.",
+    silent: "No logger answers",
     noBus: "No message bus",
     lost: "Connection lost",
     again: (seconds: number) => `next try in ${seconds} s`,
@@ -75,6 +76,7 @@ export const en = {
 
   header: {
     loggers: (n: number) => count(n, "logger", "loggers"),
+    gone: (n: number) => `${n} gone`,
     answering: (answering: number, all: number) => `${answering} of ${all} answer`,
     alone: "Stand-alone logger",
     noNetwork: "No network yet",
@@ -159,6 +161,7 @@ export const en = {
     kinds: { chart: "Chart", lanes: "State lanes", xy: "x-y chart", numbers: "Big numbers", table: "Table", loads: "Bus loads" },
     add: "Add panel",
     none: "No panels yet",
+    coming: "The first panels come with the first signals",
     noneHint: "Pick signals in the list, or add a panel.",
     emptyPanel: "Drag signals here, or pick them in the list.",
     emptyXy: "Pick two signals: the first is x, the second y.",
@@ -246,6 +249,8 @@ export const en = {
     status: "Status",
     offset: "Clock",
     mac: "MAC address",
+    gone: "No longer in the network",
+    heard: (ago: string) => `heard ${ago}`,
     silentFor: (time: string) => `silent for ${time}`,
     answers: "answers",
     notAsked: "not asked yet",

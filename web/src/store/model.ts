@@ -39,6 +39,8 @@ export interface Store {
   readonly monitor: ReadonlySignal<MonitorState>;
   readonly setups: ReadonlySignal<SetupsState>;
   readonly arrangement: ReadonlySignal<Arrangement>;
+  /// Whether the panels are decided; else first ones come by themselves as soon as a logger's signals are known.
+  readonly arranged: ReadonlySignal<boolean>;
   readonly protocol: ReadonlySignal<ProtocolState>;
   readonly notices: ReadonlySignal<readonly Notice[]>;
   /// Marker names for the keys 1 to 9, kept in the browser; "" for a key without one.

@@ -8,6 +8,7 @@ import { History } from "./history";
 import { signalId, signalKey, type CatalogueEntry, type CatalogueState, type RunState, type SignalId } from "./model";
 import type { NetworkStore } from "./network_store";
 import type { NetworkTime } from "./network_time";
+import { SignalColours } from "./signal_colours";
 
 const kForget = 600_000; // ms after which the history of a signal that nobody wants any more goes
 
@@ -17,6 +18,7 @@ export class SignalsStore {
   readonly refusals: ReadonlySignal<ReadonlyMap<SignalId, string>>;
   /// Whether a recorded session is played: what it holds runs, and nothing can be started.
   readonly playing = signal(false);
+  readonly colours = new SignalColours();
   #catalogue = signal<CatalogueState>({ entries: [], byId: new Map(), complete: false, missing: [] });
   #states = signal<ReadonlyMap<SignalId, SignalState>>(new Map());
   #refusals = signal<ReadonlyMap<SignalId, string>>(new Map());
@@ -24,7 +26,6 @@ export class SignalsStore {
   #visible = new Map<string, readonly SignalId[]>();
   #histories = new Map<SignalId, History>();
   #byNumber: History[] = [];
-  #colours = new Map<SignalId, number>();
   #told = "";
   #connected = false;
 
@@ -53,13 +54,6 @@ export class SignalsStore {
     if (!history || history.arrivedAt === -Infinity) return false;
     if (!this.#connected) return true;
     return !history.discrete && (now - history.arrivedAt) / 1000 > history.patience;
-  }
-
-  colour(id: SignalId): number {
-    const known = this.#colours.get(id);
-    if (known !== undefined) return known;
-    this.#colours.set(id, this.#colours.size);
-    return this.#colours.size - 1;
   }
 
   /// Replaces what is wanted.

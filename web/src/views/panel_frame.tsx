@@ -5,7 +5,7 @@ import { texts } from "../i18n/texts.ts";
 import type { Panel, PanelKind, Store } from "../store/model.ts";
 import { useStore, useWorkspace } from "./context.ts";
 import { bounded, moved, sizeOf } from "./layout.ts";
-import { kDragType, kPanelDragType, panelSignals, setOptions, takesSignals } from "./panel_signals.ts";
+import { fullName, kDragType, kPanelDragType, panelSignals, setOptions, takesSignals } from "./panel_signals.ts";
 import { ChartPanel } from "./panels/chart_panel.tsx";
 import { LanesPanel } from "./panels/lanes_panel.tsx";
 import { LoadsPanel } from "./panels/loads_panel.tsx";
@@ -137,7 +137,7 @@ export function PanelFrame({ panel, grow, rowHeight, columnWidth }: Props) {
       {
         title: t.panels.removeSignals,
         items: signals.slice(0, kMostRemovals).map((signal) => ({
-          label: signal.name,
+          label: fullName(signal),
           icon: "close" as const,
           action: () => store.removeFromPanel(panel.id, signal.id ?? signal.key),
         })),

@@ -1,2 +1,2 @@
-// What views ask a browser for when they are loaded. Import it before them.
-Object.defineProperty(globalThis, "navigator", { value: { languages: ["en-GB"] }, configurable: true });
+// What modules with texts expect of a browser when they are loaded. Import it before them.
+Object.defineProperty(globalThis, "navigator", { value: { languages: ["en"] }, configurable: true });

@@ -80,6 +80,9 @@ function gear(t: number): number {
   return Math.min(6, Math.max(1, Math.floor(speed(t) / 20)));
 }
 
+/// Is called like another logger's signal.
+export const kTwin: Example = { ...kSpeed, ...kRear, value: (x) => speed(x) * 0.9 };
+
 export const kExamples = [kSpeed, kRpm, kGear, kWheel, kTemperature, kDoor, kVoltage, kSilent, kNoValue, kSwitch];
 
 let panelNumber = 0;
@@ -117,6 +120,7 @@ export const kNetwork: NetworkState = {
       clockOffset: 1250,
     }),
   ],
+  gone: [],
   complete: true,
 };
 

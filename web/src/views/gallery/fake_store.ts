@@ -66,7 +66,7 @@ export function fakeStore(examples: readonly Example[], parts: Parts = {}): Stor
   const never = () => Promise.resolve(false);
   return {
     connection: signal(parts.connection ?? { type: "live" }),
-    network: signal(parts.network ?? { name: "", loggers: [], complete: false }),
+    network: signal(parts.network ?? { name: "", loggers: [], gone: [], complete: false }),
     catalogue: signal({ entries, byId, complete: parts.catalogue?.complete ?? true, missing: parts.catalogue?.missing ?? [] }),
     runs: signal(runs),
     refusals: signal(refusals),
@@ -76,6 +76,7 @@ export function fakeStore(examples: readonly Example[], parts: Parts = {}): Stor
     monitor: signal(parts.monitor ?? { screens: null, running: false, chosen: null, signals: [] }),
     setups: signal(parts.setups ?? { names: null, busy: false, error: "", question: null }),
     arrangement,
+    arranged: signal(true),
     protocol: signal(parts.protocol ?? { frames: [], keepValues: false, recording: null, playback: null, queued: 0 }),
     notices: signal(parts.notices ?? []),
     markerPresets: signal(["", "", "", "", "", "", "", "", ""]),

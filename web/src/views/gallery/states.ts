@@ -16,6 +16,7 @@ import {
   kSwitch,
   kTemperature,
   kTriggers,
+  kTwin,
   kVoltage,
   kWheel,
   panel,
@@ -37,7 +38,11 @@ function panelCell(
     state,
     ...(note === undefined ? {} : { note }),
     store: () =>
-      fakeStore(kExamples, { network: kNetwork, triggers: kTriggers, arrangement: { name: "", panels: [panel(kind, examples, kLimits)] } }),
+      fakeStore([...kExamples, ...examples.filter((one) => one === kTwin)], {
+        network: kNetwork,
+        triggers: kTriggers,
+        arrangement: { name: "", panels: [panel(kind, examples, kLimits)] },
+      }),
     ...(prepare === undefined ? {} : { prepare }),
   };
 }
@@ -75,6 +80,16 @@ export const kStates: readonly Cell[] = [
     state: "broken",
     store: () =>
       fakeStore(kExamples, { connection: { type: "lost", reason: "closed-by-logger", detail: "", retryAt: 0 }, network: kNetwork }),
+  },
+  {
+    view: "header",
+    state: "broken",
+    note: "Silent",
+    store: () =>
+      fakeStore(kExamples, {
+        connection: { type: "silent", sinceAt: -7_205_000 },
+        network: { ...kNetwork, loggers: kNetwork.loggers.map((logger) => ({ ...logger, answers: false })) },
+      }),
   },
   {
     view: "header",
@@ -133,6 +148,9 @@ export const kStates: readonly Cell[] = [
   panelCell("chart", "partial", [kWheel, kTemperature]),
   panelCell("chart", "full", [kSpeed, kWheel, kRpm, kTemperature, kVoltage, kGear]),
   panelCell("chart", "full", [kSpeed, kSwitch, kGear], "States"),
+  panelCell("chart", "full", [kSpeed, kTwin, kRpm], "Namesakes", (workspace) => {
+    workspace.cursors.value = { a: kNow - 22, b: null };
+  }),
   panelCell("chart", "full", [kSpeed, kRpm, kTemperature, kGear, kSwitch], "Cursors", (workspace) => {
     workspace.cursors.value = { a: kNow - 22, b: kNow - 9 };
     workspace.hover.value = 0.6;
@@ -147,12 +165,14 @@ export const kStates: readonly Cell[] = [
     workspace.cursors.value = { a: kNow - 22, b: kNow - 9 };
     workspace.hover.value = 0.6;
   }),
+  panelCell("lanes", "full", [kSpeed, kTwin], "Namesakes"),
   refusedCell("lanes"),
   panelCell("xy", "empty", [kSpeed]),
   panelCell("xy", "waiting", [kSpeed, kNoValue]),
   panelCell("xy", "partial", [kTemperature, kWheel]),
   panelCell("xy", "broken", [kSilent, kUnknown]),
   panelCell("xy", "full", [kSpeed, kRpm]),
+  panelCell("xy", "full", [kSpeed, kTwin], "Namesakes"),
   {
     view: "xy",
     state: "full",
@@ -170,12 +190,14 @@ export const kStates: readonly Cell[] = [
   panelCell("numbers", "partial", [kSpeed, kNoValue, kSwitch]),
   panelCell("numbers", "broken", [kSilent, kUnknown]),
   panelCell("numbers", "full", [kSpeed, kRpm, kGear, kVoltage]),
+  panelCell("numbers", "full", [kSpeed, kTwin], "Namesakes"),
   refusedCell("numbers"),
   panelCell("table", "empty", []),
   panelCell("table", "waiting", [kNoValue]),
   panelCell("table", "partial", [kSpeed, kNoValue, kSwitch]),
   panelCell("table", "broken", [kSilent, kUnknown]),
   panelCell("table", "full", [kSpeed, kRpm, kGear, kDoor, kVoltage, kTemperature]),
+  panelCell("table", "full", [kSpeed, kTwin], "Namesakes"),
   refusedCell("table"),
   {
     view: "loads",

@@ -11,6 +11,7 @@ import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Icon } from "../ui/icons.tsx";
 import { Incomplete, Nothing } from "../ui/states.tsx";
 import { VirtualList } from "../ui/virtual_list.tsx";
+import { fullLoad } from "./full_load.ts";
 import type { PanelProps } from "./panel_props.ts";
 import { valueEntries } from "./saving.ts";
 import { gpsText, loadsCsv } from "./value_files.ts";
@@ -139,14 +140,6 @@ function RowView({ row }: { row: Row }) {
     case "gps":
       return <GpsRow gps={row.gps} />;
   }
-}
-
-/// What a full bar means: all of it for per cent, else a round number above the peak.
-export function fullLoad(bus: BusState): number {
-  if (bus.unit === "%") return 100;
-  const most = Math.max(bus.peak ?? 0, bus.load ?? 0, 1e-9);
-  const power = 10 ** Math.floor(Math.log10(most));
-  return [1, 2, 5, 10].map((factor) => factor * power).find((value) => value >= most) ?? most;
 }
 
 function BusRow({ bus }: { bus: BusState }) {

@@ -72,6 +72,7 @@ function Row({ signal, a, b }: { signal: PanelSignal; a: number | null; b: numbe
         <span class="measure-name" title={signal.name}>
           {signal.name}
         </span>{" "}
+        {signal.origin !== "" && <span class="signal-origin">{signal.origin} </span>}
         <span class="unit">{signal.unit}</span>
       </th>
       {[

@@ -5,7 +5,7 @@ import { drawSparkline } from "../../charts/sparkline.ts";
 import { curveColour } from "../../charts/palette.ts";
 import type { Panel } from "../../store/model.ts";
 import { useStore, useWorkspace } from "../context.ts";
-import { setOptions, type PanelSignal } from "../panel_signals.ts";
+import { fullName, setOptions, type PanelSignal } from "../panel_signals.ts";
 import { Dialog } from "../ui/dialog.tsx";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { tileColumns } from "../layout.ts";
@@ -26,7 +26,7 @@ export function NumbersPanel({ panel, signals, menu }: PanelProps) {
   const title = panel.title !== "" ? panel.title : t.panels.kinds.numbers;
   menu.current = () => [
     ...valueEntries(store, title, whole, store.viewX, () => numbersCsv(store, panel, signals)),
-    { title: t.panels.limits, items: signals.map((signal) => ({ label: signal.name, action: () => setEditing(signal.key) })) },
+    { title: t.panels.limits, items: signals.map((signal) => ({ label: fullName(signal), action: () => setEditing(signal.key) })) },
   ];
   const edited = signals.find(({ key }) => key === editing);
   return (
@@ -54,9 +54,10 @@ function NumberTile({ panel, signal, edit }: { panel: Panel; signal: PanelSignal
     >
       <div class="tile-head">
         <Swatch signal={signal} />
-        <button type="button" class="tile-name" title={`${t.panels.limits}: ${signal.name}`} onClick={edit}>
+        <button type="button" class="tile-name" title={`${t.panels.limits}: ${fullName(signal)}`} onClick={edit}>
           {signal.name}
         </button>
+        {signal.origin !== "" && <span class="signal-origin">{signal.origin}</span>}
       </div>
       <p class={`tile-value figures ${text.length > 12 ? "long" : text.length > 7 ? "middle" : ""}`}>
         <span class="tile-number">{text}</span> <span class="unit">{signal.unit}</span>
@@ -125,7 +126,7 @@ function LimitsDialog({ panel, signal, close }: { panel: Panel; signal: PanelSig
   const t = texts();
   const limits = limitsOf(panel, signal);
   return (
-    <Dialog title={`${t.panels.limits}: ${signal.name}`} close={close}>
+    <Dialog title={`${t.panels.limits}: ${fullName(signal)}`} close={close}>
       <form
         class="form"
         onSubmit={(event) => {

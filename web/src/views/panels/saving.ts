@@ -6,7 +6,7 @@ import type { Span } from "../../charts/samples.ts";
 import { texts } from "../../i18n/texts.ts";
 import type { Store } from "../../store/model.ts";
 import { networkClock } from "../context.ts";
-import type { PanelSignal } from "../panel_signals.ts";
+import { fullName, type PanelSignal } from "../panel_signals.ts";
 import type { MenuGroup, MenuItem } from "../ui/menu.tsx";
 import type { Workspace } from "../workspace.ts";
 import { columnOf, historyOf } from "./signal_data.ts";
@@ -45,9 +45,9 @@ export function pngEntry(
     icon: "download",
     action: async () => {
       const { title, signals, span, canvases, colours } = what();
-      const labels = signals.map(({ name, unit, colour }) => ({
-        text: unit === "" ? name : `${name} [${unit}]`,
-        colour: curveColour(workspace.theme.value, colour),
+      const labels = signals.map((signal) => ({
+        text: signal.unit === "" ? fullName(signal) : `${fullName(signal)} [${signal.unit}]`,
+        colour: curveColour(workspace.theme.value, signal.colour),
       }));
       const drawn = canvases.filter((canvas): canvas is HTMLCanvasElement => canvas != null);
       const picture = drawn.length === 0 ? null : await toPng(title, labels, drawn, colours);

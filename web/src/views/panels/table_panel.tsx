@@ -3,7 +3,7 @@ import { useRef } from "preact/hooks";
 import { plainNumber } from "../../charts/numbers.ts";
 import { texts } from "../../i18n/texts.ts";
 import { useStore } from "../context.ts";
-import { isAway, type PanelSignal } from "../panel_signals.ts";
+import { fullName, isAway, type PanelSignal } from "../panel_signals.ts";
 import { rowHeight } from "../signal_list.tsx";
 import { Icon } from "../ui/icons.tsx";
 import { VirtualList } from "../ui/virtual_list.tsx";
@@ -12,6 +12,7 @@ import { shownValue } from "./limits.ts";
 import type { PanelProps } from "./panel_props.ts";
 import { valueEntries } from "./saving.ts";
 import { historyOf, rangeOf } from "./signal_data.ts";
+import { SignalName } from "./signal_name.tsx";
 import { tableCsv } from "./value_files.ts";
 
 export function TablePanel({ panel, signals, menu }: PanelProps) {
@@ -61,7 +62,7 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
     <div class={`table-row ${stale ? "stale" : ""}`} role="presentation" data-testid="table-row">
       <span role="cell" class="cell c0" title={`${signal.name}\n${signal.logger}`}>
         <Swatch signal={signal} />
-        <span class="cell-text">{signal.name}</span>
+        <SignalName class="cell-text" signal={signal} />
       </span>
       {absent ? (
         <span role="cell" aria-colspan={3} class="cell c1 absent">
@@ -94,8 +95,8 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
           type="button"
           data-stop
           class="row-remove"
-          aria-label={t.panels.removeSignal(signal.name)}
-          title={t.panels.removeSignal(signal.name)}
+          aria-label={t.panels.removeSignal(fullName(signal))}
+          title={t.panels.removeSignal(fullName(signal))}
           onClick={() => store.removeFromPanel(panelId, signal.id ?? signal.key)}
         >
           <Icon name="close" />

@@ -129,6 +129,7 @@ function AxisName({ axis, signal, seconds }: { axis: "x" | "y"; signal: PanelPro
       <span class="axis-signal" title={signal?.name}>
         {signal?.name ?? "–"}
       </span>
+      {signal !== undefined && signal.origin !== "" && <span class="signal-origin">{signal.origin}</span>}
       {signal !== undefined && isAway(signal) ? (
         <span class="muted">{signal.away}</span>
       ) : (
