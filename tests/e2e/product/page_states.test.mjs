@@ -139,7 +139,7 @@ describe("the texts of", () => {
       if (view !== "xy") assert.ok(all.includes("second") && all.includes("left"), "nor is that of a state which has room");
       if (view === "xy") {
         const count = (name) => all.filter((text) => text === name).length;
-        assert.equal(count("lane change"), 3, "markers have their names");
+        assert.equal(count("lane change"), 4, "markers have their names");
         assert.equal(count("tunnel"), 0, "but none where one of the signals has a gap");
       }
       assert.deepEqual(touching, []);
@@ -258,7 +258,7 @@ describe("the picture that is saved", () => {
       test(`of ${view} is what is seen, under title and time, ${theme}`, async () => {
         const problems = [];
         const page = await openStates(view, theme, problems);
-        const cell = page.getByTestId(`state-${view}-full`).last();
+        const cell = page.getByTestId(`state-${view}-full`).filter({ has: page.getByTestId("panel-menu") }).first();
         // Between pixels the two would be rounded differently.
         await cell.locator(".gallery-box").evaluate((box) => Object.assign(box.style, { position: "fixed", left: "0", top: "0" }));
         const seen = await settledPicture(page, cell.locator(".panel-body > div"));
