@@ -2,7 +2,6 @@ import assert from "node:assert/strict";
 import { describe, test } from "node:test";
 import { toCsv } from "../src/charts/export";
 import { numbersOf } from "../src/charts/axes";
-import { blocks, laneBoxes } from "../src/charts/lanes";
 import { axisNumber, computedNumber, duration, groupedNumber, plainNumber } from "../src/charts/numbers";
 import { extent, gapsWithin, indexAtOrBefore, valueAt } from "../src/charts/samples";
 import { drawSamples, type Frame, type LineStyle } from "../src/charts/series_path";
@@ -241,27 +240,6 @@ describe("a small curve", () => {
   });
   test("has no value where that is no number", () => {
     assert.deepEqual(held(samples([1, 2, 3], [5, NaN, 6]), 4), ["5 1-2", "6 3-4"]);
-  });
-});
-
-test("lanes leave their names free where these stand above", () => {
-  const area = { left: 5, width: 100, laneHeight: 20 };
-  assert.deepEqual(laneBoxes(area, 2), [{ left: 5, top: 0, width: 100, height: 40 }]);
-  assert.deepEqual(laneBoxes({ ...area, above: 10 }, 2), [
-    { left: 5, top: 10, width: 100, height: 20 },
-    { left: 5, top: 40, width: 100, height: 20 },
-  ]);
-});
-
-describe("states", () => {
-  const lane = (x: number[], names: string[], gaps: { from: number; to: number }[] = []) =>
-    [...blocks({ x: Float64Array.from(x), text: (index) => names[index]!, gaps }, 10)].map(({ from, to, text }) => `${text} ${from}-${to}`);
-  test("that are equal join, and the last one lasts until now", () => {
-    assert.deepEqual(lane([1, 2, 3, 5], ["a", "a", "b", "b"]), ["a 1-3", "b 3-10"]);
-  });
-  test("end where a gap begins", () => {
-    assert.deepEqual(lane([1, 6], ["a", "a"], [{ from: 2, to: 6 }]), ["a 1-2", "a 6-10"]);
-    assert.deepEqual(lane([1], ["a"], [{ from: 4, to: Infinity }]), ["a 1-4"]);
   });
 });
 

@@ -10,15 +10,15 @@ const samples = (x: number[], y: number[], gaps: { from: number; to: number }[] 
 const mark = (x: number) => ({ x, label: `at ${x}` });
 
 describe("markers of two signals against each other", () => {
-  const found = (marks: number[], gaps: { from: number; to: number }[] = []) =>
-    markedPoints(samples([1, 3, 5], [10, 30, 50]), samples([2, 4], [2, 4], gaps), marks.map(mark), { from: 1, to: 8 }).map(
+  const found = (marks: number[], gaps: { from: number; to: number }[] = [], from = 1) =>
+    markedPoints(samples([1, 3, 5], [10, 30, 50]), samples([2, 4], [2, 4], gaps), marks.map(mark), { from, to: 8 }).map(
       ({ mark: { label }, x, y }) => `${label}: ${x}, ${y}`,
     );
   test("stand where both signals stood: at the last value at or before their time", () => {
     assert.deepEqual(found([6, 4.9, 3]), ["at 6: 50, 4", "at 4.9: 30, 4", "at 3: 30, 2"]);
   });
   test("stand only within the seconds that are seen", () => {
-    assert.deepEqual(found([8.1, 8, 0.9]), ["at 8: 50, 4"]);
+    assert.deepEqual(found([8.1, 8, 3, 2.9], [], 3), ["at 8: 50, 4", "at 3: 30, 2"]);
   });
   test("stand nowhere while one of the signals is not known", () => {
     assert.deepEqual(found([1.5, 2.5, 4.5], [{ from: 2, to: 4 }]), ["at 4.5: 30, 4"]);

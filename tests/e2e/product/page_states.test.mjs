@@ -117,8 +117,12 @@ describe("the texts of", () => {
       await page.goto(`${server.address}/states.html?only=${view}&theme=light`);
       await page.evaluate(() => document.fonts.ready);
       await settledPicture(page, page.getByTestId(`states-${view}`));
-      const { all, touching } = await page.evaluate(() => {
-        const shown = [...window.textsOf].filter(([canvas]) => canvas.isConnected).map(([, texts]) => texts);
+      const { all, touching, beyond } = await page.evaluate(() => {
+        const canvases = [...window.textsOf].filter(([canvas]) => canvas.isConnected);
+        const shown = canvases.map(([, texts]) => texts);
+        const cut = canvases.flatMap(([{ width, height }, texts]) =>
+          texts.filter(({ left, right, top, bottom }) => left < 0 || right > width || top < 0 || bottom > height),
+        );
         const touch = (a, b) => a.left < b.right + 2 && b.left < a.right + 2 && a.top < b.bottom + 3 && b.top < a.bottom + 3;
         const pairs = shown.flatMap((texts) =>
           texts.flatMap((one, index) =>
@@ -128,16 +132,18 @@ describe("the texts of", () => {
               .map((other) => `${one.text} and ${other.text}`),
           ),
         );
-        return { all: shown.flat().map(({ text }) => text), touching: pairs };
+        return { all: shown.flat().map(({ text }) => text), touching: pairs, beyond: cut.map(({ text }) => text) };
       });
       assert.ok(all.length > 10, `only ${all.length} texts were seen`);
-      if (view === "chart") assert.ok(all.includes("Steering.IndicatorSwitch"), "the name of a state is not cut");
+      if (view === "chart") assert.ok(all.includes("Steering.IndicatorSwitch"), "the name of a lane is not cut");
+      if (view !== "xy") assert.ok(all.includes("second") && all.includes("left"), "nor is that of a state which has room");
       if (view === "xy") {
         const count = (name) => all.filter((text) => text === name).length;
-        assert.equal(count("lane change"), 3, "markers have their names");
+        assert.equal(count("lane change"), 4, "markers have their names");
         assert.equal(count("tunnel"), 0, "but none where one of the signals has a gap");
       }
       assert.deepEqual(touching, []);
+      assert.deepEqual(beyond, [], "nothing leaves its canvas");
       await page.close();
     });
   }
@@ -167,6 +173,21 @@ describe("what is known", () => {
     // Above the first state; between the cursors there is a shade as well, which is fainter. Further up is the state's name.
     assert.equal((await drawnColumns(lanes, { top: 16, bottom: 18 })).length, 5);
     assert.deepEqual(await drawnColumns(lanes, { top: 0, bottom: 2 }), [], "names are left free");
+    await page.close();
+  });
+
+  test("of moments goes through lanes, but not through the names above them", async () => {
+    const problems = [];
+    const page = await openStates("lanes", "light", problems);
+    const cell = page.locator(".gallery-cell", { hasText: "Moments" });
+    await cell.locator(".gallery-box").evaluate((box) => Object.assign(box.style, { width: "400px", height: "280px" }));
+    await settledPicture(page, cell);
+    const lanes = cell.locator("canvas");
+    for (let row = 0; row < 3; ++row) {
+      assert.deepEqual(await drawnColumns(lanes, { top: row * 56, bottom: row * 56 + 24 }), [], `above lane ${row}`);
+      // Two markers, two cursors and the pointer, above what is drawn of the lane itself.
+      assert.equal((await drawnColumns(lanes, { top: row * 56 + 24, bottom: row * 56 + 26 })).length, 5, `in lane ${row}`);
+    }
     await page.close();
   });
 
@@ -237,7 +258,7 @@ describe("the picture that is saved", () => {
       test(`of ${view} is what is seen, under title and time, ${theme}`, async () => {
         const problems = [];
         const page = await openStates(view, theme, problems);
-        const cell = page.getByTestId(`state-${view}-full`).last();
+        const cell = page.getByTestId(`state-${view}-full`).filter({ has: page.getByTestId("panel-menu") }).first();
         // Between pixels the two would be rounded differently.
         await cell.locator(".gallery-box").evaluate((box) => Object.assign(box.style, { position: "fixed", left: "0", top: "0" }));
         const seen = await settledPicture(page, cell.locator(".panel-body > div"));
@@ -270,10 +291,45 @@ describe("the curves of a chart", () => {
     const heights = await cell.evaluate((element) =>
       ["plot-curves", "measure"].map((name) => element.querySelector(`.${name}`).clientHeight),
     );
-    assert.ok(heights[0] >= 96 && heights[1] >= 48, `${heights} pixels`);
+    // Of what is measured the head and the first signal are seen.
+    assert.ok(heights[0] >= 96 && heights[1] >= 64, `${heights} pixels`);
+    const plot = await cell.locator(".plot").evaluate(({ clientHeight, scrollHeight }) => scrollHeight - clientHeight);
+    assert.equal(plot, 0, "no lane is cut off");
     const body = await cell.locator(".panel-body").evaluate(({ clientHeight, scrollHeight }) => scrollHeight - clientHeight);
     assert.equal(body, 0, "nothing is cut off below");
     await page.close();
+  });
+});
+
+describe("what is measured", () => {
+  test("is there with all figures in charts of any width, and nothing is scrolled sideways", async () => {
+    const problems = [];
+    const page = await openStates("chart", "light", problems);
+    const cell = page.locator(".gallery-cell", { hasText: "Cursors" });
+    for (const width of [280, 400, 560, 640, 880, 960, 1400]) {
+      await cell.locator(".gallery-box").evaluate((box, across) => Object.assign(box.style, { width: `${across}px`, height: "900px" }), width);
+      await settledPicture(page, cell);
+      const { sideways, rows, cut } = await cell.locator(".measure").evaluate((table) => {
+        const { left, right } = table.getBoundingClientRect();
+        const inside = (element) => {
+          const box = element.getBoundingClientRect();
+          return box.width > 0 && box.left >= left && box.right <= right;
+        };
+        return {
+          sideways: table.scrollWidth - table.clientWidth,
+          rows: [...table.querySelectorAll("tbody tr")].map((row) => row.querySelectorAll("td").length),
+          cut: [...table.querySelectorAll(".measure-figure, .measure-time, .measure-span, .measure-name")]
+            .filter((element) => !inside(element))
+            .map((element) => element.textContent),
+        };
+      });
+      assert.deepEqual({ sideways, rows, cut }, { sideways: 0, rows: [8, 8, 8, 8, 8], cut: [] }, `${width} pixels`);
+      const labels = await cell.locator(".measure tbody tr").first().locator("td").allInnerTexts();
+      const named = labels.map((text) => text.replaceAll(/\s+/g, " ").trim());
+      if (width < 900) assert.match(named.join(), /^A [\d.]+,B [\d.]+,Δ [\d.]+,Δ\/s [\d.]+,Min [\d.]+,Max [\d.]+,Mean [\d.]+,Values\/s [\d.]+$/);
+    }
+    await page.close();
+    assert.deepEqual(problems, []);
   });
 });
 

@@ -16,7 +16,7 @@ export const kBeside = 12;
 /// Between the plotting area and the numbers of its value axes, in pixels.
 const kGap = 6;
 /// How far above the plotting area's top edge a unit stands, so that it is clear of the number there.
-const kUnitAbove = 9;
+const kUnitAbove = 11;
 /// Width in pixels of a value axis; the same for all, so that charts above each other share their edges.
 export const kAxisWidth = 56;
 

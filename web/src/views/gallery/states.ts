@@ -161,6 +161,10 @@ export const kStates: readonly Cell[] = [
   panelCell("lanes", "partial", [kSwitch, kWheel, kNoValue]),
   panelCell("lanes", "broken", [kSilent, kUnknown]),
   panelCell("lanes", "full", [kGear, kDoor, kSpeed]),
+  panelCell("lanes", "full", [kGear, kSwitch, kSpeed], "Moments", (workspace) => {
+    workspace.cursors.value = { a: kNow - 22, b: kNow - 9 };
+    workspace.hover.value = 0.6;
+  }),
   panelCell("lanes", "full", [kSpeed, kTwin], "Namesakes"),
   refusedCell("lanes"),
   panelCell("xy", "empty", [kSpeed]),
