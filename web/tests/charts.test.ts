@@ -64,7 +64,14 @@ describe("the samples", () => {
     );
   });
   test("know no value before the first one, nor within a gap", () => {
-    const data = samples([1, 2, 6], [10, 20, 60], [{ from: 2, to: 6 }, { from: 8, to: Infinity }]);
+    const data = samples(
+      [1, 2, 6],
+      [10, 20, 60],
+      [
+        { from: 2, to: 6 },
+        { from: 8, to: Infinity },
+      ],
+    );
     assert.deepEqual(
       [0.5, 1, 1.9, 2, 2.1, 5.9, 6, 8, 8.1].map((time) => valueAt(data, time)),
       [NaN, 10, 10, 20, NaN, NaN, 60, 60, NaN],

@@ -34,9 +34,10 @@ describe("names of marks", () => {
     hidden: (box: { left: number }) => number = () => 0,
   ) => placeNames(marks, area, taken, 1, before, hidden).map((place) => place?.side ?? null);
   test("stand at the right, and where there is no room, at another side within the area", () => {
-    assert.deepEqual(placeNames([{ left: 50, top: 50, width: 40 }], area, [], 1, [], () => 0), [
-      { side: "right", box: { left: 58, top: 43, width: 40, height: 14 } },
-    ]);
+    assert.deepEqual(
+      placeNames([{ left: 50, top: 50, width: 40 }], area, [], 1, [], () => 0),
+      [{ side: "right", box: { left: 58, top: 43, width: 40, height: 14 } }],
+    );
     assert.deepEqual(sides([{ left: 180, top: 50, width: 40 }]), ["left"]);
     assert.deepEqual(sides([{ left: 100, top: 50, width: 120 }]), ["above"]);
     assert.deepEqual(sides([{ left: 100, top: 10, width: 120 }]), ["below"]);
@@ -62,7 +63,10 @@ describe("names of marks", () => {
     );
   });
   test("keep the side on which they stood", () => {
-    assert.deepEqual(sides([{ left: 50, top: 50, width: 30 }], [], ["left"], ({ left }) => (left < 50 ? 9 : 0)), ["left"]);
+    assert.deepEqual(
+      sides([{ left: 50, top: 50, width: 30 }], [], ["left"], ({ left }) => (left < 50 ? 9 : 0)),
+      ["left"],
+    );
     assert.deepEqual(sides([{ left: 5, top: 50, width: 30 }], [], ["left"]), ["right"]);
   });
 });

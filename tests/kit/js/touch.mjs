@@ -8,8 +8,10 @@ const kRow = 40;
 export function smallTargets(page, root = "body") {
   return page.evaluate(
     ([selector, finger, row]) => {
-      const kControls = "button, a[href], input, select, textarea, summary, [role=button], [role^=menuitem], [role=slider], [draggable=true]";
-      const seen = (element) => element.checkVisibility({ opacityProperty: true, visibilityProperty: true }) && element.getClientRects().length > 0;
+      const kControls =
+        "button, a[href], input, select, textarea, summary, [role=button], [role^=menuitem], [role=slider], [draggable=true]";
+      const seen = (element) =>
+        element.checkVisibility({ opacityProperty: true, visibilityProperty: true }) && element.getClientRects().length > 0;
       // What a finger would hit at that place acts as the element does.
       const isHit = (element, x, y) => {
         const hit = document.elementFromPoint(x, y);

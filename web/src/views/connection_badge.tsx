@@ -57,7 +57,12 @@ function describe(state: ConnectionState, paused: boolean, now: number): Shown {
     case "live":
       return paused ? { tone: "plain", text: t.paused, detail: "", icon: "pause" } : { tone: "good", text: t.live, detail: "" };
     case "silent":
-      return { tone: "bad", text: t.silent, detail: texts().network.silentFor(wholeSeconds((now - state.sinceAt) / 1000)), icon: "warning" };
+      return {
+        tone: "bad",
+        text: t.silent,
+        detail: texts().network.silentFor(wholeSeconds((now - state.sinceAt) / 1000)),
+        icon: "warning",
+      };
     case "off":
       return { tone: "bad", text: t.off, detail: t.offWhy, icon: "warning" };
     case "no-bus":

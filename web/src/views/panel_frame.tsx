@@ -97,7 +97,7 @@ export function PanelFrame({ panel, grow, rowHeight, columnWidth }: Props) {
   // Panels may have no room for all that a logger said.
   function refusals(): MenuGroup {
     const refused = signals.filter(({ run }) => run === "refused").slice(0, kMostRemovals);
-    return { items: refused.map(({ name, away }) => ({ label: `${name}: ${away}`, icon: "warning" })) };
+    return { items: refused.map((signal) => ({ label: `${fullName(signal)}: ${signal.away}`, icon: "warning" })) };
   }
 
   function frameMenu(): MenuGroup[] {
