@@ -3,7 +3,7 @@ import { useMemo, useRef } from "preact/hooks";
 import { groupedNumber, plainNumber } from "../../charts/numbers.ts";
 import { drawSparkline } from "../../charts/sparkline.ts";
 import { texts } from "../../i18n/texts.ts";
-import { kRecentSeconds, type BusesState, type BusState, type GpsState } from "../../store/model.ts";
+import { kRecentSeconds, type BusesState, type BusState, type GpsState, type Store } from "../../store/model.ts";
 import { useStore, useWorkspace } from "../context.ts";
 import { rowHeight } from "../signal_list.tsx";
 import { Button } from "../ui/button.tsx";
@@ -31,7 +31,13 @@ export function LoadsPanel({ frame }: { frame?: Pick<PanelProps, "panel" | "menu
   if (frame !== undefined) {
     const title = frame.panel.title !== "" ? frame.panel.title : t.panels.kinds.loads;
     frame.menu.current = () => [
-      ...valueEntries(store, title, whole, store.now, () => loadsCsv(state)),
+      ...valueEntries(
+        store,
+        title,
+        whole,
+        () => timeOf(store, state),
+        () => loadsCsv(state),
+      ),
       {
         items: [
           state.running
@@ -71,6 +77,12 @@ export function LoadsPanel({ frame }: { frame?: Pick<PanelProps, "panel" | "menu
       <LoadList state={state} />
     </div>
   );
+}
+
+// Now; where no signal tells what time it is in the network, the newest load does.
+function timeOf(store: Store, { buses }: BusesState): number {
+  const now = store.now();
+  return Number.isFinite(now) ? now : Math.max(...buses.map(({ recentX }) => recentX[recentX.length - 1] ?? -Infinity));
 }
 
 /// Where less room is than that, a row holds one of MOST's figures.
