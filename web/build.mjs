@@ -1,4 +1,4 @@
-// Builds the page: node build.mjs [directory]. Bundles what src/ holds and copies what the browser takes as it is.
+// Builds the page: node build.mjs [directory] [--states]. Bundles what src/ holds and copies what the browser takes as it is.
 import { build } from "esbuild";
 import { cpSync, existsSync, mkdirSync, readFileSync, rmSync } from "node:fs";
 import path from "node:path";
@@ -50,7 +50,7 @@ export async function buildStates(outdir) {
 }
 
 if (process.argv[1] === fileURLToPath(import.meta.url)) {
-  const outdir = path.resolve(process.argv[2] ?? path.join(here, "dist"));
+  const outdir = path.resolve(process.argv.slice(2).find((argument) => !argument.startsWith("--")) ?? path.join(here, "dist"));
   await buildPage(outdir);
   if (process.argv.includes("--states")) await buildStates(outdir);
 }

@@ -15,6 +15,13 @@ Clock::duration period(double rate) {
     return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / rate));
 }
 
+/// A moment that has been, in microseconds since 1970 UTC.
+std::uint64_t timeOfDayAt(Clock::time_point moment) {
+    const auto passed =
+        std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - moment);
+    return getTimeOfDay() - static_cast<std::uint64_t>(passed.count());
+}
+
 }  // namespace
 
 SignalPlayback::SignalPlayback(Agenda& agenda, std::unique_ptr<SignalSource> source,
@@ -53,7 +60,7 @@ void SignalPlayback::playDue() {
         readings_.clear();
         const auto untilNext = source_->read(
             std::chrono::duration_cast<SignalSource::Duration>(due_ - begin_), readings_);
-        take_(readings_, getTimeOfDay());
+        take_(readings_, timeOfDayAt(due_));
         due_ += rate_ || !untilNext ? usualPeriod() : *untilNext;
     }
     runs_ = isWanted_();

@@ -17,8 +17,9 @@ namespace desk {
 class SignalPlayback {
   public:
     using IsWanted = std::function<bool()>;
-    /// Takes the values that were due together; they have the time, in microseconds since 1970 UTC,
-    /// where they have none of their own.
+    /// Takes the values that were due together, and when that was, in microseconds since 1970 UTC:
+    /// the time of those that have none of their own, however late they are. Curves would bend
+    /// wherever the machine had other things to do.
     using Take = std::function<void(const std::vector<SignalReading>&, std::uint64_t timestamp)>;
 
     /// `rate` is in values per second and signal, of a recording in rows per second; without it

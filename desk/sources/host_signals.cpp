@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/clock.h"
+
 namespace desk {
 
 namespace {
@@ -107,10 +109,11 @@ void HostSignals::updateMeans() {
     lastRead_ = now;
 }
 
-/// In the order of the constructor.
+/// In the order of the constructor. The figures are those of now, whichever time was asked for.
 std::optional<SignalSource::Duration> HostSignals::read(Duration,
                                                         std::vector<SignalReading>& readings) {
     updateMeans();
+    const auto first = static_cast<std::ptrdiff_t>(readings.size());
     std::size_t signal = 0;
     const auto number = [&](double value, int digits) {
         readings.push_back(numberReading(signal++, value, digits));
@@ -138,6 +141,9 @@ std::optional<SignalSource::Duration> HostSignals::read(Duration,
     for (const double speed : speeds_) {
         number(speed, 2);
     }
+    const std::uint64_t now = getTimeOfDay();
+    std::for_each(readings.begin() + first, readings.end(),
+                  [now](SignalReading& reading) { reading.time = now; });
     return std::nullopt;
 }
 

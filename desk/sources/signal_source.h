@@ -21,7 +21,8 @@ struct SignalReading {
     std::uint64_t raw = 0;
     double phys = 0.0;
     std::string descr;                    // the text of the value; empty when it has none
-    std::optional<std::uint64_t> time{};  // microseconds since 1970 UTC; nothing: now
+    /// Microseconds since 1970 UTC; nothing: the time at which values were asked for.
+    std::optional<std::uint64_t> time{};
 };
 
 /// Signals and their values. One thread.

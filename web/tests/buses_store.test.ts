@@ -1,7 +1,9 @@
 import assert from "node:assert/strict";
 import { describe, test } from "node:test";
+import { signal } from "@preact/signals";
 import { parseFrame } from "../src/protocol/parse";
 import { BusesStore } from "../src/store/buses_store";
+import { ConnectionStore } from "../src/store/connection_store";
 import type { BusState } from "../src/store/model";
 import { NetworkStore } from "../src/store/network_store";
 
@@ -149,6 +151,55 @@ describe("the network", () => {
       0,
     );
     assert.deepEqual(store.missing(), ["Rear", "07"]);
+  });
+
+  test("is in the order in which people count, the local logger first", () => {
+    const store = network(["Rear", "Desk 10", "Desk 9"]);
+    assert.deepEqual(
+      store.state.value.loggers.map(({ label }) => label),
+      ["Rear", "Desk 9", "Desk 10"],
+    );
+  });
+
+  test("tells who has left when the next connection's network is complete, until it is back", () => {
+    const store = network(["Front", "Rear"]);
+    store.heard("01", 5_000);
+    const join = (...macs: string[]) => {
+      store.begin();
+      const configs = macs.map((mac) => info(mac, mac === "00" ? "Front" : "Rear"));
+      store.take(parseFrame(JSON.stringify({ response: "get_ksl_network", ksl_network: macs.slice(1), status: "OK" })), 6_000);
+      store.take(parseFrame(JSON.stringify({ response: "get_logger_info", ksl_name: "N", configs, status: "OK" })), 6_000);
+    };
+    join("00");
+    assert.deepEqual(store.state.value.gone, [], "who has not told about itself yet has not left");
+    store.setComplete();
+    assert.deepEqual(store.state.value.gone, [{ mac: "01", label: "Rear", heardAt: 5_000 }]);
+    join("00", "01");
+    store.setComplete();
+    assert.deepEqual(store.state.value.gone, []);
+    join("00");
+    store.heard("00", 700_000);
+    join("00");
+    store.setComplete();
+    assert.deepEqual(store.state.value.gone, [], "ten minutes later it is not told of any more");
+    join("01");
+    store.forgetAll();
+    store.setComplete();
+    assert.deepEqual(store.state.value.gone, [], "another session has nothing to do with it");
+  });
+
+  test("makes the connection silent when nobody answers, since the last one was heard", () => {
+    const store = network(["Front", "Rear"]);
+    const connection = new ConnectionStore(store, { offSince: signal(null) } as unknown as BusesStore);
+    connection.takeState({ type: "ready" }, 0);
+    store.heard("00", 5_000);
+    store.heard("01", 7_000);
+    store.someoneSilent(11_000);
+    assert.deepEqual(connection.state.value, { type: "live" });
+    store.someoneSilent(15_000);
+    assert.deepEqual(connection.state.value, { type: "silent", sinceAt: 7_000 });
+    store.heard("00", 16_000);
+    assert.deepEqual(connection.state.value, { type: "live" });
   });
 
   test("tells who is silent when somebody has not answered", () => {

@@ -2,9 +2,8 @@ import assert from "node:assert/strict";
 import { describe, test } from "node:test";
 import { toCsv } from "../src/charts/export";
 import { numbersOf } from "../src/charts/axes";
-import { blocks, laneBoxes } from "../src/charts/lanes";
 import { axisNumber, computedNumber, duration, groupedNumber, plainNumber } from "../src/charts/numbers";
-import { extent, gapsWithin, indexAtOrBefore } from "../src/charts/samples";
+import { extent, gapsWithin, indexAtOrBefore, valueAt } from "../src/charts/samples";
 import { drawSamples, type Frame, type LineStyle } from "../src/charts/series_path";
 import { stretches } from "../src/charts/sparkline";
 import { SteadyScale } from "../src/charts/steady_scale";
@@ -62,6 +61,13 @@ describe("the samples", () => {
     assert.deepEqual(
       [0.5, 1, 1.9, 2, 4.9, 5, 9].map((time) => indexAtOrBefore(x, time)),
       [-1, 0, 0, 2, 2, 3, 3],
+    );
+  });
+  test("know no value before the first one, nor within a gap", () => {
+    const data = samples([1, 2, 6], [10, 20, 60], [{ from: 2, to: 6 }, { from: 8, to: Infinity }]);
+    assert.deepEqual(
+      [0.5, 1, 1.9, 2, 2.1, 5.9, 6, 8, 8.1].map((time) => valueAt(data, time)),
+      [NaN, 10, 10, 20, NaN, NaN, 60, 60, NaN],
     );
   });
   test("reach as far as the values seen, the one that holds at the left edge included", () => {
@@ -234,27 +240,6 @@ describe("a small curve", () => {
   });
   test("has no value where that is no number", () => {
     assert.deepEqual(held(samples([1, 2, 3], [5, NaN, 6]), 4), ["5 1-2", "6 3-4"]);
-  });
-});
-
-test("lanes leave their names free where these stand above", () => {
-  const area = { left: 5, width: 100, laneHeight: 20 };
-  assert.deepEqual(laneBoxes(area, 2), [{ left: 5, top: 0, width: 100, height: 40 }]);
-  assert.deepEqual(laneBoxes({ ...area, above: 10 }, 2), [
-    { left: 5, top: 10, width: 100, height: 20 },
-    { left: 5, top: 40, width: 100, height: 20 },
-  ]);
-});
-
-describe("states", () => {
-  const lane = (x: number[], names: string[], gaps: { from: number; to: number }[] = []) =>
-    [...blocks({ x: Float64Array.from(x), text: (index) => names[index]!, gaps }, 10)].map(({ from, to, text }) => `${text} ${from}-${to}`);
-  test("that are equal join, and the last one lasts until now", () => {
-    assert.deepEqual(lane([1, 2, 3, 5], ["a", "a", "b", "b"]), ["a 1-3", "b 3-10"]);
-  });
-  test("end where a gap begins", () => {
-    assert.deepEqual(lane([1, 6], ["a", "a"], [{ from: 2, to: 6 }]), ["a 1-2", "a 6-10"]);
-    assert.deepEqual(lane([1], ["a"], [{ from: 4, to: Infinity }]), ["a 1-4"]);
   });
 });
 

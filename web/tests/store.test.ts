@@ -1,9 +1,13 @@
 import assert from "node:assert/strict";
 import { after, before, describe, test } from "node:test";
+import "./support/browser";
 import { signal } from "@preact/signals";
 import { signalId } from "../src/store/model";
 import { createStore } from "../src/store/store";
 import { parseFrame } from "../src/protocol/parse";
+import type { FrameOf } from "../src/protocol/types";
+import { panelSignals } from "../src/views/panel_signals";
+import { columnsOf } from "../src/worker/catalogue_columns";
 import type { FromFeed, ToFeed } from "../src/worker/messages";
 
 // The store looks at loggers again and again; that must not keep the test's process.
@@ -145,12 +149,17 @@ describe("what is wanted", () => {
     assert.deepEqual(wanted(posted), [["Speed", "77"]]);
   });
 
+  const twins = () => {
+    const all = opened({ kept: kept("77", "Twin") });
+    all.give({ op: "state", state: { type: "waiting" } });
+    all.frame({ response: "get_ksl_network", ksl_network: ["02"], status: "OK" });
+    all.frame({ response: "get_logger_info", ksl_name: "Net", configs: [logger("01", "Twin"), logger("02", "Twin")], status: "OK" });
+    all.give({ op: "state", state: { type: "ready" } });
+    return all;
+  };
+
   test("is asked for where two loggers of that name could be meant", () => {
-    const { store, posted, give, frame } = opened({ kept: kept("77", "Twin") });
-    give({ op: "state", state: { type: "waiting" } });
-    frame({ response: "get_ksl_network", ksl_network: ["02"], status: "OK" });
-    frame({ response: "get_logger_info", ksl_name: "Net", configs: [logger("01", "Twin"), logger("02", "Twin")], status: "OK" });
-    give({ op: "state", state: { type: "ready" } });
+    const { store, posted } = twins();
     assert.deepEqual(
       store.setups.value.question?.candidates.map(({ mac }) => mac),
       ["01", "02"],
@@ -159,6 +168,24 @@ describe("what is wanted", () => {
     store.answerQuestion("02");
     assert.equal(store.setups.value.question, null);
     assert.deepEqual(wanted(posted), [["Speed", "02"]]);
+  });
+
+  test("is not decided before signals are known, unless panels were kept", () => {
+    const { store, give } = joined();
+    assert.equal(store.arranged.value, false);
+    const parsed = parseFrame(JSON.stringify({ response: "get_signal_names", Streams: [], status: "OK" }));
+    give(columnsOf(parsed as FrameOf<"get_signal_names">).message);
+    assert.equal(store.arranged.value, true);
+    assert.equal(joined({ kept: kept("02", "Rear") }).store.arranged.value, true);
+  });
+
+  test("is no longer what a person takes out, also where it is not known whose it is", () => {
+    const { store } = twins();
+    const [panel] = store.arrangement.value.panels;
+    const [signal] = panelSignals(store, panel!);
+    assert.equal(signal!.id, null);
+    store.removeFromPanel(panel!.id, signal!.key);
+    assert.deepEqual(store.arrangement.value.panels[0]!.signals, []);
   });
 });
 

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <iterator>
+#include <set>
+
 #include "desk/sources/recording_signals.h"
 #include "krpbus/messages/router_message.h"
 #include "krpbus/messages/simple_messages.h"
@@ -96,6 +99,25 @@ TEST_F(SignalServiceTest, PlaysAtTheRateAskedFor) {
     notice("77-LVStartSignals");
     EXPECT_THAT(shown(5), ElementsAre("Speed=1.50", "Gear=R", "Speed=2", "Gear=1", "Speed=1.50"));
     EXPECT_GE(Clock::now() - begin, 150ms);
+}
+
+TEST_F(SignalServiceTest, StampsValuesThatAreLateWithTheTimeAtWhichTheyWereDue) {
+    use(50.0);
+    notice("77-LVStartSignals");
+    std::vector<SignalMessage> sent = values(2);
+    std::this_thread::sleep_for(300ms);  // nothing is sent meanwhile
+    for (SignalMessage& late : values(12)) {
+        sent.push_back(std::move(late));
+    }
+    ASSERT_EQ(sent.size(), 14U);
+    std::set<std::uint64_t> stamps;
+    for (const SignalMessage& value : sent) {
+        stamps.insert(value.timestamp);
+    }
+    ASSERT_GE(stamps.size(), 10U);
+    for (auto next = std::next(stamps.begin()); next != stamps.end(); ++next) {
+        EXPECT_GE(*next - *std::prev(next), 10'000U);
+    }
 }
 
 TEST_F(SignalServiceTest, BeginsWhenItsStaggerAllows) {

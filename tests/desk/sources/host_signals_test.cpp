@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "base/clock.h"
 #include "tests/kit/temporary_directory.h"
 
 using desk::HostFigures;
@@ -147,6 +148,20 @@ TEST_F(HostTest, TellsSensorsOfOneNameApart) {
     write("sys/class/thermal/thermal_zone1/temp", "30000\n");
     HostSignals host(directory.path());
     EXPECT_THAT(values(host), testing::Contains("Temperature.board (2)=30.0"));
+}
+
+TEST(HostSignals, AreOfTheTimeAtWhichTheyAreReadWhicheverWasAskedFor) {
+    HostSignals host;
+    std::vector<SignalReading> readings;
+    const std::uint64_t before = getTimeOfDay();
+    host.read(0us, readings);
+    const std::uint64_t after = getTimeOfDay();
+    ASSERT_FALSE(readings.empty());
+    for (const SignalReading& reading : readings) {
+        ASSERT_TRUE(reading.time.has_value());
+        EXPECT_GE(*reading.time, before);
+        EXPECT_LE(*reading.time, after);
+    }
 }
 
 TEST(HostSignals, DescribeThisVeryMachine) {

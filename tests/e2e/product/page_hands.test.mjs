@@ -2,8 +2,9 @@
 import assert from "node:assert/strict";
 import { after, afterEach, before, beforeEach, describe, test } from "node:test";
 import { launchBrowser, openPage } from "../../kit/js/browser.mjs";
-import { byId, isDrawing, standsStill, state, texts } from "../../kit/js/live_page.mjs";
+import { byId, isDrawing, openView, standsStill, state, texts } from "../../kit/js/live_page.mjs";
 import { kLoggers, Network } from "../../kit/js/network.mjs";
+import { smallTargets } from "../../kit/js/touch.mjs";
 import { until } from "../../kit/js/wait.mjs";
 
 let network, browser, page, problems;
@@ -19,8 +20,13 @@ after(async () => {
   await network?.stop();
 });
 
-async function open(options = {}) {
+async function open(options = {}, panels = null) {
   page = await openPage(browser, network.apache.page, problems, options);
+  if (panels !== null) {
+    const kept = JSON.stringify({ format: "live-view-setup", version: 1, name: "", panels });
+    await page.evaluate((text) => localStorage.setItem("live-view.arrangement", text), kept);
+    await page.reload();
+  }
   await state(page, "live");
   await isDrawing(page, byId(page, "plot").first());
 }
@@ -180,5 +186,57 @@ describe("fingers", () => {
     await standsStill(page, byId(page, "plot").first());
     await page.keyboard.press("End");
     await isDrawing(page, byId(page, "plot").first());
+  });
+});
+
+describe("a tablet", () => {
+  const kKinds = ["chart", "lanes", "xy", "numbers", "table", "loads"];
+  const kTools = ["network", "loads", "triggers", "audio", "monitor", "setups", "protocol"];
+  const signals = ["Engine.Speed", "Transmission.Gear"].map((name) => ({ name, mac: kLoggers[0].mac, logger: kLoggers[0].name }));
+  const panels = kKinds.map((kind, index) => ({
+    id: String(index),
+    kind,
+    title: "",
+    signals: kind === "loads" ? [] : signals,
+    options: { w: 6, h: 4 },
+  }));
+  const bad = [];
+
+  // Notes what is too small there; `least`: so many controls are to be seen at least.
+  async function measure(place, root, least) {
+    const { small, count } = await smallTargets(page, root);
+    bad.push(...small.map((what) => `${place}: ${what}`));
+    assert.ok(count >= least, `${place}: only ${count} controls were measured`);
+  }
+
+  async function measureMenu(place, button, least) {
+    await button.click();
+    await measure(place, ".menu", least);
+    await page.keyboard.press("Escape");
+  }
+
+  test("has targets of 48 pixels wherever a finger goes", async () => {
+    await open({ hasTouch: true, viewport: { width: 1024, height: 768 } }, panels);
+    await measure("the start", "body", 20);
+    for (const kind of kKinds) await measureMenu(`the menu of ${kind}`, byId(page, `panel-${kind}`).getByTestId("panel-menu"), 8);
+    await measureMenu("the menu of panels", byId(page, "add-panel"), kKinds.length);
+    for (const tool of kTools) {
+      await openView(page, tool);
+      await measure(tool, "body", 20);
+    }
+    await byId(page, "tab-protocol").click();
+    await byId(page, "panel-numbers").locator(".tile-name").first().click();
+    await measure("limits", "dialog", 4);
+    await page.keyboard.press("Escape");
+    await byId(page, "keys").click();
+    await measure("keys", "dialog", 2);
+    await page.keyboard.press("Escape");
+    await byId(page, "marker-named").click();
+    await measure("names of markers", ".marker-panel", 2);
+    await page.keyboard.press("Escape");
+    if (!(await byId(page, "signal-list").isVisible())) await byId(page, "toggle-signals").click();
+    await measure("the signals", ".sidebar", 5);
+    await measureMenu("where to show a signal", byId(page, "signal-row").first().locator(".signal-menu button"), 5);
+    assert.deepEqual(bad, []);
   });
 });

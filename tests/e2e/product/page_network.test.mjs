@@ -111,7 +111,7 @@ describe("a network in which no logger has the address that the page waits for",
 });
 
 describe("a network that changes", () => {
-  test("a logger that leaves and returns is told, and its signals go on", async () => {
+  test("a logger that leaves and returns is told, as long as it is away, and its signals go on", async () => {
     await start({ loggers: [kFront, kRear] });
     const page = await openWith([{ name: "Engine.Speed", mac: kRear.mac, logger: kRear.name }]);
     await state(page, "live");
@@ -121,10 +121,27 @@ describe("a network that changes", () => {
     const view = await openView(page, "network");
     await until("one logger is left", async () => (await byId(view, "logger").count()) === 1, 40_000);
     await state(page, "live");
+    await until("it is told who has left", async () => (await texts(byId(view, "gone-logger")))[0]?.startsWith(kRear.name) === true);
+    assert.equal(await byId(page, "network-count").textContent(), "1 logger, 1 gone");
     await network.addLogger(kRear);
     await until("it is back", async () => (await byId(view, "logger").count()) === 2, 60_000);
     await state(page, "live");
+    await until("nobody is missed", async () => (await byId(page, "network-count").textContent()) === "2 loggers");
+    assert.equal(await byId(view, "gone-logger").count(), 0);
     await changes(page, row, 3);
+  });
+
+  test("loggers that all fall silent are told, although the connection is there", async () => {
+    await start({ loggers: [kFront, kRear] });
+    const page = await openPage(browser, network.apache.page, problems);
+    await state(page, "live");
+    await changes(page, byId(page, "grid"));
+    for (const { part } of network.loggers) part.signal("SIGSTOP");
+    await state(page, "silent");
+    assert.equal(await byId(page, "network-count").textContent(), "0 of 2 answer");
+    for (const { part } of network.loggers) part.signal("SIGCONT");
+    await state(page, "live");
+    await changes(page, byId(page, "grid"), 3);
   });
 
   test("a message bus that goes is told, and everything goes on when it is back", async () => {
@@ -206,6 +223,7 @@ describe("a logger whose clock is an hour behind", () => {
 
 describe("what other panels than charts show", () => {
   const names = ["Engine.Speed", "Transmission.Gear"];
+  const kState = /neutral|first|second|third|fourth|fifth|sixth/;
   const kinds = {
     lanes: {
       title: "State lanes",
@@ -215,28 +233,29 @@ describe("what other panels than charts show", () => {
       title: "x-y chart",
       head: /^time \(UTC\),time \[s\],logger stamp \[us\],Front: Engine.Speed \[1\/min\],Front: Transmission.Gear$/,
     },
-    table: { title: "Table", head: /^Logger,Name,Value,Unit,Description,logger stamp \[us\],/, rows: 2 },
+    table: { title: "Table", head: /^Logger,Name,Value,Unit,Description,time \(UTC\),logger stamp \[us\],Min,Max$/, rows: 2 },
+    numbers: { title: "Big numbers", head: /^Logger,Name,.*,logger stamp \[us\],Lower limit,Upper limit,State$/, rows: 2 },
+    loads: { title: "Bus loads", head: /^Logger,Bus,Name,Load,Peak,Unit,State/, rows: 2, wanted: /^Front,CAN \d,[^,]*,\d+,\d+,%,/ },
   };
 
-  test("is saved as values and, where it is a picture, as one", async () => {
+  test("is saved as values and as a picture", async () => {
     await start({ loggers: [kFront] });
-    for (const [kind, { title, head, rows = 4 }] of Object.entries(kinds)) {
-      const page = await openWith(
-        names.map((name) => ({ name, mac: kFront.mac, logger: kFront.name })),
-        kind,
-      );
+    for (const [kind, { title, head, rows = 4, wanted = kState }] of Object.entries(kinds)) {
+      const signals = kind === "loads" ? [] : names.map((name) => ({ name, mac: kFront.mac, logger: kFront.name }));
+      const page = await openWith(signals, kind);
       await state(page, "live");
+      if (kind === "loads") await byId(page, "load").first().waitFor();
       let lines;
       let name;
       await until(`values in ${kind}`, async () => {
         const saved = await save(page, kind, "Save as CSV");
         ({ name } = saved);
         lines = saved.content.toString("utf8").trimEnd().split("\r\n");
-        return lines.length >= rows + 1 && lines.slice(1).some((line) => /neutral|first|second|third|fourth|fifth|sixth/.test(line));
+        return lines.length >= rows + 1 && lines.slice(1).some((line) => wanted.test(line));
       });
       assert.match(lines[0], head);
       assert.match(name, new RegExp(`^${title} \\d{4}-\\d\\d-\\d\\d \\d{6}\\.csv$`));
-      if (kind !== "table") assert.equal((await save(page, kind, "Save as PNG")).content.toString("latin1", 1, 4), "PNG");
+      assert.equal((await save(page, kind, "Save as PNG")).content.toString("latin1", 1, 4), "PNG");
       await page.close();
     }
   });

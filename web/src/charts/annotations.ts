@@ -19,14 +19,14 @@ export interface Annotations {
 export const kNameRoom = 176;
 const kLongestName = 160;
 
-interface Area {
+export interface Area {
   readonly left: number;
   readonly top: number;
   readonly width: number;
   readonly height: number;
 }
 
-const kFont = '11px "Inter Variable", system-ui, sans-serif';
+export const kFont = '11px "Inter Variable", system-ui, sans-serif';
 
 /// Where a time lies, and whether it lies within the area.
 function placesIn({ left, width }: Area, { from, to }: Span) {
@@ -135,7 +135,8 @@ function badge(pen: CanvasRenderingContext2D, name: string, x: number, area: Are
   pen.textAlign = "left";
 }
 
-function shorten(pen: CanvasRenderingContext2D, text: string, width: number): string {
+/// As much of the text as has room; "" where that is nothing.
+export function shorten(pen: CanvasRenderingContext2D, text: string, width: number): string {
   if (pen.measureText(text).width <= width) return text;
   let end = text.length;
   while (end > 0 && pen.measureText(`${text.slice(0, end)}…`).width > width) end -= Math.ceil(end / 8);

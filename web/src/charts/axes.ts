@@ -8,9 +8,15 @@ import type { ZoneClock } from "./zone_clock.ts";
 
 const kFont = '11px "Inter Variable", system-ui, sans-serif';
 const kTimeSpace = 88;
+/// Height in pixels of the axis of time.
+export const kTimeAxis = 24;
 /// Room beside the plotting area in pixels where no value axis stands.
 export const kBeside = 12;
 
+/// Between the plotting area and the numbers of its value axes, in pixels.
+const kGap = 6;
+/// How far above the plotting area's top edge a unit stands, so that it is clear of the number there.
+const kUnitAbove = 11;
 /// Width in pixels of a value axis; the same for all, so that charts above each other share their edges.
 export const kAxisWidth = 56;
 
@@ -19,6 +25,7 @@ export interface ValueAxis {
   readonly key: string;
   readonly scale: SteadyScale;
   readonly colour: () => string;
+  readonly unit: string;
   readonly side: "left" | "right";
   /// Whether its divisions are drawn across the chart. Those of all scales lie at the same heights.
   readonly grid: boolean;
@@ -33,7 +40,7 @@ export function timeAxis(colours: () => ChartColours, zone: () => ZoneClock, sid
     scale: "x",
     stroke: () => colours().muted,
     font: kFont,
-    size: 24,
+    size: kTimeAxis,
     gap: 4,
     grid: { stroke: () => colours().grid, width: 1 },
     ticks: { show: false },
@@ -57,12 +64,42 @@ export function valueAxis(axis: ValueAxis, colours: () => ChartColours): uPlot.A
     stroke: axis.colour,
     font: kFont,
     size: kAxisWidth,
-    gap: 6,
+    gap: kGap,
     grid: { show: axis.grid, stroke: () => colours().grid, width: 1 },
     ticks: { show: false },
     splits: () => axis.scale.splits,
     values: (_u, splits) => numbersOf(axis.scale, splits),
   };
+}
+
+/// Room above the plotting area in pixels: half a number, and a line for units where there are any.
+export function roomAbove(axes: readonly ValueAxis[]): number {
+  return axes.some(({ unit }) => unit !== "") ? kUnitAbove + 12 : 10;
+}
+
+/// Writes each axis' unit above its numbers. The area is in canvas pixels, `ratio` of them a CSS pixel.
+export function drawUnits(
+  pen: CanvasRenderingContext2D,
+  area: { readonly left: number; readonly top: number; readonly width: number },
+  ratio: number,
+  axes: readonly ValueAxis[],
+): void {
+  pen.save();
+  pen.font = kFont.replace("11px", `${11 * ratio}px`);
+  pen.textBaseline = "alphabetic";
+  for (const side of ["left", "right"] as const) {
+    pen.textAlign = side === "left" ? "right" : "left";
+    axes
+      .filter((axis) => axis.side === side)
+      .forEach(({ unit, colour, scale }, place) => {
+        if (!scale.fitted) return;
+        const away = (kGap + place * kAxisWidth) * ratio;
+        pen.fillStyle = colour();
+        const x = side === "left" ? area.left - away : area.left + area.width + away;
+        pen.fillText(unit, x, area.top - kUnitAbove * ratio, (kAxisWidth - kGap - 2) * ratio);
+      });
+  }
+  pen.restore();
 }
 
 /// How the divisions of a scale are written; not at all before it has seen a value.

@@ -34,13 +34,19 @@ export function toCsv(columns: readonly CsvColumn[]): string {
   return `${lines.join("\r\n")}\r\n`;
 }
 
+/// Rows of fields as a file.
+export function csvRows(rows: readonly (readonly string[])[]): string {
+  return rows.map((row) => `${row.map(csvField).join(",")}\r\n`).join("");
+}
+
 /// A field of a file of values. Texts that a spreadsheet would take for a formula get a leading apostrophe; numbers do not.
-export function csvField(text: string): string {
+function csvField(text: string): string {
   const safe = /^[=+\-@\t\r]/.test(text) && Number.isNaN(Number(text)) ? `'${text}` : text;
   return /[",\r\n]/.test(safe) ? `"${safe.replaceAll('"', '""')}"` : safe;
 }
 
-function isoMicroseconds(seconds: number): string {
+/// A time as files tell it.
+export function isoMicroseconds(seconds: number): string {
   const whole = Math.floor(seconds);
   const micro = Math.min(999_999, Math.round((seconds - whole) * 1e6));
   return `${new Date(whole * 1000).toISOString().slice(0, 19)}.${String(micro).padStart(6, "0")}Z`;

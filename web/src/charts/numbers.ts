@@ -49,6 +49,11 @@ export function plainNumber(value: number): string {
   return Number.isFinite(value) ? String(Number(value.toPrecision(6))) : "–";
 }
 
+/// How long something lasts already, in whole seconds: "40 s", "3:07 min".
+export function wholeSeconds(seconds: number): string {
+  return seconds < 60 ? `${Math.max(0, Math.floor(seconds))} s` : duration(Math.floor(seconds));
+}
+
 /// A length of time in seconds: "850 ms", "12.4 s", "3:07 min", "1:00 h".
 export function duration(seconds: number): string {
   const size = Math.abs(seconds);

@@ -39,6 +39,16 @@ export function firstGapAfter(gaps: readonly Gap[], time: number): number {
   return index;
 }
 
+/// Whether nothing is known at that time.
+export function inGap(gaps: readonly Gap[], time: number): boolean {
+  return (gaps[firstGapAfter(gaps, time)]?.from ?? Infinity) < time;
+}
+
+/// The value that holds at a time, the last one at or before it; NaN where none is known.
+export function valueAt({ x, y, gaps }: Samples, time: number): number {
+  return inGap(gaps, time) ? NaN : (y[indexAtOrBefore(x, time)] ?? NaN);
+}
+
 /// How many gaps touch the span.
 export function gapsWithin(gaps: readonly Gap[], span: Span): number {
   let count = 0;

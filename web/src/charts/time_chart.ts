@@ -1,6 +1,6 @@
 // Several signals on one time axis, each unit on a scale of its own. Draws what it is given; keeps no samples.
 import uPlot from "uplot";
-import { kBeside, timeAxis, valueAxis, type ValueAxis } from "./axes.ts";
+import { drawUnits, kBeside, kTimeAxis, roomAbove, timeAxis, valueAxis, type ValueAxis } from "./axes.ts";
 import { drawAnnotations, kNameRoom, type Annotations } from "./annotations.ts";
 import type { ChartColours } from "./palette.ts";
 import { DashPhases } from "./dashes.ts";
@@ -10,10 +10,11 @@ import { drawSamples, partOf } from "./series_path.ts";
 import { SteadyScale } from "./steady_scale.ts";
 import { ZoneClock } from "./zone_clock.ts";
 
-/// A curve. Those with equal `scale` share a value axis.
+/// A curve. Those with equal `scale` share a value axis, and have one unit.
 export interface Trace {
   readonly id: string;
   readonly scale: string;
+  readonly unit: string;
   readonly colour: () => string;
   readonly dash: readonly number[];
 }
@@ -59,6 +60,8 @@ export class TimeChart {
   #dashes = new DashPhases();
   /// What is being drawn.
   #plan: Plan | null = null;
+  /// CSS pixels above the plotting area.
+  #above = 0;
   #width = 0;
   #height = 0;
 
@@ -168,7 +171,7 @@ export class TimeChart {
     return [...this.#scales].slice(0, count).map(([key, scale], index) => {
       const users = this.#traces.filter((trace) => trace.scale === key);
       const colour = users.length === 1 ? users[0]!.colour : () => this.#colours().muted;
-      return { key, scale, colour, side: index % 2 === 0 ? "left" : "right", grid: index === 0 };
+      return { key, scale, colour, unit: users[0]?.unit ?? "", side: index % 2 === 0 ? "left" : "right", grid: index === 0 };
     });
   }
 
@@ -176,18 +179,19 @@ export class TimeChart {
     this.destroy();
     if (this.#width === 0 || this.#height === 0) return;
     const axes = this.#axes();
+    this.#above = roomAbove(axes);
     const sides = axes.map(({ side }) => side);
     const time = timeAxis(this.#colours, () => this.#view?.zone ?? kUtc, sides);
     const options: uPlot.Options = {
       width: this.#width,
       height: this.#height,
       legend: { show: false },
-      padding: [10, axes.length < 2 ? kBeside : 0, 0, axes.length === 0 ? kBeside : 0],
+      padding: [this.#above, axes.length < 2 ? kBeside : 0, 0, axes.length === 0 ? kBeside : 0],
       cursor: { y: false, points: { show: false }, drag: { x: false, y: false }, bind: kNoBindings },
       scales: { x: { time: false, auto: false } },
       axes: [time, ...axes.map((axis) => valueAxis(axis, this.#colours))],
       series: [{}, ...this.#traces.map((trace) => this.#series(trace))],
-      hooks: { draw: [(u) => this.#annotate(u)] },
+      hooks: { drawAxes: [(u) => drawUnits(u.ctx, u.bbox, uPlot.pxRatio, axes)], draw: [(u) => this.#annotate(u)] },
     };
     for (const key of this.#scales.keys()) options.scales![key] = { auto: false };
     // uPlot draws a series only where it has data; the real samples are drawn by each series' own path.
@@ -249,7 +253,7 @@ export class TimeChart {
   }
 
   #fitScales(view: View): void {
-    let divisions = allowedDivisions((this.#height - 34) / kDivisionHeight);
+    let divisions = allowedDivisions((this.#height - kTimeAxis - this.#above) / kDivisionHeight);
     const clock = performance.now() / 1000;
     for (const [key, scale] of this.#scales) {
       let seen: { min: number; max: number } | null = null;

@@ -1,10 +1,12 @@
 // One signal against another: a point for each time at which one of them changed, with the values that held then.
 import uPlot from "uplot";
+import type { Area, Mark } from "./annotations.ts";
 import { numbersOf } from "./axes.ts";
 import type { ChartColours } from "./palette.ts";
-import { firstGapAfter, indexAtOrBefore, type Samples, type Span } from "./samples.ts";
+import { firstGapAfter, inGap, indexAtOrBefore, type Samples, type Span } from "./samples.ts";
 import { SteadyScale } from "./steady_scale.ts";
 import { allowedDivisions } from "./time_chart.ts";
+import { linesThrough, markedPoints, XyMarks, type MarkedPoint } from "./xy_marks.ts";
 
 export interface XyView {
   readonly x: Samples | null;
@@ -12,6 +14,7 @@ export interface XyView {
   readonly span: Span;
   /// A moment to be pointed out; null for the newest.
   readonly at: number | null;
+  readonly marks: readonly Mark[];
   readonly eager: boolean;
 }
 
@@ -48,6 +51,9 @@ export function pairs(x: Samples, y: Samples, span: Span): Pairs {
 }
 
 const kDivisionSize = 48;
+/// Radius of the dot at the end of the curve, and the width of its border; CSS pixels.
+const kDot = 5;
+const kBorder = 2;
 
 export class XyChart {
   readonly #host: HTMLElement;
@@ -58,6 +64,10 @@ export class XyChart {
   #plot: uPlot | null = null;
   #points: Pairs = { x: new Float64Array(0), y: new Float64Array(0), count: 0 };
   #at: { x: number; y: number } | null = null;
+  #marked: readonly MarkedPoint[] = [];
+  #marks = new XyMarks();
+  /// What the names of the marks were placed in.
+  #frame = "";
 
   constructor(host: HTMLElement, colours: () => ChartColours, stroke: () => string) {
     this.#host = host;
@@ -81,6 +91,7 @@ export class XyChart {
     if (plot === null) return false;
     this.#points = view.x !== null && view.y !== null ? pairs(view.x, view.y, view.span) : { ...this.#points, count: 0 };
     this.#at = this.#pointAt(view);
+    this.#marked = view.x !== null && view.y !== null ? markedPoints(view.x, view.y, view.marks, view.span) : [];
     const clock = performance.now() / 1000;
     const columns = allowedDivisions(plot.over.clientWidth / 64);
     const rows = allowedDivisions(plot.over.clientHeight / kDivisionSize);
@@ -100,9 +111,13 @@ export class XyChart {
 
   #pointAt(view: XyView): { x: number; y: number } | null {
     if (view.x === null || view.y === null) return null;
-    const i = indexAtOrBefore(view.x.x, view.at ?? view.span.to);
-    const j = indexAtOrBefore(view.y.x, view.at ?? view.span.to);
-    return i < 0 || j < 0 ? null : { x: view.x.y[i]!, y: view.y.y[j]! };
+    const time = view.at ?? view.span.to;
+    const [i, j] = [indexAtOrBefore(view.x.x, time), indexAtOrBefore(view.y.x, time)];
+    // What was last seen stays the end of the curve; at another moment nothing was known.
+    const known = view.at === null || !(inGap(view.x.gaps, time) || inGap(view.y.gaps, time));
+    if (i < 0 || j < 0 || !known) return null;
+    const point = { x: view.x.y[i]!, y: view.y.y[j]! };
+    return Number.isFinite(point.x) && Number.isFinite(point.y) ? point : null;
   }
 
   #extent(values: Float64Array): { min: number; max: number } | null {
@@ -137,7 +152,7 @@ export class XyChart {
       scales: { x: { time: false, auto: false }, y: { auto: false } },
       axes: [axis("x", this.#x, 26, 8), axis("y", this.#y, 56, 6)],
       series: [{}, { stroke: () => this.#stroke(), width: 1.25, points: { show: false }, paths: (u) => this.#path(u) }],
-      hooks: { draw: [(u) => this.#dot(u)] },
+      hooks: { draw: [(u) => this.#pointsOver(u)] },
     };
   }
 
@@ -159,16 +174,37 @@ export class XyChart {
     return { stroke, flags: 1 };
   }
 
-  #dot(plot: uPlot): void {
+  #pointsOver(plot: uPlot): void {
+    const ratio = uPlot.pxRatio;
+    const place = (point: { readonly x: number; readonly y: number }) => ({
+      left: plot.valToPos(point.x, "x", true),
+      top: plot.valToPos(point.y, "y", true),
+    });
     const at = this.#at;
-    if (at === null || !Number.isFinite(at.x) || !Number.isFinite(at.y)) return;
-    const pen = plot.ctx;
+    const frame = [plot.bbox.width, plot.bbox.height, this.#x.min, this.#x.max, this.#y.min, this.#y.max].join();
+    // Where everything has another place, names do not have to keep theirs.
+    if (frame !== this.#frame) this.#marks = new XyMarks();
+    this.#frame = frame;
+    const end = at === null ? null : { ...at, half: (kDot + kBorder) * ratio };
+    this.#marks.draw(plot.ctx, this.#marked, place, end, plot.bbox, ratio, this.#colours(), (box) => this.#linesThrough(plot, box));
+    if (at !== null) this.#dot(plot.ctx, place(at), ratio);
+  }
+
+  // In values, since a box is looked at once and a point would have to be placed.
+  #linesThrough(plot: uPlot, box: Area): number {
+    const [left, right] = [box.left, box.left + box.width].map((at) => plot.posToVal(at, "x", true)) as [number, number];
+    const [low, high] = [box.top + box.height, box.top].map((at) => plot.posToVal(at, "y", true)) as [number, number];
+    const { x, y, count } = this.#points;
+    return linesThrough(x, y, count, { left, top: low, width: right - left, height: high - low });
+  }
+
+  #dot(pen: CanvasRenderingContext2D, { left, top }: { left: number; top: number }, ratio: number): void {
     pen.save();
     pen.fillStyle = this.#stroke();
     pen.strokeStyle = this.#colours().panel;
-    pen.lineWidth = 2 * uPlot.pxRatio;
+    pen.lineWidth = kBorder * ratio;
     pen.beginPath();
-    pen.arc(plot.valToPos(at.x, "x", true), plot.valToPos(at.y, "y", true), 5 * uPlot.pxRatio, 0, 2 * Math.PI);
+    pen.arc(left, top, kDot * ratio, 0, 2 * Math.PI);
     pen.stroke();
     pen.fill();
     pen.restore();

@@ -1,6 +1,6 @@
 /// What a client tells of its connection.
-import type { Frame, Key } from "./types";
-import type { SignalState } from "./wanted_signals";
+import type { Frame } from "./types";
+import type { WantedState } from "./wanted_signals";
 
 export type ClientState =
   | { readonly type: "connecting"; readonly attempt: number }
@@ -22,5 +22,5 @@ export interface ClientEvents {
   text(direction: "sent" | "received", text: string, response?: string): void;
   /// A frame that is none of this protocol; the connection stays.
   bad(reason: string, text: string): void;
-  signals(states: readonly (readonly [Key, SignalState])[]): void;
+  signals(states: readonly WantedState[]): void;
 }

@@ -11,7 +11,13 @@ interface Wanted {
   /// Since when the logger forwards it, or has said that it does not.
   asked: boolean;
   state: SignalState;
+  why: string;
 }
+
+/// A signal that is wanted and what has become of it. `why`: what its logger said when it refused it, kNoAnswer when it said nothing.
+export type WantedState = readonly [key: Key, state: SignalState, why: string];
+
+export const kNoAnswer = "no_answer";
 
 const idOf = (key: Key) => `${key[1]}\n${key[0]}`;
 const kInterval = 100; // has no effect, but should be sent
@@ -33,7 +39,7 @@ export class WantedSignals implements RequestSource {
     this.#wanted = new Map();
     for (const { key, visible } of signals) {
       const id = idOf(key);
-      const known = before.get(id) ?? { key, visible, asked: this.#leaving.has(id), state: this.#idleState(id) };
+      const known = before.get(id) ?? { key, visible, asked: this.#leaving.has(id), state: this.#idleState(id), why: "" };
       known.visible = visible;
       this.#wanted.set(id, known);
       this.#leaving.delete(id);
@@ -63,8 +69,8 @@ export class WantedSignals implements RequestSource {
     this.#noteChange();
   }
 
-  states(): [Key, SignalState][] {
-    return [...this.#wanted.values()].map(({ key, state }) => [key, state]);
+  states(): WantedState[] {
+    return [...this.#wanted.values()].map(({ key, state, why }) => [key, state, state === "refused" ? why : ""]);
   }
 
   next(): { request: Request; priority: Priority } | null {
@@ -92,6 +98,7 @@ export class WantedSignals implements RequestSource {
     const wanted = this.#wanted.get(idOf(request.signal_key));
     if (!wanted || !wanted.asked) return;
     wanted.state = frame?.status === "OK" ? "running" : "refused";
+    wanted.why = frame === null ? kNoAnswer : reasonOf(frame);
     this.#noteChange();
   }
 
@@ -122,4 +129,8 @@ export class WantedSignals implements RequestSource {
   #idleState(id: string): SignalState {
     return this.#offered && !this.#offered.has(id) ? "absent" : "starting";
   }
+}
+
+function reasonOf({ errorCode, errorMessage, busError }: Frame): string {
+  return [errorMessage !== "" ? errorMessage : errorCode, busError].filter((part) => part !== "").join(", ");
 }

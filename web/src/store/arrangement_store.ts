@@ -1,5 +1,5 @@
 /// The panels on the screen, kept in the browser, and which signals their references mean in this network.
-import { effect, signal, type ReadonlySignal } from "@preact/signals";
+import { computed, effect, signal, type ReadonlySignal } from "@preact/signals";
 import { arrangementText, firstArrangement, parseArrangement, referenceTo } from "./arrangements";
 import {
   signalId,
@@ -18,11 +18,13 @@ const kKept = "live-view.arrangement";
 
 export class ArrangementStore {
   readonly state: ReadonlySignal<Arrangement>;
+  /// Whether the panels are decided, or first ones may still come by themselves.
+  readonly settled: ReadonlySignal<boolean>;
   readonly question = signal<OpenQuestion | null>(null);
   #state = signal<Arrangement>({ name: "", panels: [] });
   #extra = signal<ReadonlySet<SignalId>>(new Set());
   #meant = signal<ReadonlyMap<string, string | null>>(new Map()); // MAC addresses that were asked for
-  #own = false; // whether a person or a kept set-up has decided
+  #own = signal(false); // whether a person or a kept set-up has decided
 
   constructor(
     private readonly network: NetworkStore,
@@ -30,6 +32,7 @@ export class ArrangementStore {
     private readonly storage: Storage | null,
   ) {
     this.state = this.#state;
+    this.settled = computed(() => this.#own.value || this.signals.catalogue.value.complete);
     this.#restore();
     effect(() => this.#makeFirst());
     effect(() => this.#wantSignals());
@@ -37,7 +40,7 @@ export class ArrangementStore {
   }
 
   set(arrangement: Arrangement): void {
-    this.#own = true;
+    this.#own.value = true;
     this.#state.value = arrangement;
     this.#keep();
   }
@@ -65,7 +68,9 @@ export class ArrangementStore {
 
   removeFromPanel(id: string, removed: SignalId): void {
     const panel = this.#state.peek().panels.find((one) => one.id === id);
-    if (panel) this.changePanel(id, { signals: panel.signals.filter((reference) => this.resolve(reference) !== removed) });
+    // A signal of which it is not known whose it is goes by what the set-up says of it.
+    const meant = (reference: SignalReference) => this.resolve(reference) ?? signalId(reference);
+    if (panel) this.changePanel(id, { signals: panel.signals.filter((reference) => meant(reference) !== removed) });
   }
 
   start(ids: readonly SignalId[]): void {
@@ -100,7 +105,7 @@ export class ArrangementStore {
     if (!kept) return;
     try {
       this.#state.value = parseArrangement(kept);
-      this.#own = true;
+      this.#own.value = true;
     } catch {
       this.storage?.removeItem(kKept);
     }
@@ -110,22 +115,17 @@ export class ArrangementStore {
   #makeFirst(): void {
     const { entries } = this.signals.catalogue.value;
     const local = this.network.state.value.loggers.find((logger) => logger.local);
-    if (this.#own || !local) return;
+    if (this.#own.value || !local) return;
     const first = firstArrangement(entries, local.mac);
     if (first.panels.length === 0) return;
-    this.#own = true;
+    this.#own.value = true;
     this.#state.value = first;
   }
 
   #wantSignals(): void {
-    const ids = new Set(this.#extra.value);
-    for (const panel of this.#state.value.panels) {
-      for (const reference of panel.signals) {
-        const id = this.resolve(reference);
-        if (id !== null) ids.add(id);
-      }
-    }
-    this.signals.want(ids);
+    const panels = this.#state.value.panels.map(({ signals }) => signals.flatMap((reference) => this.resolve(reference) ?? []));
+    for (const ids of panels) this.signals.colours.chooseTogether(ids);
+    this.signals.want(new Set([...this.#extra.value, ...panels.flat()]));
   }
 
   #lookForQuestion(): void {

@@ -73,7 +73,10 @@ export class ConnectionStore {
       case "ready": {
         const offSince = this.buses.offSince.value;
         if (away) return { type: "no-bus", ...away };
-        return offSince === null ? { type: "live" } : { type: "off", sinceAt: offSince };
+        if (offSince !== null) return { type: "off", sinceAt: offSince };
+        const { loggers } = this.network.state.value;
+        const silent = loggers.length > 0 && loggers.every(({ answers }) => answers === false);
+        return silent ? { type: "silent", sinceAt: Math.max(...loggers.map(({ heardAt }) => heardAt)) } : { type: "live" };
       }
     }
   }

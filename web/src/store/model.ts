@@ -31,12 +31,16 @@ export interface Store {
   readonly catalogue: ReadonlySignal<CatalogueState>;
   /// Which signals are wanted, and how far that has come.
   readonly runs: ReadonlySignal<ReadonlyMap<SignalId, RunState>>;
+  /// What was said of the signals that were refused: the logger's words, or "no_answer".
+  readonly refusals: ReadonlySignal<ReadonlyMap<SignalId, string>>;
   readonly buses: ReadonlySignal<BusesState>;
   readonly triggers: ReadonlySignal<TriggersState>;
   readonly audio: ReadonlySignal<AudioState>;
   readonly monitor: ReadonlySignal<MonitorState>;
   readonly setups: ReadonlySignal<SetupsState>;
   readonly arrangement: ReadonlySignal<Arrangement>;
+  /// Whether the panels are decided; else first ones come by themselves as soon as a logger's signals are known.
+  readonly arranged: ReadonlySignal<boolean>;
   readonly protocol: ReadonlySignal<ProtocolState>;
   readonly notices: ReadonlySignal<readonly Notice[]>;
   /// Marker names for the keys 1 to 9, kept in the browser; "" for a key without one.

@@ -2,7 +2,7 @@
 import { computed, signal, type ReadonlySignal } from "@preact/signals";
 import type { Frame, LoggerInfo } from "../protocol/types";
 import type { CatalogueColumns } from "../worker/messages";
-import type { LoggerState, NetworkState } from "./model";
+import type { GoneLogger, LoggerState, NetworkState } from "./model";
 
 interface Known {
   info: LoggerInfo | null;
@@ -18,9 +18,12 @@ interface Known {
 /// Milliseconds within which a logger has to have been heard when another one is found silent.
 const kFresh = 5_000;
 
+/// Milliseconds for which a logger that has left is told of, as long as its curves are kept.
+const kRemembered = 600_000;
+
 export class NetworkStore {
   readonly state: ReadonlySignal<NetworkState>;
-  #state = signal<NetworkState>({ name: "", loggers: [], complete: false });
+  #state = signal<NetworkState>({ name: "", loggers: [], gone: [], complete: false });
   /// Labels of the loggers that did not answer when they were asked last.
   readonly silent = computed(() => this.#state.value.loggers.filter(({ answers }) => answers === false).map(({ label }) => label));
   #known = new Map<string, Known>();
@@ -30,6 +33,7 @@ export class NetworkStore {
   // Of earlier connections too, by MAC address: curves that are on the screen stay where they are.
   #names = new Map<string, string>();
   #clockOffsets = new Map<string, number>();
+  #before = new Map<string, GoneLogger>();
 
   constructor(
     /// A logger's clock has another offset.
@@ -128,15 +132,20 @@ export class NetworkStore {
     this.#publish();
   }
 
-  /// A new connection: loggers that are not there any more are not shown on.
+  /// A new connection: loggers that are not there any more are shown as gone, those of the last ten minutes.
   begin(): void {
+    for (const [mac, { info, heardAt }] of this.#known)
+      if (info !== null) this.#before.set(mac, { mac, label: this.labelOf(mac), heardAt });
+    const newest = Math.max(...[...this.#before.values()].map(({ heardAt }) => heardAt));
+    for (const [mac, { heardAt }] of this.#before) if (newest - heardAt > kRemembered) this.#before.delete(mac);
     this.#known.clear();
     this.#neighbours = null;
   }
 
   /// Another session is shown from now on.
-  forgetOffsets(): void {
+  forgetAll(): void {
     this.#clockOffsets.clear();
+    this.#before.clear();
   }
 
   #takeInfo(info: LoggerInfo, at: number): void {
@@ -175,8 +184,9 @@ export class NetworkStore {
     const macs = new Set([...this.#known.keys(), ...(this.#neighbours ?? [])]);
     const names = [...macs].map((mac) => this.#nameOf(mac));
     const loggers = [...macs].map((mac) => this.#loggerState(mac, names));
-    loggers.sort((a, b) => Number(b.local) - Number(a.local) || (a.label < b.label ? -1 : 1));
-    this.#state.value = { name: this.#name, loggers, complete: this.#complete };
+    loggers.sort((a, b) => Number(b.local) - Number(a.local) || a.label.localeCompare(b.label, undefined, { numeric: true }));
+    const gone = this.#complete ? [...this.#before.values()].filter(({ mac }) => !macs.has(mac)) : [];
+    this.#state.value = { name: this.#name, loggers, gone, complete: this.#complete };
   }
 
   #nameOf(mac: string): string {

@@ -1,28 +1,31 @@
 /// Which signals are wanted, how far that has come, and what is known of each.
 import { computed, signal, type ReadonlySignal } from "@preact/signals";
 import type { Key } from "../protocol/types";
-import type { SignalState } from "../protocol/wanted_signals";
+import type { SignalState, WantedState } from "../protocol/wanted_signals";
 import type { CatalogueColumns, FeedLink, ValueBatch } from "../worker/messages";
 import { busName } from "./bus_names";
 import { History } from "./history";
 import { signalId, signalKey, type CatalogueEntry, type CatalogueState, type RunState, type SignalId } from "./model";
 import type { NetworkStore } from "./network_store";
 import type { NetworkTime } from "./network_time";
+import { SignalColours } from "./signal_colours";
 
 const kForget = 600_000; // ms after which the history of a signal that nobody wants any more goes
 
 export class SignalsStore {
   readonly catalogue: ReadonlySignal<CatalogueState>;
   readonly runs: ReadonlySignal<ReadonlyMap<SignalId, RunState>>;
+  readonly refusals: ReadonlySignal<ReadonlyMap<SignalId, string>>;
   /// Whether a recorded session is played: what it holds runs, and nothing can be started.
   readonly playing = signal(false);
+  readonly colours = new SignalColours();
   #catalogue = signal<CatalogueState>({ entries: [], byId: new Map(), complete: false, missing: [] });
   #states = signal<ReadonlyMap<SignalId, SignalState>>(new Map());
+  #refusals = signal<ReadonlyMap<SignalId, string>>(new Map());
   #wanted = signal<ReadonlySet<SignalId>>(new Set());
   #visible = new Map<string, readonly SignalId[]>();
   #histories = new Map<SignalId, History>();
   #byNumber: History[] = [];
-  #colours = new Map<SignalId, number>();
   #told = "";
   #connected = false;
 
@@ -32,6 +35,7 @@ export class SignalsStore {
     private readonly time: NetworkTime,
   ) {
     this.catalogue = this.#catalogue;
+    this.refusals = this.#refusals;
     this.runs = computed(() => {
       const runs = new Map<SignalId, RunState>();
       const offered = this.playing.value ? this.#catalogue.value.byId : null;
@@ -50,13 +54,6 @@ export class SignalsStore {
     if (!history || history.arrivedAt === -Infinity) return false;
     if (!this.#connected) return true;
     return !history.discrete && (now - history.arrivedAt) / 1000 > history.patience;
-  }
-
-  colour(id: SignalId): number {
-    const known = this.#colours.get(id);
-    if (known !== undefined) return known;
-    this.#colours.set(id, this.#colours.size);
-    return this.#colours.size - 1;
   }
 
   /// Replaces what is wanted.
@@ -78,8 +75,11 @@ export class SignalsStore {
     this.#tell();
   }
 
-  takeStates(states: readonly (readonly [Key, SignalState])[]): void {
+  takeStates(states: readonly WantedState[]): void {
     this.#states.value = new Map(states.map(([[name, mac], state]) => [signalId({ name, mac }), state]));
+    const refused = states.filter(([, state]) => state === "refused");
+    if (refused.length === 0 && this.#refusals.peek().size === 0) return;
+    this.#refusals.value = new Map(refused.map(([[name, mac], , why]) => [signalId({ name, mac }), why]));
   }
 
   takeCatalogue(columns: CatalogueColumns): void {
@@ -135,6 +135,7 @@ export class SignalsStore {
     for (const history of [...this.#histories.values()]) this.#replace(history);
     this.#catalogue.value = { entries: [], byId: new Map(), complete: false, missing: [] };
     this.#states.value = new Map();
+    this.#refusals.value = new Map();
   }
 
   forgetOld(now: number): void {

@@ -181,7 +181,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
 
   function forgetAll(): void {
     for (const part of [network, buses, triggers, audio, monitor, setups]) part.begin();
-    network.forgetOffsets();
+    network.forgetAll();
     signals.clear();
     time.clear();
   }
@@ -199,6 +199,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     network: network.state,
     catalogue: signals.catalogue,
     runs: signals.runs,
+    refusals: signals.refusals,
     buses: buses.state,
     triggers: computed(() => {
       const state = triggers.state.value;
@@ -208,6 +209,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     monitor: monitor.state,
     setups: computed<SetupsState>(() => ({ ...setups.state.value, question: arrangement.question.value })),
     arrangement: arrangement.state,
+    arranged: arrangement.settled,
     protocol: protocol.state,
     notices: notices.state,
     markerPresets: presets.state,
@@ -220,7 +222,7 @@ export function createStore(link: FeedLink, { url, address, storage, ticks }: St
     history: (id) => signals.history(id),
     age: (id) => (clock() - (signals.history(id)?.arrivedAt ?? -Infinity)) / 1000,
     stale: (id) => signals.stale(id, clock()),
-    colour: (id) => signals.colour(id),
+    colour: (id) => signals.colours.of(id),
 
     start: (ids) => arrangement.start(ids),
     stop: (ids) => arrangement.stop(ids),

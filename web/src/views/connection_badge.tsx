@@ -1,5 +1,6 @@
 // The truth about the connection, in a word and, where there is more to say, a few others.
 import { useEffect, useState } from "preact/hooks";
+import { wholeSeconds } from "../charts/numbers.ts";
 import { texts } from "../i18n/texts.ts";
 import type { ConnectionState } from "../store/model.ts";
 import { useStore } from "./context.ts";
@@ -17,7 +18,8 @@ export function ConnectionBadge() {
   const store = useStore();
   const t = texts();
   const state = store.connection.value;
-  const now = useSeconds(state.type === "lost");
+  const counts = state.type === "lost" || state.type === "silent";
+  const now = useSeconds(counts);
   const shown = describe(state, store.paused.value, now);
   return (
     <div class={`connection ${shown.tone}`} data-testid="connection" data-state={state.type}>
@@ -25,13 +27,13 @@ export function ConnectionBadge() {
       {shown.icon && <Icon name={shown.icon} />}
       <span class="connection-words" role="status">
         <strong class="connection-text">{shown.text}</strong>
-        {shown.detail !== "" && state.type !== "lost" && (
+        {shown.detail !== "" && !counts && (
           <span class="connection-detail" title={shown.detail}>
             {shown.detail}
           </span>
         )}
       </span>
-      {state.type === "lost" && (
+      {counts && (
         <span class="connection-detail" title={shown.detail}>
           {shown.detail}
         </span>
@@ -54,6 +56,8 @@ function describe(state: ConnectionState, paused: boolean, now: number): Shown {
       return { tone: "wait", text: t.waiting, detail: state.missing.length > 0 ? t.waitingFor(state.missing.join(", ")) : "" };
     case "live":
       return paused ? { tone: "plain", text: t.paused, detail: "", icon: "pause" } : { tone: "good", text: t.live, detail: "" };
+    case "silent":
+      return { tone: "bad", text: t.silent, detail: texts().network.silentFor(wholeSeconds((now - state.sinceAt) / 1000)), icon: "warning" };
     case "off":
       return { tone: "bad", text: t.off, detail: t.offWhy, icon: "warning" };
     case "no-bus":

@@ -29,7 +29,8 @@ export function Grid() {
   const unit = Math.max(kLeastRow, room / Math.max(1, total));
   return (
     <main class="grid" aria-label={t.regions.panels} ref={root} data-testid="grid">
-      {panels.length === 0 && (
+      {panels.length === 0 && !store.arranged.value && <Nothing icon="chart" text={t.panels.coming} waiting />}
+      {panels.length === 0 && store.arranged.value && (
         <Nothing icon="chart" text={t.panels.none} hint={t.panels.noneHint}>
           <Button
             label={t.signals.newChart}

@@ -45,7 +45,7 @@ function NetworkSummary() {
   const store = useStore();
   const workspace = useWorkspace();
   const t = texts();
-  const { name, loggers } = store.network.value;
+  const { name, loggers, gone } = store.network.value;
   const answering = loggers.filter(({ answers }) => answers !== false).length;
   const title = name !== "" ? name : loggers.length > 0 ? t.header.alone : t.header.noNetwork;
   return (
@@ -62,12 +62,12 @@ function NetworkSummary() {
           <span class="network-name" data-testid="network-name">
             {title}
           </span>
-          <span class={`network-count ${answering < loggers.length ? "warn" : ""}`} data-testid="network-count">
+          <span class={`network-count ${answering < loggers.length || gone.length > 0 ? "warn" : ""}`} data-testid="network-count">
             {loggers.length === 0
               ? t.title
               : answering < loggers.length
                 ? t.header.answering(answering, loggers.length)
-                : t.header.loggers(loggers.length)}
+                : t.header.loggers(loggers.length) + (gone.length > 0 ? `, ${t.header.gone(gone.length)}` : "")}
           </span>
         </button>
       </h1>

@@ -5,7 +5,7 @@ import { texts } from "../i18n/texts.ts";
 import type { Panel, PanelKind, Store } from "../store/model.ts";
 import { useStore, useWorkspace } from "./context.ts";
 import { bounded, moved, sizeOf } from "./layout.ts";
-import { kDragType, kPanelDragType, panelSignals, setOptions, takesSignals } from "./panel_signals.ts";
+import { fullName, kDragType, kPanelDragType, panelSignals, setOptions, takesSignals } from "./panel_signals.ts";
 import { ChartPanel } from "./panels/chart_panel.tsx";
 import { LanesPanel } from "./panels/lanes_panel.tsx";
 import { LoadsPanel } from "./panels/loads_panel.tsx";
@@ -25,7 +25,7 @@ const kViews: Record<PanelKind, (props: PanelProps) => ComponentChildren> = {
   xy: (props) => <XyPanel {...props} />,
   numbers: (props) => <NumbersPanel {...props} />,
   table: (props) => <TablePanel {...props} />,
-  loads: ({ menu }) => <LoadsPanel menu={menu} />,
+  loads: ({ panel, menu }) => <LoadsPanel frame={{ panel, menu }} />,
 };
 
 // More than that would hide the rest of the menu; the table has a cross in each row.
@@ -81,7 +81,7 @@ export function PanelFrame({ panel, grow, rowHeight, columnWidth }: Props) {
           <Icon name={kPanelIcons[panel.kind]} />
         </span>
         <PanelTitle panel={panel} title={title} />
-        <MenuButton label={t.panels.menu(title)} testid="panel-menu" groups={() => [...menu.current(), ...frameMenu()]} />
+        <MenuButton label={t.panels.menu(title)} testid="panel-menu" groups={() => [refusals(), ...menu.current(), ...frameMenu()]} />
       </div>
       <div class="panel-body">
         {empty ? (
@@ -93,6 +93,12 @@ export function PanelFrame({ panel, grow, rowHeight, columnWidth }: Props) {
       <Resizer panel={panel} rowHeight={rowHeight} columnWidth={columnWidth} />
     </section>
   );
+
+  // Panels may have no room for all that a logger said.
+  function refusals(): MenuGroup {
+    const refused = signals.filter(({ run }) => run === "refused").slice(0, kMostRemovals);
+    return { items: refused.map(({ name, away }) => ({ label: `${name}: ${away}`, icon: "warning" })) };
+  }
 
   function frameMenu(): MenuGroup[] {
     const { w, h } = sizeOf(panel);
@@ -131,7 +137,7 @@ export function PanelFrame({ panel, grow, rowHeight, columnWidth }: Props) {
       {
         title: t.panels.removeSignals,
         items: signals.slice(0, kMostRemovals).map((signal) => ({
-          label: signal.name,
+          label: fullName(signal),
           icon: "close" as const,
           action: () => store.removeFromPanel(panel.id, signal.id ?? signal.key),
         })),

@@ -1,4 +1,6 @@
 // The signals of a panel as its view needs them, and where a chosen signal goes.
+import { texts } from "../i18n/texts.ts";
+import { signalId } from "../store/model.ts";
 import type { CatalogueEntry, Panel, PanelKind, RunState, SignalId, SignalReference, Store } from "../store/model.ts";
 import type { Workspace } from "./workspace.ts";
 
@@ -11,31 +13,54 @@ export interface PanelSignal {
   readonly name: string;
   readonly unit: string;
   readonly logger: string;
+  /// The logger where another signal of the panel has the same name, else empty.
+  readonly origin: string;
   readonly run: RunState;
+  /// Why no values can come, in words; "" where they can.
+  readonly away: string;
   /// Colour number; see `Store.colour`.
   readonly colour: number;
 }
 
 /// Whether no values can come: nobody offers the signal, or its logger refused it.
-export function isAway({ run }: PanelSignal): boolean {
-  return run === "absent" || run === "refused";
+export function isAway({ away }: PanelSignal): boolean {
+  return away !== "";
+}
+
+/// That in words, with what the logger said; "" where values can come.
+export function awayText(store: Store, id: SignalId | null, run: RunState): string {
+  const t = texts().signals;
+  if (run === "absent") return t.run.absent;
+  if (run !== "refused") return "";
+  const why = (id === null ? undefined : store.refusals.value.get(id)) ?? "";
+  return why === "" ? t.run.refused : t.refusedWhy(t.reasons[why] ?? why);
+}
+
+/// The name by which it is told apart from the panel's other signals.
+export function fullName({ name, origin }: PanelSignal): string {
+  return origin === "" ? name : `${name} · ${origin}`;
 }
 
 /// What the panel holds, in its order. Reads the catalogue and the runs: call it while a component is drawn.
 export function panelSignals(store: Store, panel: Panel): PanelSignal[] {
   const { byId } = store.catalogue.value;
   const runs = store.runs.value;
+  const alone = ({ name }: SignalReference) => panel.signals.filter((other) => other.name === name).length === 1;
   return panel.signals.map((reference) => {
     const id = store.resolve(reference);
     const entry: CatalogueEntry | undefined = id === null ? undefined : byId.get(id);
+    const logger = entry?.logger ?? reference.logger;
+    const run = id === null ? "absent" : (runs.get(id) ?? "off");
     return {
       reference,
       id,
-      key: id ?? `${reference.mac}\n${reference.name}`,
+      key: id ?? signalId(reference),
       name: reference.name,
       unit: entry?.unit ?? "",
-      logger: entry?.logger ?? reference.logger,
-      run: id === null ? "absent" : (runs.get(id) ?? "off"),
+      logger,
+      origin: alone(reference) ? "" : logger,
+      run,
+      away: awayText(store, id, run),
       colour: id === null ? 7 : store.colour(id),
     };
   });

@@ -5,7 +5,7 @@ import { curveColour } from "../charts/palette.ts";
 import { texts } from "../i18n/texts.ts";
 import type { CatalogueEntry, SignalId } from "../store/model.ts";
 import { useStore, useWorkspace } from "./context.ts";
-import { hideSignal, holds, kDragType, showSignal, takesSignals } from "./panel_signals.ts";
+import { awayText, hideSignal, holds, kDragType, showSignal, takesSignals } from "./panel_signals.ts";
 import { matching, toRows, type SignalRow } from "./signal_rows.ts";
 import { kPanelIcons } from "./toolbar.tsx";
 import { Button } from "./ui/button.tsx";
@@ -139,6 +139,7 @@ function SignalEntryRow({ entry }: { entry: CatalogueEntry }) {
   const t = texts();
   const run = store.runs.value.get(entry.id) ?? "off";
   const on = run !== "off";
+  const away = awayText(store, entry.id, run);
   const { name } = entry.key;
   return (
     <div
@@ -155,12 +156,18 @@ function SignalEntryRow({ entry }: { entry: CatalogueEntry }) {
         data-stop
         class="signal-toggle"
         aria-pressed={on}
-        title={`${on ? t.signals.hide(name) : t.signals.add(name)}\n${entry.logger} · ${entry.bus || t.signals.noBus}${on ? `\n${t.signals.run[run]}` : ""}`}
+        title={`${on ? t.signals.hide(name) : t.signals.add(name)}\n${entry.logger} · ${entry.bus || t.signals.noBus}${on ? `\n${away !== "" ? away : t.signals.run[run]}` : ""}`}
         onClick={() => (on ? hideSignal(store, entry.id) : showSignal(store, workspace, entry.id))}
       >
         <span class="swatch" style={on ? { backgroundColor: curveColour(workspace.theme.value, store.colour(entry.id)) } : {}} />
         <span class="signal-name">{name}</span>
-        {on ? <RowValue id={entry.id} /> : <span class="signal-unit unit">{entry.unit}</span>}
+        {away !== "" ? (
+          <span class="signal-away">{away}</span>
+        ) : on ? (
+          <RowValue id={entry.id} />
+        ) : (
+          <span class="signal-unit unit">{entry.unit}</span>
+        )}
       </button>
       <MenuButton label={t.signals.menu(name)} class="signal-menu" groups={() => placeMenu(entry.id)} />
     </div>
@@ -169,6 +176,7 @@ function SignalEntryRow({ entry }: { entry: CatalogueEntry }) {
   function placeMenu(id: SignalId): MenuGroup[] {
     const panels = store.arrangement.value.panels.filter(takesSignals);
     return [
+      { items: run === "refused" ? [{ label: away, icon: "warning" }] : [] },
       {
         title: t.signals.addTo,
         items: panels.map((panel) => ({

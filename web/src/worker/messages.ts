@@ -3,7 +3,7 @@
 import type { ClientState } from "../protocol/client_state";
 import type { Priority } from "../protocol/request_queue";
 import type { BusName, Frame, Key, Request } from "../protocol/types";
-import type { SignalState } from "../protocol/wanted_signals";
+import type { WantedState } from "../protocol/wanted_signals";
 
 export type ToFeed =
   /// First of all. `origin` is `performance.timeOrigin` of the page.
@@ -40,7 +40,7 @@ export type FromFeed =
   | { readonly op: "frame"; readonly frame: Frame; readonly at: number }
   | { readonly op: "answer"; readonly id: number; readonly frame: Frame | null }
   | { readonly op: "no-answer"; readonly id: number; readonly reason: "lost" | "late" | "dropped" }
-  | { readonly op: "signals"; readonly states: readonly (readonly [Key, SignalState])[] }
+  | { readonly op: "signals"; readonly states: readonly WantedState[] }
   | ValueBatch
   | CatalogueColumns
   | { readonly op: "log"; readonly records: readonly LogRecord[]; readonly queued: number }

@@ -11,6 +11,8 @@ export type ConnectionState =
   /// name is known; empty while not even the neighbours are known.
   | { readonly type: "waiting"; readonly missing: readonly string[]; readonly sinceAt: number }
   | { readonly type: "live" }
+  /// Connected, but none of the loggers answers; `sinceAt` is when one was heard last.
+  | { readonly type: "silent"; readonly sinceAt: number }
   /// All loads have become unknown at once without being asked: a logger was switched off or stopped.
   | { readonly type: "off"; readonly sinceAt: number }
   /// Connected to the web server, but the logger's message bus is not reachable.

@@ -20,9 +20,19 @@ export interface LoggerState {
   readonly heardAt: number;
 }
 
+/// A logger that was in the network while the page was open, and is not any more.
+export interface GoneLogger {
+  readonly mac: string;
+  readonly label: string;
+  /// When it was heard last, as `LoggerState` has it.
+  readonly heardAt: number;
+}
+
 export interface NetworkState {
   readonly name: string;
   readonly loggers: readonly LoggerState[];
+  /// Those that were heard in the last ten minutes before this connection; empty while the network is not complete.
+  readonly gone: readonly GoneLogger[];
   /// Whether every logger has told about itself.
   readonly complete: boolean;
 }

@@ -1,7 +1,7 @@
 // Every logger of the network: what it is, whether it answers, how its clock stands.
-import { duration } from "../../charts/numbers.ts";
+import { duration, wholeSeconds } from "../../charts/numbers.ts";
 import { texts } from "../../i18n/texts.ts";
-import type { LoggerState } from "../../store/model.ts";
+import type { GoneLogger, LoggerState } from "../../store/model.ts";
 import { useStore, zoneClock } from "../context.ts";
 import { Incomplete, Nothing } from "../ui/states.tsx";
 
@@ -11,7 +11,7 @@ const kLong = 5_000;
 export function NetworkView() {
   const store = useStore();
   const t = texts();
-  const { loggers, complete, name } = store.network.value;
+  const { loggers, gone, complete, name } = store.network.value;
   const connection = store.connection.value;
   if (loggers.length === 0) return <Nobody />;
   const missing = connection.type === "waiting" ? connection.missing : [];
@@ -29,7 +29,31 @@ export function NetworkView() {
           <Logger key={logger.mac} logger={logger} />
         ))}
       </ul>
+      {gone.length > 0 && <Gone loggers={gone} />}
     </div>
+  );
+}
+
+/// Those that have left.
+function Gone({ loggers }: { loggers: readonly GoneLogger[] }) {
+  const store = useStore();
+  const t = texts();
+  store.ticks.texts.value;
+  return (
+    <section class="gone-loggers" aria-label={t.network.gone}>
+      <h3 class="section-head">{t.network.gone}</h3>
+      <ul>
+        {loggers.map(({ mac, label, heardAt }) => (
+          <li class="logger-head" key={mac} data-testid="gone-logger" data-mac={mac}>
+            <span class="dot" aria-hidden="true" />
+            <span class="logger-name muted" title={`${label}\n${mac}`}>
+              {label}
+            </span>
+            <span class="logger-answers warn">{t.network.heard(t.common.ago(wholeSeconds((performance.now() - heardAt) / 1000)))}</span>
+          </li>
+        ))}
+      </ul>
+    </section>
   );
 }
 
@@ -92,10 +116,6 @@ function Answering({ logger }: { logger: LoggerState }) {
         ? t.answers
         : t.silentFor(wholeSeconds((performance.now() - logger.heardAt) / 1000));
   return <span class={`logger-answers ${logger.answers === false ? "warn" : "muted"}`}>{text}</span>;
-}
-
-function wholeSeconds(seconds: number): string {
-  return seconds < 60 ? `${Math.max(0, Math.floor(seconds))} s` : duration(Math.floor(seconds));
 }
 
 function offsetText(logger: LoggerState): string {

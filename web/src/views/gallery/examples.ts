@@ -80,6 +80,9 @@ function gear(t: number): number {
   return Math.min(6, Math.max(1, Math.floor(speed(t) / 20)));
 }
 
+/// Is called like another logger's signal.
+export const kTwin: Example = { ...kSpeed, ...kRear, value: (x) => speed(x) * 0.9 };
+
 export const kExamples = [kSpeed, kRpm, kGear, kWheel, kTemperature, kDoor, kVoltage, kSilent, kNoValue, kSwitch];
 
 let panelNumber = 0;
@@ -117,6 +120,7 @@ export const kNetwork: NetworkState = {
       clockOffset: 1250,
     }),
   ],
+  gone: [],
   complete: true,
 };
 
@@ -228,4 +232,24 @@ export const kTriggers: TriggersState = {
   complete: true,
   missing: [],
   pending: [],
+};
+
+/// More of them within a few seconds, one where a signal has a gap and one just now.
+export const kCloseTriggers: TriggersState = {
+  ...kTriggers,
+  events: [
+    { marker: "brakes of the trailer pulled", ago: 0.4 },
+    { marker: "lane change", ago: 6.2 },
+    { marker: "second car", ago: 6.3 },
+    { marker: "tunnel", ago: 16 },
+    { marker: "door slammed while the engine was running, second try of the afternoon", ago: 21 },
+  ].map(({ marker, ago }, index) => ({
+    id: `close ${index}`,
+    marker,
+    number: 5 - index,
+    x: kNow - ago,
+    stamp: (kNow - ago) * 1e6,
+    timeZone: "Europe/Berlin",
+    also: [],
+  })),
 };

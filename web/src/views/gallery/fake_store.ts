@@ -43,8 +43,8 @@ type Parts = {
   connection?: ConnectionState;
   arrangement?: Arrangement;
   catalogue?: { complete: boolean; missing: readonly string[] };
-  /// Examples that do not simply run.
-  runs?: readonly (readonly [Example, RunState])[];
+  /// Examples that do not simply run, and why they were refused.
+  runs?: readonly (readonly [example: Example, run: RunState, why?: string])[];
 };
 
 /// A store with these examples, all of them running, and these parts; everything else is empty.
@@ -55,22 +55,28 @@ export function fakeStore(examples: readonly Example[], parts: Parts = {}): Stor
   const arrangement = signal<Arrangement>(parts.arrangement ?? { name: "", panels: [] });
   const wanted = new Set(arrangement.value.panels.flatMap(({ signals }) => signals.map(({ name, mac }) => signalId({ name, mac }))));
   const runs = new Map<SignalId, RunState>([...wanted].map((id) => [id, byId.has(id) ? "running" : "absent"]));
-  for (const [example, run] of parts.runs ?? []) runs.set(idOf(example), run);
+  const refusals = new Map<SignalId, string>();
+  for (const [example, run, why] of parts.runs ?? []) {
+    runs.set(idOf(example), run);
+    if (why !== undefined) refusals.set(idOf(example), why);
+  }
   const change = (panels: readonly Panel[]) => (arrangement.value = { ...arrangement.value, panels });
   const paused = signal(false);
   const nothing = () => {};
   const never = () => Promise.resolve(false);
   return {
     connection: signal(parts.connection ?? { type: "live" }),
-    network: signal(parts.network ?? { name: "", loggers: [], complete: false }),
+    network: signal(parts.network ?? { name: "", loggers: [], gone: [], complete: false }),
     catalogue: signal({ entries, byId, complete: parts.catalogue?.complete ?? true, missing: parts.catalogue?.missing ?? [] }),
     runs: signal(runs),
+    refusals: signal(refusals),
     buses: signal(parts.buses ?? { buses: [], gps: [], running: false, complete: false, missing: [] }),
     triggers: signal(parts.triggers ?? { events: [], complete: false, missing: [], pending: [] }),
     audio: signal(parts.audio ?? { files: null, upload: { type: "idle" } }),
     monitor: signal(parts.monitor ?? { screens: null, running: false, chosen: null, signals: [] }),
     setups: signal(parts.setups ?? { names: null, busy: false, error: "", question: null }),
     arrangement,
+    arranged: signal(true),
     protocol: signal(parts.protocol ?? { frames: [], keepValues: false, recording: null, playback: null, queued: 0 }),
     notices: signal(parts.notices ?? []),
     markerPresets: signal(["", "", "", "", "", "", "", "", ""]),

@@ -27,7 +27,7 @@ const kViews: Record<string, { view: () => ComponentChildren; width: number; hei
   xy: { view: () => <Panels />, width: 400, height: 320 },
   numbers: { view: () => <Panels />, width: 480, height: 280 },
   table: { view: () => <Panels />, width: 720, height: 280 },
-  loads: { view: () => <LoadsPanel />, width: 480, height: 480 },
+  loads: { view: () => <Loads />, width: 480, height: 480 },
   network: { view: () => <NetworkView />, width: 376, height: 480 },
   triggers: { view: () => <TriggersView />, width: 376, height: 280 },
   audio: { view: () => <AudioView />, width: 376, height: 360 },
@@ -45,6 +45,11 @@ function Panels() {
       ))}
     </div>
   );
+}
+
+// As a tool, or as a panel.
+function Loads() {
+  return useStore().arrangement.value.panels.length > 0 ? <Panels /> : <LoadsPanel />;
 }
 
 function CellView({ cell, view, width, height }: { cell: Cell; view: () => ComponentChildren; width: number; height: number }) {

@@ -155,7 +155,7 @@ async function run({ courses, marks = [], seconds, step, frames, resized }: Run)
     (drawImage as (...all: unknown[]) => void).apply(this, all);
   };
   const chart = new TimeChart(host, () => kColours);
-  chart.setTraces(courses.map(({ dash }, index): Trace => ({ id: String(index), scale: "one", colour: () => kCurves[index]!, dash })));
+  chart.setTraces(courses.map(({ dash }, index): Trace => ({ id: String(index), scale: "one", unit: "V", colour: () => kCurves[index]!, dash })));
   chart.resize(700, 160);
   const zone = new ZoneClock("UTC");
   const cursors = { a: null, b: null };

@@ -47,6 +47,19 @@ export const kToolStates: readonly Cell[] = [
     state: "partial",
     store: () => fakeStore([], { network: kPartialNetwork, connection: { type: "waiting", missing: ["Rear"], sinceAt: 0 } }),
   },
+  {
+    view: "network",
+    state: "partial",
+    note: "One gone",
+    store: () =>
+      fakeStore([], {
+        network: {
+          ...kNetwork,
+          loggers: kNetwork.loggers.slice(0, 1),
+          gone: [{ mac: "02:00:00:00:00:03", label: kNetwork.loggers[2]!.label, heardAt: -40_000 }],
+        },
+      }),
+  },
   { view: "network", state: "full", store: () => fakeStore([], { network: kNetwork }) },
   { view: "triggers", state: "waiting", store: () => fakeStore([]) },
   { view: "triggers", state: "empty", store: () => fakeStore([], { triggers: { ...kTriggers, events: [] } }) },

@@ -9,7 +9,7 @@ import type { Span } from "../../charts/samples.ts";
 import { texts } from "../../i18n/texts.ts";
 import type { SignalHistory } from "../../store/model.ts";
 import { networkClock, useStore, useWorkspace } from "../context.ts";
-import { optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
+import { fullName, optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
 import { useDrawing, useHiddenAfar, useSize } from "../ui/hooks.ts";
 import { Nothing } from "../ui/states.tsx";
 import { Legend } from "./legend.tsx";
@@ -103,7 +103,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   const drawLanesBelow = (lane: readonly { signal: PanelSignal; history: SignalHistory | null }[], span: Span, now: number) => {
     const canvas = lanes.current!;
     const { left, width: across } = chart.current!.area;
-    const names = lane.map(({ signal }) => signal.name);
+    const names = lane.map(({ signal }) => fullName(signal));
     const above = laneNamesFit(canvas, names, left - kGutter) ? 0 : kNameAbove;
     const height = lane.length * (kLaneHeight + above);
     const pen = preparePen(canvas, width, height);
@@ -134,6 +134,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   const trace = (signal: PanelSignal): Trace => ({
     id: signal.key,
     scale: scaleKey(signal),
+    unit: signal.unit,
     colour: () => curveColour(workspace.theme.value, signal.colour),
     dash: curveDash(signal.colour),
   });
@@ -157,7 +158,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
         .filter(({ unit }) => unit !== "" && signals.filter((other) => other.unit === unit).length > 1)
         .map((signal) => {
           const own = optionOf(panel, signal, "own") === true;
-          return { label: signal.name, checked: own, action: () => setOptions(store, panel, { [`own:${signal.key}`]: !own }) };
+          return { label: fullName(signal), checked: own, action: () => setOptions(store, panel, { [`own:${signal.key}`]: !own }) };
         }),
     },
     { items: [{ label: t.panels.steps, checked: asSteps, action: () => setOptions(store, panel, { steps: !asSteps }) }] },
@@ -166,7 +167,7 @@ export function ChartPanel({ panel, signals, menu }: PanelProps) {
   return (
     <div class={`chart-panel ${measuring ? "measuring" : ""}`}>
       <Legend panel={panel} signals={signals} />
-      <div class="plot" ref={area} role="img" aria-label={signals.map(({ name }) => name).join(", ")} data-testid="plot">
+      <div class="plot" ref={area} role="img" aria-label={signals.map(fullName).join(", ")} data-testid="plot">
         <div class={`plot-curves ${anyData ? "" : "hidden"}`} ref={host} />
         {laneKeys !== "" && <canvas class="plot-lanes" ref={lanes} />}
         <div class="selection" ref={selection} />

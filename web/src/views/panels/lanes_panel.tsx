@@ -9,12 +9,13 @@ import { drawSamples } from "../../charts/series_path.ts";
 import { tickLabel, ticks, tickStep } from "../../charts/time_ticks.ts";
 import { texts } from "../../i18n/texts.ts";
 import { networkClock, useStore, useWorkspace } from "../context.ts";
-import { isAway, type PanelSignal } from "../panel_signals.ts";
+import { fullName, isAway, type PanelSignal } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Swatch } from "./legend.tsx";
 import type { PanelProps } from "./panel_props.ts";
 import { csvEntry, pngEntry } from "./saving.ts";
 import { historyOf, laneOf, samplesOf, shownText } from "./signal_data.ts";
+import { SignalName } from "./signal_name.tsx";
 import { useThemeColours } from "./theme_colours.ts";
 import { timeGestures } from "./time_gestures.ts";
 import { useMarks } from "./marks.ts";
@@ -121,7 +122,7 @@ export function LanesPanel({ panel, signals, menu }: PanelProps) {
           <LaneName key={signal.key} signal={signal} />
         ))}
       </ul>
-      <div class="lanes-area" ref={area} role="img" aria-label={`${t.panels.kinds.lanes}: ${signals.map(({ name }) => name).join(", ")}`}>
+      <div class="lanes-area" ref={area} role="img" aria-label={`${t.panels.kinds.lanes}: ${signals.map(fullName).join(", ")}`}>
         <canvas ref={canvas} />
         <div class="selection" ref={selection} />
       </div>
@@ -136,11 +137,11 @@ function LaneName({ signal }: { signal: PanelSignal }) {
   const history = historyOf(store, signal);
   const hover = workspace.hoverX();
   const shown = history === null ? null : hover === null ? history.latest : history.valueAt(hover);
-  const away = isAway(signal) ? texts().signals.run[signal.run] : null;
+  const away = isAway(signal) ? signal.away : null;
   return (
     <li class={`lane-name ${away !== null ? "away" : ""}`} title={`${signal.name}\n${signal.logger}`}>
       <Swatch signal={signal} />
-      <span class="lane-label">{signal.name}</span>
+      <SignalName class="lane-label" signal={signal} />
       {away !== null ? (
         <span class="lane-state" title={away}>
           {away}

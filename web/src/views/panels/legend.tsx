@@ -6,11 +6,12 @@ import { gapsWithin } from "../../charts/samples.ts";
 import { texts } from "../../i18n/texts.ts";
 import type { Panel, Store } from "../../store/model.ts";
 import { useStore, useWorkspace } from "../context.ts";
-import { isAway, type PanelSignal } from "../panel_signals.ts";
+import { fullName, isAway, type PanelSignal } from "../panel_signals.ts";
 import { useSeen } from "../ui/hooks.ts";
 import { Icon } from "../ui/icons.tsx";
 import type { Workspace } from "../workspace.ts";
 import { historyOf, shownText } from "./signal_data.ts";
+import { SignalName } from "./signal_name.tsx";
 
 /// Ticks of texts between two rewritings of what only a screen reader may come upon.
 const kUnseen = 25;
@@ -40,7 +41,7 @@ function Entry({ panel, signal, tick }: { panel: Panel; signal: PanelSignal; tic
   const t = texts();
   const absent = isAway(signal);
   const reading = useMemo(() => readingOf(store, workspace, signal, tick), [store, workspace, signal.id, tick]);
-  const value = useMemo(() => (absent ? t.signals.run[signal.run] : reading.text), [absent, t, signal.run, reading]);
+  const value = useMemo(() => (absent ? signal.away : reading.text), [absent, signal.away, reading]);
   const kind = useMemo(
     () => computed(() => `legend-entry ${reading.stale.value ? "stale" : ""} ${absent ? "absent" : ""}`),
     [reading, absent],
@@ -48,7 +49,7 @@ function Entry({ panel, signal, tick }: { panel: Panel; signal: PanelSignal; tic
   return (
     <li class={kind} data-testid="legend-entry" title={`${signal.name}\n${signal.logger}`}>
       <Swatch signal={signal} />
-      <span class="legend-name">{signal.name}</span>
+      <SignalName class="legend-name" signal={signal} />
       {absent ? (
         <span class="legend-state">{value}</span>
       ) : (
@@ -61,8 +62,8 @@ function Entry({ panel, signal, tick }: { panel: Panel; signal: PanelSignal; tic
       <button
         type="button"
         class="legend-remove"
-        aria-label={t.panels.removeSignal(signal.name)}
-        title={t.panels.removeSignal(signal.name)}
+        aria-label={t.panels.removeSignal(fullName(signal))}
+        title={t.panels.removeSignal(fullName(signal))}
         onClick={() => store.removeFromPanel(panel.id, signal.id ?? signal.key)}
       >
         <Icon name="close" />

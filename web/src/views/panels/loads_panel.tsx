@@ -11,7 +11,10 @@ import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Icon } from "../ui/icons.tsx";
 import { Incomplete, Nothing } from "../ui/states.tsx";
 import { VirtualList } from "../ui/virtual_list.tsx";
+import { fullLoad } from "./full_load.ts";
 import type { PanelProps } from "./panel_props.ts";
+import { valueEntries } from "./saving.ts";
+import { gpsText, loadsCsv } from "./value_files.ts";
 
 type Row =
   | { readonly type: "logger"; readonly key: string; readonly name: string }
@@ -19,13 +22,16 @@ type Row =
   | { readonly type: "most"; readonly key: string; readonly figures: readonly (readonly [string, number])[] }
   | { readonly type: "gps"; readonly key: string; readonly gps: GpsState };
 
-/// `menu` takes what the frame around it offers; in the dock there is none.
-export function LoadsPanel({ menu }: { menu?: PanelProps["menu"] }) {
+/// `frame` is what the view has around it in the grid, and takes what it adds to the menu there; in the dock there is none.
+export function LoadsPanel({ frame }: { frame?: Pick<PanelProps, "panel" | "menu"> }) {
   const store = useStore();
+  const whole = useRef<HTMLDivElement>(null);
   const t = texts();
   const state = store.buses.value;
-  if (menu !== undefined) {
-    menu.current = () => [
+  if (frame !== undefined) {
+    const title = frame.panel.title !== "" ? frame.panel.title : t.panels.kinds.loads;
+    frame.menu.current = () => [
+      ...valueEntries(store, title, whole, store.now, () => loadsCsv(state)),
       {
         items: [
           state.running
@@ -52,7 +58,7 @@ export function LoadsPanel({ menu }: { menu?: PanelProps["menu"] }) {
     );
   }
   return (
-    <div class="loads" data-testid="loads">
+    <div class="loads" data-testid="loads" ref={whole}>
       {state.missing.length > 0 && <Incomplete text={t.loads.partial(state.missing)} />}
       {!state.running && (
         <div class="incomplete" role="status">
@@ -136,14 +142,6 @@ function RowView({ row }: { row: Row }) {
   }
 }
 
-/// What a full bar means: all of it for per cent, else a round number above the peak.
-export function fullLoad(bus: BusState): number {
-  if (bus.unit === "%") return 100;
-  const most = Math.max(bus.peak ?? 0, bus.load ?? 0, 1e-9);
-  const power = 10 ** Math.floor(Math.log10(most));
-  return [1, 2, 5, 10].map((factor) => factor * power).find((value) => value >= most) ?? most;
-}
-
 function BusRow({ bus }: { bus: BusState }) {
   const t = texts();
   const full = fullLoad(bus);
@@ -225,7 +223,7 @@ function GpsRow({ gps }: { gps: GpsState }) {
       </span>
       <span class="load-status gps-state">
         <Icon name={gps.fix === true ? "check" : gps.fix === false ? "close" : "more"} />
-        {gps.fix === null ? t.unknown : gps.fix ? t.fix : t.noFix}
+        {gpsText(gps)}
         {gps.status !== "" && <span class="muted figures">{gps.status}</span>}
       </span>
     </div>

@@ -17,27 +17,27 @@ export function MeasureTable({ signals }: { signals: readonly PanelSignal[] }) {
   const both = a !== null && b !== null;
   return (
     <div class="measure" role="region" aria-label={t.measure.title} tabIndex={0} data-testid="measure">
-      <table>
-        <caption class="visually-hidden">{t.measure.title}</caption>
-        <thead>
-          <tr>
-            <th scope="col" class="measure-span figures">
+      <table role="table" aria-label={t.measure.title}>
+        <thead role="rowgroup">
+          <tr role="row">
+            <th scope="col" role="columnheader" class="measure-span figures">
               {both ? `${t.measure.span} ${duration(b - a)}` : ""}
             </th>
-            <th scope="col">
-              A <span class="muted figures">{a === null ? "" : clock.time(a, 3)}</span>
-            </th>
-            <th scope="col">
-              B <span class="muted figures">{b === null ? "" : clock.time(b, 3)}</span>
-            </th>
-            {[t.measure.difference, t.measure.slope, t.common.least, t.common.greatest, t.common.mean, t.measure.rate].map((head) => (
-              <th scope="col" key={head}>
-                {head}
+            {[a, b].map((x, index) => (
+              <th scope="col" role="columnheader" class="measure-time" key={index}>
+                {"AB"[index]} <span class="muted figures">{x === null ? "" : clock.time(x, 3)}</span>
               </th>
             ))}
+            {figureNames()
+              .slice(2)
+              .map((name) => (
+                <th scope="col" role="columnheader" class="measure-head" key={name}>
+                  {name}
+                </th>
+              ))}
           </tr>
         </thead>
-        <tbody>
+        <tbody role="rowgroup">
           {signals.map((signal) => (
             <Row key={signal.key} signal={signal} a={a} b={b} />
           ))}
@@ -45,6 +45,12 @@ export function MeasureTable({ signals }: { signals: readonly PanelSignal[] }) {
       </table>
     </div>
   );
+}
+
+// In the order of a row.
+function figureNames(): string[] {
+  const { measure, common } = texts();
+  return ["A", "B", measure.difference, measure.slope, common.least, common.greatest, common.mean, measure.rate];
 }
 
 function Row({ signal, a, b }: { signal: PanelSignal; a: number | null; b: number | null }) {
@@ -58,13 +64,15 @@ function Row({ signal, a, b }: { signal: PanelSignal; a: number | null; b: numbe
   const statistics = history !== null && a !== null && b !== null ? history.statistics(Math.min(a, b), Math.max(a, b)) : null;
   const slope = difference === null || a === b ? null : difference / (b! - a!);
   const figures = history?.discrete ? null : statistics;
+  const names = figureNames();
   return (
-    <tr>
-      <th scope="row">
+    <tr role="row">
+      <th scope="row" role="rowheader">
         <Swatch signal={signal} />{" "}
         <span class="measure-name" title={signal.name}>
           {signal.name}
         </span>{" "}
+        {signal.origin !== "" && <span class="signal-origin">{signal.origin} </span>}
         <span class="unit">{signal.unit}</span>
       </th>
       {[
@@ -77,8 +85,12 @@ function Row({ signal, a, b }: { signal: PanelSignal; a: number | null; b: numbe
         computedNumber(figures?.mean ?? null),
         computedNumber(statistics?.rate ?? null),
       ].map((text, index) => (
-        <td class="figures" key={index}>
-          {text}
+        // The name is seen where rows are folded and columns have no heads.
+        <td class="figures" role="cell" key={index}>
+          <span class="measure-label" aria-hidden="true">
+            {names[index]}
+          </span>
+          <span class="measure-figure">{text}</span>
         </td>
       ))}
     </tr>

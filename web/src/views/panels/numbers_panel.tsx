@@ -5,22 +5,28 @@ import { drawSparkline } from "../../charts/sparkline.ts";
 import { curveColour } from "../../charts/palette.ts";
 import type { Panel } from "../../store/model.ts";
 import { useStore, useWorkspace } from "../context.ts";
-import { isAway, optionOf, setOptions, type PanelSignal } from "../panel_signals.ts";
+import { fullName, setOptions, type PanelSignal } from "../panel_signals.ts";
 import { Dialog } from "../ui/dialog.tsx";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { tileColumns } from "../layout.ts";
 import { Icon } from "../ui/icons.tsx";
 import { Swatch } from "./legend.tsx";
+import { limitsOf, readingOf } from "./limits.ts";
 import type { PanelProps } from "./panel_props.ts";
+import { valueEntries } from "./saving.ts";
 import { historyOf, shownText } from "./signal_data.ts";
+import { numbersCsv } from "./value_files.ts";
 
 export function NumbersPanel({ panel, signals, menu }: PanelProps) {
+  const store = useStore();
   const t = texts();
   const [editing, setEditing] = useState<string | null>(null);
   const whole = useRef<HTMLDivElement>(null);
   const columns = tileColumns(signals.length, useSize(whole));
+  const title = panel.title !== "" ? panel.title : t.panels.kinds.numbers;
   menu.current = () => [
-    { title: t.panels.limits, items: signals.map((signal) => ({ label: signal.name, action: () => setEditing(signal.key) })) },
+    ...valueEntries(store, title, whole, store.viewX, () => numbersCsv(store, panel, signals)),
+    { title: t.panels.limits, items: signals.map((signal) => ({ label: fullName(signal), action: () => setEditing(signal.key) })) },
   ];
   const edited = signals.find(({ key }) => key === editing);
   return (
@@ -33,46 +39,25 @@ export function NumbersPanel({ panel, signals, menu }: PanelProps) {
   );
 }
 
-function limitsOf(panel: Panel, signal: PanelSignal): { low: number | null; high: number | null } {
-  const low = optionOf(panel, signal, "low");
-  const high = optionOf(panel, signal, "high");
-  return { low: typeof low === "number" ? low : null, high: typeof high === "number" ? high : null };
-}
-
 function NumberTile({ panel, signal, edit }: { panel: Panel; signal: PanelSignal; edit: () => void }) {
   const store = useStore();
   const t = texts();
   store.ticks.texts.value;
-  const history = historyOf(store, signal);
-  const latest = (store.paused.value ? history?.valueAt(store.frozenX.value) : history?.latest) ?? null;
-  const stale = latest !== null && !store.paused.value && signal.id !== null && store.stale(signal.id);
-  const { low, high } = limitsOf(panel, signal);
-  const number = latest?.number ?? null;
-  const beyond = number === null ? "" : low !== null && number < low ? "below" : high !== null && number > high ? "above" : "";
-  const absent = isAway(signal);
-  const text = latest === null ? "–" : shownText(latest);
-  const note = absent
-    ? t.signals.run[signal.run]
-    : beyond === "below"
-      ? t.panels.below
-      : beyond === "above"
-        ? t.panels.above
-        : stale
-          ? t.panels.stale
-          : latest === null
-            ? t.panels.noValue
-            : "";
+  const { value, limits, beyond, stale, note } = readingOf(store, panel, signal);
+  const { low, high } = limits;
+  const text = value === null ? "–" : shownText(value);
   return (
     <div
-      class={`tile ${beyond !== "" ? "beyond" : ""} ${stale || absent || latest === null ? "stale" : ""}`}
+      class={`tile ${beyond ? "beyond" : ""} ${stale ? "stale" : ""}`}
       data-testid="number-tile"
       title={`${signal.name}\n${signal.logger}`}
     >
       <div class="tile-head">
         <Swatch signal={signal} />
-        <button type="button" class="tile-name" title={`${t.panels.limits}: ${signal.name}`} onClick={edit}>
+        <button type="button" class="tile-name" title={`${t.panels.limits}: ${fullName(signal)}`} onClick={edit}>
           {signal.name}
         </button>
+        {signal.origin !== "" && <span class="signal-origin">{signal.origin}</span>}
       </div>
       <p class={`tile-value figures ${text.length > 12 ? "long" : text.length > 7 ? "middle" : ""}`}>
         <span class="tile-number">{text}</span> <span class="unit">{signal.unit}</span>
@@ -80,7 +65,7 @@ function NumberTile({ panel, signal, edit }: { panel: Panel; signal: PanelSignal
       <div class="tile-foot">
         {note !== "" && (
           <span class="tile-note">
-            {beyond !== "" && <Icon name="warning" />}
+            {beyond && <Icon name="warning" />}
             {note}
           </span>
         )}
@@ -141,7 +126,7 @@ function LimitsDialog({ panel, signal, close }: { panel: Panel; signal: PanelSig
   const t = texts();
   const limits = limitsOf(panel, signal);
   return (
-    <Dialog title={`${t.panels.limits}: ${signal.name}`} close={close}>
+    <Dialog title={`${t.panels.limits}: ${fullName(signal)}`} close={close}>
       <form
         class="form"
         onSubmit={(event) => {

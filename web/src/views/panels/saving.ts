@@ -1,12 +1,13 @@
 // What a panel shows, as a file of values or as a picture.
+import { pictureOf } from "../../charts/dom_picture.ts";
 import { download, toCsv, toPng } from "../../charts/export.ts";
-import { curveColour, type ChartColours } from "../../charts/palette.ts";
+import { curveColour, readColours, type ChartColours } from "../../charts/palette.ts";
 import type { Span } from "../../charts/samples.ts";
 import { texts } from "../../i18n/texts.ts";
 import type { Store } from "../../store/model.ts";
 import { networkClock } from "../context.ts";
-import type { PanelSignal } from "../panel_signals.ts";
-import type { MenuItem } from "../ui/menu.tsx";
+import { fullName, type PanelSignal } from "../panel_signals.ts";
+import type { MenuGroup, MenuItem } from "../ui/menu.tsx";
 import type { Workspace } from "../workspace.ts";
 import { columnOf, historyOf } from "./signal_data.ts";
 
@@ -28,7 +29,7 @@ export function csvEntry(store: Store, what: () => Saved): MenuItem {
         const history = historyOf(store, signal);
         return history === null ? [] : [columnOf(history, signal, span)];
       });
-      saveText(toCsv(columns), fileName(store, title, span));
+      saveText(toCsv(columns), fileName(store, title, span.to));
     },
   };
 }
@@ -44,25 +45,53 @@ export function pngEntry(
     icon: "download",
     action: async () => {
       const { title, signals, span, canvases, colours } = what();
-      const labels = signals.map(({ name, unit, colour }) => ({
-        text: unit === "" ? name : `${name} [${unit}]`,
-        colour: curveColour(workspace.theme.value, colour),
+      const labels = signals.map((signal) => ({
+        text: signal.unit === "" ? fullName(signal) : `${fullName(signal)} [${signal.unit}]`,
+        colour: curveColour(workspace.theme.value, signal.colour),
       }));
       const drawn = canvases.filter((canvas): canvas is HTMLCanvasElement => canvas != null);
       const picture = drawn.length === 0 ? null : await toPng(title, labels, drawn, colours);
-      if (picture !== null) download(picture, `${fileName(store, title, span)}.png`);
+      if (picture !== null) download(picture, `${fileName(store, title, span.to)}.png`);
     },
   };
 }
 
+/// The entries that save what is seen of a panel without curves: its values, and a picture of it. `element` is null
+/// while there is nothing to see; `when` is the time that it shows.
+export function valueEntries(
+  store: Store,
+  title: string,
+  element: { readonly current: HTMLElement | null },
+  when: () => number,
+  csv: () => string,
+): MenuGroup[] {
+  const named = () => fileName(store, title, when());
+  const savePicture = async () => {
+    const x = when();
+    const clock = networkClock(store);
+    const time = Number.isFinite(x) ? ` · ${clock.date(x)} ${clock.time(x)} (${clock.zone})` : "";
+    const picture = await toPng(`${title}${time}`, [], [pictureOf(element.current!)], readColours(element.current!));
+    if (picture !== null) download(picture, `${fileName(store, title, x)}.png`);
+  };
+  const disabled = element.current === null;
+  return [
+    {
+      items: [
+        { label: texts().panels.csv, icon: "download", disabled, action: () => saveText(csv(), named()) },
+        { label: texts().panels.png, icon: "download", disabled, action: () => void savePicture() },
+      ],
+    },
+  ];
+}
+
 /// Hands values as text to the browser's downloads.
-export function saveText(text: string, name: string): void {
+function saveText(text: string, name: string): void {
   download(new Blob([text], { type: "text/csv" }), `${name}.csv`);
 }
 
-/// The title, and when what is seen ends.
-export function fileName(store: Store, title: string, { to }: Span): string {
-  if (!Number.isFinite(to)) return title;
+/// The title, and the time that is seen, or at which what is seen ends.
+function fileName(store: Store, title: string, x: number): string {
+  if (!Number.isFinite(x)) return title;
   const clock = networkClock(store);
-  return `${title} ${clock.date(to)} ${clock.time(to).replaceAll(":", "")}`;
+  return `${title} ${clock.date(x)} ${clock.time(x).replaceAll(":", "")}`;
 }

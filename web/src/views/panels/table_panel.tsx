@@ -1,57 +1,29 @@
 // Signals as a table: value, unit, description, age, least and greatest value since the start.
+import { useRef } from "preact/hooks";
 import { plainNumber } from "../../charts/numbers.ts";
-import { csvField } from "../../charts/export.ts";
 import { texts } from "../../i18n/texts.ts";
-import { useStore, useWorkspace } from "../context.ts";
-import { isAway, type PanelSignal } from "../panel_signals.ts";
+import { useStore } from "../context.ts";
+import { fullName, isAway, type PanelSignal } from "../panel_signals.ts";
 import { rowHeight } from "../signal_list.tsx";
 import { Icon } from "../ui/icons.tsx";
 import { VirtualList } from "../ui/virtual_list.tsx";
 import { Swatch } from "./legend.tsx";
+import { shownValue } from "./limits.ts";
 import type { PanelProps } from "./panel_props.ts";
-import { fileName, saveText } from "./saving.ts";
+import { valueEntries } from "./saving.ts";
 import { historyOf, rangeOf } from "./signal_data.ts";
+import { SignalName } from "./signal_name.tsx";
+import { tableCsv } from "./value_files.ts";
 
 export function TablePanel({ panel, signals, menu }: PanelProps) {
   const store = useStore();
-  const workspace = useWorkspace();
   const t = texts();
-  menu.current = () => [{ items: [{ label: t.panels.csv, icon: "download", action: save }] }];
+  const whole = useRef<HTMLDivElement>(null);
   const heads = [t.common.name, t.common.value, t.common.unit, t.common.description, t.common.age, t.common.least, t.common.greatest];
-  const save = () => {
-    const rows = signals.map((signal) => {
-      const history = historyOf(store, signal);
-      const latest = history?.latest;
-      const range = rangeOf(history);
-      return [
-        signal.logger,
-        signal.name,
-        latest?.text ?? "",
-        signal.unit,
-        latest?.description ?? "",
-        String(latest?.stamp ?? ""),
-        String(range?.min ?? ""),
-        String(range?.max ?? ""),
-      ]
-        .map(csvField)
-        .join(",");
-    });
-    const head = [
-      t.common.logger,
-      t.common.name,
-      t.common.value,
-      t.common.unit,
-      t.common.description,
-      "logger stamp [us]",
-      t.common.least,
-      t.common.greatest,
-    ]
-      .map(csvField)
-      .join(",");
-    saveText([head, ...rows, ""].join("\r\n"), fileName(store, panel.title || t.panels.kinds.table, workspace.span()));
-  };
+  const title = panel.title !== "" ? panel.title : t.panels.kinds.table;
+  menu.current = () => valueEntries(store, title, whole, store.viewX, () => tableCsv(store, signals));
   return (
-    <div class="table-panel" role="table" aria-label={panel.title || t.panels.kinds.table} aria-rowcount={signals.length + 1}>
+    <div class="table-panel" role="table" ref={whole} aria-label={title} aria-rowcount={signals.length + 1}>
       <div class="table-head" role="rowgroup">
         <div class="table-row" role="row">
           {heads.map((head, index) => (
@@ -81,7 +53,7 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
   const t = texts();
   store.ticks.texts.value;
   const history = historyOf(store, signal);
-  const latest = (store.paused.value ? history?.valueAt(store.frozenX.value) : history?.latest) ?? null;
+  const latest = shownValue(store, history);
   const range = rangeOf(history);
   const absent = isAway(signal);
   const stale = latest !== null && signal.id !== null && store.stale(signal.id);
@@ -90,11 +62,11 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
     <div class={`table-row ${stale ? "stale" : ""}`} role="presentation" data-testid="table-row">
       <span role="cell" class="cell c0" title={`${signal.name}\n${signal.logger}`}>
         <Swatch signal={signal} />
-        <span class="cell-text">{signal.name}</span>
+        <SignalName class="cell-text" signal={signal} />
       </span>
       {absent ? (
         <span role="cell" aria-colspan={3} class="cell c1 absent">
-          {t.signals.run[signal.run]}
+          {signal.away}
         </span>
       ) : (
         <>
@@ -123,8 +95,8 @@ function Row({ panelId, signal }: { panelId: string; signal: PanelSignal }) {
           type="button"
           data-stop
           class="row-remove"
-          aria-label={t.panels.removeSignal(signal.name)}
-          title={t.panels.removeSignal(signal.name)}
+          aria-label={t.panels.removeSignal(fullName(signal))}
+          title={t.panels.removeSignal(fullName(signal))}
           onClick={() => store.removeFromPanel(panelId, signal.id ?? signal.key)}
         >
           <Icon name="close" />

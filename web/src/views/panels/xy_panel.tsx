@@ -7,6 +7,7 @@ import { useStore, useWorkspace } from "../context.ts";
 import { isAway, setOptions } from "../panel_signals.ts";
 import { useDrawing, useSize } from "../ui/hooks.ts";
 import { Nothing } from "../ui/states.tsx";
+import { useMarks } from "./marks.ts";
 import type { PanelProps } from "./panel_props.ts";
 import { csvEntry, pngEntry } from "./saving.ts";
 import { historyOf, samplesOf, shownText } from "./signal_data.ts";
@@ -26,6 +27,7 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
   const [anyPair, setAnyPair] = useState(false);
   const { width, height } = useSize(host);
   const theme = workspace.theme.value;
+  const marks = useMarks();
   const [first, second] = signals;
   const seconds = typeof panel.options["seconds"] === "number" ? panel.options["seconds"] : kUsualSeconds;
   useLayoutEffect(() => {
@@ -51,6 +53,7 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
       y: y === null ? null : samplesOf(y, span),
       span,
       at: workspace.hoverX(),
+      marks,
       eager: workspace.viewRevision.value !== revision.current,
     });
     revision.current = workspace.viewRevision.value;
@@ -65,7 +68,7 @@ export function XyPanel({ panel, signals, menu }: PanelProps) {
       workspace.hover.value;
     },
     draw,
-    [width, height, panel],
+    [width, height, marks, panel],
   );
   const title = panel.title !== "" ? panel.title : t.panels.kinds.xy;
   const seen = () => {
@@ -126,8 +129,9 @@ function AxisName({ axis, signal, seconds }: { axis: "x" | "y"; signal: PanelPro
       <span class="axis-signal" title={signal?.name}>
         {signal?.name ?? "–"}
       </span>
+      {signal !== undefined && signal.origin !== "" && <span class="signal-origin">{signal.origin}</span>}
       {signal !== undefined && isAway(signal) ? (
-        <span class="muted">{texts().signals.run[signal.run]}</span>
+        <span class="muted">{signal.away}</span>
       ) : (
         <>
           <span class="figures">{shown === null ? "–" : shownText(shown)}</span>

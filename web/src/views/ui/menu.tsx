@@ -9,7 +9,8 @@ export interface MenuItem {
   readonly icon?: IconName;
   readonly checked?: boolean;
   readonly disabled?: boolean;
-  readonly action: () => void;
+  /// An item without one only tells something: in full, and keys reach it.
+  readonly action?: () => void;
 }
 
 /// Items in groups; a line is drawn between them, a heading above where there is one.
@@ -96,10 +97,12 @@ function Menu({ label, groups, anchor, close }: { label: string; groups: readonl
                 type="button"
                 role={item.checked === undefined ? "menuitem" : "menuitemcheckbox"}
                 aria-checked={item.checked}
-                class="menu-item"
+                aria-disabled={item.action === undefined ? true : undefined}
+                class={`menu-item ${item.action === undefined ? "told" : ""}`}
                 key={item.label}
                 disabled={item.disabled}
                 onClick={() => {
+                  if (item.action === undefined) return;
                   close();
                   item.action();
                 }}
