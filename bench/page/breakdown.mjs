@@ -69,9 +69,9 @@ function print(title, times) {
   for (const [name, us] of sorted) if (us > 0) console.log(`${(us / 1e3 / seconds).toFixed(1).padStart(8)} ms  ${name}`);
 }
 
-const { network, browser, page } = await loadedPage();
+const { network, browser } = await loadedPage();
 try {
-  await browser.startTracing(page, { categories: kCategories });
+  await browser.startTracing(undefined, { categories: kCategories });
   await sleep(seconds * 1000);
   const { traceEvents } = JSON.parse((await browser.stopTracing()).toString("utf8"));
   const threads = threadsOf(traceEvents);

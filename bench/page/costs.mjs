@@ -18,21 +18,32 @@ export function longTasks(trace) {
   return { clock: above("dur"), processor: above("tdur") };
 }
 
-// The process that shows the page, of a browser's own DevTools session.
+// The process that shows the page, which is the one with a worker, of a browser's own DevTools session.
 export async function rendererOf(session) {
   const { processInfo } = await session.send("SystemInfo.getProcessInfo");
-  return processInfo.filter(({ type }) => type === "renderer").reduce((most, one) => (one.cpuTime > most.cpuTime ? one : most));
+  return processInfo.find(({ type, id }) => type === "renderer" && threadsOf(id).some(({ stat }) => stat.includes(kWorker)));
+}
+
+// Processor seconds so far of the browser's processes but for that one: the network's, the screen's and so on.
+export async function otherProcessesSeconds(session, pid) {
+  const { processInfo } = await session.send("SystemInfo.getProcessInfo");
+  return processInfo.filter(({ id }) => id !== pid).reduce((sum, { cpuTime }) => sum + cpuTime, 0);
 }
 
 const kTicks = Number(execFileSync("getconf", ["CLK_TCK"]));
 
+const kWorker = "(DedicatedWorker";
+
+function threadsOf(pid) {
+  return readdirSync(`/proc/${pid}/task`).map((tid) => ({ tid: Number(tid), stat: readFileSync(`/proc/${pid}/task/${tid}/stat`, "utf8") }));
+}
+
 // Processor seconds so far of the page's thread, of its worker's, and of all others of the process.
 export function threadSeconds(pid) {
   const seconds = { page: 0, worker: 0, others: 0 };
-  for (const tid of readdirSync(`/proc/${pid}/task`)) {
-    const stat = readFileSync(`/proc/${pid}/task/${tid}/stat`, "utf8");
+  for (const { tid, stat } of threadsOf(pid)) {
     const fields = stat.replace(/^.*\) /, "").split(" ");
-    const kind = Number(tid) === pid ? "page" : stat.includes("(DedicatedWorker") ? "worker" : "others";
+    const kind = tid === pid ? "page" : stat.includes(kWorker) ? "worker" : "others";
     seconds[kind] += (Number(fields[11]) + Number(fields[12])) / kTicks;
   }
   return seconds;

@@ -8,6 +8,7 @@ import { setTimeout as sleep } from "node:timers/promises";
 import { launchBrowser } from "../../tests/kit/js/browser.mjs";
 import { rendererOf, threadSeconds } from "./costs.mjs";
 import { kRate, kSignals, loadedNetwork } from "./loaded_network.mjs";
+import { openUnwatched } from "./unwatched.mjs";
 
 const seconds = Number(process.argv[2] ?? 30);
 
@@ -39,18 +40,14 @@ try {
   writeFileSync(path.join(folder, "floor.html"), "<!doctype html><title>Floor</title>\n");
   writeFileSync(path.join(folder, "floor.js"), kWorker);
   browser = await launchBrowser();
-  const page = await browser.newPage();
-  await page.goto(`${network.apache.page}floor.html`);
+  const page = await openUnwatched(browser, `${network.apache.page}floor.html`);
+  await page.reaches("the page of the floor is there", "document.title === 'Floor'");
   const order = { url: network.apache.url, keys: names.map((name) => [name, mac]) };
-  await page.evaluate(
-    (all) =>
-      new Promise((resolve) => {
-        window.kept = new Worker("floor.js");
-        window.kept.onmessage = resolve;
-        window.kept.postMessage(all);
-      }),
-    order,
-  );
+  await page.evaluate(`new Promise((resolve) => {
+    window.kept = new Worker("floor.js");
+    window.kept.onmessage = () => resolve();
+    window.kept.postMessage(${JSON.stringify(order)});
+  })`);
   await sleep(5_000);
   const renderer = await rendererOf(await browser.newBrowserCDPSession());
   const started = { at: Date.now(), ...threadSeconds(renderer.id) };

@@ -15,6 +15,10 @@ export interface Annotations {
   readonly cursors: { readonly a: number | null; readonly b: number | null };
 }
 
+/// CSS pixels that a marker with its name takes at most.
+export const kNameRoom = 176;
+const kLongestName = 160;
+
 export interface Area {
   readonly left: number;
   readonly top: number;
@@ -48,7 +52,7 @@ export function drawAnnotations(pen: CanvasRenderingContext2D, area: Area, ratio
     flag(pen, x, area, ratio, colours.marker);
     // Names that would lie over each other are left out; the list of markers has them all.
     if (x < free) continue;
-    const label = shorten(pen, mark.label, Math.min(160 * ratio, area.left + area.width - x - 10 * ratio));
+    const label = shorten(pen, mark.label, Math.min(kLongestName * ratio, area.left + area.width - x - 10 * ratio));
     if (label === "") continue;
     const { width } = pen.measureText(label);
     pen.globalAlpha = 0.8;

@@ -1,7 +1,7 @@
 // Several signals on one time axis, each unit on a scale of its own. Draws what it is given; keeps no samples.
 import uPlot from "uplot";
 import { drawUnits, kBeside, kTimeAxis, roomAbove, timeAxis, valueAxis, type ValueAxis } from "./axes.ts";
-import { drawAnnotations, type Annotations } from "./annotations.ts";
+import { drawAnnotations, kNameRoom, type Annotations } from "./annotations.ts";
 import type { ChartColours } from "./palette.ts";
 import { DashPhases } from "./dashes.ts";
 import { extent, type Span } from "./samples.ts";
@@ -42,8 +42,7 @@ export function allowedDivisions(most: number): number[] {
 }
 
 const kUtc = new ZoneClock("UTC");
-/// CSS pixels at the right edge that are always drawn anew: the label of a time that has just found room there, the end of a
-/// marker's name.
+/// CSS pixels at the right edge that are drawn anew while the name of a marker that has come grows with its room.
 const kEdge = 48;
 const kSettling = 500; // ms
 const kMargin = 4;
@@ -238,6 +237,7 @@ export class TimeChart {
     const { span, now, marks, cursors, zone } = view;
     const ratio = uPlot.pxRatio;
     const seen = (x: number | null) => x !== null && x >= span.from && x <= span.to;
+    const naming = span.to - ((kNameRoom * ratio) / plot.bbox.width) * (span.to - span.from);
     const measured = seen(cursors.a) || seen(cursors.b) || between(span, cursors);
     return {
       span,
@@ -245,7 +245,7 @@ export class TimeChart {
       curves: view.data,
       scales: this.#borders(),
       box: { ...plot.bbox },
-      edge: kEdge * ratio,
+      edge: marks.some(({ x }) => x > naming && x <= span.to) ? kEdge * ratio : 0,
       margin: kMargin * ratio,
       look: [zone.zone, this.#colours(), marks, marks.find(({ x }) => seen(x)), cursors, ...this.#traces.map(({ colour }) => colour())],
       whole: measured,

@@ -193,11 +193,11 @@ export class LiveViewClient {
     // By far the most frames are values, and no request waits for one.
     if (frame.response === "generic_sig_value") {
       this.#signals.valueCame(frame.key);
-      this.events.frame(frame);
+      this.events.frame(frame, this.#heardAt);
       return;
     }
     this.#heed(frame);
-    this.events.frame(frame);
+    this.events.frame(frame, this.#heardAt);
     this.#queue.received(summaryOf(frame), frame);
     if (frame.response === "krpbus" && frame.errorMessage === "not connected") this.#gone("no-bus", frame.errorMessage);
   }

@@ -17,7 +17,8 @@ export type LostReason = "closed-by-logger" | "broken" | "refused" | "silent" | 
 export interface ClientEvents {
   state(state: ClientState): void;
   /// Every frame that came, in its order, but for large lists of which a newer one is there already.
-  frame(frame: Frame): void;
+  /// `at`: the environment's time at which one was last received.
+  frame(frame: Frame, at: number): void;
   /// Text that went either way, as it was. `response`: of what has come, the name in its first member.
   text(direction: "sent" | "received", text: string, response?: string): void;
   /// A frame that is none of this protocol; the connection stays.

@@ -98,7 +98,7 @@ export class Feed {
         this.#flush();
         this.post({ op: "state", state });
       },
-      frame: (frame) => this.#frame(frame, this.environment.now()),
+      frame: (frame, at) => this.#frame(frame, at),
       text: (direction, text, response) => this.#text(direction, text, response),
       bad: () => {}, // it is in the log of frames
       signals: (states) => this.post({ op: "signals", states }),
