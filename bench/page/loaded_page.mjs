@@ -21,7 +21,10 @@ function arrangement(names, mac) {
 // A page beside ours that keeps the arrangement in the browser and goes on to ours.
 function addBeginning(folder, kept) {
   writeFileSync(path.join(folder, "begin.html"), '<!doctype html><title>Begin</title><script src="begin.js"></script>\n');
-  writeFileSync(path.join(folder, "begin.js"), `localStorage.setItem("live-view.arrangement", ${JSON.stringify(kept)});\nlocation.replace("./");\n`);
+  writeFileSync(
+    path.join(folder, "begin.js"),
+    `localStorage.setItem("live-view.arrangement", ${JSON.stringify(kept)});\nlocation.replace("./");\n`,
+  );
 }
 
 // Network, browser and page, which runs and is watched by nobody. Whoever asks for them closes the browser and stops the network.

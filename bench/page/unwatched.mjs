@@ -2,12 +2,21 @@
 // Playwright does of its own pages: with thousands of frames a second that is most of what the thread of the socket does.
 import { until } from "../../tests/kit/js/wait.mjs";
 
-// Opens the address in a browser of Playwright's, in a context that Playwright keeps away from.
+// Opens the address in a browser of Playwright's, in a context that Playwright keeps away from, in a window that has so much
+// room for the page.
 export async function openUnwatched(browser, address, { width = 1440, height = 900 } = {}) {
   const session = await browser.newBrowserCDPSession();
   const { browserContextId } = await session.send("Target.createBrowserContext");
-  const { targetId } = await session.send("Target.createTarget", { url: address, browserContextId, width, height });
-  return new UnwatchedPage(session, targetId);
+  const { targetId } = await session.send("Target.createTarget", { url: "about:blank", browserContextId, width, height });
+  const page = new UnwatchedPage(session, targetId);
+  await page.reaches("an empty page", "innerHeight > 0");
+  const inner = await page.evaluate("({ width: innerWidth, height: innerHeight })");
+  const { windowId } = await session.send("Browser.getWindowForTarget", { targetId });
+  const bounds = { width: 2 * width - inner.width, height: 2 * height - inner.height };
+  await session.send("Browser.setWindowBounds", { windowId, bounds });
+  await page.reaches(`a page of ${width} by ${height} pixels`, `innerWidth === ${width} && innerHeight === ${height}`);
+  await page.evaluate(`void location.replace(${JSON.stringify(address)})`);
+  return page;
 }
 
 class UnwatchedPage {
