@@ -204,39 +204,40 @@ describe("a tablet", () => {
 
   // Notes what is too small there; `least`: so many controls are to be seen at least.
   async function measure(place, root, least) {
-    const { small, count } = await smallTargets(page, root);
-    bad.push(...small.map((what) => `${place}: ${what}`));
-    assert.ok(count >= least, `${place}: only ${count} controls were measured`);
+    let found;
+    await until(
+      () => `${place} has ${least} controls, not ${found?.count}`,
+      async () => (found = await smallTargets(page, root)).count >= least,
+    );
+    bad.push(...found.small.map((what) => `${place}: ${what}`));
   }
 
-  async function measureMenu(place, button, least) {
+  // The same for what a button opens and Escape closes.
+  async function measureOpened(place, button, root, least) {
     await button.click();
-    await measure(place, ".menu", least);
+    await measure(place, root, least);
     await page.keyboard.press("Escape");
+    await until(`${place} is closed`, async () => (await page.locator(root).count()) === 0);
   }
 
   test("has targets of 48 pixels wherever a finger goes", async () => {
     await open({ hasTouch: true, viewport: { width: 1024, height: 768 } }, panels);
     await measure("the start", "body", 20);
-    for (const kind of kKinds) await measureMenu(`the menu of ${kind}`, byId(page, `panel-${kind}`).getByTestId("panel-menu"), 8);
-    await measureMenu("the menu of panels", byId(page, "add-panel"), kKinds.length);
+    for (const kind of kKinds) {
+      await measureOpened(`the menu of ${kind}`, byId(page, `panel-${kind}`).getByTestId("panel-menu"), ".menu", 8);
+    }
+    await measureOpened("the menu of panels", byId(page, "add-panel"), ".menu", kKinds.length);
     for (const tool of kTools) {
       await openView(page, tool);
       await measure(tool, "body", 20);
     }
     await byId(page, "tab-protocol").click();
-    await byId(page, "panel-numbers").locator(".tile-name").first().click();
-    await measure("limits", "dialog", 4);
-    await page.keyboard.press("Escape");
-    await byId(page, "keys").click();
-    await measure("keys", "dialog", 2);
-    await page.keyboard.press("Escape");
-    await byId(page, "marker-named").click();
-    await measure("names of markers", ".marker-panel", 2);
-    await page.keyboard.press("Escape");
+    await measureOpened("limits", byId(page, "panel-numbers").locator(".tile-name").first(), "dialog", 4);
+    await measureOpened("keys", byId(page, "keys"), "dialog", 2);
+    await measureOpened("names of markers", byId(page, "marker-named"), ".marker-panel", 2);
     if (!(await byId(page, "signal-list").isVisible())) await byId(page, "toggle-signals").click();
     await measure("the signals", ".sidebar", 5);
-    await measureMenu("where to show a signal", byId(page, "signal-row").first().locator(".signal-menu button"), 5);
+    await measureOpened("where to show a signal", byId(page, "signal-row").first().locator(".signal-menu button"), ".menu", 5);
     assert.deepEqual(bad, []);
   });
 });
