@@ -1,12 +1,12 @@
 // A question or a list above the page. Escape and a click beside it close it.
 import type { ComponentChildren } from "preact";
-import { useEffect, useRef } from "preact/hooks";
+import { useLayoutEffect, useRef } from "preact/hooks";
 import { texts } from "../../i18n/texts.ts";
 import { Button } from "./button.tsx";
 
 export function Dialog({ title, close, children }: { title: string; close: () => void; children: ComponentChildren }) {
   const root = useRef<HTMLDialogElement>(null);
-  useEffect(() => {
+  useLayoutEffect(() => {
     root.current!.showModal();
   }, []);
   return (

@@ -100,7 +100,8 @@ export function useDrawing(
 
 /// Closes something when Escape is pressed or the pointer goes down elsewhere.
 export function useDismiss(ref: RefObject<HTMLElement | null>, open: boolean, close: () => void): void {
-  useEffect(() => {
+  // With what is seen, not a frame later: somebody may be quick.
+  useLayoutEffect(() => {
     if (!open) return;
     const down = (event: Event) => {
       if (!ref.current?.contains(event.target as Node)) close();
